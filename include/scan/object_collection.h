@@ -1,0 +1,71 @@
+// The hand-over between collection and rasterisation.
+//
+// Collection walks document content and appends one ObjectInfo record per drawable
+// object to an ObjectInfoContainer, in painting order (first painted first). An
+// ObjectCollection bundles that container with the environment, options and pixel
+// box it was collected for; a ScanConverter consumes it. The same container type
+// holds the members of a transparency group, with that group's two flags.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "qormath/rectangle.h"
+#include "scan/environment.h"
+#include "scan/export.h"
+#include "scan/options.h"
+
+namespace QorSc {
+
+// One collected object. The converter numbers the records of a container in
+// painting order when it takes them; that index orders the active objects of a line.
+class QORSC_API ObjectInfo {
+ public:
+  virtual ~ObjectInfo();
+
+  std::uint32_t GetIndex() const { return index_; }
+  void SetIndex(std::uint32_t index) { index_ = index; }
+
+ protected:
+  ObjectInfo() = default;
+  ObjectInfo(const ObjectInfo&) = default;
+  ObjectInfo& operator=(const ObjectInfo&) = default;
+
+ private:
+  std::uint32_t index_ = 0;
+};
+
+struct QORSC_API ObjectInfoContainer {
+  // The page level: isolated, not knockout.
+  ObjectInfoContainer() = default;
+  ObjectInfoContainer(std::uint8_t isolatedFlag, std::uint8_t knockoutFlag)
+      : isolated(isolatedFlag), knockout(knockoutFlag) {}
+
+  void Append(std::unique_ptr<ObjectInfo> record) { records.push_back(std::move(record)); }
+
+  std::vector<std::unique_ptr<ObjectInfo>> records;
+  // Transparency-group attributes of the level the container represents.
+  std::uint8_t isolated = 1;
+  std::uint8_t knockout = 0;
+};
+
+struct QORSC_API ObjectCollection {
+  ObjectCollection(const Environment& env, const Options& opts,
+                   const QorMath::Rectangle<long long>& box,
+                   std::unique_ptr<ObjectInfoContainer> container);
+  // Takes the container and leaves `other` without one; the options are copied.
+  ObjectCollection(ObjectCollection&& other);
+  ObjectCollection& operator=(ObjectCollection&& other);
+  ObjectCollection(const ObjectCollection&) = delete;
+  ObjectCollection& operator=(const ObjectCollection&) = delete;
+  // Destroys the container with all its records first.
+  ~ObjectCollection();
+
+  Environment environment;
+  Options options;
+  QorMath::Rectangle<long long> pixelBox;
+  std::unique_ptr<ObjectInfoContainer> objects;
+};
+
+}  // namespace QorSc

@@ -1,0 +1,35 @@
+#include "scan/object_collection.h"
+
+#include <utility>
+
+namespace QorSc {
+
+ObjectInfo::~ObjectInfo() = default;
+
+ObjectCollection::ObjectCollection(const Environment& env, const Options& opts,
+                                   const QorMath::Rectangle<long long>& box,
+                                   std::unique_ptr<ObjectInfoContainer> container)
+    : environment(env), options(opts), pixelBox(box), objects(std::move(container)) {}
+
+ObjectCollection::ObjectCollection(ObjectCollection&& other)
+    : environment(other.environment),
+      options(other.options),
+      pixelBox(other.pixelBox),
+      objects(std::move(other.objects)) {}
+
+ObjectCollection& ObjectCollection::operator=(ObjectCollection&& other) {
+  if (this != &other) {
+    objects.reset();
+    environment = other.environment;
+    options = other.options;
+    pixelBox = other.pixelBox;
+    objects = std::move(other.objects);
+  }
+  return *this;
+}
+
+ObjectCollection::~ObjectCollection() {
+  objects.reset();
+}
+
+}  // namespace QorSc
