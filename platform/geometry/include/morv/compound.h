@@ -1,0 +1,72 @@
+// Morv::Compound: a set of subpaths filled together under one winding rule.
+//
+// The winding rule is 1 for non-zero; any other value means even-odd. Every subpath
+// is filled as if closed. Immutable once built, shared by std::shared_ptr<const>.
+// PathBuilder assembles one the way PDF content does (move, line, curve, close).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "morv/subpath.h"
+#include "morv/transformation.h"
+
+namespace Morv {
+
+enum WindingRule : std::uint32_t { kEvenOdd = 0, kNonZero = 1 };
+
+class Compound {
+ public:
+  using const_iterator = std::vector<Subpath>::const_iterator;
+
+  Compound() = default;
+  Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule);
+
+  std::uint32_t GetWindingRule() const { return winding_rule_; }
+  const std::vector<Subpath>& GetSubpaths() const { return subpaths_; }
+  const_iterator Begin() const { return subpaths_.begin(); }
+  const_iterator End() const { return subpaths_.end(); }
+  // The union of the subpaths' boxes; all zero for a compound without subpaths.
+  const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
+
+  // Every point (ends and controls) mapped through `t`; the same rule.
+  Compound Transformed(const MilliPointTransformation& t) const;
+
+ private:
+  std::vector<Subpath> subpaths_;
+  std::uint32_t winding_rule_ = kNonZero;
+  MilliPointRectangle bounding_box_;
+};
+
+// The square (0, 0)-(1, 1), closed, non-zero: the space images are placed from.
+const std::shared_ptr<const Compound>& GetUnityPdfRectangleCompound();
+
+class PathBuilder {
+ public:
+  using Point = Subpath::Point;
+
+  PathBuilder& MoveTo(double x, double y);
+  PathBuilder& LineTo(double x, double y);
+  PathBuilder& QuadTo(double cx, double cy, double x, double y);
+  PathBuilder& CurveTo(double c1x, double c1y, double c2x, double c2y, double x, double y);
+  PathBuilder& Close();
+  // A closed rectangle from (x, y), counter-clockwise for positive width and height.
+  PathBuilder& Rectangle(double x, double y, double width, double height);
+  // A closed polygon through the points.
+  PathBuilder& Polygon(const std::vector<Point>& points);
+
+  // The subpaths so far (the open one included) as a compound.
+  Compound Build(std::uint32_t windingRule = kNonZero);
+  std::shared_ptr<const Compound> BuildShared(std::uint32_t windingRule = kNonZero);
+
+ private:
+  void FinishSubpath(bool closed);
+
+  std::vector<Subpath> subpaths_;
+  Point start_;
+  std::vector<Subpath::Segment> segments_;
+  bool open_ = false;
+};
+
+}  // namespace Morv

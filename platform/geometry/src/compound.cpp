@@ -1,0 +1,112 @@
+#include "morv/compound.h"
+
+#include <algorithm>
+
+namespace Morv {
+
+Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
+    : subpaths_(std::move(subpaths)), winding_rule_(windingRule) {
+  if (subpaths_.empty()) return;
+  const MilliPointRectangle& first = subpaths_.front().GetBoundingBox();
+  double x0 = first.X(), y0 = first.Y();
+  double x1 = x0 + first.Width(), y1 = y0 + first.Height();
+  for (const Subpath& s : subpaths_) {
+    const MilliPointRectangle& b = s.GetBoundingBox();
+    x0 = std::min(x0, b.X());
+    y0 = std::min(y0, b.Y());
+    x1 = std::max(x1, b.X() + b.Width());
+    y1 = std::max(y1, b.Y() + b.Height());
+  }
+  bounding_box_ = MilliPointRectangle(x0, y0, x1 - x0, y1 - y0);
+}
+
+Compound Compound::Transformed(const MilliPointTransformation& t) const {
+  std::vector<Subpath> out;
+  out.reserve(subpaths_.size());
+  for (const Subpath& s : subpaths_) {
+    std::vector<Subpath::Segment> segments = s.Segments();
+    for (Subpath::Segment& seg : segments) {
+      seg.control1 = t.Apply(seg.control1);
+      seg.control2 = t.Apply(seg.control2);
+      seg.end = t.Apply(seg.end);
+    }
+    out.emplace_back(t.Apply(s.Start()), std::move(segments), s.IsClosed());
+  }
+  return Compound(std::move(out), winding_rule_);
+}
+
+const std::shared_ptr<const Compound>& GetUnityPdfRectangleCompound() {
+  static const std::shared_ptr<const Compound> square =
+      PathBuilder().Rectangle(0.0, 0.0, 1.0, 1.0).BuildShared(kNonZero);
+  return square;
+}
+
+PathBuilder& PathBuilder::MoveTo(double x, double y) {
+  FinishSubpath(false);
+  start_ = Point(x, y);
+  open_ = true;
+  return *this;
+}
+
+PathBuilder& PathBuilder::LineTo(double x, double y) {
+  if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  segments_.push_back(Subpath::Segment::Line(Point(x, y)));
+  return *this;
+}
+
+PathBuilder& PathBuilder::QuadTo(double cx, double cy, double x, double y) {
+  if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  segments_.push_back(Subpath::Segment::Quadratic(Point(cx, cy), Point(x, y)));
+  return *this;
+}
+
+PathBuilder& PathBuilder::CurveTo(double c1x, double c1y, double c2x, double c2y, double x,
+                                  double y) {
+  if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  segments_.push_back(Subpath::Segment::Cubic(Point(c1x, c1y), Point(c2x, c2y), Point(x, y)));
+  return *this;
+}
+
+PathBuilder& PathBuilder::Close() {
+  FinishSubpath(true);
+  return *this;
+}
+
+PathBuilder& PathBuilder::Rectangle(double x, double y, double width, double height) {
+  return MoveTo(x, y)
+      .LineTo(x + width, y)
+      .LineTo(x + width, y + height)
+      .LineTo(x, y + height)
+      .Close();
+}
+
+PathBuilder& PathBuilder::Polygon(const std::vector<Point>& points) {
+  if (points.empty()) return *this;
+  MoveTo(points[0].x.Value(), points[0].y.Value());
+  for (std::size_t i = 1; i < points.size(); ++i)
+    LineTo(points[i].x.Value(), points[i].y.Value());
+  return Close();
+}
+
+Compound PathBuilder::Build(std::uint32_t windingRule) {
+  FinishSubpath(false);
+  Compound compound(std::move(subpaths_), windingRule);
+  subpaths_.clear();
+  return compound;
+}
+
+std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRule) {
+  return std::make_shared<const Compound>(Build(windingRule));
+}
+
+// A subpath with no segment (a lone move) marks nothing and is dropped. After a
+// close the current point is the start again, as in PDF.
+void PathBuilder::FinishSubpath(bool closed) {
+  if (open_ && !segments_.empty()) {
+    subpaths_.emplace_back(start_, std::move(segments_), closed);
+  }
+  segments_.clear();
+  open_ = false;
+}
+
+}  // namespace Morv

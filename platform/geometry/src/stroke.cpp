@@ -1,0 +1,503 @@
+// Stroking: the area a PDF stroke paints, as convex pieces that the non-zero rule unites.
+//
+// Each subpath is flattened, consecutive equal points are merged (a zero-length piece
+// has no direction), and every remaining line piece becomes a rectangle half the width
+// to either side; every corner gets its join piece on the outer side (bevel triangle,
+// miter kite, round wedge) and every open end its cap. Each piece is a closed convex
+// polygon emitted with positive area (counter-clockwise with y up), so the winding
+// number anywhere is the count of pieces covering it: the non-zero fill is exactly the
+// union, and overlaps at inner corners or crossings never cancel into holes. Pieces
+// that share an edge compute its end points with the same expression, so no crack opens
+// between them.
+//
+// Conventions beyond PDF's wording:
+// - A width that is not positive and finite strokes nothing; hairlines are drawn by
+//   the caller, not here.
+// - A tolerance that is not positive and finite becomes width/50, raised to a
+//   millionth of the path's extent: relative to the width because a stroke's own size
+//   is the only scale that means something in whatever units it is called with, and
+//   floored so that a needle-thin stroke of a huge path does not flatten far below
+//   what its coordinates can resolve. Callers that know their device pass a device
+//   tolerance. The same tolerance bounds the chord error of round caps and joins
+//   (an arc step never coarser than 45° nor finer than 1/1024 of a turn).
+// - Vertices inside a flattened curve always take a round join whatever the style:
+//   the curve has no corner there, and a round join keeps the outline within the
+//   tolerance of the curve's true stroke.
+// - A subpath whose points all coincide (a closed lone point included) paints a dot for
+//   round caps (a disc) and square caps (an axis-aligned square of side width); butt
+//   caps paint nothing. A lone open start point without segments paints nothing.
+// - Cap and join values outside PDF's range take PDF's defaults, butt and miter.
+// - Dashes: an array with a negative or non-finite entry, or summing to zero, is solid.
+//   An odd-length array is repeated once so on and off alternate through it. The phase
+//   is taken modulo the period (negative phases wrap forward). The pattern restarts at
+//   each subpath, runs on across its corners, and covers a closed subpath's closing
+//   segment; every on-piece is stroked as an open path with caps. A zero-length dash is
+//   a dot aligned with the path there. A subpath that would produce more than
+//   kMaxDashesPerSubpath dashes is stroked solid: a pattern that fine is below any
+//   device's resolution and would only exhaust memory.
+//
+// Hot loop (per flattened vertex): it must not allocate beyond the emitted polygons
+// (point buffers are reused) and must not call trigonometric functions except to lay
+// out round caps and joins.
+#include "morv/stroke.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include "morv/flatten.h"
+
+namespace Morv {
+namespace {
+
+using Point = MilliPointPoint;
+
+constexpr double kMaxArcStep = std::numbers::pi / 4.0;
+constexpr double kMinArcStep = 2.0 * std::numbers::pi / 1024.0;
+constexpr double kMaxDashesPerSubpath = 65536.0;
+// Twice a polygon's area relative to its squared extent below which rounding of the
+// coordinates decides the sign: a few units in the last place.
+constexpr double kSliverRatio = 64.0 * std::numeric_limits<double>::epsilon();
+
+struct Vec {
+  double x;
+  double y;
+};
+
+Vec Negated(Vec v) {
+  return {-v.x, -v.y};
+}
+Vec LeftNormal(Vec u) {
+  return {-u.y, u.x};
+}
+double Dot(Vec a, Vec b) {
+  return a.x * b.x + a.y * b.y;
+}
+double Cross(Vec a, Vec b) {
+  return a.x * b.y - a.y * b.x;
+}
+
+// Every corner of every piece goes through here, so pieces meeting at a corner compute
+// it from the same operands and agree to the bit.
+Point Offset(const Point& p, Vec v, double s) {
+  return {p.x.Value() + v.x * s, p.y.Value() + v.y * s};
+}
+
+double Distance(const Point& p, const Point& q) {
+  return std::hypot(q.x.Value() - p.x.Value(), q.y.Value() - p.y.Value());
+}
+
+// p != q: distinct doubles have a non-zero difference, so the length is positive.
+Vec Direction(const Point& p, const Point& q) {
+  const double dx = q.x.Value() - p.x.Value();
+  const double dy = q.y.Value() - p.y.Value();
+  const double length = std::hypot(dx, dy);
+  return {dx / length, dy / length};
+}
+
+struct Vertex {
+  Point p;
+  bool smooth;  // inside a flattened curve rather than at a segment boundary
+};
+
+void AppendDistinct(std::vector<Vertex>& vertices, const Vertex& v) {
+  if (!vertices.empty() && vertices.back().p == v.p) {
+    vertices.back().smooth = vertices.back().smooth && v.smooth;
+    return;
+  }
+  vertices.push_back(v);
+}
+
+// Position in a dash pattern: which entry, and how much of it is left.
+struct DashCursor {
+  const std::vector<double>* lengths = nullptr;
+  std::size_t index = 0;
+  double remaining = 0.0;
+
+  bool On() const { return index % 2 == 0; }
+  void Advance() {
+    index = (index + 1) % lengths->size();
+    remaining = (*lengths)[index];
+  }
+};
+
+// Fills `lengths` (even count) and returns the period, or 0 for a solid line.
+double PrepareDashes(const DashPattern* dash, std::vector<double>& lengths) {
+  lengths.clear();
+  if (dash == nullptr || dash->array.empty()) return 0.0;
+  double period = 0.0;
+  for (double v : dash->array) {
+    if (!(v >= 0.0) || !std::isfinite(v)) return 0.0;
+    period += v;
+  }
+  if (!(period > 0.0) || !std::isfinite(period)) return 0.0;
+  lengths = dash->array;
+  if (lengths.size() % 2 != 0) {
+    lengths.insert(lengths.end(), dash->array.begin(), dash->array.end());
+    period *= 2.0;
+  }
+  return period;
+}
+
+// The cursor at `phase` along the pattern. A phase landing exactly on a boundary starts
+// the next entry, so a zero-length dash there is still drawn.
+DashCursor StartDashes(const std::vector<double>& lengths, double period, double phase) {
+  double p = std::isfinite(phase) ? std::fmod(phase, period) : 0.0;
+  if (p < 0.0) p += period;
+  if (!(p < period)) p = 0.0;
+  DashCursor cursor;
+  cursor.lengths = &lengths;
+  // Rounding in the subtraction can leave a sliver of phase; two passes over the
+  // pattern are always enough to consume it.
+  for (std::size_t guard = 0; p > 0.0 && p >= lengths[cursor.index] && guard < 2 * lengths.size();
+       ++guard) {
+    p -= lengths[cursor.index];
+    cursor.index = (cursor.index + 1) % lengths.size();
+  }
+  cursor.remaining = std::max(0.0, lengths[cursor.index] - std::max(0.0, p));
+  return cursor;
+}
+
+double DefaultTolerance(double width, const MilliPointRectangle& box) {
+  const double extent = std::max(std::fabs(box.Width()), std::fabs(box.Height()));
+  const double tolerance = std::max(width / 50.0, extent * 1e-6);
+  return std::isfinite(tolerance) ? tolerance : width / 50.0;
+}
+
+// The arc step whose chord stays within `tolerance` of a circle of radius `radius`:
+// the sagitta r·(1 - cos(step/2)) equals the tolerance.
+double ArcStep(double radius, double tolerance) {
+  double step = kMaxArcStep;
+  if (tolerance < radius) step = std::min(step, 2.0 * std::acos(1.0 - tolerance / radius));
+  return std::max(step, kMinArcStep);
+}
+
+class OutlineWriter {
+ public:
+  OutlineWriter(double width, double tolerance, LineCap cap, LineJoin join, double miterLimit)
+      : half_(0.5 * width),
+        arc_step_(ArcStep(0.5 * width, tolerance)),
+        cap_(cap),
+        join_(join),
+        miter_limit_(miterLimit) {}
+
+  void Polyline(const Vertex* v, std::size_t n, bool closed);
+  void Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor);
+  void DrawDot(const Point& p, Vec along);
+
+  std::vector<Subpath> Take() { return std::move(out_); }
+
+ private:
+  void Rectangle(const Point& p, const Point& q, Vec u);
+  void Join(const Point& v, Vec u0, Vec u1, bool smooth);
+  void Cap(const Point& p, Vec u, bool start);
+  void EmitDash(Vec along);
+  void AppendArc(const Point& centre, Vec from, Vec to, double sweep);
+  void Disc(const Point& centre, Vec along);
+  void Flush();
+
+  double half_;
+  double arc_step_;
+  LineCap cap_;
+  LineJoin join_;
+  double miter_limit_;
+  std::vector<Point> scratch_;
+  std::vector<Vertex> dash_;
+  std::vector<Subpath> out_;
+};
+
+void OutlineWriter::Polyline(const Vertex* v, std::size_t n, bool closed) {
+  const std::size_t pieces = closed ? n : n - 1;
+  Vec first{1.0, 0.0};
+  Vec previous{1.0, 0.0};
+  for (std::size_t i = 0; i < pieces; ++i) {
+    const Point& p = v[i].p;
+    const Point& q = v[(i + 1) % n].p;
+    const Vec u = Direction(p, q);
+    Rectangle(p, q, u);
+    if (i == 0) {
+      first = u;
+    } else {
+      Join(p, previous, u, v[i].smooth);
+    }
+    previous = u;
+  }
+  if (closed) {
+    Join(v[0].p, previous, first, v[0].smooth);
+  } else {
+    Cap(v[0].p, first, true);
+    Cap(v[n - 1].p, previous, false);
+  }
+}
+
+void OutlineWriter::Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor) {
+  dash_.clear();
+  if (cursor.On()) dash_.push_back({v[0].p, false});
+  const std::size_t n = v.size();
+  const std::size_t pieces = closed ? n : n - 1;
+  Vec u{1.0, 0.0};
+  for (std::size_t i = 0; i < pieces; ++i) {
+    const Point& a = v[i].p;
+    const Vertex& b = v[(i + 1) % n];
+    u = Direction(a, b.p);
+    const double length = Distance(a, b.p);
+    double t = 0.0;
+    // `<=` ends a dash that reaches exactly the end of the piece here, so a zero-length
+    // dash on a corner is drawn once, along the piece that arrives there.
+    while (cursor.remaining <= length - t) {
+      t += cursor.remaining;
+      const Point at = t < length ? Offset(a, u, t) : b.p;
+      if (cursor.On()) {
+        AppendDistinct(dash_, {at, false});
+        EmitDash(u);
+      } else {
+        dash_.clear();
+        dash_.push_back({at, false});
+      }
+      cursor.Advance();
+    }
+    cursor.remaining -= length - t;
+    if (cursor.On()) AppendDistinct(dash_, b);
+  }
+  // A dash cut to nothing by the end of the path is not a zero-length dash: no dot.
+  if (cursor.On() && dash_.size() >= 2) EmitDash(u);
+}
+
+void OutlineWriter::EmitDash(Vec along) {
+  if (dash_.size() == 1) {
+    DrawDot(dash_[0].p, along);
+  } else {
+    Polyline(dash_.data(), dash_.size(), false);
+  }
+  dash_.clear();
+}
+
+void OutlineWriter::DrawDot(const Point& p, Vec along) {
+  switch (cap_) {
+    case LineCap::kRound:
+      Disc(p, along);
+      return;
+    case LineCap::kSquare: {
+      const Vec n = LeftNormal(along);
+      const Point back = Offset(p, along, -half_);
+      const Point front = Offset(p, along, half_);
+      scratch_.push_back(Offset(back, n, -half_));
+      scratch_.push_back(Offset(front, n, -half_));
+      scratch_.push_back(Offset(front, n, half_));
+      scratch_.push_back(Offset(back, n, half_));
+      Flush();
+      return;
+    }
+    case LineCap::kButt:
+    default:
+      return;
+  }
+}
+
+void OutlineWriter::Rectangle(const Point& p, const Point& q, Vec u) {
+  const Vec left = LeftNormal(u);
+  const Vec right = Negated(left);
+  scratch_.push_back(Offset(p, right, half_));
+  scratch_.push_back(Offset(q, right, half_));
+  scratch_.push_back(Offset(q, left, half_));
+  scratch_.push_back(Offset(p, left, half_));
+  Flush();
+}
+
+// The join fills the gap between the two rectangles on the outer side of the turn;
+// the inner side is already covered where the rectangles overlap.
+void OutlineWriter::Join(const Point& v, Vec u0, Vec u1, bool smooth) {
+  const double cross = Cross(u0, u1);
+  const double cosine = Dot(u0, u1);
+  if (cross == 0.0 && cosine > 0.0) return;  // straight on: the rectangles abut
+  // A full reversal has no outer side; taking it as a left turn puts a round join's
+  // half disc ahead of the vertex, where the stroke's end is.
+  const bool left_turn = cross >= 0.0;
+  const Vec a = left_turn ? Negated(LeftNormal(u0)) : LeftNormal(u0);
+  const Vec b = left_turn ? Negated(LeftNormal(u1)) : LeftNormal(u1);
+
+  LineJoin style = smooth ? LineJoin::kRound : join_;
+  if (style == LineJoin::kRound) {
+    const double sweep = cross == 0.0 ? std::numbers::pi : std::atan2(cross, cosine);
+    scratch_.push_back(v);
+    AppendArc(v, a, b, sweep);
+    Flush();
+    return;
+  }
+  if (style != LineJoin::kBevel) {
+    // miter length / width = 1 / sin(phi/2), phi the angle between the pieces; with the
+    // turning angle theta = pi - phi, sin(phi/2) = cos(theta/2) = sqrt((1 + cos theta)/2).
+    // Compared as a product so a reversal (sine 0) needs no division.
+    const double sine_half = std::sqrt(0.5 * (1.0 + cosine));
+    if (sine_half * miter_limit_ >= 1.0) {
+      // The tip lies along a + b at distance half/cos(theta/2) from v.
+      const double scale = 1.0 / (1.0 + cosine);
+      const Vec tip{(a.x + b.x) * scale, (a.y + b.y) * scale};
+      scratch_.push_back(v);
+      scratch_.push_back(Offset(v, a, half_));
+      scratch_.push_back(Offset(v, tip, half_));
+      scratch_.push_back(Offset(v, b, half_));
+      Flush();
+      return;
+    }
+  }
+  scratch_.push_back(v);
+  scratch_.push_back(Offset(v, a, half_));
+  scratch_.push_back(Offset(v, b, half_));
+  Flush();
+}
+
+void OutlineWriter::Cap(const Point& p, Vec u, bool start) {
+  const Vec left = LeftNormal(u);
+  const Vec right = Negated(left);
+  // Outward along the path: backwards at the start, forwards at the end.
+  const double out = start ? -half_ : half_;
+  switch (cap_) {
+    case LineCap::kSquare:
+      scratch_.push_back(Offset(p, right, half_));
+      scratch_.push_back(Offset(Offset(p, right, half_), u, out));
+      scratch_.push_back(Offset(Offset(p, left, half_), u, out));
+      scratch_.push_back(Offset(p, left, half_));
+      Flush();
+      return;
+    case LineCap::kRound:
+      // Counter-clockwise through the outward direction: left to right at the start,
+      // right to left at the end.
+      if (start) {
+        AppendArc(p, left, right, std::numbers::pi);
+      } else {
+        AppendArc(p, right, left, std::numbers::pi);
+      }
+      Flush();
+      return;
+    case LineCap::kButt:
+    default:
+      return;
+  }
+}
+
+// Points on the circle of radius half_ from direction `from` turning by `sweep` to
+// `to`; both ends are placed exactly where the neighbouring pieces put them.
+void OutlineWriter::AppendArc(const Point& centre, Vec from, Vec to, double sweep) {
+  double steps = std::ceil(std::fabs(sweep) / arc_step_);
+  if (!(steps >= 1.0)) steps = 1.0;
+  const auto count = static_cast<int>(std::min(steps, 2048.0));
+  scratch_.push_back(Offset(centre, from, half_));
+  for (int i = 1; i < count; ++i) {
+    const double angle = sweep * static_cast<double>(i) / static_cast<double>(count);
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    scratch_.push_back(Offset(centre, {from.x * c - from.y * s, from.x * s + from.y * c}, half_));
+  }
+  scratch_.push_back(Offset(centre, to, half_));
+}
+
+void OutlineWriter::Disc(const Point& centre, Vec along) {
+  const double turn = 2.0 * std::numbers::pi;
+  const auto count = static_cast<int>(std::min(std::ceil(turn / arc_step_), 2048.0));
+  for (int i = 0; i < count; ++i) {
+    const double angle = turn * static_cast<double>(i) / static_cast<double>(count);
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    scratch_.push_back(
+        Offset(centre, {along.x * c - along.y * s, along.x * s + along.y * c}, half_));
+  }
+  Flush();
+}
+
+// Emits the buffered convex polygon with positive area. One whose area is lost in the
+// rounding of its own coordinates (the bevel of a path that doubles back, a turn too
+// small to resolve) has no orientation to trust and no interior to paint, and one with
+// a non-finite area comes from non-finite input: both are dropped.
+void OutlineWriter::Flush() {
+  double twice_area = 0.0;
+  double extent = 0.0;
+  if (scratch_.size() >= 3) {
+    const double x0 = scratch_[0].x.Value();
+    const double y0 = scratch_[0].y.Value();
+    for (std::size_t i = 1; i + 1 < scratch_.size(); ++i) {
+      const Vec p{scratch_[i].x.Value() - x0, scratch_[i].y.Value() - y0};
+      const Vec q{scratch_[i + 1].x.Value() - x0, scratch_[i + 1].y.Value() - y0};
+      twice_area += Cross(p, q);
+      extent = std::max({extent, std::fabs(p.x), std::fabs(p.y)});
+    }
+    const Vec last{scratch_.back().x.Value() - x0, scratch_.back().y.Value() - y0};
+    extent = std::max({extent, std::fabs(last.x), std::fabs(last.y)});
+  }
+  const double resolvable = kSliverRatio * extent * extent;
+  if (std::isfinite(twice_area) && std::fabs(twice_area) > resolvable) {
+    if (twice_area < 0.0) std::reverse(scratch_.begin(), scratch_.end());
+    out_.push_back(Subpath::Polygon(scratch_, true));
+  }
+  scratch_.clear();
+}
+
+// The flattened corner points of `s` with equal neighbours merged; a closed subpath's
+// repeated start point is dropped since the closing piece is implied.
+void Flatten(const Subpath& s, double tolerance, std::vector<Vertex>& out) {
+  out.clear();
+  auto [it, end] = MakeVectorPointRange(s, tolerance);
+  AppendDistinct(out, {*it, false});
+  ++it;
+  Point from = s.Start();
+  for (const Subpath::Segment& segment : s.Segments()) {
+    const std::uint32_t pieces = CurvePieceCount(from, segment, tolerance);
+    for (std::uint32_t i = 1; i <= pieces && it != end; ++i, ++it) {
+      AppendDistinct(out, {*it, i < pieces});
+    }
+    from = segment.end;
+  }
+  if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
+}
+
+double PolylineLength(const std::vector<Vertex>& v, bool closed) {
+  double length = 0.0;
+  for (std::size_t i = 0; i + 1 < v.size(); ++i) {
+    length += Distance(v[i].p, v[i + 1].p);
+  }
+  if (closed && v.size() > 1) length += Distance(v.back().p, v.front().p);
+  return length;
+}
+
+}  // namespace
+
+Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin join,
+                double miterLimit, const DashPattern* dash, double tolerance) {
+  if (!(width > 0.0) || !std::isfinite(width)) return Compound({}, kNonZero);
+  if (!(tolerance > 0.0) || !std::isfinite(tolerance)) {
+    tolerance = DefaultTolerance(width, compound.GetBoundingBox());
+  }
+  std::vector<double> lengths;
+  const double period = PrepareDashes(dash, lengths);
+
+  OutlineWriter writer(width, tolerance, cap, join, miterLimit);
+  std::vector<Vertex> vertices;
+  for (const Subpath& s : compound.GetSubpaths()) {
+    Flatten(s, tolerance, vertices);
+    const bool closed = s.IsClosed();
+    const bool dashed = period > 0.0;
+    const DashCursor cursor = dashed ? StartDashes(lengths, period, dash->phase) : DashCursor{};
+
+    if (vertices.size() == 1) {
+      const bool marked = !s.Segments().empty() || closed;
+      if (marked && (!dashed || cursor.On())) writer.DrawDot(vertices[0].p, {1.0, 0.0});
+      continue;
+    }
+    if (dashed) {
+      const double dashes =
+          PolylineLength(vertices, closed) / period * static_cast<double>(lengths.size());
+      if (dashes <= kMaxDashesPerSubpath) {
+        writer.Dashed(vertices, closed, cursor);
+        continue;
+      }
+    }
+    writer.Polyline(vertices.data(), vertices.size(), closed);
+  }
+  return Compound(writer.Take(), kNonZero);
+}
+
+}  // namespace Morv

@@ -1,0 +1,58 @@
+#include "morv/subpath.h"
+
+#include <algorithm>
+
+namespace Morv {
+namespace {
+
+struct BoxAccumulator {
+  double x0, y0, x1, y1;
+
+  explicit BoxAccumulator(const MilliPointPoint& p)
+      : x0(p.x.Value()), y0(p.y.Value()), x1(p.x.Value()), y1(p.y.Value()) {}
+
+  void Add(const MilliPointPoint& p) {
+    x0 = std::min(x0, p.x.Value());
+    x1 = std::max(x1, p.x.Value());
+    y0 = std::min(y0, p.y.Value());
+    y1 = std::max(y1, p.y.Value());
+  }
+
+  MilliPointRectangle Rectangle() const { return {x0, y0, x1 - x0, y1 - y0}; }
+};
+
+}  // namespace
+
+Subpath::Subpath(Point start, std::vector<Segment> segments, bool closed)
+    : start_(start), segments_(std::move(segments)), closed_(closed) {
+  BoxAccumulator box(start_);
+  bool curves = false;
+  for (const Segment& s : segments_) {
+    box.Add(s.end);
+    if (s.kind != SegmentKind::kLine) {
+      curves = true;
+      box.Add(s.control1);
+      if (s.kind == SegmentKind::kCubic) box.Add(s.control2);
+    }
+  }
+  bounding_box_ = box.Rectangle();
+  if (!curves) {
+    std::vector<Point> points;
+    points.reserve(segments_.size() + 1);
+    points.push_back(start_);
+    for (const Segment& s : segments_)
+      points.push_back(s.end);
+    points_ = std::move(points);
+  }
+}
+
+Subpath Subpath::Polygon(const std::vector<Point>& points, bool closed) {
+  if (points.empty()) return Subpath(Point(), {}, closed);
+  std::vector<Segment> segments;
+  segments.reserve(points.size() - 1);
+  for (std::size_t i = 1; i < points.size(); ++i)
+    segments.push_back(Segment::Line(points[i]));
+  return Subpath(points.front(), std::move(segments), closed);
+}
+
+}  // namespace Morv

@@ -1,0 +1,280 @@
+#include "morv/flatten.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace {
+
+using Morv::MilliPointPoint;
+using Morv::Subpath;
+using Segment = Subpath::Segment;
+using T = Morv::MilliPointTransformation;
+
+std::vector<MilliPointPoint> Walk(const Subpath& s, double flatness) {
+  std::vector<MilliPointPoint> points;
+  auto [it, end] = Morv::MakeVectorPointRange(s, flatness);
+  for (; it != end; ++it)
+    points.push_back(*it);
+  return points;
+}
+
+struct P {
+  double x;
+  double y;
+};
+
+P Lerp(P a, P b, double t) {
+  return {a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
+}
+
+P FromPoint(const MilliPointPoint& p) {
+  return {p.x.Value(), p.y.Value()};
+}
+
+// De Casteljau, independent of the library's Bernstein evaluation.
+P CurveAt(const std::vector<P>& control, double t) {
+  P level[4];
+  const std::size_t n = control.size();
+  std::copy(control.begin(), control.end(), level);
+  for (std::size_t size = n; size > 1; --size) {
+    for (std::size_t i = 0; i + 1 < size; ++i)
+      level[i] = Lerp(level[i], level[i + 1], t);
+  }
+  return level[0];
+}
+
+double PointDistance(P a, P b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
+
+double SquaredDistance(P a, P b) {
+  return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
+}
+
+double SquaredSegmentDistance(P p, P a, P b) {
+  const double dx = b.x - a.x;
+  const double dy = b.y - a.y;
+  const double len2 = dx * dx + dy * dy;
+  double t = len2 > 0.0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / len2 : 0.0;
+  t = std::clamp(t, 0.0, 1.0);
+  return SquaredDistance(p, {a.x + dx * t, a.y + dy * t});
+}
+
+// A curve with a dense sampling of itself, for distance queries.
+struct SampledCurve {
+  static constexpr int kSamples = 1000;
+  std::vector<P> control;
+  std::vector<P> samples;
+
+  explicit SampledCurve(std::vector<P> c) : control(std::move(c)) {
+    for (int i = 0; i <= kSamples; ++i)
+      samples.push_back(CurveAt(control, double(i) / kSamples));
+  }
+
+  // The nearest sample, refined by golden-section search between its neighbours.
+  double DistanceTo(P p) const {
+    int best = 0;
+    double best_d = std::numeric_limits<double>::infinity();
+    for (int i = 0; i <= kSamples; ++i) {
+      const double d = SquaredDistance(samples[i], p);
+      if (d < best_d) {
+        best_d = d;
+        best = i;
+      }
+    }
+    double lo = std::max(0.0, double(best - 1) / kSamples);
+    double hi = std::min(1.0, double(best + 1) / kSamples);
+    const double g = (std::sqrt(5.0) - 1.0) / 2.0;
+    for (int k = 0; k < 80; ++k) {
+      const double m1 = hi - g * (hi - lo);
+      const double m2 = lo + g * (hi - lo);
+      if (PointDistance(CurveAt(control, m1), p) < PointDistance(CurveAt(control, m2), p)) {
+        hi = m2;
+      } else {
+        lo = m1;
+      }
+    }
+    return std::min(std::sqrt(best_d), PointDistance(CurveAt(control, 0.5 * (lo + hi)), p));
+  }
+};
+
+TEST(Flatten, PolygonYieldsExactlyItsPoints) {
+  const std::vector<MilliPointPoint> corners = {{0.0, 0.0}, {10.0, 0.0}, {10.0, 5.0}, {-3.5, 7.25}};
+  for (bool closed : {false, true}) {
+    const Subpath s = Subpath::Polygon(corners, closed);
+    // Closing is the consumer's work: no repeated start point at the end.
+    EXPECT_EQ(Walk(s, 0.5), corners);
+    EXPECT_EQ(Walk(s, 0.0), corners);
+  }
+}
+
+TEST(Flatten, SubpathWithoutSegmentsYieldsItsStartOnly) {
+  const std::vector<MilliPointPoint> origin = {{0.0, 0.0}};
+  EXPECT_EQ(Walk(Subpath::Polygon({}, false), 1.0), origin);
+  EXPECT_EQ(Walk(Subpath::Polygon({}, true), 1.0), origin);
+  const Subpath lone({4.0, -2.0}, {}, true);
+  const std::vector<MilliPointPoint> start = {{4.0, -2.0}};
+  EXPECT_EQ(Walk(lone, 1.0), start);
+}
+
+TEST(Flatten, IteratorPositionsAndEnd) {
+  const Subpath s(
+      {0.0, 0.0},
+      {Segment::Line({10.0, 0.0}), Segment::Cubic({20.0, 0.0}, {20.0, 10.0}, {10.0, 10.0}),
+       Segment::Line({0.0, 10.0})},
+      false);
+  const double flatness = 0.05;
+  const std::uint32_t pieces = Morv::CurvePieceCount({10.0, 0.0}, s.Segments()[1], flatness);
+  ASSERT_GT(pieces, 1u);
+
+  auto [begin, end] = Morv::MakeVectorPointRange(s, flatness);
+  EXPECT_FALSE(begin.equal(end));
+  EXPECT_TRUE(begin == begin);
+
+  // A copy walks independently and compares equal at the same position.
+  auto it = begin;
+  auto old = it++;
+  EXPECT_TRUE(old == begin);
+  EXPECT_FALSE(it == begin);
+  EXPECT_EQ(*it, (MilliPointPoint{10.0, 0.0}));
+
+  std::size_t count = 1;
+  for (it = begin; it != end; ++it)
+    ++count;
+  EXPECT_EQ(count - 1, 1 + 1 + pieces + 1);  // start, line, curve pieces, line
+
+  // The curve's last piece ends on the stored end point, not on a re-evaluation.
+  const std::vector<MilliPointPoint> points = Walk(s, flatness);
+  ASSERT_EQ(points.size(), 3 + pieces);
+  EXPECT_EQ(points[1 + pieces], (MilliPointPoint{10.0, 10.0}));
+  EXPECT_EQ(points.back(), (MilliPointPoint{0.0, 10.0}));
+
+  // Two ranges over the same subpath have equal ends; an empty subpath's begin is one
+  // step from its end.
+  EXPECT_TRUE(Morv::MakeVectorPointRange(s, 1.0).second == end);
+  const Subpath empty = Subpath::Polygon({}, false);
+  auto [e0, e1] = Morv::MakeVectorPointRange(empty, 1.0);
+  EXPECT_FALSE(e0 == e1);
+  ++e0;
+  EXPECT_TRUE(e0 == e1);
+}
+
+TEST(Flatten, RandomCurvesStayWithinFlatness) {
+  std::mt19937 random(20240611u);
+  std::uniform_real_distribution<double> coordinate(-2000.0, 2000.0);
+  for (int round = 0; round < 12; ++round) {
+    const bool cubic = round % 2 == 0;
+    std::vector<P> control(cubic ? 4 : 3);
+    for (P& p : control)
+      p = {coordinate(random), coordinate(random)};
+    const MilliPointPoint start{control[0].x, control[0].y};
+    const Segment segment =
+        cubic ? Segment::Cubic({control[1].x, control[1].y}, {control[2].x, control[2].y},
+                               {control[3].x, control[3].y})
+              : Segment::Quadratic({control[1].x, control[1].y}, {control[2].x, control[2].y});
+    const Subpath s(start, {segment}, false);
+    const SampledCurve curve(control);
+
+    for (double flatness : {1.0, 10.0, 100.0}) {
+      const std::vector<MilliPointPoint> points = Walk(s, flatness);
+      ASSERT_GE(points.size(), 2u);
+      EXPECT_EQ(points.front(), start);
+      EXPECT_EQ(points.back(), segment.end);
+      EXPECT_EQ(points.size(), 1 + Morv::CurvePieceCount(start, segment, flatness));
+
+      std::vector<P> polyline;
+      for (const MilliPointPoint& q : points) {
+        polyline.push_back(FromPoint(q));
+        EXPECT_LE(curve.DistanceTo(polyline.back()), 1e-6) << "round " << round;
+      }
+      double worst = 0.0;
+      for (const P& c : curve.samples) {
+        double nearest = std::numeric_limits<double>::infinity();
+        for (std::size_t k = 0; k + 1 < polyline.size(); ++k) {
+          nearest = std::min(nearest, SquaredSegmentDistance(c, polyline[k], polyline[k + 1]));
+        }
+        worst = std::max(worst, std::sqrt(nearest));
+      }
+      EXPECT_LE(worst, flatness) << "round " << round << " flatness " << flatness;
+    }
+  }
+}
+
+TEST(Flatten, PieceCountFollowsTheSecondDifference) {
+  // A quadratic with |p0 - 2p1 + p2| = 200 bends with |B''| = 400: 400/(8·f) pieces².
+  const MilliPointPoint from{0.0, 0.0};
+  const Segment arch = Segment::Quadratic({100.0, 100.0}, {200.0, 0.0});
+  EXPECT_EQ(Morv::CurvePieceCount(from, arch, 50.0), 1u);
+  EXPECT_EQ(Morv::CurvePieceCount(from, arch, 1.0), 8u);     // sqrt(50) = 7.07
+  EXPECT_EQ(Morv::CurvePieceCount(from, arch, 0.5), 10u);    // sqrt(100)
+  EXPECT_EQ(Morv::CurvePieceCount(from, arch, 0.125), 20u);  // sqrt(400)
+
+  // Quartering the flatness doubles the pieces of a cubic, up to rounding up.
+  const Segment s = Segment::Cubic({0.0, 300.0}, {400.0, -300.0}, {500.0, 0.0});
+  const std::uint32_t coarse = Morv::CurvePieceCount(from, s, 4.0);
+  const std::uint32_t fine = Morv::CurvePieceCount(from, s, 1.0);
+  EXPECT_GE(fine, 2 * coarse - 1);
+  EXPECT_LE(fine, 2 * coarse);
+
+  EXPECT_EQ(Morv::CurvePieceCount(from, Segment::Line({1e9, 1e9}), 0.0), 1u);
+}
+
+TEST(Flatten, PieceCountIsBoundedWithoutFlatness) {
+  const MilliPointPoint from{0.0, 0.0};
+  const Segment bend = Segment::Cubic({0.0, 1000.0}, {1000.0, 1000.0}, {1000.0, 0.0});
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (double flatness : {0.0, -1.0, nan, 1e-300}) {
+    EXPECT_EQ(Morv::CurvePieceCount(from, bend, flatness), Morv::kMaxCurvePieces);
+  }
+  const Subpath s(from, {bend}, false);
+  EXPECT_EQ(Walk(s, 0.0).size(), 1 + Morv::kMaxCurvePieces);
+
+  // Controls evenly spaced on the chord: the curve is its chord, one piece at any
+  // flatness.
+  const Segment straight_cubic = Segment::Cubic({10.0, 20.0}, {20.0, 40.0}, {30.0, 60.0});
+  const Segment straight_quadratic = Segment::Quadratic({15.0, 30.0}, {30.0, 60.0});
+  for (double flatness : {0.0, nan, 1.0}) {
+    EXPECT_EQ(Morv::CurvePieceCount(from, straight_cubic, flatness), 1u);
+    EXPECT_EQ(Morv::CurvePieceCount(from, straight_quadratic, flatness), 1u);
+  }
+}
+
+TEST(Flatten, CurveErrorForTransformationUsesTheLargestScale) {
+  EXPECT_DOUBLE_EQ(Morv::CurveErrorForTransformation(6.0, T::Identity()), 6.0);
+  EXPECT_DOUBLE_EQ(Morv::CurveErrorForTransformation(6.0, T::Scale(2.0, 3.0)), 2.0);
+  EXPECT_DOUBLE_EQ(Morv::CurveErrorForTransformation(6.0, T::Scale(-4.0, 0.5)), 1.5);
+  // Translation does not scale.
+  EXPECT_DOUBLE_EQ(Morv::CurveErrorForTransformation(6.0, T::Translation(1e6, -1e6)), 6.0);
+
+  // A rotation by 30° at scale 2.
+  const double c = 2.0 * std::cos(std::numbers::pi / 6.0);
+  const double s = 2.0 * std::sin(std::numbers::pi / 6.0);
+  EXPECT_NEAR(Morv::CurveErrorForTransformation(6.0, T{c, s, -s, c, 5.0, 7.0}), 3.0, 1e-12);
+
+  // The shear [[1, 1], [0, 1]] stretches by the golden ratio.
+  const double phi = (1.0 + std::sqrt(5.0)) / 2.0;
+  EXPECT_NEAR(Morv::CurveErrorForTransformation(6.0, T{1.0, 0.0, 1.0, 1.0, 0.0, 0.0}), 6.0 / phi,
+              1e-12);
+  // A general map: largest singular value checked against the eigenvalues of MᵀM.
+  const T m{0.5, 1.5, -2.0, 3.0, 0.0, 0.0};
+  const double tr = m.a * m.a + m.b * m.b + m.c * m.c + m.d * m.d;
+  const double det = m.Determinant();
+  const double largest = std::sqrt((tr + std::sqrt(tr * tr - 4.0 * det * det)) / 2.0);
+  EXPECT_NEAR(Morv::CurveErrorForTransformation(1.0, m), 1.0 / largest, 1e-12);
+
+  // Singular and degenerate maps leave the tolerance alone.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(Morv::CurveErrorForTransformation(6.0, T{0.0, 0.0, 0.0, 0.0, 1.0, 1.0}), 6.0);
+  EXPECT_EQ(Morv::CurveErrorForTransformation(6.0, T{1.0, 2.0, 2.0, 4.0, 0.0, 0.0}), 6.0);
+  EXPECT_EQ(Morv::CurveErrorForTransformation(6.0, T{nan, 0.0, 0.0, 1.0, 0.0, 0.0}), 6.0);
+  EXPECT_EQ(Morv::CurveErrorForTransformation(6.0, T{inf, 0.0, 0.0, 1.0, 0.0, 0.0}), 6.0);
+}
+
+}  // namespace
