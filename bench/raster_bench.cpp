@@ -1,0 +1,113 @@
+// Path generators over large pixel boxes: building edges and generating lines.
+//
+// Counters: lines/s (lines generated per second) and edges/s (polygon sides
+// processed per second, building included). Run in a release build:
+//   build/release/bench/raster_bench
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <random>
+
+#include "raster/geometry_source.h"
+#include "raster/path_run_length_generator_builder.h"
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+using QorSc::Environment;
+
+constexpr long long kSize = 10000;
+
+// 1 millipoint = 1 pixel over a 10 000 × 10 000 box.
+Environment BenchEnvironment() {
+  return Environment(Morv::MilliPointRectangle(0.0, 0.0, kSize, kSize), kSize, kSize);
+}
+
+// A glyph-like outline: two contours of 100 cubic curves each, filling the box.
+Morv::Compound Glyph() {
+  Morv::PathBuilder b;
+  for (double radius : {4500.0, 2500.0}) {
+    const int n = 100;
+    auto at = [&](double a, double r) {
+      return std::pair{5000 + r * std::cos(a), 5000 + r * std::sin(a)};
+    };
+    auto [sx, sy] = at(0, radius);
+    b.MoveTo(sx, sy);
+    for (int k = 0; k < n; ++k) {
+      const double a0 = 2 * M_PI * k / n;
+      const double a1 = 2 * M_PI * (k + 1) / n;
+      const double wobble = radius * (k % 2 ? 1.05 : 0.95);
+      auto [c1x, c1y] = at(a0 + (a1 - a0) / 3, wobble);
+      auto [c2x, c2y] = at(a0 + 2 * (a1 - a0) / 3, wobble);
+      auto [ex, ey] = at(a1, radius);
+      b.CurveTo(c1x, c1y, c2x, c2y, ex, ey);
+    }
+    b.Close();
+  }
+  return b.Build(Morv::kNonZero);
+}
+
+Morv::Compound RandomPolygon(int sides) {
+  std::mt19937 random(42);
+  std::uniform_real_distribution<double> coordinate(0.0, kSize);
+  std::vector<Morv::MilliPointPoint> points;
+  for (int i = 0; i < sides; ++i)
+    points.emplace_back(coordinate(random), coordinate(random));
+  return Morv::PathBuilder().Polygon(points).Build(Morv::kEvenOdd);
+}
+
+Morv::Compound ManySubpaths(int count) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> coordinate(0.0, kSize - 60.0);
+  Morv::PathBuilder b;
+  for (int i = 0; i < count; ++i) {
+    const double x = coordinate(random);
+    const double y = coordinate(random);
+    b.Polygon({{x, y}, {x + 50.0, y + 10.0}, {x + 40.0, y + 55.0}, {x + 5.0, y + 45.0}});
+  }
+  return b.Build(Morv::kNonZero);
+}
+
+std::size_t SideCount(const Morv::Compound& compound) {
+  std::size_t sides = 0;
+  for (const Morv::Subpath& s : compound.GetSubpaths())
+    sides += s.Segments().size() + 1;
+  return sides;
+}
+
+void Scan(benchmark::State& state, const Morv::Compound& compound) {
+  const Environment env = BenchEnvironment();
+  QorSc::ScratchChains chains;
+  const Box box{0, 0, kSize, kSize};
+  std::size_t runs = 0;
+  for (auto _ : state) {
+    QorSc::PathRunLengthGeneratorBuilder builder(compound.GetWindingRule(), box, chains);
+    builder.AddCompound(compound, env, Morv::MilliPointTransformation{});
+    const auto generator = builder.Release();
+    for (long long y = 0; y < kSize; ++y) {
+      generator->GenerateRuns(y);
+      runs += generator->Runs().size();
+    }
+  }
+  benchmark::DoNotOptimize(runs);
+  const double iterations = static_cast<double>(state.iterations());
+  state.counters["lines/s"] = benchmark::Counter(iterations * kSize, benchmark::Counter::kIsRate);
+  state.counters["edges/s"] = benchmark::Counter(
+      iterations * static_cast<double>(SideCount(compound)), benchmark::Counter::kIsRate);
+}
+
+void BM_Glyph200Curves(benchmark::State& state) {
+  Scan(state, Glyph());
+}
+void BM_RandomPolygon100kEdges(benchmark::State& state) {
+  Scan(state, RandomPolygon(100000));
+}
+void BM_Compound10kSubpaths(benchmark::State& state) {
+  Scan(state, ManySubpaths(10000));
+}
+
+BENCHMARK(BM_Glyph200Curves)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RandomPolygon100kEdges)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_Compound10kSubpaths)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,50 @@
+// GeometrySource: how an object's coverage is generated, and the factory that
+// turns it into a run-length generator.
+//
+// A source holds the object's pixel box (already culled against the caller's
+// limit), an optional compound, an optional 1-bit image mask and the object's
+// transformation. The factory makes a path generator when there is a compound, an
+// image-mask generator when there is a mask, and a box generator otherwise.
+//
+// MakeGeometrySource reduces shapes that reach one or two pixels to exact boxes
+// without a compound: the box generator then covers them exactly, and the per-line
+// cost of a path disappears. Which of the pixels a tiny shape covers is decided by
+// the path generator itself over the tiny box, so the reduction never changes the
+// output.
+#pragma once
+
+#include <memory>
+
+#include "morv/compound.h"
+#include "morv/transformation.h"
+#include "qorimg/picture_buffer.h"
+#include "qormath/rectangle.h"
+#include "raster/line_context.h"
+#include "raster/run_length_generator.h"
+#include "scan/environment.h"
+
+namespace QorSc {
+
+struct GeometrySource {
+  QorMath::Rectangle<long long> pixelBox;
+  std::shared_ptr<const Morv::Compound> compound;
+  std::shared_ptr<const QorImg::PictureBuffer> mask;
+  Morv::MilliPointTransformation transformation;
+};
+
+GeometrySource MakeGeometrySource(const Environment& env,
+                                  const QorMath::Rectangle<long long>& limit,
+                                  const std::shared_ptr<const Morv::Compound>& compound,
+                                  const Morv::MilliPointTransformation& t);
+
+// The same for a 1-bit mask placed on the unit square by `t`; the source keeps the
+// mask in place of a compound.
+GeometrySource MakeImageMaskGeometrySource(const Environment& env,
+                                           const QorMath::Rectangle<long long>& limit,
+                                           const std::shared_ptr<const QorImg::PictureBuffer>& mask,
+                                           const Morv::MilliPointTransformation& t);
+
+std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
+                                                             const LineContext& context);
+
+}  // namespace QorSc

@@ -1,0 +1,123 @@
+// The pieces a path generator is built from.
+//
+// PathSegment: one polygon side while edges are being built, in path order, with
+// its outcode against the sample box (the centres of the box's outermost pixels)
+// and its rounded end lines, computed on first use.
+//
+// MonotoneChain: consecutive segments that all go the same way in y. Two chains
+// (ScratchChains) are scratch storage shared by every generator a conversion builds;
+// they keep their capacity, so building allocates only the edges themselves.
+//
+// Edge: a finished chain stored from smaller to larger y, with the lines it crosses
+// ([firstLine, endLine)), its x on the current line and its winding: −1 where y
+// increases along the path, +1 otherwise.
+#pragma once
+
+#include <boost/container/small_vector.hpp>
+#include <cstdint>
+#include <vector>
+
+#include "raster/pixel_rounding.h"
+
+namespace QorSc {
+
+enum Outcode : std::uint32_t {
+  kLeftOfSamples = 1,   // x < x0 + 0.5
+  kAboveSamples = 2,    // y < y0 + 0.5
+  kRightOfSamples = 4,  // x >= x1 - 0.5
+  kBelowSamples = 8,    // y >= y1 - 0.5
+};
+
+struct PathSegment {
+  double x0, y0, x1, y1;
+  std::uint32_t outcode;
+
+  long long Line0() {
+    if (!line0_cached) {
+      line0 = RoundToPixel(y0);
+      line0_cached = true;
+    }
+    return line0;
+  }
+  long long Line1() {
+    if (!line1_cached) {
+      line1 = RoundToPixel(y1);
+      line1_cached = true;
+    }
+    return line1;
+  }
+  // Whether some row of pixel centres lies between the two ends.
+  bool Crosses() { return Line0() != Line1(); }
+  bool Increasing() const { return y0 < y1; }
+
+  // The segment now ends where `other` ends (with its cached rounding).
+  void TakeEnd(const PathSegment& other) {
+    x1 = other.x1;
+    y1 = other.y1;
+    line1 = other.line1;
+    line1_cached = other.line1_cached;
+  }
+
+  long long line0 = 0;
+  long long line1 = 0;
+  bool line0_cached = false;
+  bool line1_cached = false;
+};
+
+class MonotoneChain {
+ public:
+  // Takes the segment when empty (adopting its direction) or when it goes the same
+  // way; refuses otherwise.
+  bool Accept(const PathSegment& s) {
+    if (segments_.empty()) {
+      increasing_ = s.Increasing();
+    } else if (s.Increasing() != increasing_) {
+      return false;
+    }
+    segments_.push_back(s);
+    return true;
+  }
+  void Append(const MonotoneChain& other) {
+    segments_.insert(segments_.end(), other.segments_.begin(), other.segments_.end());
+  }
+  void Clear() { segments_.clear(); }
+  bool Empty() const { return segments_.empty(); }
+  bool Increasing() const { return increasing_; }
+  const std::vector<PathSegment>& Segments() const { return segments_; }
+
+ private:
+  std::vector<PathSegment> segments_;
+  bool increasing_ = false;
+};
+
+struct ScratchChains {
+  MonotoneChain first;
+  MonotoneChain current;
+};
+
+struct Edge {
+  struct Segment {
+    double x0;    // x at the upper end
+    double y0;    // upper y
+    double y1;    // lower y, at least y0
+    double dxdy;  // x change per unit of y; 0 for a level segment
+  };
+
+  boost::container::small_vector<Segment, 2> segments;
+  long long firstLine = 0;
+  long long endLine = 0;  // exclusive
+  double x = 0.0;
+  std::uint32_t current = 0;
+  std::int32_t winding = 0;
+
+  // x on the row of pixel centres ys; segments are only ever advanced.
+  void MoveTo(double ys) {
+    const std::uint32_t last = static_cast<std::uint32_t>(segments.size()) - 1;
+    while (current < last && ys > segments[current].y1)
+      ++current;
+    const Segment& s = segments[current];
+    x = s.x0 + (ys - s.y0) * s.dxdy;
+  }
+};
+
+}  // namespace QorSc

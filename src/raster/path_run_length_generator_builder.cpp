@@ -1,0 +1,216 @@
+// Edge building for path generators. Runs once per object per conversion; the
+// scratch chains are borrowed, so only the edges themselves are allocated.
+
+#include "raster/path_run_length_generator_builder.h"
+
+#include <algorithm>
+
+namespace QorSc {
+
+PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
+    std::uint32_t windingRule, const QorMath::Rectangle<long long>& box, ScratchChains& chains)
+    : box_(box),
+      sample_x0_(static_cast<double>(box.left) + 0.5),
+      sample_y0_(static_cast<double>(box.top) + 0.5),
+      sample_x1_(static_cast<double>(box.right) - 0.5),
+      sample_y1_(static_cast<double>(box.bottom) - 0.5),
+      chains_(chains),
+      generator_(std::make_unique<PathRunLengthGenerator>(windingRule, box)) {}
+
+void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
+                                                const Environment& env,
+                                                const Morv::MilliPointTransformation& t) {
+  if (BoxIsEmpty()) return;
+  for (auto it = compound.Begin(); it != compound.End(); ++it) {
+    const Morv::Subpath& subpath = *it;
+    const QorMath::Rectangle<double> bounds =
+        env.WorldToInternal(Morv::TransformedBoundingBox(t, subpath.GetBoundingBox()));
+    if (std::max(box_.left, RoundToPixel(bounds.left)) >=
+            std::min(RoundToPixel(bounds.right), box_.right) ||
+        std::max(box_.top, RoundToPixel(bounds.top)) >=
+            std::min(RoundToPixel(bounds.bottom), box_.bottom)) {
+      continue;
+    }
+    if (const auto* points = subpath.VectorPoints()) {
+      VectorPointEnumerator enumerator(*points, t, env);
+      AddPoints(enumerator);
+    } else {
+      SubpathPointEnumerator enumerator(subpath, t, env);
+      AddPoints(enumerator);
+    }
+  }
+}
+
+std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {
+  std::uint32_t code = 0;
+  if (x < sample_x0_) code |= kLeftOfSamples;
+  if (x >= sample_x1_) code |= kRightOfSamples;
+  if (y < sample_y0_) code |= kAboveSamples;
+  if (y >= sample_y1_) code |= kBelowSamples;
+  return code;
+}
+
+void PathRunLengthGeneratorBuilder::AddPoints(PointEnumerator& points) {
+  if (BoxIsEmpty()) return;
+  chains_.first.Clear();
+  chains_.current.Clear();
+  filter_ = kEmpty;
+
+  Point<double> first;
+  if (!points.Next(first)) return;
+  Point<double> previous = first;
+  std::uint32_t previous_code = OutcodeOf(first.x, first.y);
+  Point<double> p;
+  while (points.Next(p)) {
+    const std::uint32_t code = OutcodeOf(p.x, p.y);
+    PathSegment s{previous.x, previous.y, p.x, p.y, previous_code & code};
+    Feed(s);
+    previous = p;
+    previous_code = code;
+  }
+  if (previous.x != first.x || previous.y != first.y) {
+    PathSegment s{previous.x, previous.y, first.x, first.y,
+                  previous_code & OutcodeOf(first.x, first.y)};
+    Feed(s);
+  }
+  Flush();
+  chains_.first.Clear();
+  chains_.current.Clear();
+  filter_ = kEmpty;
+}
+
+void PathRunLengthGeneratorBuilder::Feed(PathSegment& s) {
+  if (s.outcode & (kAboveSamples | kBelowSamples)) return;
+  if (s.outcode == 0 && !s.Crosses()) return;
+  switch (filter_) {
+    case kEmpty:
+      first_pending_ = s;
+      filter_ = kFirst;
+      break;
+    case kFirst:
+      switch (MergeInto(first_pending_, s)) {
+        case Merge::kMerged:
+          break;
+        case Merge::kAnnihilated:
+          filter_ = kEmpty;
+          break;
+        case Merge::kApart:
+          last_pending_ = s;
+          filter_ = kFirstAndLast;
+          break;
+      }
+      break;
+    case kFirstHeld:
+      last_pending_ = s;
+      filter_ = kFirstAndLast;
+      break;
+    case kFirstAndLast:
+      switch (MergeInto(last_pending_, s)) {
+        case Merge::kMerged:
+          break;
+        case Merge::kApart:
+          Commit(last_pending_);
+          last_pending_ = s;
+          break;
+        case Merge::kAnnihilated:
+          filter_ = chains_.first.Empty() ? kFirst : kFirstHeld;
+          break;
+      }
+      break;
+  }
+}
+
+PathRunLengthGeneratorBuilder::Merge PathRunLengthGeneratorBuilder::MergeInto(
+    PathSegment& a, PathSegment& b) const {
+  if (a.outcode & b.outcode) {
+    a.TakeEnd(b);
+    a.outcode = OutcodeOf(a.x0, a.y0) & OutcodeOf(a.x1, a.y1);
+    if (a.outcode & (kAboveSamples | kBelowSamples)) return Merge::kAnnihilated;
+    if (a.outcode != 0) return Merge::kMerged;
+    return a.Crosses() ? Merge::kMerged : Merge::kAnnihilated;
+  }
+  if (a.outcode != 0 || b.outcode != 0) return Merge::kApart;
+
+  // A spike: one row down and straight back at the same rounded x.
+  const long long rows_a = a.Line1() - a.Line0();
+  const long long rows_b = b.Line1() - b.Line0();
+  if ((rows_a == 1 || rows_a == -1) && rows_a * rows_b == -1) {
+    const double ys = static_cast<double>(std::min(a.Line0(), a.Line1())) + 0.5;
+    const double xa = a.x0 + (ys - a.y0) * (a.x1 - a.x0) / (a.y1 - a.y0);
+    const double xb = b.x0 + (ys - b.y0) * (b.x1 - b.x0) / (b.y1 - b.y0);
+    if (RoundToPixel(xa) == RoundToPixel(xb)) return Merge::kAnnihilated;
+  }
+  return Merge::kApart;
+}
+
+void PathRunLengthGeneratorBuilder::Flush() {
+  switch (filter_) {
+    case kEmpty:
+    case kFirst:
+      return;
+    case kFirstHeld:
+      Commit(first_pending_);
+      break;
+    case kFirstAndLast:
+      switch (MergeInto(last_pending_, first_pending_)) {
+        case Merge::kMerged:
+          Commit(last_pending_);
+          break;
+        case Merge::kApart:
+          Commit(last_pending_);
+          Commit(first_pending_);
+          break;
+        case Merge::kAnnihilated:
+          break;
+      }
+      break;
+  }
+  MonotoneChain& first = chains_.first;
+  MonotoneChain& current = chains_.current;
+  if (!first.Empty() && first.Increasing() == current.Increasing()) {
+    current.Append(first);
+    BuildEdge(current);
+  } else {
+    BuildEdge(current);
+    BuildEdge(first);
+  }
+}
+
+void PathRunLengthGeneratorBuilder::Commit(PathSegment& s) {
+  if (s.outcode != 0 && !s.Crosses()) return;
+  MonotoneChain& current = chains_.current;
+  if (!current.Empty()) {
+    if (!current.Accept(s)) {
+      BuildEdge(current);
+      current.Clear();
+      current.Accept(s);
+    }
+  } else if (!chains_.first.Accept(s)) {
+    current.Accept(s);
+  }
+}
+
+void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
+  if (chain.Empty()) return;
+  const auto& segments = chain.Segments();
+  Edge edge;
+  auto add = [&edge](double xs, double ys, double xe, double ye) {
+    const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
+    edge.segments.push_back({xs, ys, ye, dxdy});
+  };
+  if (chain.Increasing()) {
+    for (const PathSegment& s : segments)
+      add(s.x0, s.y0, s.x1, s.y1);
+  } else {
+    for (auto it = segments.rbegin(); it != segments.rend(); ++it)
+      add(it->x1, it->y1, it->x0, it->y0);
+  }
+  edge.firstLine = RoundToPixel(edge.segments.front().y0);
+  edge.endLine = RoundToPixel(edge.segments.back().y1);
+  // An edge that crosses no row of pixel centres never changes a run.
+  if (edge.endLine <= edge.firstLine) return;
+  edge.winding = chain.Increasing() ? -1 : 1;
+  generator_->edges_.push_back(std::move(edge));
+}
+
+}  // namespace QorSc

@@ -1,0 +1,69 @@
+// PathRunLengthGeneratorBuilder: turns polygons into the edges of a path generator.
+//
+// Each polygon is closed (a closing side is added when its last point differs from
+// its first), cut into segments, passed through a segment filter and gathered into
+// y-monotone chains, each of which becomes one edge.
+//
+// The segment filter drops and merges segments that cannot change any pixel
+// centre's crossing count, and never changes the output:
+// - a segment wholly above the first row of pixel centres or at or below the last
+//   is dropped; so is one inside the box's column band that crosses no row;
+// - consecutive segments wholly left of the first column of centres (or wholly at
+//   or right of the last) merge into one;
+// - a spike, one row down and straight back up at the same rounded x, vanishes;
+// - the polygon's first segment is held back to the end, so that it can still merge
+//   with the closing segment, and the last chain joins the first across the start.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "morv/compound.h"
+#include "morv/transformation.h"
+#include "raster/path_edges.h"
+#include "raster/path_run_length_generator.h"
+#include "raster/point_enumerator.h"
+#include "scan/environment.h"
+
+namespace QorSc {
+
+class PathRunLengthGeneratorBuilder {
+ public:
+  PathRunLengthGeneratorBuilder(std::uint32_t windingRule, const QorMath::Rectangle<long long>& box,
+                                ScratchChains& chains);
+
+  // Adds every subpath whose transformed bounding box meets the pixel box.
+  void AddCompound(const Morv::Compound& compound, const Environment& env,
+                   const Morv::MilliPointTransformation& t);
+  // Adds one polygon, closed.
+  void AddPoints(PointEnumerator& points);
+
+  std::unique_ptr<PathRunLengthGenerator> Release() { return std::move(generator_); }
+
+ private:
+  enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
+
+  std::uint32_t OutcodeOf(double x, double y) const;
+  bool BoxIsEmpty() const { return box_.right <= box_.left || box_.bottom <= box_.top; }
+
+  void Feed(PathSegment& s);
+  Merge MergeInto(PathSegment& a, PathSegment& b) const;
+  void Flush();
+  void Commit(PathSegment& s);
+  void BuildEdge(const MonotoneChain& chain);
+
+  QorMath::Rectangle<long long> box_;
+  double sample_x0_, sample_y0_, sample_x1_, sample_y1_;
+  ScratchChains& chains_;
+  std::unique_ptr<PathRunLengthGenerator> generator_;
+
+  // Segment filter of the polygon being added.
+  // kFirst: only the first segment is pending and the next one may merge into it;
+  // kFirstHeld: the first is held back but segments were committed since.
+  enum FilterState { kEmpty = 0, kFirst = 1, kFirstHeld = 2, kFirstAndLast = 3 };
+  FilterState filter_ = kEmpty;
+  PathSegment first_pending_{};
+  PathSegment last_pending_{};
+};
+
+}  // namespace QorSc

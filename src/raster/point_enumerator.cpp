@@ -1,0 +1,71 @@
+// Point enumerators. The per-point work is one affine map and one environment map;
+// no allocation, no rounding.
+
+#include "raster/point_enumerator.h"
+
+namespace QorSc {
+namespace {
+
+Point<double> ToInternal(const Environment& env, const Morv::MilliPointTransformation& t,
+                         const Morv::MilliPointPoint& p) {
+  return env.WorldToInternal(t.Apply(p));
+}
+
+}  // namespace
+
+SubpathPointEnumerator::SubpathPointEnumerator(const Morv::Subpath& subpath,
+                                               const Morv::MilliPointTransformation& t,
+                                               const Environment& env)
+    : transformation_(t), environment_(env) {
+  const double flatness = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
+  const auto range = Morv::MakeVectorPointRange(subpath, flatness);
+  current_ = range.first;
+  end_ = range.second;
+}
+
+bool SubpathPointEnumerator::Next(Point<double>& out) {
+  if (current_.equal(end_)) return false;
+  out = ToInternal(environment_, transformation_, *current_);
+  ++current_;
+  return true;
+}
+
+VectorPointEnumerator::VectorPointEnumerator(const std::vector<Morv::MilliPointPoint>& points,
+                                             const Morv::MilliPointTransformation& t,
+                                             const Environment& env)
+    : current_(points.data()),
+      end_(points.data() + points.size()),
+      transformation_(t),
+      environment_(env) {}
+
+bool VectorPointEnumerator::Next(Point<double>& out) {
+  if (current_ == end_) return false;
+  out = ToInternal(environment_, transformation_, *current_);
+  ++current_;
+  return true;
+}
+
+BoundingBoxEnumerator::BoundingBoxEnumerator(
+    const Environment& env, const Morv::RectangleBase<Morv::PdfCoordinateSystem>& box,
+    const Morv::TransformationBase<Morv::PdfCoordinateSystem>& t) {
+  const double x = box.X();
+  const double y = box.Y();
+  const double w = box.Width();
+  const double h = box.Height();
+  const double xs[4] = {x, x + w, x + w, x};
+  const double ys[4] = {y + h, y + h, y, y};
+  for (int i = 0; i < 4; ++i) {
+    const Morv::MilliPointPoint world(t.ApplyX(xs[i], ys[i]) * 1000.0,
+                                      t.ApplyY(xs[i], ys[i]) * 1000.0);
+    corners_[i] = env.WorldToInternal(world);
+  }
+}
+
+bool BoundingBoxEnumerator::Next(Point<double>& out) {
+  if (handed_out_ >= 5) return false;
+  out = corners_[handed_out_ % 4];
+  ++handed_out_;
+  return true;
+}
+
+}  // namespace QorSc

@@ -1,0 +1,157 @@
+#include "raster/geometry_source.h"
+
+#include <gtest/gtest.h>
+
+#include "pixel_space.h"
+#include "raster/box_run_length_generator.h"
+#include "raster/image_mask_run_length_generator.h"
+#include "raster/path_run_length_generator.h"
+#include "raster/point_enumerator.h"
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+using QorSc::Environment;
+using QorSc::RunList;
+using T = Morv::MilliPointTransformation;
+
+using QorScTest::InternalRect;
+using QorScTest::UnitEnvironment;
+
+TEST(BoxRunLengthGenerator, CoversItsBoxFromTopToBottom) {
+  QorSc::BoxRunLengthGenerator box(Box{2, 3, 7, 5});
+  box.GenerateRuns(2);
+  EXPECT_TRUE(box.Runs().empty());
+  for (long long y : {3, 4}) {
+    box.GenerateRuns(y);
+    EXPECT_EQ(box.Runs(), (RunList{{2, 5}}));
+  }
+  box.GenerateRuns(5);
+  EXPECT_TRUE(box.Runs().empty());
+  EXPECT_EQ(box.GetState(), QorSc::RunLengthGenerator::kFinished);
+
+  QorSc::BoxRunLengthGenerator empty(Box{4, 0, 4, 10});
+  empty.GenerateRuns(3);
+  EXPECT_TRUE(empty.Runs().empty()) << "no run of length 0";
+}
+
+TEST(PointEnumerators, BoxEnumeratorClosesExplicitly) {
+  const Environment env = UnitEnvironment();
+  // A zero-size box in points, under a translation in points: 1 pt = 1000 px here.
+  const Morv::RectangleBase<Morv::PdfCoordinateSystem> box(0.01, 0.02, 0.0, 0.0);
+  QorSc::BoundingBoxEnumerator e(env, box, Morv::TransformationBase<Morv::PdfCoordinateSystem>{});
+  QorSc::Point<double> p, first;
+  ASSERT_TRUE(e.Next(first));
+  EXPECT_DOUBLE_EQ(first.x, 10.0);
+  EXPECT_DOUBLE_EQ(first.y, 80.0);
+  int count = 1;
+  while (e.Next(p))
+    ++count;
+  EXPECT_EQ(count, 5);
+  EXPECT_EQ(p, first) << "the fifth point repeats the first";
+  EXPECT_FALSE(e.Next(p));
+
+  // Corners in order: top-left, top-right, bottom-right, bottom-left (y up in points).
+  QorSc::BoundingBoxEnumerator r(
+      env, Morv::RectangleBase<Morv::PdfCoordinateSystem>(0.01, 0.01, 0.02, 0.03),
+      Morv::TransformationBase<Morv::PdfCoordinateSystem>{});
+  const QorSc::Point<double> expected[] = {{10, 60}, {30, 60}, {30, 90}, {10, 90}, {10, 60}};
+  for (const auto& q : expected) {
+    ASSERT_TRUE(r.Next(p));
+    EXPECT_NEAR(p.x, q.x, 1e-9);
+    EXPECT_NEAR(p.y, q.y, 1e-9);
+  }
+}
+
+TEST(PointEnumerators, VectorAndSubpathEnumeratorsTransformThenMap) {
+  const Environment env = UnitEnvironment();
+  const T shift = T::Translation(5.0, -5.0);
+  const Morv::Subpath polygon = Morv::Subpath::Polygon({{10, 20}, {30, 20}, {30, 40}}, true);
+  ASSERT_NE(polygon.VectorPoints(), nullptr);
+  QorSc::VectorPointEnumerator v(*polygon.VectorPoints(), shift, env);
+  QorSc::SubpathPointEnumerator s(polygon, shift, env);
+  const QorSc::Point<double> expected[] = {{15, 85}, {35, 85}, {35, 65}};
+  QorSc::Point<double> a, b;
+  for (const auto& q : expected) {
+    ASSERT_TRUE(v.Next(a));
+    ASSERT_TRUE(s.Next(b));
+    EXPECT_EQ(a, q);
+    EXPECT_EQ(b, q);
+  }
+  EXPECT_FALSE(v.Next(a)) << "no enumerator closes its polygon";
+  EXPECT_FALSE(s.Next(b));
+}
+
+TEST(MakeGeometrySource, CullsByRoundedBoxesAndReducesTinyShapes) {
+  const Environment env = UnitEnvironment();
+  const Box limit{0, 0, 20, 20};
+  // 9.6-9.9 rounds to 10-10: nothing; 9.4-9.6 rounds to 9-10: one pixel.
+  auto none = QorSc::MakeGeometrySource(env, limit, InternalRect(9.6, 5, 9.9, 8), T{});
+  EXPECT_EQ(none.pixelBox, Box{});
+  EXPECT_NE(none.compound, nullptr) << "an empty source keeps its compound";
+
+  // One pixel whose centre the shape covers: a box without compound.
+  auto one = QorSc::MakeGeometrySource(env, limit, InternalRect(9.4, 5.2, 9.6, 5.7), T{});
+  EXPECT_EQ(one.pixelBox, (Box{9, 5, 10, 6}));
+  EXPECT_EQ(one.compound, nullptr);
+  // A triangle inside the pixel that misses its centre.
+  auto miss = QorSc::MakeGeometrySource(
+      env, limit,
+      Morv::PathBuilder().Polygon({{9.3, 94.7}, {9.65, 94.7}, {9.3, 94.35}}).BuildShared(), T{});
+  EXPECT_EQ(miss.pixelBox, Box{});
+  EXPECT_EQ(miss.compound, nullptr);
+
+  // Two pixels across: a triangle covering only the right one's centre.
+  auto right = QorSc::MakeGeometrySource(
+      env, limit,
+      Morv::PathBuilder().Polygon({{9.3, 94.4}, {11.4, 94.4}, {11.4, 95.4}}).BuildShared(), T{});
+  EXPECT_EQ(right.pixelBox, (Box{10, 5, 11, 6}));
+  auto both = QorSc::MakeGeometrySource(env, limit, InternalRect(9.4, 5.2, 11.4, 5.7), T{});
+  EXPECT_EQ(both.pixelBox, (Box{9, 5, 11, 6}));
+  EXPECT_EQ(both.compound, nullptr);
+  // Two pixels down.
+  auto down = QorSc::MakeGeometrySource(env, limit, InternalRect(3.2, 4.4, 3.7, 6.4), T{});
+  EXPECT_EQ(down.pixelBox, (Box{3, 4, 4, 6}));
+
+  // More than two pixels: the rounded box, clipped to the limit, with the compound.
+  auto big = QorSc::MakeGeometrySource(env, limit, InternalRect(-3.3, 2.6, 7.4, 30.0), T{});
+  EXPECT_EQ(big.pixelBox, (Box{0, 3, 7, 20}));
+  EXPECT_NE(big.compound, nullptr);
+  // The transformation applies before culling.
+  auto moved = QorSc::MakeGeometrySource(env, limit, InternalRect(50, 50, 60, 60),
+                                         T::Translation(-45.0, 45.0));
+  EXPECT_EQ(moved.pixelBox, (Box{5, 5, 15, 15}));
+}
+
+TEST(CreateRunLengthGenerator, PicksTheGeneratorForTheSource) {
+  const Environment env = UnitEnvironment();
+  QorSc::ScratchChains chains;
+  const QorSc::LineContext context(env, chains);
+  const Box limit{0, 0, 20, 20};
+
+  auto path = QorSc::CreateRunLengthGenerator(
+      QorSc::MakeGeometrySource(env, limit, InternalRect(2.2, 2.2, 8.7, 6.3), T{}), context);
+  EXPECT_NE(dynamic_cast<QorSc::PathRunLengthGenerator*>(path.get()), nullptr);
+  path->GenerateRuns(4);
+  EXPECT_EQ(path->Runs(), (RunList{{2, 7}}));
+
+  auto box = QorSc::CreateRunLengthGenerator(
+      QorSc::MakeGeometrySource(env, limit, InternalRect(9.4, 5.2, 9.6, 5.7), T{}), context);
+  EXPECT_NE(dynamic_cast<QorSc::BoxRunLengthGenerator*>(box.get()), nullptr);
+  box->GenerateRuns(5);
+  EXPECT_EQ(box->Runs(), (RunList{{9, 1}}));
+
+  auto mask = std::make_shared<QorImg::PictureBuffer>(2, 2, 1);
+  mask->SetBit(0, 0, true);
+  // The unit square scaled to 10 × 10 pixels at (2, 2)-(12, 12) internal.
+  const T place{10.0, 0.0, 0.0, 10.0, 2.0, 88.0};
+  auto image = QorSc::CreateRunLengthGenerator(
+      QorSc::MakeImageMaskGeometrySource(env, limit, mask, place), context);
+  EXPECT_NE(dynamic_cast<QorSc::ImageMaskRunLengthGenerator*>(image.get()), nullptr);
+  image->GenerateRuns(3);
+  EXPECT_EQ(image->Runs(), (RunList{{2, 5}})) << "row 0 is the top of the image";
+  image->GenerateRuns(8);
+  EXPECT_TRUE(image->Runs().empty());
+}
+
+}  // namespace

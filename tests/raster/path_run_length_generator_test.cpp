@@ -1,0 +1,218 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "raster/path_run_length_generator_builder.h"
+#include "reference_rasterizer.h"
+
+namespace {
+
+using QorSc::RunList;
+using QorScTest::Polygon;
+using Box = QorMath::Rectangle<long long>;
+
+// Hands out given internal points.
+class ListEnumerator final : public QorSc::PointEnumerator {
+ public:
+  explicit ListEnumerator(const Polygon& points) : points_(points) {}
+  bool Next(QorSc::Point<double>& out) override {
+    if (next_ == points_.size()) return false;
+    out = points_[next_++];
+    return true;
+  }
+
+ private:
+  const Polygon& points_;
+  std::size_t next_ = 0;
+};
+
+std::unique_ptr<QorSc::PathRunLengthGenerator> Build(const std::vector<Polygon>& polygons,
+                                                     std::uint32_t rule, const Box& box) {
+  QorSc::ScratchChains chains;
+  QorSc::PathRunLengthGeneratorBuilder builder(rule, box, chains);
+  for (const Polygon& p : polygons) {
+    ListEnumerator e(p);
+    builder.AddPoints(e);
+  }
+  return builder.Release();
+}
+
+// The runs of every line of the box from a fresh generator.
+std::vector<RunList> AllLines(const std::vector<Polygon>& polygons, std::uint32_t rule,
+                              const Box& box) {
+  auto generator = Build(polygons, rule, box);
+  std::vector<RunList> lines;
+  for (long long y = box.top; y < box.bottom; ++y) {
+    generator->GenerateRuns(y);
+    lines.push_back(generator->Runs());
+  }
+  return lines;
+}
+
+Polygon Rect(double x0, double y0, double x1, double y1) {
+  return {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+}
+
+RunList RunsOn(const std::vector<RunList>& lines, const Box& box, long long y) {
+  return lines[y - box.top];
+}
+
+const Box kBox{10, 10, 20, 20};
+
+TEST(PathRunLengthGenerator, RectanglesCoverPixelCentres) {
+  auto lines = AllLines({Rect(10, 10, 20, 20)}, 1, kBox);
+  for (long long y = 10; y < 20; ++y)
+    EXPECT_EQ(RunsOn(lines, kBox, y), (RunList{{10, 10}}));
+
+  const Box wide{0, 0, 40, 40};
+  lines = AllLines({Rect(10.5, 10.5, 20.5, 20.5)}, 1, wide);
+  EXPECT_TRUE(RunsOn(lines, wide, 10).empty());
+  for (long long y = 11; y <= 20; ++y)
+    EXPECT_EQ(RunsOn(lines, wide, y), (RunList{{11, 10}}));
+  EXPECT_TRUE(RunsOn(lines, wide, 21).empty());
+
+  // Halves round away from zero, also left of the origin.
+  const Box negative{-30, -30, 0, 0};
+  lines = AllLines({Rect(-20.5, -20.2, -10.5, -10.2)}, 1, negative);
+  EXPECT_EQ(RunsOn(lines, negative, -15), (RunList{{-21, 10}}));
+
+  // Wider than the box: one run over the whole box.
+  lines = AllLines({Rect(-100, 12, 100, 14)}, 1, kBox);
+  EXPECT_EQ(RunsOn(lines, kBox, 12), (RunList{{10, 10}}));
+  EXPECT_EQ(RunsOn(lines, kBox, 13), (RunList{{10, 10}}));
+  EXPECT_TRUE(RunsOn(lines, kBox, 14).empty());
+}
+
+TEST(PathRunLengthGenerator, SampleBandEdges) {
+  // Bit 2 is strict (y < y0 + 0.5), bit 8 is not (y >= y1 - 0.5).
+  auto lines = AllLines({Rect(12, 5, 18, 10.5)}, 1, kBox);
+  EXPECT_EQ(RunsOn(lines, kBox, 10), (RunList{{12, 6}}));
+  EXPECT_TRUE(RunsOn(lines, kBox, 11).empty());
+  lines = AllLines({Rect(12, 19.4, 18, 19.6)}, 1, kBox);
+  EXPECT_EQ(RunsOn(lines, kBox, 19), (RunList{{12, 6}}));
+  lines = AllLines({Rect(12, 19.5, 18, 25)}, 1, kBox);
+  EXPECT_TRUE(RunsOn(lines, kBox, 19).empty());
+}
+
+TEST(PathRunLengthGenerator, SegmentFilterNeverChangesTheOutput) {
+  const std::vector<Polygon> cases[] = {
+      // Unclosed, with sides left of the box.
+      {{{5, 15}, {5, 12}, {15, 12}, {15, 18}, {5, 18}}},
+      // The held-back first segment must still reach the output.
+      {{{15, 15}, {15, 18}, {5, 18}, {5, 12}, {15, 12}}},
+      // Merges above the box.
+      {{{5, 8}, {5, 12}, {5, 9}, {15, 9}, {15, 18}, {5, 18}}},
+  };
+  const long long first_line[] = {12, 12, 10};
+  for (std::size_t c = 0; c < std::size(cases); ++c) {
+    const auto lines = AllLines(cases[c], 1, kBox);
+    EXPECT_EQ(lines, QorScTest::ReferenceRuns(cases[c], 1, kBox)) << "case " << c;
+    for (long long y = 10; y < 20; ++y) {
+      const RunList expected = (y >= first_line[c] && y < 18) ? RunList{{10, 5}} : RunList{};
+      EXPECT_EQ(RunsOn(lines, kBox, y), expected) << "case " << c << " line " << y;
+    }
+  }
+}
+
+TEST(PathRunLengthGenerator, SpikesVanishOnlyWhenTheyCancel) {
+  // A dent down one row and back at the same rounded x adds nothing on line 18.
+  const Polygon spike{{12, 12}, {18, 12}, {18, 18}, {15, 18}, {15.1, 19.2}, {15.2, 18.1}, {12, 18}};
+  auto lines = AllLines({spike}, 1, kBox);
+  EXPECT_TRUE(RunsOn(lines, kBox, 18).empty());
+  EXPECT_EQ(lines, QorScTest::ReferenceRuns({spike}, 1, kBox));
+  // Crossing the row at different rounded x, the dent covers one pixel.
+  const Polygon dent{{12, 12}, {18, 12}, {18, 18}, {15, 18}, {15.5, 19.2}, {16.4, 18.1}, {12, 18}};
+  lines = AllLines({dent}, 1, kBox);
+  EXPECT_EQ(RunsOn(lines, kBox, 18), (RunList{{15, 1}}));
+  EXPECT_EQ(lines, QorScTest::ReferenceRuns({dent}, 1, kBox));
+}
+
+TEST(PathRunLengthGenerator, WindingRulesAndDegenerateShapes) {
+  const Box box{0, 0, 100, 100};
+  // A five-pointed star as one self-crossing subpath.
+  Polygon star;
+  for (int k = 0; k < 5; ++k) {
+    const double a = M_PI / 2 + k * 4 * M_PI / 5;
+    star.push_back({50.3 + 45 * std::cos(a), 50.2 - 45 * std::sin(a)});
+  }
+  const auto even_odd = AllLines({star}, 0, box);
+  const auto non_zero = AllLines({star}, 1, box);
+  EXPECT_EQ(even_odd, QorScTest::ReferenceRuns({star}, 0, box));
+  EXPECT_EQ(non_zero, QorScTest::ReferenceRuns({star}, 1, box));
+  auto covers = [&](const std::vector<RunList>& lines, long long x, long long y) {
+    for (const auto& r : lines[y]) {
+      if (r.start <= x && x < r.End()) return true;
+    }
+    return false;
+  };
+  EXPECT_FALSE(covers(even_odd, 50, 50)) << "the centre pentagon is a hole under even-odd";
+  EXPECT_TRUE(covers(non_zero, 50, 50));
+
+  // Two abutting rectangles of one compound give one run.
+  const auto abutting = AllLines({Rect(10, 10, 15, 20), Rect(15, 10, 20, 20)}, 1, kBox);
+  EXPECT_EQ(RunsOn(abutting, kBox, 15), (RunList{{10, 10}}));
+  // A zero-height sliver and a single point give nothing.
+  for (const auto& line : AllLines({{{11, 15.2}, {19, 15.2}, {14, 15.2}}, {{12, 12}}}, 1, kBox)) {
+    EXPECT_TRUE(line.empty());
+  }
+}
+
+TEST(PathRunLengthGenerator, SkippingLinesGivesWhatAFreshGeneratorGives) {
+  const Box box{0, 0, 100, 100};
+  const Polygon diamond{{50.2, 3.1}, {96.7, 50.4}, {50.3, 97.2}, {4.1, 49.8}};
+  const Polygon slant{{20.3, 40.1}, {80.2, 20.7}, {70.4, 90.3}};
+  const std::vector<Polygon> shape{diamond, slant};
+  const auto reference = AllLines(shape, 0, box);
+  auto generator = Build(shape, 0, box);
+  for (long long y : {10LL, 50LL, 51LL, 77LL, 98LL}) {
+    generator->GenerateRuns(y);
+    EXPECT_EQ(generator->Runs(), reference[y]) << "line " << y;
+    generator->GenerateRuns(y - 5);
+    EXPECT_EQ(generator->Runs(), reference[y]) << "an earlier line changes nothing";
+  }
+  generator->GenerateRuns(100);
+  EXPECT_TRUE(generator->Runs().empty());
+  EXPECT_EQ(generator->GetState(), QorSc::RunLengthGenerator::kFinished);
+
+  auto late = Build(shape, 0, Box{0, 40, 100, 60});
+  late->GenerateRuns(10);
+  EXPECT_EQ(late->GetState(), QorSc::RunLengthGenerator::kNotStarted);
+  EXPECT_TRUE(late->Runs().empty());
+}
+
+// Random polygons against the per-pixel reference: self-crossing, partly or wholly
+// outside the box, huge and tiny, several subpaths, both winding rules.
+TEST(PathRunLengthGenerator, MatchesTheReferenceOnRandomPolygons) {
+  std::mt19937 random(12345);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  for (int round = 0; round < 400; ++round) {
+    const long long bx = static_cast<long long>(unit(random) * 20);
+    const long long by = static_cast<long long>(unit(random) * 20);
+    const Box box{bx, by, bx + 1 + static_cast<long long>(unit(random) * 30),
+                  by + 1 + static_cast<long long>(unit(random) * 30)};
+    const int subpaths = 1 + static_cast<int>(unit(random) * 4);
+    std::vector<Polygon> polygons;
+    for (int s = 0; s < subpaths; ++s) {
+      const int kind = static_cast<int>(unit(random) * 4);
+      const double spread = kind == 0 ? 2.0 : kind == 1 ? 40.0 : kind == 2 ? 400.0 : 15.0;
+      const double cx = bx + unit(random) * 40 - 5;
+      const double cy = by + unit(random) * 40 - 5;
+      const int points = 1 + static_cast<int>(unit(random) * 12);
+      Polygon p;
+      for (int k = 0; k < points; ++k) {
+        p.push_back({cx + (unit(random) - 0.5) * spread, cy + (unit(random) - 0.5) * spread});
+        // Now and then an axis-parallel side, as real content has.
+        if (unit(random) < 0.2) p.push_back({p.back().x, cy + (unit(random) - 0.5) * spread});
+      }
+      polygons.push_back(p);
+    }
+    for (std::uint32_t rule : {0u, 1u}) {
+      ASSERT_EQ(AllLines(polygons, rule, box), QorScTest::ReferenceRuns(polygons, rule, box))
+          << "round " << round << " rule " << rule;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,86 @@
+// Generating the lines of a shape allocates nothing once its run lists have grown:
+// every global allocation of this test binary is counted.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "raster/path_run_length_generator_builder.h"
+
+namespace {
+std::atomic<long> g_allocations{0};
+}  // namespace
+
+void* operator new(std::size_t size) {
+  g_allocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+
+// A comb of teeth over a sloped spine, every line crossing many edges that start and
+// end at different lines.
+class CombEnumerator final : public QorSc::PointEnumerator {
+ public:
+  CombEnumerator() {
+    points_.push_back({0.3, 0.2});
+    for (int k = 0; k < 40; ++k) {
+      const double x = 5.3 + 10.0 * k;
+      points_.push_back({x, 180.4 - k});
+      points_.push_back({x + 2.1, 3.3 + k});
+      points_.push_back({x + 4.2, 180.4 - k});
+    }
+    points_.push_back({410.7, 199.6});
+  }
+  bool Next(QorSc::Point<double>& out) override {
+    if (next_ == points_.size()) return false;
+    out = points_[next_++];
+    return true;
+  }
+
+ private:
+  std::vector<QorSc::Point<double>> points_;
+  std::size_t next_ = 0;
+};
+
+TEST(SteadyState, GeneratingLinesAllocatesNothing) {
+  QorSc::ScratchChains chains;
+  QorSc::PathRunLengthGeneratorBuilder builder(1, Box{0, 0, 420, 200}, chains);
+  CombEnumerator comb;
+  builder.AddPoints(comb);
+  const auto generator = builder.Release();
+
+  const long before = g_allocations.load();
+  std::size_t runs = 0;
+  for (long long y = 0; y < 200; ++y) {
+    generator->GenerateRuns(y);
+    runs += generator->Runs().size();
+  }
+  const long allocations = g_allocations.load() - before;
+  EXPECT_GT(runs, 200u * 20u);
+  // Activation sizes its three arrays once; then only the run list grows,
+  // geometrically, to the longest line: a handful of allocations for 200 lines of up
+  // to 40 runs each.
+  EXPECT_LE(allocations, 10) << allocations;
+
+  // Building a second generator reuses the chains: only the edge array grows.
+  QorSc::PathRunLengthGeneratorBuilder again(1, Box{0, 0, 420, 200}, chains);
+  CombEnumerator comb2;
+  const long build_before = g_allocations.load();
+  again.AddPoints(comb2);
+  const auto second = again.Release();
+  EXPECT_GT(second->EdgeCount(), 80u);
+  EXPECT_LE(g_allocations.load() - build_before, 12);
+}
+
+}  // namespace
