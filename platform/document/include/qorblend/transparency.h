@@ -1,0 +1,60 @@
+// Transparency of an object: blend mode and opacities.
+//
+// Blend modes are numbered in the renderer's table order (not PDF's list order);
+// only the twelve separable modes exist. The alpha-is-shape flag says whether the
+// opacity acts as shape (coverage) rather than as opacity.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace QorBlend {
+
+enum BlendMode : std::uint32_t {
+  kNormal = 0,
+  kMultiply = 1,
+  kScreen = 2,
+  kOverlay = 3,
+  kSoftLight = 4,
+  kHardLight = 5,
+  kColorDodge = 6,
+  kColorBurn = 7,
+  kDarken = 8,
+  kLighten = 9,
+  kDifference = 10,
+  kExclusion = 11,
+};
+
+class Transparency {
+ public:
+  Transparency() = default;
+  Transparency(BlendMode mode, float fillAlpha, float strokeAlpha, std::uint8_t alphaIsShape = 0)
+      : blend_mode_(mode),
+        fill_alpha_(fillAlpha),
+        stroke_alpha_(strokeAlpha),
+        alpha_is_shape_(alphaIsShape) {}
+
+  BlendMode GetBlendMode() const { return blend_mode_; }
+  float GetFillAlpha() const { return fill_alpha_; }
+  float GetStrokeAlpha() const { return stroke_alpha_; }
+  std::uint8_t GetAlphaIsShape() const { return alpha_is_shape_; }
+
+  // Normal, fully opaque: shared by every object without transparency of its own.
+  static const std::shared_ptr<const Transparency>& Opaque() {
+    static const auto opaque = std::make_shared<const Transparency>();
+    return opaque;
+  }
+
+ private:
+  BlendMode blend_mode_ = kNormal;
+  float fill_alpha_ = 1.0f;
+  float stroke_alpha_ = 1.0f;
+  std::uint8_t alpha_is_shape_ = 0;
+};
+
+// Whether a fill with this transparency simply covers what lies below it.
+inline bool FillIsNormalOpaque(const Transparency& t) {
+  return t.GetBlendMode() == kNormal && t.GetFillAlpha() > 0.99999f;
+}
+
+}  // namespace QorBlend

@@ -1,0 +1,44 @@
+// Converting a paint colour (ink tints per named colorant) into the inks an output
+// renders: named separations, the four process inks, or one grey ink.
+//
+// A colorant reaches a plate either directly (the plate carries its name) or
+// simulated through its process representation (the separation table's CMYK for
+// 100 % of a spot colorant; a process colorant is its own representation). Inks
+// layer rather than add: every contribution of weight w and tint s combines with the
+// plate's value o so far as
+//
+//   p = w · s;   o = (o + p) − o · p
+//
+// evaluated in float exactly in that order, contributions taken in the colour's
+// colorant order, and for one simulated colorant in C, M, Y, K order. Tints and
+// representation components are clamped into [0, 1] first (NaN counts as 0), so
+// every result lies in [0, 1]. Nothing here allocates beyond the returned vector.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "qorcolor/color_list.h"
+#include "qordoc/separation.h"
+
+namespace QorDoc {
+
+// One value per entry of `separations`, in its order (output onto named plates).
+// A colorant named like a separation goes to that plate; any other colorant is
+// simulated into those of Cyan, Magenta, Yellow and Black that are separations; a
+// spot colorant without a table entry contributes nothing.
+std::vector<QorColor::Component> ConvertToSeparations(const QorColor::Color& color,
+                                                      const QorColor::Color& separations,
+                                                      const std::vector<Separation::Entry>& table);
+
+// Cyan, Magenta, Yellow, Black: process colorants directly, spot colorants through
+// their representation (nothing without a table entry).
+std::array<QorColor::Component, 4> ConvertToProcess(const QorColor::Color& color,
+                                                    const std::vector<Separation::Entry>& table);
+
+// One grey ink: min(1, ((0.3·C + 0.59·M) + 0.11·Y) + K) of the process equivalent,
+// in float, left to right. A pure black tint comes out bit for bit unchanged.
+QorColor::Component ConvertToGray(const QorColor::Color& color,
+                                  const std::vector<Separation::Entry>& table);
+
+}  // namespace QorDoc

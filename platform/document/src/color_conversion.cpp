@@ -1,0 +1,103 @@
+// Colour conversion into separations, process inks and grey.
+//
+// Invariant: every plate value starts at 0 and only ever goes through Layer(), so it
+// stays in [0, 1]; the order of Layer() calls is the colour's colorant order (and
+// C, M, Y, K within one simulated colorant), which fixes the result to the bit.
+// The per-colorant loop must not allocate: plate lookups are by position.
+
+#include "qordoc/color_conversion.h"
+
+#include <cstddef>
+#include <optional>
+
+#include "qorcolor/cmyk.h"
+
+namespace QorDoc {
+namespace {
+
+using QorColor::CmykIndex;
+using QorColor::Component;
+
+// Out-of-range inks would let a plate leave [0, 1]; NaN fails both comparisons and
+// becomes no ink.
+Component ClampInk(Component value) {
+  if (!(value > 0.0f)) return 0.0f;
+  if (value > 1.0f) return 1.0f;
+  return value;
+}
+
+// Lays ink of weight `weight` at tint `tint` over a plate already holding `plate`.
+void Layer(Component& plate, Component weight, Component tint) {
+  const Component p = weight * tint;
+  plate = (plate + p) - plate * p;
+}
+
+// The CMYK look of 100 % of `name`, or nothing for a spot colorant the table lacks.
+// Process colorants are their own look, whatever the table says about them.
+std::optional<std::array<Component, 4>> Representation(
+    const std::string& name, const std::vector<Separation::Entry>& table) {
+  const CmykIndex::Type index = GetCmykIndex(name);
+  if (index != CmykIndex::None) {
+    std::array<Component, 4> unit{0.0f, 0.0f, 0.0f, 0.0f};
+    unit[index] = 1.0f;
+    return unit;
+  }
+  const Separation::Entry* entry = Separation::Find(table, name);
+  if (entry == nullptr) return std::nullopt;
+  std::array<Component, 4> cmyk = entry->GetRepresentation().GetCmyk();
+  for (Component& c : cmyk)
+    c = ClampInk(c);
+  return cmyk;
+}
+
+}  // namespace
+
+std::vector<Component> ConvertToSeparations(const QorColor::Color& color,
+                                            const QorColor::Color& separations,
+                                            const std::vector<Separation::Entry>& table) {
+  std::vector<Component> plates(separations.Size(), 0.0f);
+  // Where each process ink is rendered, looked up once rather than per colorant.
+  std::array<std::optional<std::size_t>, 4> processPlate;
+  for (int k = 0; k < 4; ++k)
+    processPlate[k] = separations.Find(QorColor::kCmykNames[k]);
+
+  for (const auto& colorant : color) {
+    const Component tint = ClampInk(colorant.tint);
+    if (const auto plate = separations.Find(colorant.name)) {
+      Layer(plates[*plate], 1.0f, tint);
+      continue;
+    }
+    const auto cmyk = Representation(colorant.name, table);
+    if (!cmyk) continue;
+    for (int k = 0; k < 4; ++k) {
+      if (processPlate[k]) Layer(plates[*processPlate[k]], (*cmyk)[k], tint);
+    }
+  }
+  return plates;
+}
+
+std::array<Component, 4> ConvertToProcess(const QorColor::Color& color,
+                                          const std::vector<Separation::Entry>& table) {
+  std::array<Component, 4> plates{0.0f, 0.0f, 0.0f, 0.0f};
+  for (const auto& colorant : color) {
+    const Component tint = ClampInk(colorant.tint);
+    const CmykIndex::Type index = GetCmykIndex(colorant.name);
+    if (index != CmykIndex::None) {
+      Layer(plates[index], 1.0f, tint);
+      continue;
+    }
+    const auto cmyk = Representation(colorant.name, table);
+    if (!cmyk) continue;
+    for (int k = 0; k < 4; ++k)
+      Layer(plates[k], (*cmyk)[k], tint);
+  }
+  return plates;
+}
+
+Component ConvertToGray(const QorColor::Color& color, const std::vector<Separation::Entry>& table) {
+  const std::array<Component, 4> cmyk = ConvertToProcess(color, table);
+  const Component gray = 0.3f * cmyk[0] + 0.59f * cmyk[1] + 0.11f * cmyk[2] + cmyk[3];
+  return gray < 1.0f ? gray : 1.0f;
+}
+
+}  // namespace QorDoc

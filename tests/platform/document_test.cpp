@@ -1,0 +1,216 @@
+// The document model: colour conversion into separations, process and grey, and the
+// document builder's identifiers, back links and halftone list.
+//
+// Expected values are computed in the test with the same float operations in the
+// same order as the conversion's documented rule, so the checks are bit-exact.
+
+#include "qordoc/document.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <limits>
+#include <stdexcept>
+#include <vector>
+
+#include "morv/compound.h"
+#include "qordoc/color_conversion.h"
+
+namespace {
+
+using QorColor::Color;
+using QorDoc::ConvertToGray;
+using QorDoc::ConvertToProcess;
+using QorDoc::ConvertToSeparations;
+using Entry = QorDoc::Separation::Entry;
+using Rep = QorDoc::Separation::Representation;
+
+// The layering rule as documented: p = w·s; o = (o + p) − o·p.
+float Layer(float o, float w, float s) {
+  const float p = w * s;
+  return (o + p) - o * p;
+}
+
+const std::vector<Entry>& Table() {
+  static const std::vector<Entry> table{Entry("Gold", Rep({0.1f, 0.3f, 0.9f, 0.2f})),
+                                        Entry("Teal", Rep({0.8f, 0.0f, 0.35f, 0.05f}))};
+  return table;
+}
+
+Color Plates(std::initializer_list<const char*> names) {
+  Color plates;
+  for (const char* name : names)
+    plates.Add(name, 0.0f);
+  return plates;
+}
+
+TEST(ColorConversion, DirectColorantsGoToTheirOwnPlates) {
+  const Color color{{"Gold", 0.45f}, {"Magenta", 0.7f}};
+  const auto out = ConvertToSeparations(color, Plates({"Magenta", "Gold", "Cyan"}), Table());
+  ASSERT_EQ(out.size(), 3u);
+  EXPECT_EQ(out[0], 0.7f);
+  EXPECT_EQ(out[1], 0.45f) << "a plate of the spot's own name takes it directly";
+  EXPECT_EQ(out[2], 0.0f) << "a spot on its own plate is not also simulated";
+}
+
+TEST(ColorConversion, SpotWithoutPlateIsSimulatedIntoPresentProcessPlates) {
+  const Color color{{"Gold", 0.5f}};
+  const auto out = ConvertToSeparations(color, Plates({"Yellow", "Spot", "Cyan"}), Table());
+  ASSERT_EQ(out.size(), 3u);
+  EXPECT_EQ(out[0], Layer(0.0f, 0.9f, 0.5f));
+  EXPECT_EQ(out[1], 0.0f);
+  EXPECT_EQ(out[2], Layer(0.0f, 0.1f, 0.5f));
+  EXPECT_EQ(out[2], 0.05f);
+}
+
+TEST(ColorConversion, ProcessColorantWithoutPlateContributesNothingElsewhere) {
+  const Color color{{"Cyan", 0.6f}};
+  const auto out = ConvertToSeparations(color, Plates({"Magenta", "Black", "Gold"}), Table());
+  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.0f, 0.0f}));
+}
+
+TEST(ColorConversion, ContributionsToOnePlateLayer) {
+  // Cyan directly, then Gold's and Teal's cyan through their representations.
+  const Color color{{"Cyan", 0.4f}, {"Gold", 0.5f}, {"Teal", 0.25f}};
+  const auto out = ConvertToSeparations(color, Plates({"Cyan"}), Table());
+  float expected = Layer(0.0f, 1.0f, 0.4f);
+  expected = Layer(expected, 0.1f, 0.5f);
+  expected = Layer(expected, 0.8f, 0.25f);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out[0], expected);
+  EXPECT_LT(out[0], 0.4f + 0.05f + 0.2f) << "inks layer, they do not add";
+
+  // Values where the other natural orders of the rule round differently.
+  const std::vector<Entry> pine{Entry("Pine", Rep({0.2f, 0.0f, 0.0f, 0.0f}))};
+  const auto ordered =
+      ConvertToSeparations(Color{{"Cyan", 0.02f}, {"Pine", 0.55f}}, Plates({"Cyan"}), pine);
+  EXPECT_EQ(ordered[0], 0.127800018f);
+  EXPECT_NE(ordered[0], 0.02f + (0.2f * 0.55f - 0.02f * (0.2f * 0.55f)));
+  EXPECT_NE(ordered[0], 0.02f + 0.2f * 0.55f * (1.0f - 0.02f));
+
+  // Two full inks on one plate stay at full ink.
+  const auto full = ConvertToSeparations(Color{{"Black", 1.0f}, {"Gold", 1.0f}}, Plates({"Black"}),
+                                         {Entry("Gold", Rep({0.0f, 0.0f, 0.0f, 1.0f}))});
+  EXPECT_EQ(full[0], 1.0f);
+}
+
+TEST(ColorConversion, SpotMissingFromTheTableContributesNothing) {
+  const Color color{{"Unknown", 1.0f}, {"Yellow", 0.3f}};
+  const auto out = ConvertToSeparations(color, Plates({"Cyan", "Yellow"}), Table());
+  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.3f}));
+  const auto cmyk = ConvertToProcess(color, Table());
+  EXPECT_EQ(cmyk, (std::array<float, 4>{0.0f, 0.0f, 0.3f, 0.0f}));
+  EXPECT_EQ(ConvertToGray(Color{{"Unknown", 1.0f}}, Table()), 0.0f);
+}
+
+TEST(ColorConversion, NamesCompareExactly) {
+  const auto out = ConvertToSeparations(Color{{"gold", 1.0f}}, Plates({"Gold", "Cyan"}), Table());
+  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.0f}));
+  EXPECT_EQ(ConvertToProcess(Color{{"cyan", 1.0f}}, Table()),
+            (std::array<float, 4>{0.0f, 0.0f, 0.0f, 0.0f}));
+}
+
+TEST(ColorConversion, ProcessTakesEverythingIntoCmyk) {
+  const Color color{{"Magenta", 0.2f}, {"Teal", 0.5f}, {"Black", 0.1f}};
+  const auto cmyk = ConvertToProcess(color, Table());
+  const std::array<float, 4> expected{
+      Layer(0.0f, 0.8f, 0.5f), Layer(Layer(0.0f, 1.0f, 0.2f), 0.0f, 0.5f), Layer(0.0f, 0.35f, 0.5f),
+      Layer(Layer(0.0f, 1.0f, 0.1f), 0.05f, 0.5f)};
+  EXPECT_EQ(cmyk, expected);
+  EXPECT_EQ(cmyk[1], 0.2f) << "a zero weight leaves the plate unchanged";
+}
+
+TEST(ColorConversion, TableCannotRedefineProcessColorants) {
+  const std::vector<Entry> table{Entry("Cyan", Rep({0.0f, 1.0f, 0.0f, 0.0f}))};
+  EXPECT_EQ(ConvertToProcess(Color{{"Cyan", 0.5f}}, table),
+            (std::array<float, 4>{0.5f, 0.0f, 0.0f, 0.0f}));
+}
+
+TEST(ColorConversion, InksOutsideTheUnitRangeAreClamped) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const Color color{{"Cyan", 1.5f}, {"Magenta", -0.5f}, {"Yellow", nan}};
+  EXPECT_EQ(ConvertToProcess(color, Table()), (std::array<float, 4>{1.0f, 0.0f, 0.0f, 0.0f}));
+  const std::vector<Entry> table{Entry("Hot", Rep({2.0f, -1.0f, 0.5f, 0.0f}))};
+  EXPECT_EQ(ConvertToProcess(Color{{"Hot", 1.0f}}, table),
+            (std::array<float, 4>{1.0f, 0.0f, 0.5f, 0.0f}));
+}
+
+TEST(ColorConversion, GrayWeighsProcessInksAndClampsAtFullInk) {
+  EXPECT_EQ(ConvertToGray(Color{{"Cyan", 0.5f}, {"Magenta", 0.25f}, {"Yellow", 1.0f}}, Table()),
+            0.3f * 0.5f + 0.59f * 0.25f + 0.11f * 1.0f + 0.0f);
+  EXPECT_EQ(ConvertToGray(Color{{"Cyan", 1.0f}, {"Magenta", 1.0f}, {"Black", 0.5f}}, Table()),
+            1.0f);
+  const float gold = 0.3f * Layer(0.0f, 0.1f, 0.5f) + 0.59f * Layer(0.0f, 0.3f, 0.5f) +
+                     0.11f * Layer(0.0f, 0.9f, 0.5f) + Layer(0.0f, 0.2f, 0.5f);
+  EXPECT_EQ(ConvertToGray(Color{{"Gold", 0.5f}}, Table()), gold);
+}
+
+TEST(ColorConversion, PureBlackStaysBitExact) {
+  for (float tint : {0.0f, 1e-7f, 0.1f, 0.3f, 0.123456789f, 0.7f, 0.99999994f, 1.0f}) {
+    EXPECT_EQ(ConvertToGray(Color{{"Black", tint}}, Table()), tint) << tint;
+  }
+}
+
+TEST(DocumentBuilder, IdentifiersFollowCreationOrderAndLinksPointBack) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& first = builder.AddPage();
+  QorDoc::Content& second = builder.AddPage();
+  const auto square = Morv::PathBuilder().Rectangle(0, 0, 10, 10).BuildShared();
+  const auto a = builder.AddPath(first, square, {});
+  const auto b = builder.AddPath(second, square, {});
+  const auto c = builder.AddPath(first, square, {});
+  const auto document = builder.Build();
+
+  EXPECT_EQ(a->GetID(), 1u);
+  EXPECT_EQ(b->GetID(), 2u);
+  EXPECT_EQ(c->GetID(), 3u);
+  EXPECT_EQ(a->GetContent(), &first);
+  EXPECT_EQ(b->GetContent(), &second);
+  EXPECT_EQ(first.GetDocument(), document.get());
+  EXPECT_EQ(second.GetDocument(), document.get());
+  ASSERT_EQ(document->GetPages().size(), 2u);
+  EXPECT_EQ(document->GetPages()[0].get(), &first);
+  ASSERT_EQ(first.GetMembers().size(), 2u);
+  EXPECT_EQ(first.GetMembers()[0], a);
+  EXPECT_EQ(first.GetMembers()[1], c);
+  EXPECT_EQ(a->DefiningCompound(), square);
+  EXPECT_NE(a->GetTransparency(), nullptr) << "no transparency means opaque";
+
+  // A new document counts from 1 again.
+  QorDoc::Content& page = builder.AddPage();
+  EXPECT_EQ(builder.AddPath(page, square, {})->GetID(), 1u);
+}
+
+TEST(DocumentBuilder, RefusesContentOfAnotherDocument) {
+  QorDoc::DocumentBuilder one;
+  QorDoc::DocumentBuilder other;
+  QorDoc::Content& foreign = other.AddPage();
+  EXPECT_THROW(one.AddPath(foreign, Morv::PathBuilder().Rectangle(0, 0, 1, 1).BuildShared(), {}),
+               std::invalid_argument);
+}
+
+TEST(DocumentBuilder, HalftonesKeepCreationOrderAndFindByAddress) {
+  QorDoc::DocumentBuilder builder;
+  const auto coarse = builder.AddHalftoneSet("coarse");
+  const auto fine = builder.AddHalftoneSet("fine");
+  const auto same = builder.AddHalftoneSet("coarse");
+  builder.AddSeparation(Entry("Gold", Rep({0.1f, 0.3f, 0.9f, 0.2f})));
+  const auto document = builder.Build();
+
+  const QorDoc::Halftones& halftones = document->GetHalftones();
+  ASSERT_EQ(halftones.Size(), 3u);
+  EXPECT_EQ(*halftones.GetBegin(), coarse);
+  EXPECT_EQ(*(halftones.GetBegin() + 1), fine);
+  EXPECT_EQ(*(halftones.GetBegin() + 2), same);
+  EXPECT_EQ(halftones.Find(fine.get()) - halftones.GetBegin(), 1);
+  EXPECT_EQ(halftones.Find(same.get()) - halftones.GetBegin(), 2) << "sets compare by address";
+  const QorDoc::HalftoneSet stranger("fine");
+  EXPECT_EQ(halftones.Find(&stranger), halftones.GetEnd());
+  EXPECT_EQ(halftones.Find(nullptr), halftones.GetEnd());
+  ASSERT_EQ(document->GetSeparationInfo().size(), 1u);
+  EXPECT_EQ(document->GetSeparationInfo()[0].GetName(), "Gold");
+
+  EXPECT_EQ(builder.Build()->GetHalftones().Size(), 0u) << "the builder starts afresh";
+}
+
+}  // namespace
