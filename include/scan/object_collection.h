@@ -18,21 +18,33 @@
 
 namespace QorSc {
 
-// One collected object. The converter numbers the records of a container in
-// painting order when it takes them; that index orders the active objects of a line.
+class IntervalsFiller;
+class LineRenderer;
+
+// One collected object: where it lies in target pixels and how it becomes its
+// filler when the scan line reaches the top of its pixel box. The converter numbers
+// the records of a container in painting order when it takes them; that index
+// orders the active objects of a line.
 class QORSC_API ObjectInfo {
  public:
   virtual ~ObjectInfo();
+  ObjectInfo(const ObjectInfo&) = delete;
+  ObjectInfo& operator=(const ObjectInfo&) = delete;
 
+  // Builds the object's filler (with its generator, paint and transparency) for
+  // the renderer of its level.
+  virtual std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) = 0;
+
+  // Right and bottom exclusive.
+  const QorMath::Rectangle<long long>& GetPixelBox() const { return pixel_box_; }
   std::uint32_t GetIndex() const { return index_; }
   void SetIndex(std::uint32_t index) { index_ = index; }
 
  protected:
-  ObjectInfo() = default;
-  ObjectInfo(const ObjectInfo&) = default;
-  ObjectInfo& operator=(const ObjectInfo&) = default;
+  explicit ObjectInfo(const QorMath::Rectangle<long long>& pixelBox) : pixel_box_(pixelBox) {}
 
  private:
+  QorMath::Rectangle<long long> pixel_box_;
   std::uint32_t index_ = 0;
 };
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "composite/intervals_filler.h"
 #include "scan/object_selection.h"
 
 namespace {
@@ -16,8 +17,11 @@ const bool kAllSelectionFlagAtStartup = QorSc::kAllSelection->flag;
 // A record that reports its destruction.
 class CountedRecord : public QorSc::ObjectInfo {
  public:
-  explicit CountedRecord(int* destroyed) : destroyed_(destroyed) {}
+  explicit CountedRecord(int* destroyed) : ObjectInfo({0, 0, 1, 1}), destroyed_(destroyed) {}
   ~CountedRecord() override { ++*destroyed_; }
+  std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer&) override {
+    return nullptr;
+  }
 
  private:
   int* destroyed_;

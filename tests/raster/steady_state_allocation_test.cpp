@@ -1,28 +1,8 @@
-// Generating the lines of a shape allocates nothing once its run lists have grown:
-// every global allocation of this test binary is counted.
+// Generating the lines of a shape allocates nothing once its run lists have grown.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
+#include "allocation_counter.h"
 #include "raster/path_run_length_generator_builder.h"
-
-namespace {
-std::atomic<long> g_allocations{0};
-}  // namespace
-
-void* operator new(std::size_t size) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
 
 namespace {
 
@@ -60,13 +40,13 @@ TEST(SteadyState, GeneratingLinesAllocatesNothing) {
   builder.AddPoints(comb);
   const auto generator = builder.Release();
 
-  const long before = g_allocations.load();
+  const long before = QorScTest::AllocationCount();
   std::size_t runs = 0;
   for (long long y = 0; y < 200; ++y) {
     generator->GenerateRuns(y);
     runs += generator->Runs().size();
   }
-  const long allocations = g_allocations.load() - before;
+  const long allocations = QorScTest::AllocationCount() - before;
   EXPECT_GT(runs, 200u * 20u);
   // Activation sizes its three arrays once; then only the run list grows,
   // geometrically, to the longest line: a handful of allocations for 200 lines of up
@@ -76,11 +56,11 @@ TEST(SteadyState, GeneratingLinesAllocatesNothing) {
   // Building a second generator reuses the chains: only the edge array grows.
   QorSc::PathRunLengthGeneratorBuilder again(1, Box{0, 0, 420, 200}, chains);
   CombEnumerator comb2;
-  const long build_before = g_allocations.load();
+  const long build_before = QorScTest::AllocationCount();
   again.AddPoints(comb2);
   const auto second = again.Release();
   EXPECT_GT(second->EdgeCount(), 80u);
-  EXPECT_LE(g_allocations.load() - build_before, 12);
+  EXPECT_LE(QorScTest::AllocationCount() - build_before, 12);
 }
 
 }  // namespace

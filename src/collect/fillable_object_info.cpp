@@ -1,0 +1,75 @@
+// Activation of fillable records: once per object per conversion.
+
+#include "collect/fillable_object_info.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "composite/elementary_filler.h"
+#include "composite/soft_mask_state.h"
+#include "frame/line_renderer.h"
+#include "paint/flat_paint_getter.h"
+#include "paint/halftone_label.h"
+#include "paint/halftone_paint_getter.h"
+#include "qordoc/document.h"
+
+namespace QorSc {
+namespace {
+
+std::shared_ptr<PaintGetter> MakePaintGetter(const QorPaint::Paint& paint, LineRenderer& renderer) {
+  const Options& options = renderer.GetOptions();
+  if (paint.GetType() == QorPaint::kFlatPaint) {
+    const auto& color = static_cast<const QorPaint::FlatPaint&>(paint).GetColor();
+    if (options.GetHalftoneMode() == kHalftoneLabelsFullInk) {
+      return MakeFullInkGetter(options, color);
+    }
+    return renderer.Pools().FlatPaints().Get(options, color);
+  }
+  throw std::logic_error("qorsc: paints of type " + std::to_string(paint.GetType()) +
+                         " cannot be rendered yet");
+}
+
+}  // namespace
+
+FillableObjectInfo::FillableObjectInfo(const QorDoc::Fillable* documentObject,
+                                       const QorDoc::ContentObject* contentObject,
+                                       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
+                                       std::shared_ptr<const QorPaint::Paint> paint,
+                                       const Morv::MilliPointTransformation& paintPlacement,
+                                       std::shared_ptr<const QorBlend::Transparency> transparency,
+                                       bool stroke)
+    : ObjectInfo(geometry.pixelBox),
+      geometry_(geometry),
+      transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()),
+      stroke_(stroke),
+      clip_(std::move(clip)),
+      document_object_(documentObject),
+      content_object_(contentObject),
+      paint_(std::move(paint)),
+      paint_placement_(paintPlacement) {
+  if (!paint_) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
+}
+
+std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
+  std::shared_ptr<PaintGetter> paint = MakePaintGetter(*paint_, renderer);
+
+  const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();
+  std::shared_ptr<const QorBlend::Transparency> transparency =
+      PrepareHalftoneTransparency(transparency_, halftones);
+  if (halftones != kHalftoneNone) {
+    const QorDoc::Content* content =
+        document_object_ != nullptr ? document_object_->GetContent() : nullptr;
+    const QorDoc::Document* document = content != nullptr ? content->GetDocument() : nullptr;
+    if (document == nullptr) {
+      throw std::logic_error("qorsc: halftone labels need objects that belong to a document");
+    }
+    const float label = EncodeHalftoneLabel(*document, document_object_->GetHalftoneSet().get());
+    paint = std::make_shared<HalftonePaintGetter>(label, std::move(paint), halftones);
+  }
+
+  return std::make_unique<ElementaryObjectIntervalsFiller>(
+      std::move(paint), content_object_, clip_, GetIndex(),
+      CreateRunLengthGenerator(geometry_, renderer), nullptr, std::move(transparency), stroke_);
+}
+
+}  // namespace QorSc

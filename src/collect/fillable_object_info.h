@@ -1,0 +1,47 @@
+// FillableObjectInfo: the record of one filled or stroked object (a path, a text
+// outline, an image mask) between collection and rasterisation.
+//
+// It keeps the object's geometry source (pixel box, compound or mask,
+// transformation), its paint and the paint's placement, its transparency, whether it
+// is a stroke, its clip scope and the document object it came from. Activation
+// turns it into an ElementaryObjectIntervalsFiller: paint getter (with the halftone
+// label when labels are asked for), run-length generator, filler.
+#pragma once
+
+#include <memory>
+
+#include "qorblend/transparency.h"
+#include "qordoc/content.h"
+#include "qorpaint/paint.h"
+#include "raster/geometry_source.h"
+#include "scan/object_collection.h"
+
+namespace QorSc {
+
+class Clip;
+
+class FillableObjectInfo final : public ObjectInfo {
+ public:
+  FillableObjectInfo(const QorDoc::Fillable* documentObject,
+                     const QorDoc::ContentObject* contentObject, std::shared_ptr<Clip> clip,
+                     const GeometrySource& geometry, std::shared_ptr<const QorPaint::Paint> paint,
+                     const Morv::MilliPointTransformation& paintPlacement,
+                     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
+
+  std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
+
+  const GeometrySource& GetGeometry() const { return geometry_; }
+  bool IsStroke() const { return stroke_; }
+
+ private:
+  GeometrySource geometry_;
+  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  bool stroke_;
+  std::shared_ptr<Clip> clip_;
+  const QorDoc::Fillable* document_object_;
+  const QorDoc::ContentObject* content_object_;
+  std::shared_ptr<const QorPaint::Paint> paint_;
+  Morv::MilliPointTransformation paint_placement_;
+};
+
+}  // namespace QorSc

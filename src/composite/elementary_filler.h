@@ -1,0 +1,48 @@
+// ElementaryObjectIntervalsFiller: composites one painted object (a filled or
+// stroked path, a text outline, an image mask) into the line.
+//
+// Per painted run it either copies the paint (opaque Normal paint: the line's
+// states become the paint's kinds, the auxiliary planes Full) or composites it
+// through the blend kernels. The source of an elementary object, per pixel: shape 1
+// on its painted runs; q the stroke or the fill alpha; pm the paint's own mask for
+// paints of kind 2, else 1; with alpha-is-shape clear fs = 1 and qs = q·pm, with it
+// set fs = q and qs = pm; αs = fs·qs and Cs = αs·cs. Then, with αb from the line's
+// alpha plane:
+//   Cr = (1 − αs)·Cb + (1 − αb)·Cs + BlendTerm(αb, Cb, αs, Cs)
+//   α  ← αb + αs − αb·αs   (own alpha likewise)   f ← fb + fs − fb·fs
+// An Absent component leaves its colour plane as it is; the auxiliary planes are
+// updated all the same.
+#pragma once
+
+#include <memory>
+
+#include "composite/intervals_filler.h"
+#include "paint/paint_getter.h"
+#include "qordoc/content.h"
+
+namespace QorSc {
+
+class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
+ public:
+  ElementaryObjectIntervalsFiller(std::shared_ptr<PaintGetter> paint,
+                                  const QorDoc::ContentObject* contentObject,
+                                  std::shared_ptr<Clip> clip, std::uint32_t index,
+                                  std::unique_ptr<RunLengthGenerator> generator,
+                                  std::unique_ptr<SoftMaskState> softMask,
+                                  std::shared_ptr<const QorBlend::Transparency> transparency,
+                                  bool stroke);
+
+  void Fill(LineRenderer& renderer, LineBuffer& line, std::vector<std::size_t>* hits,
+            const RunList& runs) override;
+
+ private:
+  void CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source, const Run& run) const;
+  void CompositeBlended(LineBuffer& line, const SourcePaintBuffers& source, const Run& run,
+                        float alpha) const;
+
+  const QorDoc::ContentObject* content_object_;
+  std::shared_ptr<PaintGetter> paint_;
+  RunList painted_;
+};
+
+}  // namespace QorSc

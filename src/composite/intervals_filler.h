@@ -1,0 +1,58 @@
+// IntervalsFiller: composites one collected object into the line being built.
+//
+// One per active object, owned by the line driver's active list for as long as the
+// scan line crosses the object. It owns the object's run-length generator and shares
+// its clip scope (null: unclipped) and its transparency. Per line the driver
+// advances the generator, intersects its runs with the clip's, and calls Fill with
+// the object's runs when there are any.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "qorblend/transparency.h"
+#include "raster/run.h"
+#include "raster/run_length_generator.h"
+
+namespace QorSc {
+
+class Clip;
+class LineBuffer;
+class LineRenderer;
+class SoftMaskState;
+
+class IntervalsFiller {
+ public:
+  IntervalsFiller(std::shared_ptr<Clip> clip, std::uint32_t index,
+                  std::unique_ptr<RunLengthGenerator> generator,
+                  std::unique_ptr<SoftMaskState> softMask,
+                  std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
+  virtual ~IntervalsFiller();
+  IntervalsFiller(const IntervalsFiller&) = delete;
+  IntervalsFiller& operator=(const IntervalsFiller&) = delete;
+
+  // Composites the object over `runs` (sorted, non-empty) into `line`; appends the
+  // object's identifier to `hits` (when given) if it painted anything.
+  virtual void Fill(LineRenderer& renderer, LineBuffer& line, std::vector<std::size_t>* hits,
+                    const RunList& runs) = 0;
+
+  std::uint32_t GetIndex() const { return index_; }
+  RunLengthGenerator& Generator() { return *generator_; }
+  const std::shared_ptr<Clip>& GetClip() const { return clip_; }
+
+ protected:
+  const QorBlend::Transparency& Transparency() const { return *transparency_; }
+  bool IsStroke() const { return stroke_; }
+  SoftMaskState* SoftMask() const { return soft_mask_.get(); }
+
+ private:
+  std::shared_ptr<Clip> clip_;
+  std::uint32_t index_;
+  std::unique_ptr<RunLengthGenerator> generator_;
+  std::unique_ptr<SoftMaskState> soft_mask_;
+  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  bool stroke_;
+};
+
+}  // namespace QorSc

@@ -1,0 +1,87 @@
+// LineBuffer: the compositing state of one line.
+//
+// P float planes over the pixel span [left, right): the S = P − 3 colour planes
+// (premultiplied ink, in blending-separation order), then three auxiliary planes:
+// the level's own alpha, the accumulated alpha and the accumulated shape. Beside the
+// planes, an ordered map of intervals: every interval [key, next key) carries one
+// storage state per plane:
+//
+//   Zero (0)      every pixel is 0
+//   Full (1)      every pixel is 1
+//   PerPixel (2)  the plane's array holds one value per pixel of the interval
+//   Constant (3)  one value for the interval, stored at the interval's first x
+//
+// (the numbers are the paint getters' component kinds, so a kind is stored as is).
+// A sentinel key at `right` closes the last interval. Keys, rows and planes are
+// vectors reused from line to line: splitting inserts in place, nothing allocates
+// once the vectors have grown.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "paint/pixel_plane.h"
+
+namespace QorSc {
+
+enum PlaneState : std::uint8_t {
+  kStateZero = 0,
+  kStateFull = 1,
+  kStatePerPixel = 2,
+  kStateConstant = 3,
+};
+
+class LineBuffer {
+ public:
+  LineBuffer(std::size_t planes, long long left, long long right);
+
+  std::size_t Planes() const { return planes_; }
+  std::size_t ColourPlanes() const { return planes_ - 3; }
+  std::size_t OwnAlphaPlane() const { return planes_ - 3; }
+  std::size_t AlphaPlane() const { return planes_ - 2; }
+  std::size_t ShapePlane() const { return planes_ - 1; }
+  long long Left() const { return left_; }
+  long long Right() const { return right_; }
+
+  // Values of plane p, indexed by absolute x.
+  PixelPlane<float> Plane(std::size_t p) { return {values_.data() + p * width_, left_}; }
+  PixelPlane<const float> Plane(std::size_t p) const {
+    return {values_.data() + p * width_, left_};
+  }
+
+  // One interval over the whole span, every plane Zero.
+  void Reset();
+
+  std::size_t IntervalCount() const { return keys_.size() - 1; }
+  long long Start(std::size_t i) const { return keys_[i]; }
+  long long End(std::size_t i) const { return keys_[i + 1]; }
+  std::uint8_t* Row(std::size_t i) { return rows_.data() + i * planes_; }
+  const std::uint8_t* Row(std::size_t i) const { return rows_.data() + i * planes_; }
+
+  // The interval holding x (left <= x < right).
+  std::size_t Find(long long x) const;
+  // Makes x a key (left <= x <= right) and returns its interval. A new interval
+  // takes the row of the one it was cut from, and for every Constant plane its
+  // value, copied to the new key before anything is written there.
+  std::size_t Split(long long x);
+  // Joins [from, to) into the single interval starting at `from`; both must be keys.
+  void Join(long long from, long long to);
+  // Merges neighbours whose rows are equal and whose Constant values are equal: the
+  // line reads the same, with fewer intervals.
+  void Coalesce();
+
+  // Every plane in per-pixel form over the whole span (states are left as they are).
+  void Resolve(std::size_t firstPlane, std::size_t planeCount);
+
+ private:
+  std::size_t planes_;
+  long long left_;
+  long long right_;
+  std::size_t width_;
+  std::vector<float> values_;
+  std::vector<long long> keys_;
+  std::vector<std::uint8_t> rows_;
+};
+
+}  // namespace QorSc

@@ -1,0 +1,75 @@
+// The per-line driver. Per line it touches only the active objects; records are
+// activated once and fillers live while the line crosses their objects.
+
+#include "frame/line_renderer.h"
+
+#include <algorithm>
+
+#include "qordoc/separation.h"
+
+namespace QorSc {
+
+LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long long>& pixelBox,
+                           const Options& options, std::unique_ptr<ObjectInfoContainer> objects,
+                           ConversionPools& pools)
+    : LineContext(env, pools.Chains()),
+      pixel_box_(pixelBox),
+      options_(options),
+      knockout_(objects ? objects->knockout : 0),
+      current_line_(pixelBox.top - 1),
+      pools_(&pools) {
+  for (const auto& entry : options_.GetBlendingSeparations()) {
+    cmyk_indexes_.push_back(QorDoc::GetCmykIndex(entry.name));
+  }
+  if (objects) {
+    pending_ = std::move(objects->records);
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
+    }
+    std::make_heap(pending_.begin(), pending_.end(), ByFirstLine());
+  }
+}
+
+LineRenderer::~LineRenderer() = default;
+
+void LineRenderer::Activate(long long y) {
+  const std::size_t first_new = active_.size();
+  while (!pending_.empty() && pending_.front()->GetPixelBox().top <= y) {
+    std::pop_heap(pending_.begin(), pending_.end(), ByFirstLine());
+    std::unique_ptr<ObjectInfo> record = std::move(pending_.back());
+    pending_.pop_back();
+    if (y < record->GetPixelBox().bottom) active_.push_back(record->CreateFiller(*this));
+  }
+  if (active_.size() == first_new) return;
+  auto by_index = [](const std::unique_ptr<IntervalsFiller>& a,
+                     const std::unique_ptr<IntervalsFiller>& b) {
+    return a->GetIndex() < b->GetIndex();
+  };
+  const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(first_new);
+  std::sort(fresh, active_.end(), by_index);
+  std::inplace_merge(active_.begin(), fresh, active_.end(), by_index);
+}
+
+void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits) {
+  current_line_ = y;
+  Activate(y);
+  bool retired = false;
+  for (std::unique_ptr<IntervalsFiller>& filler : active_) {
+    RunLengthGenerator& generator = filler->Generator();
+    generator.GenerateRuns(y);
+    if (generator.GetState() == RunLengthGenerator::kFinished) {
+      filler.reset();
+      retired = true;
+      continue;
+    }
+    // Clips arrive with clip scopes; until then every object is unclipped.
+    const RunList& runs = generator.Runs();
+    if (runs.empty()) continue;
+    filler->Fill(*this, line, hits, runs);
+  }
+  if (retired) {
+    active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());
+  }
+}
+
+}  // namespace QorSc

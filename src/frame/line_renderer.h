@@ -1,0 +1,64 @@
+// LineRenderer: drives the objects of one level (the page, later each group) line
+// by line.
+//
+// Records wait in a heap keyed by the first line of their pixel box; when the scan
+// line reaches one it is activated into its filler (or dropped, if its box already
+// ended) and joins the active list, which stays sorted by painting index. Per line
+// every active object advances its generator and clip, and its filler composites
+// it over its (clipped) runs, lowest index first. The renderer is also the context
+// the fillers and generators see: environment, pixel box, options, pools.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "composite/intervals_filler.h"
+#include "composite/line_buffer.h"
+#include "frame/conversion_pools.h"
+#include "qorcolor/cmyk.h"
+#include "raster/line_context.h"
+#include "scan/object_collection.h"
+#include "scan/options.h"
+
+namespace QorSc {
+
+class LineRenderer : public LineContext {
+ public:
+  LineRenderer(const Environment& env, const QorMath::Rectangle<long long>& pixelBox,
+               const Options& options, std::unique_ptr<ObjectInfoContainer> objects,
+               ConversionPools& pools);
+  ~LineRenderer();
+
+  const QorMath::Rectangle<long long>& GetPixelBox() const { return pixel_box_; }
+  const Options& GetOptions() const { return options_; }
+  std::size_t ColourPlanes() const { return options_.GetBlendingSeparations().Size(); }
+  const std::vector<QorColor::CmykIndex::Type>& GetCmykIndexes() const { return cmyk_indexes_; }
+  std::uint8_t GetKnockout() const { return knockout_; }
+  long long GetCurrentLine() const { return current_line_; }
+  ConversionPools& Pools() const { return *pools_; }
+
+  // Renders line `y` into `line`: activation, ordering, then every active object.
+  void RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits);
+
+ private:
+  struct ByFirstLine {
+    bool operator()(const std::unique_ptr<ObjectInfo>& a,
+                    const std::unique_ptr<ObjectInfo>& b) const {
+      return a->GetPixelBox().top > b->GetPixelBox().top;
+    }
+  };
+
+  void Activate(long long y);
+
+  QorMath::Rectangle<long long> pixel_box_;
+  Options options_;
+  std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
+  std::uint8_t knockout_;
+  long long current_line_;
+  std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
+  std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
+  ConversionPools* pools_;
+};
+
+}  // namespace QorSc

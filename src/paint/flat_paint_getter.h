@@ -1,0 +1,86 @@
+// Flat paints: one colour everywhere, described once per distinct colour.
+//
+// A FlatPaintDescription holds one value and one kind per output component and the
+// absent flag; it is computed from the options and the colour alone, so equal
+// descriptions paint identically and share one getter through FlatPaintGetterCache.
+// Invariants: values.size() == kinds.size() == the output's component count; a kind
+// is never PerPixel. Compute's loop writes only Constant components, only at run
+// starts, and must not allocate (the painted list reuses its capacity).
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "paint/paint_getter.h"
+#include "qorcolor/color_list.h"
+#include "scan/options.h"
+
+namespace QorSc {
+
+// Below this a value is no ink (kind Zero); above 1 minus it, full ink (kind Full).
+inline constexpr float kFlatInkEpsilon = 0.00001f;
+inline constexpr float kFlatFullInk = 0.99999f;
+
+struct FlatPaintDescription {
+  std::vector<float> values;
+  bool absent = false;
+  ComponentKinds kinds;
+
+  // Values first (as floats), then the flag, then the kinds as unsigned bytes.
+  friend bool operator<(const FlatPaintDescription& a, const FlatPaintDescription& b);
+  friend bool operator==(const FlatPaintDescription& a, const FlatPaintDescription& b);
+};
+
+// What `color` paints under `options`:
+// - separations and grey output: the converted value per blending separation,
+//   kind Zero / Full / Constant by the thresholds; with separation output a colour
+//   that paints its named colorants only leaves every other separation Absent;
+// - process output: the four process values, Zero or Constant (never Full);
+// - a registration colour (paints all colorants): the largest of its tints on every
+//   plate, never Absent, whatever the output.
+FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color);
+
+// The colour with full ink (1.0) in each of its colorants, flags kept: what an
+// object screened by a halftone set marks in its own colorants.
+QorColor::Color FullInkColor(const QorColor::Color& color);
+
+class FlatPaintGetter final : public PaintGetter {
+ public:
+  explicit FlatPaintGetter(FlatPaintDescription description);
+
+  // `buffers` has at least one component per value; runs lie inside its box.
+  void Compute(const PaintLine& line, const RunList& runs, SourcePaintBuffers& buffers,
+               RunList& painted) override;
+  int GetPaintKind() const override { return 1; }
+
+  const std::vector<float>& Values() const { return values_; }
+
+ private:
+  std::vector<float> values_;
+};
+
+// A getter of explicit values, kinds and absent flag, not shared.
+std::shared_ptr<FlatPaintGetter> MakeFlatPaintGetter(std::vector<float> values,
+                                                     ComponentKinds kinds, bool absent);
+
+// A getter of full ink in `color`'s own colorants, converted like any colour, not
+// shared.
+std::shared_ptr<FlatPaintGetter> MakeFullInkGetter(const Options& options,
+                                                   const QorColor::Color& color);
+
+// One getter per distinct description. Not thread-safe: one cache per conversion.
+class FlatPaintGetterCache {
+ public:
+  std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorColor::Color& color);
+  std::shared_ptr<FlatPaintGetter> Get(FlatPaintDescription description);
+  // The shared getter of FullInkColor(color).
+  std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
+
+  std::size_t Size() const { return getters_.size(); }
+
+ private:
+  std::map<FlatPaintDescription, std::shared_ptr<FlatPaintGetter>> getters_;
+};
+
+}  // namespace QorSc

@@ -1,0 +1,532 @@
+// Tests of the separable ink blend modes and the compositing equation.
+//
+// Where the arithmetic is fixed the checks are bit-exact, with inputs chosen so that
+// a reordered or refactored expression, or a branch taken on the other side of its
+// boundary, gives different bits. The table itself is cross-checked against an
+// independent double-precision version of the usual additive formulas applied to
+// complemented values. The test has no loops that matter for speed.
+#include "composite/blend_term.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+#include "qorsys/fastsqrt.h"
+
+namespace {
+
+using QorSc::Blend;
+using QorSc::BlendFunction;
+using QorSc::BlendTermFunction;
+using QorSc::CompositeInk;
+using QorSc::DispatchBlendMode;
+using QorSc::SelectBlendTerm;
+
+constexpr std::uint32_t kNormal = 0;
+constexpr std::uint32_t kMultiply = 1;
+constexpr std::uint32_t kScreen = 2;
+constexpr std::uint32_t kOverlay = 3;
+constexpr std::uint32_t kSoftLight = 4;
+constexpr std::uint32_t kHardLight = 5;
+constexpr std::uint32_t kColorDodge = 6;
+constexpr std::uint32_t kColorBurn = 7;
+constexpr std::uint32_t kDarken = 8;
+constexpr std::uint32_t kLighten = 9;
+constexpr std::uint32_t kDifference = 10;
+constexpr std::uint32_t kExclusion = 11;
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Compared through the bits so that a wrong sign of zero or a NaN cannot pass.
+::testing::AssertionResult SameBits(float expected, float actual) {
+  if (std::bit_cast<std::uint32_t>(expected) == std::bit_cast<std::uint32_t>(actual))
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure()
+         << "expected " << std::hexfloat << expected << " but got " << actual;
+}
+
+// The blend function through the term, with opaque alphas: dividing by 1 and
+// multiplying by 1 * 1 leave the bits alone, so this is B(x, y) as the compositor
+// sees it.
+float Opaque(std::uint32_t mode, float x, float y) {
+  return SelectBlendTerm(mode)(1.0f, x, 1.0f, y);
+}
+
+// ---- Independent double-precision reference ------------------------------------
+// The usual additive separable formulas B'(cb, cs) on colour values (1 = white),
+// applied to complemented ink: B(x, y) = 1 - B'(1 - x, 1 - y).
+
+double RefMultiply(double cb, double cs) {
+  return cb * cs;
+}
+double RefScreen(double cb, double cs) {
+  return cb + cs - cb * cs;
+}
+
+double RefHardLight(double cb, double cs) {
+  if (cs <= 0.5) return RefMultiply(cb, 2.0 * cs);
+  return RefScreen(cb, 2.0 * cs - 1.0);
+}
+
+double RefSoftLight(double cb, double cs) {
+  if (cs <= 0.5) return cb - (1.0 - 2.0 * cs) * cb * (1.0 - cb);
+  const double d = cb <= 0.25 ? ((16.0 * cb - 12.0) * cb + 4.0) * cb : std::sqrt(cb);
+  return cb + (2.0 * cs - 1.0) * (d - cb);
+}
+
+double RefColorDodge(double cb, double cs) {
+  if (cb == 0.0) return 0.0;
+  if (cs >= 1.0) return 1.0;
+  return std::min(1.0, cb / (1.0 - cs));
+}
+
+double RefColorBurn(double cb, double cs) {
+  if (cb >= 1.0) return 1.0;
+  if (cs <= 0.0) return 0.0;
+  return 1.0 - std::min(1.0, (1.0 - cb) / cs);
+}
+
+double RefAdditive(std::uint32_t mode, double cb, double cs) {
+  switch (mode) {
+    case kNormal:
+      return cs;
+    case kMultiply:
+      return RefMultiply(cb, cs);
+    case kScreen:
+      return RefScreen(cb, cs);
+    case kOverlay:
+      return RefHardLight(cs, cb);
+    case kSoftLight:
+      return RefSoftLight(cb, cs);
+    case kHardLight:
+      return RefHardLight(cb, cs);
+    case kColorDodge:
+      return RefColorDodge(cb, cs);
+    case kColorBurn:
+      return RefColorBurn(cb, cs);
+    case kDarken:
+      return std::min(cb, cs);
+    case kLighten:
+      return std::max(cb, cs);
+    case kDifference:
+      return std::abs(cb - cs);
+    default:
+      return cb + cs - 2.0 * cb * cs;
+  }
+}
+
+double RefInk(std::uint32_t mode, float x, float y) {
+  return 1.0 - RefAdditive(mode, 1.0 - static_cast<double>(x), 1.0 - static_cast<double>(y));
+}
+
+std::vector<float> InkGrid() {
+  std::vector<float> grid;
+  for (int i = 0; i <= 40; ++i)
+    grid.push_back(static_cast<float>(i) / 40.0f);
+  grid.push_back(0.33f);
+  grid.push_back(0.66f);
+  grid.push_back(0.999f);
+  grid.push_back(0.001f);
+  return grid;
+}
+
+// ---- Normal and the term's structure ---------------------------------------------
+
+TEST(BlendTerm, NormalMultipliesTheAlphasFirst) {
+  const float ab = 0.515719295f;
+  const float as = 0.573618233f;
+  const float Cs = 0.512824774f;
+  const float term = Blend<kNormal>::Term(ab, 0.25f, as, Cs);
+  EXPECT_TRUE(SameBits(0.264473647f, term));
+  EXPECT_TRUE(SameBits((ab * as) * (Cs / as), term));
+  // The shortcut ab * Cs is what this guards against.
+  EXPECT_FALSE(SameBits(ab * Cs, term));
+  EXPECT_TRUE(SameBits(0.264473617f, ab * Cs));
+}
+
+TEST(BlendTerm, EveryModeIsAlphaProductTimesBlendOfUnpremultipliedValues) {
+  const float ab = 0.7f;
+  const float Cb = 0.3f;
+  const float as = 0.45f;
+  const float Cs = 0.2f;
+  const float x = Cb / ab;
+  const float y = Cs / as;
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    const float expected =
+        DispatchBlendMode(mode, [&](auto m) { return (ab * as) * BlendFunction<m>::Apply(x, y); });
+    EXPECT_TRUE(SameBits(expected, SelectBlendTerm(mode)(ab, Cb, as, Cs))) << "mode " << mode;
+  }
+}
+
+// ---- Compositing equation ----------------------------------------------------------
+
+TEST(CompositeInk, SumsTheWeightedValuesBeforeAddingTheTerm) {
+  // Found by searching random premultiplied values for a case where all three
+  // groupings of the sum round differently.
+  const float ab = 0.657399476f;
+  const float Cb = 0.243468598f;
+  const float as = 0.282719731f;
+  const float Cs = 0.26038304f;
+  const float term = Blend<kMultiply>::Term(ab, Cb, as, Cs);
+  ASSERT_TRUE(SameBits(0x1.69b494p-3f, term));
+
+  const float result = CompositeInk(ab, Cb, as, Cs, term);
+  EXPECT_TRUE(SameBits(0x1.c3070ap-2f, result));
+  EXPECT_TRUE(SameBits(((1.0f - as) * Cb + (1.0f - ab) * Cs) + term, result));
+
+  const float termWithSource = (1.0f - as) * Cb + ((1.0f - ab) * Cs + term);
+  const float termWithBackdrop = ((1.0f - as) * Cb + term) + (1.0f - ab) * Cs;
+  EXPECT_FALSE(SameBits(termWithSource, result));
+  EXPECT_FALSE(SameBits(termWithBackdrop, result));
+}
+
+// ---- Alpha guard -------------------------------------------------------------------
+
+TEST(BlendTerm, AlphaGuardAcceptsExactlyTheThreshold) {
+  const float low = 0.00001f;
+  const float below = 0.0000099f;
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    const BlendTermFunction term = SelectBlendTerm(mode);
+    // Backdrop and source at full colour of their alpha: x = y = 1.
+    EXPECT_TRUE(SameBits((low * 0.5f) * Opaque(mode, 1.0f, 1.0f), term(low, low, 0.5f, 0.5f)))
+        << "mode " << mode;
+    EXPECT_TRUE(SameBits((0.5f * low) * Opaque(mode, 1.0f, 1.0f), term(0.5f, 0.5f, low, low)))
+        << "mode " << mode;
+    EXPECT_NE(0.0f, term(low, low, low, low)) << "mode " << mode;
+
+    EXPECT_TRUE(SameBits(0.0f, term(below, below, 0.5f, 0.5f))) << "mode " << mode;
+    EXPECT_TRUE(SameBits(0.0f, term(0.5f, 0.5f, below, below))) << "mode " << mode;
+    EXPECT_TRUE(SameBits(0.0f, term(0.0f, 0.0f, 0.5f, 0.5f))) << "mode " << mode;
+    EXPECT_TRUE(SameBits(0.0f, term(-1.0f, 0.5f, 0.5f, 0.5f))) << "mode " << mode;
+  }
+}
+
+TEST(BlendTerm, NaNAlphaGivesZero) {
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    const BlendTermFunction term = SelectBlendTerm(mode);
+    EXPECT_TRUE(SameBits(0.0f, term(kNaN, 0.5f, 0.5f, 0.5f))) << "mode " << mode;
+    EXPECT_TRUE(SameBits(0.0f, term(0.5f, 0.5f, kNaN, 0.5f))) << "mode " << mode;
+    EXPECT_TRUE(SameBits(0.0f, term(kNaN, kNaN, kNaN, kNaN))) << "mode " << mode;
+  }
+}
+
+TEST(CompositeInk, TransparentSourceKeepsTheBackdrop) {
+  const float ab = 0.8f;
+  const float Cb = 0.37f;
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    const float term = SelectBlendTerm(mode)(ab, Cb, 0.0f, 0.0f);
+    EXPECT_TRUE(SameBits(0.0f, term)) << "mode " << mode;
+    EXPECT_TRUE(SameBits(Cb, CompositeInk(ab, Cb, 0.0f, 0.0f, term))) << "mode " << mode;
+  }
+}
+
+TEST(CompositeInk, TransparentBackdropGivesTheSource) {
+  const float as = 0.6f;
+  const float Cs = 0.45f;
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    const float term = SelectBlendTerm(mode)(0.0000099f, 0.0f, as, Cs);
+    EXPECT_TRUE(SameBits(0.0f, term)) << "mode " << mode;
+    EXPECT_TRUE(SameBits(Cs, CompositeInk(0.0f, 0.0f, as, Cs, term))) << "mode " << mode;
+  }
+}
+
+// ---- ColorDodge and ColorBurn saturation -----------------------------------------
+
+TEST(BlendFunction, ColorDodgeOverFullInkStaysFullInk) {
+  for (const float y : InkGrid()) {
+    EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(1.0f, y))) << y;
+    EXPECT_TRUE(SameBits(1.0f, Opaque(kColorDodge, 1.0f, y))) << y;
+  }
+}
+
+TEST(BlendFunction, ColorDodgeFullInkThresholdIsStrict) {
+  const float at = 0.99999f;
+  const float above = std::nextafter(at, 2.0f);
+  // Saturated (u >= y) with y = 0 on both sides of the threshold.
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(at, 0.0f)));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(above, 0.0f)));
+  // And with a source that still leaves u >= y.
+  const float y = (1.0f - above) * 0.5f;
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(at, y)));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(above, y)));
+}
+
+TEST(BlendFunction, ColorBurnOverNoInkThreshold) {
+  // y = 1 puts v = 0, so x >= v holds and the saturated branch decides.
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorBurn>::Apply(0.0f, 1.0f)));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorBurn>::Apply(0.00001f, 1.0f)));
+  EXPECT_TRUE(
+      SameBits(0.0f, BlendFunction<kColorBurn>::Apply(std::nextafter(0.00001f, 0.0f), 1.0f)));
+  EXPECT_TRUE(SameBits(0.0f, Opaque(kColorBurn, 0.0f, 1.0f)));
+  EXPECT_TRUE(SameBits(1.0f, Opaque(kColorBurn, 0.00001f, 1.0f)));
+}
+
+// ---- Darken and Lighten ------------------------------------------------------------
+
+TEST(BlendFunction, DarkenTakesMoreInkAndLightenLess) {
+  EXPECT_TRUE(SameBits(0.7f, BlendFunction<kDarken>::Apply(0.3f, 0.7f)));
+  EXPECT_TRUE(SameBits(0.7f, BlendFunction<kDarken>::Apply(0.7f, 0.3f)));
+  EXPECT_TRUE(SameBits(0.3f, BlendFunction<kLighten>::Apply(0.3f, 0.7f)));
+  EXPECT_TRUE(SameBits(0.3f, BlendFunction<kLighten>::Apply(0.7f, 0.3f)));
+  EXPECT_TRUE(SameBits(0.7f, Opaque(kDarken, 0.3f, 0.7f)));
+  EXPECT_TRUE(SameBits(0.7f, Opaque(kDarken, 0.7f, 0.3f)));
+  EXPECT_TRUE(SameBits(0.3f, Opaque(kLighten, 0.3f, 0.7f)));
+  EXPECT_TRUE(SameBits(0.3f, Opaque(kLighten, 0.7f, 0.3f)));
+}
+
+// ---- Modes above the table ---------------------------------------------------------
+
+TEST(BlendTerm, ModesAboveElevenAreExclusion) {
+  for (const std::uint32_t mode : {12u, 1000u, 0xffffffffu}) {
+    EXPECT_EQ(&Blend<kExclusion>::Term, SelectBlendTerm(mode)) << mode;
+    const std::uint32_t dispatched = DispatchBlendMode(mode, [](auto m) { return m.value; });
+    EXPECT_EQ(kExclusion, dispatched) << mode;
+    for (const float x : {0.2f, 0.5f, 0.9f}) {
+      for (const float y : {0.1f, 0.6f}) {
+        const float expected = (1.0f - y) * (1.0f - x) + y * x;
+        EXPECT_TRUE(SameBits(expected, SelectBlendTerm(mode)(1.0f, x, 1.0f, y))) << mode;
+        EXPECT_TRUE(SameBits(
+            expected,
+            DispatchBlendMode(mode, [&](auto m) { return Blend<m>::Term(1.0f, x, 1.0f, y); })))
+            << mode;
+      }
+    }
+  }
+}
+
+// ---- SoftLight's curve -------------------------------------------------------------
+
+float Cubic(float u) {
+  return ((16.0f * u - 12.0f) * u + 4.0f) * u;
+}
+
+float SoftLightLower(float x, float y, float d) {
+  const float u = 1.0f - x;
+  return 1.0f - ((1.0f - 2.0f * y) * d + 2.0f * y * u);
+}
+
+TEST(BlendFunction, SoftLightCurveSwitchesToTheRootAboveAQuarter) {
+  EXPECT_TRUE(SameBits(Cubic(0.25f), QorSc::SoftLightCurve(0.25f)));
+  const float above = std::nextafter(0.25f, 1.0f);
+  // The two curves differ in the last bit here, so the branch is visible.
+  ASSERT_FALSE(SameBits(Cubic(above), QorSys::fastsqrt(above)));
+  EXPECT_TRUE(SameBits(QorSys::fastsqrt(above), QorSc::SoftLightCurve(above)));
+  // Away from the joint, where the curves differ clearly.
+  EXPECT_TRUE(SameBits(Cubic(0.2f), QorSc::SoftLightCurve(0.2f)));
+  EXPECT_TRUE(SameBits(QorSys::fastsqrt(0.3f), QorSc::SoftLightCurve(0.3f)));
+  for (int i = 0; i <= 250; ++i) {
+    const float u = static_cast<float>(i) / 1000.0f;
+    ASSERT_TRUE(SameBits(Cubic(u), QorSc::SoftLightCurve(u))) << u;
+  }
+}
+
+TEST(BlendFunction, SoftLightUsesTheCurveOnTheComplementedBackdrop) {
+  const float y = 0.2f;
+  // x = 0.75 gives u = 0.25 exactly.
+  EXPECT_TRUE(
+      SameBits(SoftLightLower(0.75f, y, Cubic(0.25f)), BlendFunction<kSoftLight>::Apply(0.75f, y)));
+  // The float just below 0.75 gives u just above 0.25.
+  const float x = std::nextafter(0.75f, 0.0f);
+  const float u = 1.0f - x;
+  ASSERT_GT(u, 0.25f);
+  EXPECT_TRUE(
+      SameBits(SoftLightLower(x, y, QorSys::fastsqrt(u)), BlendFunction<kSoftLight>::Apply(x, y)));
+  // Clearly on each side.
+  EXPECT_TRUE(SameBits(SoftLightLower(0.8f, y, Cubic(1.0f - 0.8f)),
+                       BlendFunction<kSoftLight>::Apply(0.8f, y)));
+  EXPECT_TRUE(SameBits(SoftLightLower(0.7f, y, QorSys::fastsqrt(1.0f - 0.7f)),
+                       BlendFunction<kSoftLight>::Apply(0.7f, y)));
+  EXPECT_FALSE(SameBits(SoftLightLower(0.7f, y, Cubic(1.0f - 0.7f)),
+                        BlendFunction<kSoftLight>::Apply(0.7f, y)));
+}
+
+// ---- Branch boundaries -------------------------------------------------------------
+// At each boundary both branches agree on paper; the inputs make them differ in the
+// last bit, so the branch taken is visible.
+
+TEST(BlendFunction, OverlayHalfInkBackdropTakesTheLowerBranch) {
+  const float y = 0.1f;
+  const float lower = 2.0f * 0.5f * y;
+  const float upper = 1.0f - 2.0f * (1.0f - 0.5f) * (1.0f - y);
+  ASSERT_FALSE(SameBits(lower, upper));
+  EXPECT_TRUE(SameBits(lower, BlendFunction<kOverlay>::Apply(0.5f, y)));
+  EXPECT_TRUE(SameBits(lower, Opaque(kOverlay, 0.5f, y)));
+}
+
+TEST(BlendFunction, HardLightHalfInkSourceTakesTheLowerBranch) {
+  const float x = 0.1f;
+  const float lower = 2.0f * 0.5f * x;
+  const float upper = 1.0f - 2.0f * (1.0f - 0.5f) * (1.0f - x);
+  ASSERT_FALSE(SameBits(lower, upper));
+  EXPECT_TRUE(SameBits(lower, BlendFunction<kHardLight>::Apply(x, 0.5f)));
+  EXPECT_TRUE(SameBits(lower, Opaque(kHardLight, x, 0.5f)));
+}
+
+TEST(BlendFunction, SoftLightHalfInkSourceTakesTheFirstFormula) {
+  const float x = 0.3f;
+  const float y = 0.5f;
+  const float u = 1.0f - x;
+  const float first = 1.0f - (2.0f * (1.0f - y) * u + u * u - u * u * 2.0f * (1.0f - y));
+  const float second = SoftLightLower(x, y, QorSc::SoftLightCurve(u));
+  ASSERT_FALSE(SameBits(first, second));
+  EXPECT_TRUE(SameBits(first, BlendFunction<kSoftLight>::Apply(x, y)));
+  EXPECT_TRUE(SameBits(first, Opaque(kSoftLight, x, y)));
+}
+
+TEST(BlendFunction, SoftLightFirstFormulaIsEvaluatedAsWritten) {
+  for (const float x : InkGrid()) {
+    for (const float y : InkGrid()) {
+      if (!(y >= 0.5f)) continue;
+      const float u = 1.0f - x;
+      const float t = 2.0f * (1.0f - y);
+      const float expected = 1.0f - ((t * u + u * u) - ((u * u) * 2.0f) * (1.0f - y));
+      ASSERT_TRUE(SameBits(expected, BlendFunction<kSoftLight>::Apply(x, y))) << x << " " << y;
+    }
+  }
+}
+
+TEST(BlendFunction, ColorDodgeEqualityTakesTheSaturatedBranch) {
+  // u = y below 0.00001: the saturated branch gives full ink, the quotient none.
+  const float u = 0x1p-20f;
+  const float x = 1.0f - u;
+  ASSERT_TRUE(SameBits(u, 1.0f - x));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(x, u)));
+  // Away from full ink both branches agree on no ink.
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(0.75f, 0.25f)));
+}
+
+TEST(BlendFunction, ColorBurnEqualityTakesTheSaturatedBranch) {
+  // x = v below 0.00001: the saturated branch gives no ink, the quotient full ink.
+  const float x = 0x1p-20f;
+  const float y = 1.0f - x;
+  ASSERT_TRUE(SameBits(x, 1.0f - y));
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorBurn>::Apply(x, y)));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorBurn>::Apply(0.25f, 0.75f)));
+}
+
+// ---- Exact expressions -------------------------------------------------------------
+
+TEST(BlendFunction, ModesAreEvaluatedAsWritten) {
+  for (const float x : InkGrid()) {
+    for (const float y : InkGrid()) {
+      ASSERT_TRUE(SameBits(y, BlendFunction<kNormal>::Apply(x, y)));
+      ASSERT_TRUE(SameBits(1.0f - (1.0f - x) * (1.0f - y), BlendFunction<kMultiply>::Apply(x, y)));
+      ASSERT_TRUE(SameBits(x * y, BlendFunction<kScreen>::Apply(x, y)));
+      ASSERT_TRUE(
+          SameBits((1.0f - y) * (1.0f - x) + y * x, BlendFunction<kExclusion>::Apply(x, y)));
+      const float difference = y >= x ? 1.0f - (y - x) : 1.0f - (x - y);
+      ASSERT_TRUE(SameBits(difference, BlendFunction<kDifference>::Apply(x, y)));
+      const float overlay = x <= 0.5f ? (2.0f * x) * y : 1.0f - (2.0f * (1.0f - x)) * (1.0f - y);
+      ASSERT_TRUE(SameBits(overlay, BlendFunction<kOverlay>::Apply(x, y)));
+      const float hard = y <= 0.5f ? (2.0f * y) * x : 1.0f - (2.0f * (1.0f - y)) * (1.0f - x);
+      ASSERT_TRUE(SameBits(hard, BlendFunction<kHardLight>::Apply(x, y)));
+      const float u = 1.0f - x;
+      const float v = 1.0f - y;
+      if (!(u >= y)) {
+        ASSERT_TRUE(SameBits(1.0f - u / y, BlendFunction<kColorDodge>::Apply(x, y)));
+      }
+      if (!(x >= v)) {
+        ASSERT_TRUE(SameBits(x / v, BlendFunction<kColorBurn>::Apply(x, y)));
+      }
+      if (y < 0.5f) {
+        ASSERT_TRUE(SameBits(SoftLightLower(x, y, QorSc::SoftLightCurve(u)),
+                             BlendFunction<kSoftLight>::Apply(x, y)));
+      }
+      ASSERT_TRUE(SameBits(std::max(x, y), BlendFunction<kDarken>::Apply(x, y)));
+      ASSERT_TRUE(SameBits(std::min(x, y), BlendFunction<kLighten>::Apply(x, y)));
+    }
+  }
+}
+
+// ---- Cross-check against the additive formulas -----------------------------------
+
+TEST(BlendFunction, MatchesComplementedAdditiveFormulas) {
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    for (const float x : InkGrid()) {
+      for (const float y : InkGrid()) {
+        const double expected = RefInk(mode, x, y);
+        EXPECT_NEAR(expected, Opaque(mode, x, y), 1e-6)
+            << "mode " << mode << " x " << x << " y " << y;
+      }
+    }
+  }
+}
+
+TEST(BlendTerm, MatchesAdditiveFormulasWithAlphas) {
+  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    for (const float ab : {0.25f, 0.8f, 1.0f}) {
+      for (const float as : {0.3f, 0.65f}) {
+        for (const float x : InkGrid()) {
+          for (const float y : InkGrid()) {
+            const float Cb = x * ab;
+            const float Cs = y * as;
+            // The reference sees the unpremultiplied values the term sees.
+            const double expected = static_cast<double>(ab) * as * RefInk(mode, Cb / ab, Cs / as);
+            EXPECT_NEAR(expected, SelectBlendTerm(mode)(ab, Cb, as, Cs), 1e-6)
+                << "mode " << mode << " ab " << ab << " as " << as << " x " << x << " y " << y;
+          }
+        }
+      }
+    }
+  }
+}
+
+// ---- Dispatch ----------------------------------------------------------------------
+
+TEST(DispatchBlendMode, CallsOnceWithTheModeOrExclusion) {
+  for (std::uint32_t mode = 0; mode <= 15; ++mode) {
+    int calls = 0;
+    const std::uint32_t dispatched = DispatchBlendMode(mode, [&](auto m) {
+      static_assert(std::is_same_v<const std::uint32_t, decltype(m.value)>);
+      ++calls;
+      return decltype(m)::value;
+    });
+    EXPECT_EQ(1, calls);
+    EXPECT_EQ(mode <= kDifference ? mode : kExclusion, dispatched);
+
+    std::uint32_t seen = 0xffffffffu;
+    DispatchBlendMode(mode, [&](auto m) { seen = m; });  // a loop body returns nothing
+    EXPECT_EQ(dispatched, seen);
+  }
+}
+
+TEST(DispatchBlendMode, AgreesWithSelectBlendTerm) {
+  const std::vector<float> alphas = {0.00001f, 0.3f, 0.77f, 1.0f};
+  for (std::uint32_t mode = 0; mode <= 15; ++mode) {
+    const BlendTermFunction selected = SelectBlendTerm(mode);
+    DispatchBlendMode(mode, [&](auto m) {
+      EXPECT_EQ(&Blend<m>::Term, selected) << "mode " << mode;
+      for (const float ab : alphas) {
+        for (const float as : alphas) {
+          for (const float x : InkGrid()) {
+            for (const float y : InkGrid()) {
+              const float Cb = x * ab;
+              const float Cs = y * as;
+              ASSERT_TRUE(SameBits(selected(ab, Cb, as, Cs), Blend<m>::Term(ab, Cb, as, Cs)))
+                  << "mode " << mode;
+            }
+          }
+        }
+      }
+    });
+  }
+}
+
+TEST(DispatchBlendMode, IsNoexceptWhenTheCallableIs) {
+  auto quiet = [](auto) noexcept { return 0; };
+  auto loud = [](auto) { return 0; };
+  static_assert(noexcept(DispatchBlendMode(0, quiet)));
+  static_assert(!noexcept(DispatchBlendMode(0, loud)));
+  static_assert(noexcept(SelectBlendTerm(0)));
+  static_assert(noexcept(Blend<kSoftLight>::Term(1.0f, 0.5f, 1.0f, 0.5f)));
+  static_assert(noexcept(CompositeInk(1.0f, 0.5f, 1.0f, 0.5f, 0.0f)));
+  SUCCEED();
+}
+
+}  // namespace

@@ -1,0 +1,278 @@
+// The line driver end to end: FillableObjectInfo records built directly from a
+// small document, rendered through the ScanConverter in every output shape and
+// compared with a per-pixel reference compositor.
+#include "scan/scan_converter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <optional>
+#include <random>
+
+#include "composite/intervals_filler.h"
+#include "reference_compositor.h"
+#include "reference_rasterizer.h"
+#include "scan/halftone.h"
+#include "test_scene.h"
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+using QorScTest::Polygon;
+using QorScTest::ReferencePaint;
+using QorScTest::ReferencePixel;
+
+using QorScTest::kHeight;
+using QorScTest::kWidth;
+using QorScTest::PixelEnvironment;
+using QorScTest::Rect;
+using QorScTest::Scene;
+
+const QorColor::Color kPlates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
+
+TEST(ScanConverter, EmptyCollectionGivesBlankLinesThenTheEnd) {
+  Scene scene;
+  QorSc::ScanConverter converter(scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 8, 3}));
+  std::vector<unsigned char> bytes(3 * 8, 0xAB);
+  for (int y = 0; y < 3; ++y) {
+    ASSERT_TRUE(converter.GetLine255PlaneInterleaved(bytes.data()));
+    for (unsigned char b : bytes)
+      EXPECT_EQ(b, 0);
+  }
+  std::fill(bytes.begin(), bytes.end(), 0xAB);
+  EXPECT_FALSE(converter.GetLine255PlaneInterleaved(bytes.data()));
+  EXPECT_EQ(bytes[0], 0xAB) << "the end of the page writes nothing";
+  EXPECT_EQ(converter.GetLine(), nullptr);
+  EXPECT_TRUE(converter.GetLineAsPlaneInterleaved().empty());
+  EXPECT_TRUE(converter.GetObjectsOnNextLine().empty());
+
+  Scene flat;
+  QorSc::ScanConverter none(flat.Collect(QorSc::Options(true, {}), Box{0, 5, 8, 5}));
+  EXPECT_EQ(none.GetLine(), nullptr) << "a box of no height ends at once";
+}
+
+TEST(ScanConverter, OpaqueObjectsPaintInIndexOrderAndLeaveNoTrace) {
+  Scene scene;
+  // Object 0 starts lower than object 1 but is painted first.
+  scene.Add(Rect(2.2, 5.2, 20.3, 9.7), QorColor::Color{{"Cyan", 1.0f}});
+  scene.Add(Rect(10.2, 0.2, 30.3, 9.7), QorColor::Color{{"Magenta", 0.4f}});
+  // Only on line 0 (and above it).
+  scene.Add(Rect(1.2, -3.0, 5.3, 0.7), QorColor::Color{{"Gold", 0.5f}});
+  QorSc::ScanConverter converter(scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 12}));
+
+  EXPECT_EQ(converter.GetObjectsOnNextLine(), (std::vector<std::size_t>{2, 3}));
+  // Line 1: the record of line 0 is gone and its pixels are clean in every shape.
+  const QorColor::Component* floats = converter.GetLine();
+  ASSERT_NE(floats, nullptr);
+  for (long long x = 0; x < 10; ++x) {
+    for (int s = 0; s < 3; ++s)
+      EXPECT_EQ(floats[x * 3 + s], 0.0f);
+  }
+  EXPECT_EQ(floats[12 * 3 + 1], 0.4f);
+  std::vector<unsigned char> bytes(3 * 40);
+  std::vector<unsigned char> alpha(40), shape(40);
+  ASSERT_TRUE(converter.GetLine255PlaneInterleaved(bytes.data(), alpha.data(), shape.data(), 40));
+  EXPECT_EQ(bytes[2 * 40 + 2], 0) << "Gold is clean on line 2";
+  EXPECT_EQ(alpha[3], 0);
+  EXPECT_EQ(alpha[12], 255);
+  for (int y = 3; y < 7; ++y)
+    converter.GetLine();
+  const auto planes = converter.GetLineAsPlaneInterleaved();  // line 7
+  ASSERT_EQ(planes.size(), 3u);
+  EXPECT_EQ(planes[0][5], 1.0f);
+  EXPECT_EQ(planes[0][15], 0.0f) << "object 1 knocks out object 0 where they overlap";
+  EXPECT_EQ(planes[1][15], 0.4f);
+  EXPECT_EQ(planes[1][5], 0.0f);
+}
+
+// A record whose box ends above the first line is dropped unseen.
+class NeverActivated : public QorSc::ObjectInfo {
+ public:
+  NeverActivated(int* destroyed) : ObjectInfo({0, 0, 10, 5}), destroyed_(destroyed) {}
+  ~NeverActivated() override { ++*destroyed_; }
+  std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer&) override {
+    ADD_FAILURE() << "activated";
+    return nullptr;
+  }
+
+ private:
+  int* destroyed_;
+};
+
+TEST(ScanConverter, RecordsAboveTheFirstLineAreFreedUnseen) {
+  int destroyed = 0;
+  auto container = std::make_unique<QorSc::ObjectInfoContainer>();
+  container->Append(std::make_unique<NeverActivated>(&destroyed));
+  QorSc::ScanConverter converter(QorSc::ObjectCollection(
+      PixelEnvironment(), QorSc::Options(true, {}), Box{0, 10, 10, 20}, std::move(container)));
+  EXPECT_EQ(destroyed, 0);
+  EXPECT_NE(converter.GetLine(), nullptr);
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(ScanConverter, BytesConvertInSinglePrecision) {
+  EXPECT_EQ(QorSc::ComponentToByte(0.503921568f), 129) << "double arithmetic gives 128";
+  EXPECT_EQ(QorSc::ComponentToByte(0.00001f), 1) << "a trace of ink stays visible";
+  EXPECT_EQ(QorSc::ComponentToByte(0.0000005f), 0);
+  EXPECT_EQ(QorSc::ComponentToByte(0.000001f), 0) << "the float nearest 1e-6 lies below it";
+  // 254.5 / 255 is where 255 begins: 0.998 · 255 + 0.5 = 254.99 still truncates to 254.
+  EXPECT_EQ(QorSc::ComponentToByte(0.998f), 254);
+  EXPECT_EQ(QorSc::ComponentToByte(0.99804f), 255);
+  EXPECT_EQ(QorSc::ComponentToByte(1.0f), 255);
+  EXPECT_EQ(QorSc::ComponentToByte(0.0f), 0);
+  // Out of range values stay defined.
+  (void)QorSc::ComponentToByte(-3.0f);
+  (void)QorSc::ComponentToByte(1e30f);
+  (void)QorSc::ComponentToByte(std::nanf(""));
+}
+
+TEST(ScanConverter, CopyAndBlendAgreeWhereTheBackdropIsEmptyOrOpaque) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  const QorSc::BlendTermFunction normal = QorSc::SelectBlendTerm(0);
+  for (int i = 0; i < 10000; ++i) {
+    const float cs = unit(random);
+    for (float ab : {0.0f, 1.0f}) {
+      const float cb = ab * unit(random);
+      const float blended = QorSc::CompositeInk(ab, cb, 1.0f, cs, normal(ab, cb, 1.0f, cs));
+      ASSERT_EQ(blended, cs) << "cs " << cs << " over alpha " << ab;
+    }
+  }
+}
+
+TEST(ScanConverter, StrokesUseTheStrokeAlpha) {
+  Scene scene;
+  QorDoc::Fillable::Painting painting;
+  painting.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Cyan", 0.8f}});
+  painting.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Cyan", 0.2f}});
+  painting.transparency =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 1.0f, 0.5f);
+  scene.Add(Rect(2.2, 0.2, 9.7, 3.7), painting, true);
+  QorSc::ScanConverter converter(scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 12, 2}));
+  const QorColor::Component* line = converter.GetLine();
+  ASSERT_NE(line, nullptr);
+  EXPECT_EQ(line[5 * 3], 0.5f * 0.8f) << "half the stroke's ink over nothing";
+}
+
+TEST(ScanConverter, HalftoneLabelsDecodeToTheObjectsSets) {
+  Scene scene;
+  std::vector<std::shared_ptr<QorDoc::HalftoneSet>> sets;
+  for (const char* name : {"coarse", "fine", "stochastic"}) {
+    sets.push_back(scene.builder.AddHalftoneSet(name));
+  }
+  QorDoc::Fillable::Painting with_set;
+  with_set.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  with_set.halftone = sets[1];
+  scene.Add(Rect(0.2, 0.2, 10.3, 2.7), with_set);
+  // Half transparent, no set of its own: its label replaces, it does not blend.
+  QorDoc::Fillable::Painting without;
+  without.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 0.5f}});
+  without.transparency =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 0.5f, 0.5f);
+  scene.Add(Rect(5.2, 0.2, 15.3, 2.7), without);
+
+  QorSc::Options options(QorColor::Color{{"Black", 0.0f}}, {});
+  options.SetHalftoneMode(QorSc::kHalftoneLabels);
+  QorSc::ScanConverter converter(scene.Collect(options, Box{0, 0, 20, 2}));
+  const QorColor::Component* labels = converter.GetLine();
+  ASSERT_NE(labels, nullptr);
+  const QorDoc::Document& document = *scene.document;
+  const auto second = QorSc::ToHalftoneSet(labels[2], document);
+  ASSERT_TRUE(second.has_value());
+  EXPECT_EQ(*second, sets[1]);
+  const auto null_set = QorSc::ToHalftoneSet(labels[7], document);
+  ASSERT_TRUE(null_set.has_value()) << "painted, with no halftone set";
+  EXPECT_EQ(*null_set, nullptr);
+  EXPECT_FALSE(QorSc::ToHalftoneSet(labels[17], document).has_value()) << "not painted";
+}
+
+// Random stacks of rectangles and polygons with process, spot and named-only
+// colours, alphas, blend modes and alpha-is-shape flags, in every output shape,
+// bit for bit against the reference.
+TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
+  std::mt19937 random(20261122);
+  std::uniform_real_distribution<double> coord(-4.0, kWidth + 4.0);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  const char* names[] = {"Cyan", "Magenta", "Gold"};
+  const Box box{0, 0, kWidth, kHeight};
+  for (int round = 0; round < 30; ++round) {
+    Scene scene;
+    std::vector<ReferencePaint> paints;
+    const int objects = 1 + static_cast<int>(unit(random) * 12);
+    for (int k = 0; k < objects; ++k) {
+      Polygon shape;
+      if (unit(random) < 0.5f) {
+        const double x0 = coord(random), y0 = coord(random) * kHeight / kWidth;
+        shape = Rect(x0, y0, x0 + unit(random) * 30, y0 + unit(random) * 20);
+      } else {
+        for (int p = 0; p < 3 + static_cast<int>(unit(random) * 5); ++p) {
+          shape.push_back({coord(random), coord(random) * kHeight / kWidth});
+        }
+      }
+      QorColor::Color color;
+      ReferencePaint paint;
+      const bool named_only = unit(random) < 0.3f;
+      for (const char* name : names) {
+        if (unit(random) < 0.6f) {
+          const float r = unit(random);
+          const float tint = r < 0.15f ? 0.0f : r > 0.85f ? 1.0f : unit(random);
+          color.Add(name, tint);
+          paint.values.push_back(tint);
+        } else {
+          paint.values.push_back(named_only ? std::nullopt : std::optional<float>(0.0f));
+        }
+      }
+      color.SetPaintsNamedColorantsOnly(named_only);
+      const float a = unit(random);
+      paint.alpha = a < 0.4f ? 1.0f : a;
+      paint.mode = unit(random) < 0.4f ? 0 : static_cast<std::uint32_t>(unit(random) * 13);
+      paint.alphaIsShape = unit(random) < 0.3f;
+      paints.push_back(paint);
+      scene.Add(shape, color,
+                std::make_shared<const QorBlend::Transparency>(
+                    static_cast<QorBlend::BlendMode>(paint.mode), paint.alpha, paint.alpha,
+                    paint.alphaIsShape ? 1 : 0));
+    }
+
+    // The reference, per pixel, and the objects on each line.
+    std::vector<ReferencePixel> expected(kWidth * kHeight, ReferencePixel(3));
+    std::vector<std::vector<std::size_t>> hits(kHeight);
+    for (std::size_t k = 0; k < paints.size(); ++k) {
+      const auto runs = QorScTest::ReferenceRuns({scene.shapes[k]}, 1, box);
+      for (long long y = 0; y < kHeight; ++y) {
+        if (!runs[y].empty()) hits[y].push_back(scene.paths[k]->GetID());
+        for (const QorSc::Run& r : runs[y]) {
+          for (long long x = r.start; x < r.End(); ++x)
+            expected[y * kWidth + x].Paint(paints[k]);
+        }
+      }
+    }
+
+    const QorSc::Options options(kPlates, {});
+    QorSc::ScanConverter floats(scene.Collect(options, box));
+    QorSc::ScanConverter planes(scene.Collect(options, box));
+    QorSc::ScanConverter bytes(scene.Collect(options, box));
+    QorSc::ScanConverter hit_lists(scene.Collect(options, box));
+    std::vector<unsigned char> out(3 * kWidth), alpha(kWidth), shape(kWidth);
+    for (long long y = 0; y < kHeight; ++y) {
+      const QorColor::Component* line = floats.GetLine();
+      const auto plane = planes.GetLineAsPlaneInterleaved();
+      ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data(), alpha.data(), shape.data(), kWidth));
+      ASSERT_EQ(hit_lists.GetObjectsOnNextLine(), hits[y]) << "round " << round << " line " << y;
+      for (long long x = 0; x < kWidth; ++x) {
+        const ReferencePixel& e = expected[y * kWidth + x];
+        for (int s = 0; s < 3; ++s) {
+          ASSERT_EQ(line[x * 3 + s], e.colour[s])
+              << "round " << round << " pixel " << x << "," << y << " plane " << s;
+          ASSERT_EQ(plane[s][x], e.colour[s]);
+          ASSERT_EQ(out[s * kWidth + x], QorSc::ComponentToByte(e.colour[s]));
+        }
+        ASSERT_EQ(alpha[x], QorSc::ComponentToByte(e.alpha)) << x << "," << y;
+        ASSERT_EQ(shape[x], QorSc::ComponentToByte(e.shape));
+      }
+    }
+    EXPECT_EQ(floats.GetLine(), nullptr);
+  }
+}
+
+}  // namespace
