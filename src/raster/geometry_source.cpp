@@ -4,6 +4,7 @@
 #include "raster/geometry_source.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "raster/box_run_length_generator.h"
 #include "raster/image_mask_run_length_generator.h"
@@ -72,6 +73,35 @@ bool ReduceTinySource(const Environment& env, const Morv::Compound& compound,
   return true;
 }
 
+// An axis-aligned rectangle covers exactly the box of its rounded corners: the path
+// generator would give the same runs (two vertical edges at fixed x crossing the
+// lines between the rounded y), so a box generator serves it without edges. The
+// corners go through the very maps a point enumerator applies.
+std::optional<Box> RectangleCoverage(const Environment& env, const Morv::Compound& compound,
+                                     const Morv::MilliPointTransformation& t, const Box& limit) {
+  if (compound.GetSubpaths().size() != 1) return std::nullopt;
+  const std::vector<Morv::MilliPointPoint>* points = compound.GetSubpaths().front().VectorPoints();
+  if (points == nullptr) return std::nullopt;
+  std::size_t n = points->size();
+  if (n == 5 && (*points)[4] == (*points)[0]) n = 4;
+  if (n != 4) return std::nullopt;
+  Point<double> q[4];
+  for (std::size_t i = 0; i < 4; ++i)
+    q[i] = env.WorldToInternal(t.Apply((*points)[i]));
+  const bool vertical_first =
+      q[0].x == q[1].x && q[1].y == q[2].y && q[2].x == q[3].x && q[3].y == q[0].y;
+  const bool horizontal_first =
+      q[0].y == q[1].y && q[1].x == q[2].x && q[2].y == q[3].y && q[3].x == q[0].x;
+  if (!vertical_first && !horizontal_first) return std::nullopt;
+  const double x0 = std::min(q[0].x, q[2].x);
+  const double x1 = std::max(q[0].x, q[2].x);
+  const double y0 = std::min(q[0].y, q[2].y);
+  const double y1 = std::max(q[0].y, q[2].y);
+  const Box covered = QorMath::Intersect(
+      Box{RoundToPixel(x0), RoundToPixel(y0), RoundToPixel(x1), RoundToPixel(y1)}, limit);
+  return covered.IsEmpty() ? Box{} : covered;
+}
+
 }  // namespace
 
 GeometrySource MakeGeometrySource(const Environment& env, const Box& limit,
@@ -80,6 +110,11 @@ GeometrySource MakeGeometrySource(const Environment& env, const Box& limit,
   GeometrySource source{CulledBox(env, limit, compound->GetBoundingBox(), t), compound, nullptr, t};
   if (source.pixelBox.Width() < 1 || source.pixelBox.Height() < 1) {
     source.pixelBox = Box{};
+    return source;
+  }
+  if (const std::optional<Box> box = RectangleCoverage(env, *compound, t, limit)) {
+    source.pixelBox = *box;
+    source.compound.reset();
     return source;
   }
   ReduceTinySource(env, *compound, source);

@@ -6,11 +6,12 @@
 // transformation. The factory makes a path generator when there is a compound, an
 // image-mask generator when there is a mask, and a box generator otherwise.
 //
-// MakeGeometrySource reduces shapes that reach one or two pixels to exact boxes
-// without a compound: the box generator then covers them exactly, and the per-line
-// cost of a path disappears. Which of the pixels a tiny shape covers is decided by
-// the path generator itself over the tiny box, so the reduction never changes the
-// output.
+// MakeGeometrySource reduces axis-aligned rectangles and shapes that reach one or
+// two pixels to exact boxes without a compound: the box generator then covers them
+// exactly, and the per-line cost of a path disappears. A rectangle's box comes from
+// its corners through the maps a point enumerator applies; which pixels a tiny shape
+// covers is decided by the path generator itself over the tiny box; so neither
+// reduction ever changes the output.
 #pragma once
 
 #include <memory>

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "pixel_space.h"
 #include "raster/box_run_length_generator.h"
 #include "raster/image_mask_run_length_generator.h"
 #include "raster/path_run_length_generator.h"
+#include "raster/path_run_length_generator_builder.h"
 #include "raster/point_enumerator.h"
 
 namespace {
@@ -114,9 +117,15 @@ TEST(MakeGeometrySource, CullsByRoundedBoxesAndReducesTinyShapes) {
   EXPECT_EQ(down.pixelBox, (Box{3, 4, 4, 6}));
 
   // More than two pixels: the rounded box, clipped to the limit, with the compound.
-  auto big = QorSc::MakeGeometrySource(env, limit, InternalRect(-3.3, 2.6, 7.4, 30.0), T{});
+  const auto triangle =
+      Morv::PathBuilder().Polygon({{-3.3, 97.4}, {7.4, 97.4}, {2.0, 70.0}}).BuildShared();
+  auto big = QorSc::MakeGeometrySource(env, limit, triangle, T{});
   EXPECT_EQ(big.pixelBox, (Box{0, 3, 7, 20}));
   EXPECT_NE(big.compound, nullptr);
+  // An axis-aligned rectangle needs no compound: its box is its coverage.
+  auto rect = QorSc::MakeGeometrySource(env, limit, InternalRect(-3.3, 2.6, 7.4, 30.0), T{});
+  EXPECT_EQ(rect.pixelBox, (Box{0, 3, 7, 20}));
+  EXPECT_EQ(rect.compound, nullptr);
   // The transformation applies before culling.
   auto moved = QorSc::MakeGeometrySource(env, limit, InternalRect(50, 50, 60, 60),
                                          T::Translation(-45.0, 45.0));
@@ -129,8 +138,11 @@ TEST(CreateRunLengthGenerator, PicksTheGeneratorForTheSource) {
   const QorSc::LineContext context(env, chains);
   const Box limit{0, 0, 20, 20};
 
-  auto path = QorSc::CreateRunLengthGenerator(
-      QorSc::MakeGeometrySource(env, limit, InternalRect(2.2, 2.2, 8.7, 6.3), T{}), context);
+  const auto quad = Morv::PathBuilder()
+                        .Polygon({{2.2, 97.8}, {8.7, 97.8}, {8.7, 93.7}, {2.2, 93.6}})
+                        .BuildShared();
+  auto path =
+      QorSc::CreateRunLengthGenerator(QorSc::MakeGeometrySource(env, limit, quad, T{}), context);
   EXPECT_NE(dynamic_cast<QorSc::PathRunLengthGenerator*>(path.get()), nullptr);
   path->GenerateRuns(4);
   EXPECT_EQ(path->Runs(), (RunList{{2, 7}}));
@@ -152,6 +164,45 @@ TEST(CreateRunLengthGenerator, PicksTheGeneratorForTheSource) {
   EXPECT_EQ(image->Runs(), (RunList{{2, 5}})) << "row 0 is the top of the image";
   image->GenerateRuns(8);
   EXPECT_TRUE(image->Runs().empty());
+}
+
+}  // namespace
+
+namespace {
+
+// Axis-aligned rectangles become boxes; they must cover exactly what the path
+// generator covers, under placements that keep them axis-aligned.
+TEST(MakeGeometrySource, RectanglesBecomeExactBoxes) {
+  const Environment env(Morv::MilliPointRectangle(0.0, 0.0, 72000.0, 72000.0), 1000, 1000);
+  const Box limit{3, 5, 61, 47};
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> coordinate(-400.0, 5000.0);
+  const T placements[] = {T{}, T{-1.0, 0.0, 0.0, 1.0, 4000.0, 0.0},
+                          T{0.0, 1.0, -1.0, 0.0, 4500.0, 0.0}, T{1.5, 0.0, 0.0, -0.5, 0.0, 2500.0}};
+  QorSc::ScratchChains chains;
+  const QorSc::LineContext context(env, chains);
+  int reduced = 0;
+  for (int round = 0; round < 300; ++round) {
+    // Near the top of the page, where the limit is (world y grows upward).
+    const double x = coordinate(random), y = 67000.0 + coordinate(random);
+    const auto rect = Morv::PathBuilder()
+                          .Rectangle(x, y, coordinate(random) / 4, coordinate(random) / 4)
+                          .BuildShared();
+    for (const T& t : placements) {
+      const auto source = QorSc::MakeGeometrySource(env, limit, rect, t);
+      reduced += source.compound == nullptr;
+      QorSc::PathRunLengthGeneratorBuilder builder(rect->GetWindingRule(), limit, chains);
+      builder.AddCompound(*rect, env, t);
+      const auto path = builder.Release();
+      const auto fast = QorSc::CreateRunLengthGenerator(source, context);
+      for (long long line = limit.top; line < limit.bottom; ++line) {
+        path->GenerateRuns(line);
+        fast->GenerateRuns(line);
+        ASSERT_EQ(fast->Runs(), path->Runs()) << "round " << round << " line " << line;
+      }
+    }
+  }
+  EXPECT_GT(reduced, 200) << "rectangles that reach the limit take the box path";
 }
 
 }  // namespace
