@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "collect/group_object_info.h"
 #include "composite/elementary_filler.h"
 #include "composite/soft_mask_state.h"
 #include "frame/line_renderer.h"
@@ -50,7 +51,14 @@ FillableObjectInfo::FillableObjectInfo(const QorDoc::Fillable* documentObject,
   if (!paint_) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
 }
 
+FillableObjectInfo::~FillableObjectInfo() = default;
+
+void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
+  soft_mask_ = std::move(softMask);
+}
+
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
+  if (soft_mask_) throw std::logic_error("qorsc: soft masks cannot be rendered yet");
   std::shared_ptr<PaintGetter> paint = MakePaintGetter(*paint_, renderer);
 
   const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();

@@ -19,6 +19,7 @@
 namespace QorSc {
 
 class Clip;
+struct SoftMaskRecord;
 
 class FillableObjectInfo final : public ObjectInfo {
  public:
@@ -28,10 +29,20 @@ class FillableObjectInfo final : public ObjectInfo {
                      const Morv::MilliPointTransformation& paintPlacement,
                      std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
 
+  ~FillableObjectInfo() override;
+
   std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
 
   const GeometrySource& GetGeometry() const { return geometry_; }
   bool IsStroke() const { return stroke_; }
+  const std::shared_ptr<const QorPaint::Paint>& GetPaint() const { return paint_; }
+  const Morv::MilliPointTransformation& GetPaintPlacement() const { return paint_placement_; }
+  const std::shared_ptr<Clip>& GetClip() const { return clip_; }
+  const QorDoc::ContentObject* GetContentObject() const { return content_object_; }
+
+  // The collected content of the object's soft mask, if it has one.
+  void SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask);
+  const SoftMaskRecord* GetSoftMask() const { return soft_mask_.get(); }
 
  private:
   GeometrySource geometry_;
@@ -42,6 +53,7 @@ class FillableObjectInfo final : public ObjectInfo {
   const QorDoc::ContentObject* content_object_;
   std::shared_ptr<const QorPaint::Paint> paint_;
   Morv::MilliPointTransformation paint_placement_;
+  std::unique_ptr<SoftMaskRecord> soft_mask_;
 };
 
 }  // namespace QorSc

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "qordoc/separation.h"
+#include "raster/clip.h"
 
 namespace QorSc {
 
@@ -62,10 +63,20 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       retired = true;
       continue;
     }
-    // Clips arrive with clip scopes; until then every object is unclipped.
-    const RunList& runs = generator.Runs();
-    if (runs.empty()) continue;
-    filler->Fill(*this, line, hits, runs);
+    const RunList* runs = &generator.Runs();
+    Clip* clip = filler->GetClip().get();
+    if (clip != nullptr && clip->HasElements()) {
+      clip->Update(*this, y);
+      if (clip->IsExcluded()) {
+        filler.reset();
+        retired = true;
+        continue;
+      }
+      IntersectRuns(generator.Runs(), clip->Runs(), clipped_);
+      runs = &clipped_;
+    }
+    if (runs->empty()) continue;
+    filler->Fill(*this, line, hits, *runs);
   }
   if (retired) {
     active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());

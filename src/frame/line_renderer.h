@@ -58,6 +58,7 @@ class LineRenderer : public LineContext {
   long long current_line_;
   std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
   std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
+  RunList clipped_;                                       // an object's runs after its clip
   ConversionPools* pools_;
 };
 

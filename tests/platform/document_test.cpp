@@ -169,7 +169,7 @@ TEST(DocumentBuilder, IdentifiersFollowCreationOrderAndLinksPointBack) {
   EXPECT_EQ(first.GetDocument(), document.get());
   EXPECT_EQ(second.GetDocument(), document.get());
   ASSERT_EQ(document->GetPages().size(), 2u);
-  EXPECT_EQ(document->GetPages()[0].get(), &first);
+  EXPECT_EQ(document->GetPages()[0], &first);
   ASSERT_EQ(first.GetMembers().size(), 2u);
   EXPECT_EQ(first.GetMembers()[0], a);
   EXPECT_EQ(first.GetMembers()[1], c);
@@ -211,6 +211,51 @@ TEST(DocumentBuilder, HalftonesKeepCreationOrderAndFindByAddress) {
   EXPECT_EQ(document->GetSeparationInfo()[0].GetName(), "Gold");
 
   EXPECT_EQ(builder.Build()->GetHalftones().Size(), 0u) << "the builder starts afresh";
+}
+
+}  // namespace
+
+namespace {
+
+TEST(ContentTree, LayerExpressionsAndBoxes) {
+  auto a = std::make_shared<QorDoc::LayerProperties>("A", true);
+  auto b = std::make_shared<QorDoc::LayerProperties>("B", false);
+  const QorDoc::LayerFilter defaults = [](const std::shared_ptr<QorDoc::LayerProperties>& l) {
+    return l->IsVisibleByDefault();
+  };
+  using E = QorDoc::LayerExpression;
+  EXPECT_TRUE(QorDoc::Evaluate(E::Of(a), defaults));
+  EXPECT_FALSE(QorDoc::Evaluate(E::Of(b), defaults));
+  EXPECT_TRUE(QorDoc::Evaluate(E::Not(E::Of(b)), defaults));
+  EXPECT_FALSE(QorDoc::Evaluate(E::And({E::Of(a), E::Of(b)}), defaults));
+  EXPECT_TRUE(QorDoc::Evaluate(E::Or({E::Of(b), E::Of(a)}), defaults));
+  EXPECT_TRUE(QorDoc::Evaluate(E::And({}), defaults));
+  EXPECT_FALSE(QorDoc::Evaluate(E::Or({}), defaults));
+
+  QorDoc::DocumentBuilder builder;
+  auto& page = builder.AddPage();
+  auto& members = builder.AddContent();
+  QorDoc::Fillable::Painting stroked;
+  stroked.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  stroked.strokeStyle.width = 2.0;
+  stroked.strokeStyle.join = Morv::LineJoin::kBevel;
+  auto path =
+      builder.AddPath(members, Morv::PathBuilder().Rectangle(0.0, 0.0, 10.0, 10.0).BuildShared(),
+                      stroked, Morv::MilliPointTransformation::Translation(5.0, 0.0));
+  auto group = builder.AddGroup(page, members, Morv::MilliPointTransformation::Scale(2.0, 2.0));
+  auto doc = builder.Build();
+  // The geometry box, and the visual box grown by half the stroke width.
+  EXPECT_EQ(path->GetBoundingBox(QorDoc::kGeometryBox),
+            Morv::MilliPointRectangle(5.0, 0.0, 10.0, 10.0));
+  EXPECT_EQ(path->GetBoundingBox(QorDoc::kVisualBox),
+            Morv::MilliPointRectangle(4.0, -1.0, 12.0, 12.0));
+  EXPECT_EQ(group->GetBoundingBox(QorDoc::kVisualBox),
+            Morv::MilliPointRectangle(8.0, -2.0, 24.0, 24.0));
+  EXPECT_EQ(path->GetParent(), group.get());
+  EXPECT_EQ(group->GetParent(), nullptr);
+  const auto absolute = QorDoc::GetAbsoluteTransformation(*path);
+  EXPECT_EQ(absolute.Apply({1.0, 1.0}), Morv::MilliPointPoint(12.0, 2.0))
+      << "group scale after own shift";
 }
 
 }  // namespace

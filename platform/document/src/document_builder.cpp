@@ -18,10 +18,16 @@ std::shared_ptr<HalftoneSet> DocumentBuilder::AddHalftoneSet(std::string name) {
   return halftones_.back();
 }
 
+Content& DocumentBuilder::AddContent() {
+  document_->contents_.push_back(std::unique_ptr<Content>(new Content()));
+  Content& content = *document_->contents_.back();
+  content.document_ = document_.get();
+  return content;
+}
+
 Content& DocumentBuilder::AddPage() {
-  document_->pages_.push_back(std::unique_ptr<Content>(new Content()));
-  Content& page = *document_->pages_.back();
-  page.document_ = document_.get();
+  Content& page = AddContent();
+  document_->pages_.push_back(&page);
   return page;
 }
 
@@ -34,13 +40,88 @@ void DocumentBuilder::Adopt(Content& content, const std::shared_ptr<ContentObjec
   content.members_.push_back(object);
 }
 
+void DocumentBuilder::Own(Content& members, const ContentObject& owner) {
+  if (members.document_ != document_.get()) {
+    throw std::invalid_argument("DocumentBuilder: the members belong to another document");
+  }
+  if (members.owner_ != nullptr) {
+    throw std::invalid_argument("DocumentBuilder: a content belongs to one group or layer only");
+  }
+  members.owner_ = &owner;
+}
+
 std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
                                                      std::shared_ptr<const Morv::Compound> compound,
                                                      Fillable::Painting painting,
-                                                     const Morv::MilliPointTransformation& t) {
-  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting));
+                                                     const Morv::MilliPointTransformation& t,
+                                                     bool clipping) {
+  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping);
   Adopt(content, path);
   return path;
+}
+
+std::shared_ptr<const Text> DocumentBuilder::MakeText(
+    std::vector<std::shared_ptr<const Morv::Compound>> glyphs, Fillable::Painting painting,
+    const Morv::MilliPointTransformation& t) {
+  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting));
+  text->id_ = next_id_++;
+  return text;
+}
+
+std::shared_ptr<const Text> DocumentBuilder::AddText(
+    Content& content, std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
+    Fillable::Painting painting, const Morv::MilliPointTransformation& t, bool clipping) {
+  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping);
+  Adopt(content, text);
+  return text;
+}
+
+std::shared_ptr<const TextGroup> DocumentBuilder::AddTextGroup(
+    Content& content, std::vector<std::shared_ptr<const Text>> texts,
+    const Morv::MilliPointTransformation& t, bool clipping) {
+  auto group = std::make_shared<TextGroup>(std::move(texts), t, clipping);
+  Adopt(content, group);
+  // The texts of a group answer for their content and parent through it.
+  for (const auto& text : group->GetTexts()) {
+    const_cast<Text&>(*text).content_ = &content;
+  }
+  return group;
+}
+
+std::shared_ptr<const ImageMask> DocumentBuilder::AddImageMask(
+    Content& content, std::shared_ptr<const QorImg::PictureBuffer> mask,
+    Fillable::Painting painting, const Morv::MilliPointTransformation& t) {
+  auto image = std::make_shared<ImageMask>(std::move(mask), t, std::move(painting));
+  Adopt(content, image);
+  return image;
+}
+
+std::shared_ptr<const Image> DocumentBuilder::AddImage(
+    Content& content, std::shared_ptr<const QorImg::PictureBuffer> picture,
+    const Morv::MilliPointTransformation& t,
+    std::shared_ptr<const QorBlend::Transparency> transparency,
+    std::shared_ptr<HalftoneSet> halftone) {
+  auto image =
+      std::make_shared<Image>(std::move(picture), t, std::move(transparency), std::move(halftone));
+  Adopt(content, image);
+  return image;
+}
+
+std::shared_ptr<const Group> DocumentBuilder::AddGroup(
+    Content& content, Content& members, const Morv::MilliPointTransformation& t,
+    std::shared_ptr<const QorBlend::Transparency> transparency) {
+  auto group = std::make_shared<Group>(&members, t, std::move(transparency));
+  Own(members, *group);
+  Adopt(content, group);
+  return group;
+}
+
+std::shared_ptr<const Layer> DocumentBuilder::AddLayer(Content& content, Content& members,
+                                                       LayerExpression expression) {
+  auto layer = std::make_shared<Layer>(&members, std::move(expression));
+  Own(members, *layer);
+  Adopt(content, layer);
+  return layer;
 }
 
 std::shared_ptr<const Document> DocumentBuilder::Build() {

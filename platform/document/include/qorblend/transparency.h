@@ -2,11 +2,14 @@
 //
 // Blend modes are numbered in the renderer's table order (not PDF's list order);
 // only the twelve separable modes exist. The alpha-is-shape flag says whether the
-// opacity acts as shape (coverage) rather than as opacity.
+// opacity acts as shape (coverage) rather than as opacity. A transparency may carry
+// a soft mask and, for groups, the two group flags: isolated and knockout.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+
+#include "qorblend/soft_mask.h"
 
 namespace QorBlend {
 
@@ -39,6 +42,22 @@ class Transparency {
   float GetStrokeAlpha() const { return stroke_alpha_; }
   std::uint8_t GetAlphaIsShape() const { return alpha_is_shape_; }
 
+  const std::shared_ptr<const SoftMask>& GetSoftMask() const { return soft_mask_; }
+  Transparency& SetSoftMask(std::shared_ptr<const SoftMask> mask) {
+    soft_mask_ = std::move(mask);
+    return *this;
+  }
+
+  // Group flags: an isolated group composites over an empty backdrop; in a knockout
+  // group each member replaces what earlier members painted.
+  std::uint8_t IsIsolated() const { return isolated_; }
+  std::uint8_t IsKnockout() const { return knockout_; }
+  Transparency& SetGroupFlags(std::uint8_t isolated, std::uint8_t knockout) {
+    isolated_ = isolated;
+    knockout_ = knockout;
+    return *this;
+  }
+
   // Normal, fully opaque: shared by every object without transparency of its own.
   static const std::shared_ptr<const Transparency>& Opaque() {
     static const auto opaque = std::make_shared<const Transparency>();
@@ -50,6 +69,9 @@ class Transparency {
   float fill_alpha_ = 1.0f;
   float stroke_alpha_ = 1.0f;
   std::uint8_t alpha_is_shape_ = 0;
+  std::shared_ptr<const SoftMask> soft_mask_;
+  std::uint8_t isolated_ = 0;
+  std::uint8_t knockout_ = 0;
 };
 
 // Whether a fill with this transparency simply covers what lies below it.

@@ -1,10 +1,13 @@
-// The content tree: contents hold content objects in painting order.
+// The content tree: contents hold content objects in painting order; groups and
+// layers hold a content of their own.
 //
 // Objects are immutable once their document is built and shared by
 // std::shared_ptr<const>; the back links (object to its content, content to its
-// document) are plain pointers set by the DocumentBuilder, valid while the document
-// lives. Every object has an identifier unique within its document, assigned by the
-// builder (1, 2, 3, … in creation order).
+// owning group or layer and to its document) are plain pointers set by the
+// DocumentBuilder, valid while the document lives. Every object has an identifier
+// unique within its document, assigned by the builder (1, 2, 3, … in creation
+// order). Coordinates are millipoints; an object's own transformation places it in
+// its content.
 #pragma once
 
 #include <cstddef>
@@ -17,11 +20,64 @@
 #include "qorblend/transparency.h"
 #include "qordoc/fwd.h"
 #include "qordoc/halftone.h"
+#include "qordoc/layer.h"
+#include "qorimg/picture_buffer.h"
 #include "qorpaint/paint.h"
 
 namespace QorDoc {
 
 class DocumentBuilder;
+class Group;
+class Layer;
+class Path;
+class Text;
+class TextGroup;
+class Image;
+class ImageMask;
+
+// Walks the tree: each visit returns whether the walker should go on into the
+// members of what it visited (groups, layers, contents); a visitor that walks
+// members itself returns false.
+class ConstVisitorBase {
+ public:
+  virtual ~ConstVisitorBase() = default;
+  virtual bool VisitContent(const Content&) { return true; }
+  virtual bool VisitGroup(const Group&) { return true; }
+  virtual bool VisitLayer(const Layer&) { return true; }
+  virtual bool VisitPath(const Path&) { return false; }
+  virtual bool VisitText(const Text&) { return false; }
+  virtual bool VisitTextGroup(const TextGroup&) { return false; }
+  virtual bool VisitImage(const Image&) { return false; }
+  virtual bool VisitImageMask(const ImageMask&) { return false; }
+};
+
+// Box kinds: the geometry alone, or the visual box including the stroke.
+enum BoundingBoxKind : int { kGeometryBox = 0, kVisualBox = 32 };
+
+class Content {
+ public:
+  Content(const Content&) = delete;
+  Content& operator=(const Content&) = delete;
+
+  const Document* GetDocument() const { return document_; }
+  // The group or layer whose content this is; null for a page or a mask content.
+  const ContentObject* GetOwner() const { return owner_; }
+  // The members in painting order, first painted first.
+  const std::vector<std::shared_ptr<const ContentObject>>& GetMembers() const { return members_; }
+  // The union of the members' boxes of the given kind, in this content's coordinates;
+  // all zero when there are no members.
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const;
+
+  void Accept(ConstVisitorBase& visitor) const;
+
+ private:
+  friend class DocumentBuilder;
+  Content() = default;
+
+  const Document* document_ = nullptr;
+  const ContentObject* owner_ = nullptr;
+  std::vector<std::shared_ptr<const ContentObject>> members_;
+};
 
 class ContentObject {
  public:
@@ -31,11 +87,21 @@ class ContentObject {
 
   std::size_t GetID() const { return id_; }
   const Content* GetContent() const { return content_; }
+  // The group or layer this object is a member of; null at the top of a page.
+  const ContentObject* GetParent() const { return content_ ? content_->GetOwner() : nullptr; }
   // The object's own placement inside its content.
   const Morv::MilliPointTransformation& GetTransformation() const { return transformation_; }
+  // A clipping object restricts the other members of its content instead of painting.
+  bool IsClippingObject() const { return clipping_; }
+  // The box of the given kind in the content's coordinates (own transformation
+  // applied).
+  virtual Morv::MilliPointRectangle GetBoundingBox(int kind) const = 0;
+
+  virtual void Accept(ConstVisitorBase& visitor) const = 0;
 
  protected:
-  explicit ContentObject(const Morv::MilliPointTransformation& t) : transformation_(t) {}
+  ContentObject(const Morv::MilliPointTransformation& t, bool clipping)
+      : transformation_(t), clipping_(clipping) {}
 
  private:
   friend class DocumentBuilder;
@@ -43,15 +109,20 @@ class ContentObject {
   std::size_t id_ = 0;
   const Content* content_ = nullptr;
   Morv::MilliPointTransformation transformation_;
+  bool clipping_;
 };
 
 // How a stroke is drawn: PDF's line width, cap, join, miter limit and dashes.
 struct StrokeStyle {
-  double width = 1000.0;  // millipoints
+  double width = 1000.0;  // millipoints, in the object's own coordinates
   Morv::LineCap cap = Morv::LineCap::kButt;
   Morv::LineJoin join = Morv::LineJoin::kMiter;
   double miterLimit = 10.0;
   Morv::DashPattern dash;
+
+  // How far the stroke can reach beyond the path: half the width, times the miter
+  // limit where joins may be mitred, times √2 for square caps.
+  double Reach() const;
 };
 
 // An object painted with a fill paint, a stroke paint, or both (either may be null).
@@ -75,14 +146,11 @@ class Fillable : public ContentObject {
   };
 
  protected:
-  Fillable(const Morv::MilliPointTransformation& t, Painting painting)
-      : ContentObject(t),
-        fill_(std::move(painting.fill)),
-        stroke_(std::move(painting.stroke)),
-        stroke_style_(std::move(painting.strokeStyle)),
-        halftone_(std::move(painting.halftone)),
-        transparency_(painting.transparency ? std::move(painting.transparency)
-                                            : QorBlend::Transparency::Opaque()) {}
+  Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting);
+
+  // `box` in own coordinates, grown by the stroke's reach for the visual kind when
+  // stroked, then placed by the own transformation.
+  Morv::MilliPointRectangle PlaceBox(const Morv::MilliPointRectangle& box, int kind) const;
 
  private:
   std::shared_ptr<const QorPaint::Paint> fill_;
@@ -95,30 +163,134 @@ class Fillable : public ContentObject {
 class Path final : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
-       Painting painting)
-      : Fillable(t, std::move(painting)), compound_(std::move(compound)) {}
+       Painting painting, bool clipping = false)
+      : Fillable(t, clipping, std::move(painting)), compound_(std::move(compound)) {}
 
   const std::shared_ptr<const Morv::Compound>& DefiningCompound() const { return compound_; }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override { visitor.VisitPath(*this); }
 
  private:
   std::shared_ptr<const Morv::Compound> compound_;
 };
 
-class Content {
+// Text as outlines: one compound per glyph, already placed in text space.
+class Text final : public Fillable {
  public:
-  Content(const Content&) = delete;
-  Content& operator=(const Content&) = delete;
+  Text(std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
+       const Morv::MilliPointTransformation& t, Painting painting, bool clipping = false)
+      : Fillable(t, clipping, std::move(painting)), glyphs_(std::move(glyphs)) {}
 
-  const Document* GetDocument() const { return document_; }
-  // The members in painting order, first painted first.
-  const std::vector<std::shared_ptr<const ContentObject>>& GetMembers() const { return members_; }
+  const std::vector<std::shared_ptr<const Morv::Compound>>& OriginalCompounds() const {
+    return glyphs_;
+  }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override { visitor.VisitText(*this); }
 
  private:
-  friend class DocumentBuilder;
-  Content() = default;
-
-  const Document* document_ = nullptr;
-  std::vector<std::shared_ptr<const ContentObject>> members_;
+  std::vector<std::shared_ptr<const Morv::Compound>> glyphs_;
 };
+
+// Texts that paint (or clip) as one object.
+class TextGroup final : public ContentObject {
+ public:
+  TextGroup(std::vector<std::shared_ptr<const Text>> texts, const Morv::MilliPointTransformation& t,
+            bool clipping = false)
+      : ContentObject(t, clipping), texts_(std::move(texts)) {}
+
+  const std::vector<std::shared_ptr<const Text>>& GetTexts() const { return texts_; }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override { visitor.VisitTextGroup(*this); }
+
+ private:
+  std::vector<std::shared_ptr<const Text>> texts_;
+};
+
+// A 1-bit mask painted with the fill paint where its samples are set; the own
+// transformation places the unit square (row 0 at the top).
+class ImageMask final : public Fillable {
+ public:
+  ImageMask(std::shared_ptr<const QorImg::PictureBuffer> mask,
+            const Morv::MilliPointTransformation& t, Painting painting)
+      : Fillable(t, false, std::move(painting)), mask_(std::move(mask)) {}
+
+  const std::shared_ptr<const QorImg::PictureBuffer>& GetMask() const { return mask_; }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override { visitor.VisitImageMask(*this); }
+
+ private:
+  std::shared_ptr<const QorImg::PictureBuffer> mask_;
+};
+
+// A sampled image on the unit square; its samples and colour arrive with the
+// picture paint.
+class Image final : public ContentObject {
+ public:
+  Image(std::shared_ptr<const QorImg::PictureBuffer> picture,
+        const Morv::MilliPointTransformation& t,
+        std::shared_ptr<const QorBlend::Transparency> transparency,
+        std::shared_ptr<HalftoneSet> halftone = nullptr)
+      : ContentObject(t, false),
+        picture_(std::move(picture)),
+        transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()),
+        halftone_(std::move(halftone)) {}
+
+  const std::shared_ptr<const QorImg::PictureBuffer>& GetPicture() const { return picture_; }
+  const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const {
+    return transparency_;
+  }
+  const std::shared_ptr<HalftoneSet>& GetHalftoneSet() const { return halftone_; }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override { visitor.VisitImage(*this); }
+
+ private:
+  std::shared_ptr<const QorImg::PictureBuffer> picture_;
+  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  std::shared_ptr<HalftoneSet> halftone_;
+};
+
+// A group of members with a transformation and a transparency (group flags, soft
+// mask) of its own.
+class Group final : public ContentObject {
+ public:
+  Group(const Content* members, const Morv::MilliPointTransformation& t,
+        std::shared_ptr<const QorBlend::Transparency> transparency)
+      : ContentObject(t, false),
+        members_(members),
+        transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()) {}
+
+  const Content& GetMembers() const { return *members_; }
+  const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const {
+    return transparency_;
+  }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override;
+
+ private:
+  const Content* members_;
+  std::shared_ptr<const QorBlend::Transparency> transparency_;
+};
+
+// Optional content: members that show when the layer expression holds.
+class Layer final : public ContentObject {
+ public:
+  Layer(const Content* members, LayerExpression expression)
+      : ContentObject(Morv::MilliPointTransformation{}, false),
+        members_(members),
+        expression_(std::move(expression)) {}
+
+  const Content& GetMembers() const { return *members_; }
+  const LayerExpression& GetExpression() const { return expression_; }
+  Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
+  void Accept(ConstVisitorBase& visitor) const override;
+
+ private:
+  const Content* members_;
+  LayerExpression expression_;
+};
+
+// The transformation that places `object`'s own coordinates on the page: its own
+// transformation after those of every enclosing group.
+Morv::MilliPointTransformation GetAbsoluteTransformation(const ContentObject& object);
 
 }  // namespace QorDoc

@@ -20,7 +20,8 @@ class Document {
 
   const std::vector<Separation::Entry>& GetSeparationInfo() const { return separations_; }
   const Halftones& GetHalftones() const { return halftones_; }
-  const std::vector<std::unique_ptr<Content>>& GetPages() const { return pages_; }
+  // The pages' contents, in page order.
+  const std::vector<const Content*>& GetPages() const { return pages_; }
 
  private:
   friend class DocumentBuilder;
@@ -28,11 +29,14 @@ class Document {
 
   std::vector<Separation::Entry> separations_;
   Halftones halftones_;
-  std::vector<std::unique_ptr<Content>> pages_;
+  std::vector<const Content*> pages_;
+  std::vector<std::unique_ptr<Content>> contents_;  // every content: pages, groups, masks
 };
 
-// Assembles a document: separations, halftone sets, pages and their objects. Object
-// identifiers and back links are assigned here.
+// Assembles a document: separations, halftone sets, pages, nested contents and
+// their objects. Object identifiers and back links are assigned here. Every content
+// passed in must come from this builder; a nested content belongs to exactly one
+// group or layer.
 class DocumentBuilder {
  public:
   DocumentBuilder();
@@ -41,17 +45,48 @@ class DocumentBuilder {
   std::shared_ptr<HalftoneSet> AddHalftoneSet(std::string name);
   // A new empty page; the returned content stays valid (and owned by the document).
   Content& AddPage();
-  // Appends a path to `content` (a page of this builder) and returns it.
+  // A new empty content for a group, a layer or a soft mask.
+  Content& AddContent();
+
   std::shared_ptr<const Path> AddPath(Content& content,
                                       std::shared_ptr<const Morv::Compound> compound,
                                       Fillable::Painting painting,
-                                      const Morv::MilliPointTransformation& t = {});
+                                      const Morv::MilliPointTransformation& t = {},
+                                      bool clipping = false);
+  std::shared_ptr<const Text> AddText(Content& content,
+                                      std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
+                                      Fillable::Painting painting,
+                                      const Morv::MilliPointTransformation& t = {},
+                                      bool clipping = false);
+  // A text group of texts made with MakeText (not added to any content themselves).
+  std::shared_ptr<const TextGroup> AddTextGroup(Content& content,
+                                                std::vector<std::shared_ptr<const Text>> texts,
+                                                const Morv::MilliPointTransformation& t = {},
+                                                bool clipping = false);
+  std::shared_ptr<const Text> MakeText(std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
+                                       Fillable::Painting painting,
+                                       const Morv::MilliPointTransformation& t = {});
+  std::shared_ptr<const ImageMask> AddImageMask(Content& content,
+                                                std::shared_ptr<const QorImg::PictureBuffer> mask,
+                                                Fillable::Painting painting,
+                                                const Morv::MilliPointTransformation& t);
+  std::shared_ptr<const Image> AddImage(
+      Content& content, std::shared_ptr<const QorImg::PictureBuffer> picture,
+      const Morv::MilliPointTransformation& t,
+      std::shared_ptr<const QorBlend::Transparency> transparency = nullptr,
+      std::shared_ptr<HalftoneSet> halftone = nullptr);
+  std::shared_ptr<const Group> AddGroup(
+      Content& content, Content& members, const Morv::MilliPointTransformation& t = {},
+      std::shared_ptr<const QorBlend::Transparency> transparency = nullptr);
+  std::shared_ptr<const Layer> AddLayer(Content& content, Content& members,
+                                        LayerExpression expression);
 
   // The finished document; the builder is empty afterwards.
   std::shared_ptr<const Document> Build();
 
  private:
   void Adopt(Content& content, const std::shared_ptr<ContentObject>& object);
+  void Own(Content& members, const ContentObject& owner);
 
   std::unique_ptr<Document> document_;
   std::vector<std::shared_ptr<HalftoneSet>> halftones_;

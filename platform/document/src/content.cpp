@@ -1,0 +1,135 @@
+// Boxes, walks and placements of the content tree.
+
+#include "qordoc/content.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace QorDoc {
+namespace {
+
+using Rect = Morv::MilliPointRectangle;
+
+// Union of boxes, skipping empty inputs by a flag rather than by size (a line or
+// a point still has a position).
+class BoxUnion {
+ public:
+  void Add(const Rect& r) {
+    const double x1 = r.X() + r.Width();
+    const double y1 = r.Y() + r.Height();
+    if (!any_) {
+      x0_ = r.X();
+      y0_ = r.Y();
+      x1_ = x1;
+      y1_ = y1;
+      any_ = true;
+      return;
+    }
+    x0_ = std::min(x0_, r.X());
+    y0_ = std::min(y0_, r.Y());
+    x1_ = std::max(x1_, x1);
+    y1_ = std::max(y1_, y1);
+  }
+  Rect Get() const { return any_ ? Rect(x0_, y0_, x1_ - x0_, y1_ - y0_) : Rect(); }
+
+ private:
+  bool any_ = false;
+  double x0_ = 0.0, y0_ = 0.0, x1_ = 0.0, y1_ = 0.0;
+};
+
+Rect Grow(const Rect& r, double d) {
+  return Rect(r.X() - d, r.Y() - d, r.Width() + 2.0 * d, r.Height() + 2.0 * d);
+}
+
+const Rect kUnitSquare(0.0, 0.0, 1.0, 1.0);
+
+}  // namespace
+
+Rect Content::GetBoundingBox(int kind) const {
+  BoxUnion box;
+  for (const auto& member : members_)
+    box.Add(member->GetBoundingBox(kind));
+  return box.Get();
+}
+
+void Content::Accept(ConstVisitorBase& visitor) const {
+  if (!visitor.VisitContent(*this)) return;
+  for (const auto& member : members_)
+    member->Accept(visitor);
+}
+
+double StrokeStyle::Reach() const {
+  double reach = width / 2.0;
+  if (join == Morv::LineJoin::kMiter) reach *= std::max(1.0, miterLimit);
+  if (cap == Morv::LineCap::kSquare) reach = std::max(reach, width / 2.0 * std::sqrt(2.0));
+  return reach;
+}
+
+Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting)
+    : ContentObject(t, clipping),
+      fill_(std::move(painting.fill)),
+      stroke_(std::move(painting.stroke)),
+      stroke_style_(std::move(painting.strokeStyle)),
+      halftone_(std::move(painting.halftone)),
+      transparency_(painting.transparency ? std::move(painting.transparency)
+                                          : QorBlend::Transparency::Opaque()) {}
+
+Rect Fillable::PlaceBox(const Rect& box, int kind) const {
+  const Rect visual =
+      kind == kVisualBox && stroke_ != nullptr ? Grow(box, stroke_style_.Reach()) : box;
+  return Morv::TransformedBoundingBox(GetTransformation(), visual);
+}
+
+Rect Path::GetBoundingBox(int kind) const {
+  return PlaceBox(compound_->GetBoundingBox(), kind);
+}
+
+Rect Text::GetBoundingBox(int kind) const {
+  BoxUnion box;
+  for (const auto& glyph : glyphs_) {
+    if (!glyph->GetSubpaths().empty()) box.Add(glyph->GetBoundingBox());
+  }
+  return PlaceBox(box.Get(), kind);
+}
+
+Rect TextGroup::GetBoundingBox(int kind) const {
+  BoxUnion box;
+  for (const auto& text : texts_)
+    box.Add(text->GetBoundingBox(kind));
+  return Morv::TransformedBoundingBox(GetTransformation(), box.Get());
+}
+
+Rect ImageMask::GetBoundingBox(int kind) const {
+  return PlaceBox(kUnitSquare, kind);
+}
+
+Rect Image::GetBoundingBox(int) const {
+  return Morv::TransformedBoundingBox(GetTransformation(), kUnitSquare);
+}
+
+Rect Group::GetBoundingBox(int kind) const {
+  return Morv::TransformedBoundingBox(GetTransformation(), members_->GetBoundingBox(kind));
+}
+
+void Group::Accept(ConstVisitorBase& visitor) const {
+  if (visitor.VisitGroup(*this)) members_->Accept(visitor);
+}
+
+Rect Layer::GetBoundingBox(int kind) const {
+  return members_->GetBoundingBox(kind);
+}
+
+void Layer::Accept(ConstVisitorBase& visitor) const {
+  if (visitor.VisitLayer(*this)) members_->Accept(visitor);
+}
+
+Morv::MilliPointTransformation GetAbsoluteTransformation(const ContentObject& object) {
+  Morv::MilliPointTransformation t = object.GetTransformation();
+  for (const ContentObject* parent = object.GetParent(); parent != nullptr;
+       parent = parent->GetParent()) {
+    t = Morv::Compose(parent->GetTransformation(), t);
+  }
+  return t;
+}
+
+}  // namespace QorDoc

@@ -1,0 +1,260 @@
+// The content walk of CollectObjects. Runs once per conversion; its cost is the walk
+// plus the geometry of what reaches the pixel box: culled objects are dropped on
+// their boxes before any geometry work.
+
+#include "collect/object_collector.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "collect/clip_object_visitor.h"
+#include "collect/fillable_object_info.h"
+#include "morv/stroke.h"
+#include "raster/pixel_rounding.h"
+#include "scan/collect_objects.h"
+
+namespace QorSc {
+namespace {
+
+using Transformation = Morv::MilliPointTransformation;
+
+// One compound of every glyph of `text` under `t` (glyphs in text space).
+void AddGlyphSubpaths(const QorDoc::Text& text, const Transformation& t,
+                      std::vector<Morv::Subpath>& subpaths) {
+  for (const auto& glyph : text.OriginalCompounds()) {
+    const Morv::Compound placed = glyph->Transformed(t);
+    subpaths.insert(subpaths.end(), placed.GetSubpaths().begin(), placed.GetSubpaths().end());
+  }
+}
+
+}  // namespace
+
+ObjectCollector::ObjectCollector(const Environment& env, const Options& options, const Box& clipBox,
+                                 const Transformation& transformation,
+                                 const ObjectSelection& selection, bool selected,
+                                 std::uint8_t isolated, std::uint8_t knockout)
+    : env_(env),
+      options_(options),
+      selection_(selection),
+      transformations_{transformation},
+      clips_{std::make_shared<Clip>(nullptr)},
+      clip_boxes_{clipBox},
+      visible_{true},
+      selected_{selected},
+      container_(std::make_unique<ObjectInfoContainer>(isolated, knockout)) {}
+
+bool ObjectCollector::IsSelected(const QorDoc::ContentObject& object) const {
+  if (!visible_.back()) return false;
+  if (selected_.back()) return true;
+  return selection_.objectFilter(object);  // an empty filter throws bad_function_call
+}
+
+ObjectCollector::Box ObjectCollector::TargetBox(const QorDoc::ContentObject& object) const {
+  const QorMath::Rectangle<double> internal = env_.WorldToInternal(
+      Morv::TransformedBoundingBox(Current(), object.GetBoundingBox(QorDoc::kVisualBox)));
+  const Box rounded{RoundToPixel(internal.left), RoundToPixel(internal.top),
+                    RoundToPixel(internal.right), RoundToPixel(internal.bottom)};
+  return QorMath::Intersect(rounded, clip_boxes_.back());
+}
+
+void ObjectCollector::Append(std::unique_ptr<ObjectInfo> record) {
+  if (record->GetPixelBox().IsEmpty()) return;  // it could never reach a line
+  container_->Append(std::move(record));
+}
+
+bool ObjectCollector::VisitContent(const QorDoc::Content& content) {
+  ClipObjectVisitor clips(env_, *clips_.back(), Current(), clip_boxes_.back());
+  for (const auto& member : content.GetMembers()) {
+    if (IsSelected(*member)) member->Accept(clips);
+  }
+  if (clip_boxes_.back().IsEmpty()) return false;
+  for (const auto& member : content.GetMembers())
+    member->Accept(*this);
+  return false;
+}
+
+bool ObjectCollector::VisitLayer(const QorDoc::Layer& layer) {
+  if (!QorDoc::Evaluate(layer.GetExpression(), selection_.layerFilter)) return false;
+  const Box target = TargetBox(layer);
+  if (target.IsEmpty()) return false;
+  visible_.push_back(true);
+  CollectMembers(layer, layer.GetMembers(), layer.GetTransformation(),
+                 QorBlend::Transparency::Opaque(), nullptr, target);
+  visible_.pop_back();
+  return false;
+}
+
+bool ObjectCollector::VisitGroup(const QorDoc::Group& group) {
+  if (!visible_.back()) return false;
+  const Box target = TargetBox(group);
+  if (target.IsEmpty()) return false;
+  selected_.push_back(IsSelected(group));
+  CollectMembers(group, group.GetMembers(), group.GetTransformation(), group.GetTransparency(),
+                 &group, target);
+  selected_.pop_back();
+  return false;
+}
+
+void ObjectCollector::CollectMembers(
+    const QorDoc::ContentObject&, const QorDoc::Content& members, const Transformation& own,
+    const std::shared_ptr<const QorBlend::Transparency>& transparency, const QorDoc::Group* group,
+    const Box& target) {
+  const Transformation composed = Morv::Compose(Current(), own);
+  const QorBlend::Transparency& t = *transparency;
+  const bool plain = QorBlend::FillIsNormalOpaque(t) && !t.GetSoftMask() && !t.IsIsolated() &&
+                     t.IsKnockout() == container_->knockout;
+  if (plain) {
+    transformations_.push_back(composed);
+    clips_.push_back(std::make_shared<Clip>(clips_.back()));
+    clip_boxes_.push_back(clip_boxes_.back());
+    members.Accept(*this);
+    clip_boxes_.pop_back();
+    clips_.pop_back();
+    transformations_.pop_back();
+    return;
+  }
+  ObjectCollector nested(env_, options_, clip_boxes_.back(), composed, selection_, selected_.back(),
+                         t.IsIsolated(), t.IsKnockout());
+  members.Accept(nested);
+  const GeometrySource geometry{target, nullptr, nullptr, composed};
+  Append(std::make_unique<GroupObjectInfo>(group, clips_.back(), geometry, transparency,
+                                           nested.TakeContainer(), CollectSoftMask(transparency)));
+}
+
+std::unique_ptr<SoftMaskRecord> ObjectCollector::CollectSoftMask(
+    const std::shared_ptr<const QorBlend::Transparency>& transparency) const {
+  if (!transparency || !transparency->GetSoftMask()) return nullptr;
+  const std::shared_ptr<const QorBlend::SoftMask>& mask = transparency->GetSoftMask();
+  Options mask_options = options_;
+  mask_options.SetHalftoneMode(kHalftoneNone);
+  ObjectCollector collector(env_, mask_options, clip_boxes_.front(),
+                            Morv::Compose(Current(), mask->GetTransformation()), kAllSelection,
+                            kAllSelection->flag, 1, 0);
+  if (mask->GetContent() != nullptr) mask->GetContent()->Accept(collector);
+  return std::make_unique<SoftMaskRecord>(SoftMaskRecord{mask, collector.TakeContainer()});
+}
+
+double ObjectCollector::StrokeWidth(double width, const Transformation& t) const {
+  const long long minimum = options_.GetMinimalStrokeWidth();
+  if (minimum == 0) return width;
+  const double r = std::sqrt(t.a * t.a + t.b * t.b);
+  const double q = r != 0.0 ? (t.a * t.d - t.b * t.c) / r : 1.0;
+  const double fx = env_.WorldToInternalXFactor();
+  const double fy = env_.WorldToInternalYFactor();
+  const double s = std::max(std::fabs(q), r) * std::sqrt(fx * fx + fy * fy);
+  if (s != 0.0 && s * width < static_cast<double>(minimum)) {
+    return static_cast<double>(minimum) / s;
+  }
+  return width;
+}
+
+void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
+                                  const std::shared_ptr<const Morv::Compound>& compound,
+                                  const Transformation& own) {
+  const Transformation t = Morv::Compose(Current(), own);
+  const Box& clip_box = clip_boxes_.back();
+  if (object.GetFillPaint()) {
+    auto record = std::make_unique<FillableObjectInfo>(
+        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, compound, t),
+        object.GetFillPaint(), Current(), object.GetTransparency(), false);
+    record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
+    Append(std::move(record));
+  }
+  if (object.GetStrokePaint()) {
+    const QorDoc::StrokeStyle& style = object.GetStrokeStyle();
+    const auto outline = std::make_shared<const Morv::Compound>(
+        Morv::Stroke(*compound, StrokeWidth(style.width, t), style.cap, style.join,
+                     style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash));
+    auto record = std::make_unique<FillableObjectInfo>(
+        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, outline, t),
+        object.GetStrokePaint(), Current(), object.GetTransparency(), true);
+    record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
+    Append(std::move(record));
+  }
+}
+
+bool ObjectCollector::VisitPath(const QorDoc::Path& path) {
+  if (!IsSelected(path) || path.IsClippingObject() || TargetBox(path).IsEmpty()) return false;
+  AddFillable(path, path.DefiningCompound(), path.GetTransformation());
+  return false;
+}
+
+bool ObjectCollector::VisitText(const QorDoc::Text& text) {
+  if (!IsSelected(text) || text.IsClippingObject() || TargetBox(text).IsEmpty()) return false;
+  std::vector<Morv::Subpath> subpaths;
+  AddGlyphSubpaths(text, Transformation{}, subpaths);
+  AddFillable(text, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
+              text.GetTransformation());
+  return false;
+}
+
+bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
+  if (group.IsClippingObject() || group.GetTexts().empty()) return false;
+  const bool selected = IsSelected(group);
+  selected_.push_back(selected);
+  bool admitted = true;
+  if (!selected) {
+    for (const auto& text : group.GetTexts())
+      admitted = admitted && IsSelected(*text);
+  }
+  if (admitted && !TargetBox(group).IsEmpty()) {
+    std::vector<Morv::Subpath> subpaths;
+    for (const auto& text : group.GetTexts()) {
+      AddGlyphSubpaths(*text, text->GetTransformation(), subpaths);
+    }
+    // The group paints with its first text's paints and style.
+    AddFillable(*group.GetTexts().front(),
+                std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
+                group.GetTransformation());
+  }
+  selected_.pop_back();
+  return false;
+}
+
+bool ObjectCollector::VisitImageMask(const QorDoc::ImageMask& mask) {
+  if (!IsSelected(mask) || !mask.GetFillPaint() || TargetBox(mask).IsEmpty()) return false;
+  const Transformation t = Morv::Compose(Current(), mask.GetTransformation());
+  auto record = std::make_unique<FillableObjectInfo>(
+      &mask, &mask, clips_.back(),
+      MakeImageMaskGeometrySource(env_, clip_boxes_.back(), mask.GetMask(), t), mask.GetFillPaint(),
+      Current(), mask.GetTransparency(), false);
+  record->SetSoftMask(CollectSoftMask(mask.GetTransparency()));
+  Append(std::move(record));
+  return false;
+}
+
+bool ObjectCollector::VisitImage(const QorDoc::Image& image) {
+  if (!IsSelected(image)) return false;
+  const Box target = TargetBox(image);
+  if (target.IsEmpty()) return false;
+  const GeometrySource geometry{target, nullptr, nullptr,
+                                Morv::Compose(Current(), image.GetTransformation())};
+  Append(std::make_unique<ImageObjectInfo>(&image, clips_.back(), geometry,
+                                           CollectSoftMask(image.GetTransparency())));
+  return false;
+}
+
+ObjectCollection CollectObjects(const Environment& env, const Options& options,
+                                const QorMath::Rectangle<long long>& pixelBox,
+                                const QorDoc::Content& content,
+                                const Transformation& transformation,
+                                const ObjectSelection& selection) {
+  ObjectCollector collector(env, options, pixelBox, transformation, selection, selection.flag, 1,
+                            0);
+  content.Accept(collector);
+  return ObjectCollection(env, options, pixelBox, collector.TakeContainer());
+}
+
+ObjectCollection CollectObjects(const Environment& env, const Options& options,
+                                const QorMath::Rectangle<long long>& pixelBox,
+                                const QorDoc::ContentObject& object,
+                                const ObjectSelection& selection) {
+  const QorDoc::ContentObject* parent = object.GetParent();
+  const Transformation start =
+      parent != nullptr ? QorDoc::GetAbsoluteTransformation(*parent) : Transformation{};
+  ObjectCollector collector(env, options, pixelBox, start, selection, selection.flag, 1, 0);
+  object.Accept(collector);
+  return ObjectCollection(env, options, pixelBox, collector.TakeContainer());
+}
+
+}  // namespace QorSc

@@ -1,0 +1,76 @@
+// ObjectCollector: the visitor behind CollectObjects.
+//
+// It keeps, as stacks, the current transformation, the clip scope with its clip box
+// (target pixels), layer visibility and the "selected" state, and appends records to
+// the container of the level it collects (a nested collector per transparency group,
+// a separate one per soft mask). Every content first lets a clip visitor open its
+// scope, then lets its members be collected. Plain groups (normal, opaque, no soft
+// mask, not isolated, the level's knockout flag) are flattened into the level.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "collect/group_object_info.h"
+#include "qordoc/content.h"
+#include "raster/clip.h"
+#include "scan/environment.h"
+#include "scan/object_collection.h"
+#include "scan/object_selection.h"
+#include "scan/options.h"
+
+namespace QorSc {
+
+class ObjectCollector final : public QorDoc::ConstVisitorBase {
+ public:
+  using Box = QorMath::Rectangle<long long>;
+
+  // A collector of one level: `clipBox` bounds what it collects; `selected` starts
+  // the selected state; `isolated` and `knockout` are the level's group flags.
+  ObjectCollector(const Environment& env, const Options& options, const Box& clipBox,
+                  const Morv::MilliPointTransformation& transformation,
+                  const ObjectSelection& selection, bool selected, std::uint8_t isolated,
+                  std::uint8_t knockout);
+
+  std::unique_ptr<ObjectInfoContainer> TakeContainer() { return std::move(container_); }
+
+  bool VisitContent(const QorDoc::Content& content) override;
+  bool VisitGroup(const QorDoc::Group& group) override;
+  bool VisitLayer(const QorDoc::Layer& layer) override;
+  bool VisitPath(const QorDoc::Path& path) override;
+  bool VisitText(const QorDoc::Text& text) override;
+  bool VisitTextGroup(const QorDoc::TextGroup& group) override;
+  bool VisitImage(const QorDoc::Image& image) override;
+  bool VisitImageMask(const QorDoc::ImageMask& mask) override;
+
+ private:
+  bool IsSelected(const QorDoc::ContentObject& object) const;
+  // The object's visual box on the target, rounded, within the current clip box.
+  Box TargetBox(const QorDoc::ContentObject& object) const;
+  const Morv::MilliPointTransformation& Current() const { return transformations_.back(); }
+  // Flattens the members into this level, or collects them as one group record.
+  void CollectMembers(const QorDoc::ContentObject& owner, const QorDoc::Content& members,
+                      const Morv::MilliPointTransformation& own,
+                      const std::shared_ptr<const QorBlend::Transparency>& transparency,
+                      const QorDoc::Group* group, const Box& target);
+  std::unique_ptr<SoftMaskRecord> CollectSoftMask(
+      const std::shared_ptr<const QorBlend::Transparency>& transparency) const;
+  // Fill and stroke records of a fillable object whose geometry is `compound`.
+  void AddFillable(const QorDoc::Fillable& object,
+                   const std::shared_ptr<const Morv::Compound>& compound,
+                   const Morv::MilliPointTransformation& own);
+  double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
+  void Append(std::unique_ptr<ObjectInfo> record);
+
+  const Environment& env_;
+  const Options& options_;
+  const ObjectSelection& selection_;
+  std::vector<Morv::MilliPointTransformation> transformations_;
+  std::vector<std::shared_ptr<Clip>> clips_;
+  std::vector<Box> clip_boxes_;
+  std::vector<bool> visible_;
+  std::vector<bool> selected_;
+  std::unique_ptr<ObjectInfoContainer> container_;
+};
+
+}  // namespace QorSc

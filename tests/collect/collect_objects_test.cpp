@@ -1,0 +1,355 @@
+// CollectObjects over documents built with the builder: records, order, boxes,
+// nesting, clip scopes, and the rendered result against the reference compositor.
+#include "scan/collect_objects.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "collect/fillable_object_info.h"
+#include "collect/group_object_info.h"
+#include "composite/intervals_filler.h"
+#include "raster/clip.h"
+#include "reference_compositor.h"
+#include "reference_rasterizer.h"
+#include "scan/scan_converter.h"
+#include "test_scene.h"
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+using QorScTest::kHeight;
+using QorScTest::kWidth;
+using QorScTest::PixelEnvironment;
+using QorScTest::Polygon;
+using QorScTest::Rect;
+using T = Morv::MilliPointTransformation;
+
+const Box kPage{0, 0, kWidth, kHeight};
+
+std::shared_ptr<const Morv::Compound> Shape(const Polygon& internal) {
+  return Morv::PathBuilder().Polygon(QorScTest::ToWorld(internal)).BuildShared();
+}
+
+QorDoc::Fillable::Painting Fill(const char* ink, float tint) {
+  QorDoc::Fillable::Painting p;
+  p.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{ink, tint}});
+  return p;
+}
+
+const QorSc::Options kCmyk(true, {});
+
+QorSc::ObjectCollection Collect(const QorDoc::Content& content,
+                                const QorSc::ObjectSelection& selection = QorSc::kAllSelection,
+                                const QorSc::Options& options = kCmyk, const Box& box = kPage) {
+  return QorSc::CollectObjects(PixelEnvironment(), options, box, content, T{}, selection);
+}
+
+std::vector<std::size_t> Ids(const QorSc::ObjectInfoContainer& container) {
+  std::vector<std::size_t> ids;
+  for (const auto& record : container.records) {
+    if (auto* f = dynamic_cast<const QorSc::FillableObjectInfo*>(record.get())) {
+      ids.push_back(f->GetContentObject()->GetID());
+    } else {
+      ids.push_back(0);  // a group or image record
+    }
+  }
+  return ids;
+}
+
+TEST(CollectObjects, CullsOnRoundedBoxes) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto miss = b.AddPath(page, Shape(Rect(9.6, 2.2, 9.9, 8.3)), Fill("Cyan", 1.0f));
+  auto hit = b.AddPath(page, Shape(Rect(9.4, 2.2, 9.6, 8.3)), Fill("Cyan", 1.0f));
+  auto outside = b.AddPath(page, Shape(Rect(30.2, 2.2, 40.3, 8.3)), Fill("Cyan", 1.0f));
+  auto doc = b.Build();
+  const auto c = Collect(page, QorSc::kAllSelection, kCmyk, Box{0, 0, 20, 20});
+  EXPECT_EQ(Ids(*c.objects), (std::vector<std::size_t>{hit->GetID()}));
+  (void)miss;
+  (void)outside;
+  // An empty content gives an empty container.
+  QorDoc::DocumentBuilder e;
+  auto& empty = e.AddPage();
+  EXPECT_TRUE(Collect(empty).objects->records.empty());
+}
+
+TEST(CollectObjects, LayersAndSelection) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto hidden = std::make_shared<QorDoc::LayerProperties>("Hidden", false);
+  auto shown = std::make_shared<QorDoc::LayerProperties>("Shown", true);
+  auto& in_hidden = b.AddContent();
+  auto a = b.AddPath(in_hidden, Shape(Rect(1.2, 1.2, 5.3, 5.3)), Fill("Cyan", 1.0f));
+  b.AddLayer(page, in_hidden, QorDoc::LayerExpression::Of(hidden));
+  auto& in_shown = b.AddContent();
+  auto c = b.AddPath(in_shown, Shape(Rect(1.2, 1.2, 5.3, 5.3)), Fill("Cyan", 1.0f));
+  b.AddLayer(page, in_shown, QorDoc::LayerExpression::Not(QorDoc::LayerExpression::Of(hidden)));
+  auto& members = b.AddContent();
+  auto d = b.AddPath(members, Shape(Rect(6.2, 1.2, 9.3, 5.3)), Fill("Cyan", 1.0f));
+  auto e = b.AddPath(members, Shape(Rect(10.2, 1.2, 14.3, 5.3)), Fill("Cyan", 1.0f));
+  auto group = b.AddGroup(page, members);
+  auto f = b.AddPath(page, Shape(Rect(20.2, 1.2, 24.3, 5.3)), Fill("Cyan", 1.0f));
+  auto doc = b.Build();
+
+  QorSc::ObjectSelection visible_layers{
+      [](const std::shared_ptr<QorDoc::LayerProperties>& l) { return l->IsVisibleByDefault(); },
+      true, nullptr};
+  EXPECT_EQ(Ids(*Collect(page, visible_layers).objects),
+            (std::vector<std::size_t>{c->GetID(), d->GetID(), e->GetID(), f->GetID()}))
+      << "the hidden layer hides its member even though everything is selected";
+
+  // Per-object filtering: the group is selected, so its members are too.
+  const std::size_t group_id = group->GetID();
+  QorSc::ObjectSelection by_object{
+      [](const std::shared_ptr<QorDoc::LayerProperties>&) { return true; }, false,
+      [group_id](const QorDoc::ContentObject& o) { return o.GetID() == group_id; }};
+  EXPECT_EQ(Ids(*Collect(page, by_object).objects),
+            (std::vector<std::size_t>{d->GetID(), e->GetID()}));
+
+  // An empty object filter fails only when it is asked.
+  QorSc::ObjectSelection no_filter{
+      [](const std::shared_ptr<QorDoc::LayerProperties>&) { return true; }, false, nullptr};
+  EXPECT_THROW(Collect(page, no_filter), std::bad_function_call);
+  no_filter.flag = true;
+  EXPECT_NO_THROW(Collect(page, no_filter));
+  (void)a;
+}
+
+TEST(CollectObjects, GroupsFlattenOnlyWhenPlain) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto backdrop = b.AddPath(page, Shape(Rect(0.2, 0.2, 30.3, 10.3)), Fill("Cyan", 1.0f));
+  auto& plain_members = b.AddContent();
+  auto p1 = b.AddPath(plain_members, Shape(Rect(1.2, 1.2, 5.3, 5.3)), Fill("Magenta", 1.0f));
+  auto p2 = b.AddPath(plain_members, Shape(Rect(2.2, 2.2, 6.3, 6.3)), Fill("Yellow", 1.0f));
+  b.AddGroup(page, plain_members);
+  auto after = b.AddPath(page, Shape(Rect(3.2, 3.2, 7.3, 7.3)), Fill("Black", 1.0f));
+  // Normal and opaque, but isolated, holding a Multiply child: not flattened.
+  auto& isolated_members = b.AddContent();
+  QorDoc::Fillable::Painting multiply = Fill("Magenta", 0.5f);
+  multiply.transparency =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 1.0f, 1.0f);
+  b.AddPath(isolated_members, Shape(Rect(8.2, 1.2, 12.3, 5.3)), multiply);
+  auto isolated = std::make_shared<QorBlend::Transparency>();
+  isolated->SetGroupFlags(1, 0);
+  b.AddGroup(page, isolated_members, T{}, isolated);
+  auto doc = b.Build();
+
+  const auto c = Collect(page);
+  ASSERT_EQ(c.objects->records.size(), 5u);
+  EXPECT_EQ(Ids(*c.objects), (std::vector<std::size_t>{backdrop->GetID(), p1->GetID(), p2->GetID(),
+                                                       after->GetID(), 0}));
+  auto* group = dynamic_cast<const QorSc::GroupObjectInfo*>(c.objects->records.back().get());
+  ASSERT_NE(group, nullptr);
+  EXPECT_EQ(group->GetMembers().records.size(), 1u);
+  EXPECT_EQ(group->GetMembers().isolated, 1);
+  EXPECT_EQ(group->GetMembers().knockout, 0);
+  // Rendering a group is not possible yet, and says so.
+  QorSc::ScanConverter converter(Collect(page));
+  EXPECT_THROW(
+      {
+        while (converter.GetLine() != nullptr) {
+        }
+      },
+      std::logic_error);
+}
+
+TEST(CollectObjects, TransformationsComposeOutsideIn) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto& outer = b.AddContent();
+  auto& inner = b.AddContent();
+  // A 2 × 2 square at the origin, under scale 2, under translation by 10 pixels.
+  auto square = b.AddPath(inner, Morv::PathBuilder().Rectangle(0.0, 0.0, 2.0, 2.0).BuildShared(),
+                          Fill("Cyan", 1.0f));
+  b.AddGroup(outer, inner, T::Scale(2.0, 2.0));
+  b.AddGroup(page, outer, T::Translation(10.0, 0.0));
+  auto doc = b.Build();
+  const auto c = Collect(page);
+  ASSERT_EQ(c.objects->records.size(), 1u);
+  // World x 10..14, y 0..4: internal rows 28..32.
+  EXPECT_EQ(c.objects->records[0]->GetPixelBox(), (Box{10, 28, 14, 32}));
+  EXPECT_EQ(Morv::Compose(T::Translation(10.0, 0.0), T::Scale(2.0, 2.0)).e, 10.0)
+      << "the object moves by the outer translation, not twice it";
+  (void)square;
+}
+
+TEST(CollectObjects, SoftMaskContentIsCollectedWhateverTheSelection) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto& mask_content = b.AddContent();
+  auto mask_path =
+      b.AddPath(mask_content, Morv::PathBuilder().Rectangle(0.0, 0.0, 4.0, 4.0).BuildShared(),
+                Fill("Black", 1.0f));
+  auto mask =
+      std::make_shared<const QorBlend::SoftMask>(&mask_content, T::Translation(5.0, 0.0), false);
+  QorDoc::Fillable::Painting masked = Fill("Cyan", 1.0f);
+  auto transparency = std::make_shared<QorBlend::Transparency>();
+  transparency->SetSoftMask(mask);
+  masked.transparency = transparency;
+  auto object =
+      b.AddPath(page, Shape(Rect(1.2, 20.2, 30.3, 31.3)), masked, T::Translation(0.0, 0.0));
+  auto doc = b.Build();
+
+  const std::size_t object_id = object->GetID();
+  QorSc::ObjectSelection only_object{
+      [](const std::shared_ptr<QorDoc::LayerProperties>&) { return true; }, false,
+      [object_id](const QorDoc::ContentObject& o) { return o.GetID() == object_id; }};
+  QorSc::Options labels = kCmyk;
+  labels.SetHalftoneMode(QorSc::kHalftoneLabels);
+  const auto c = Collect(page, only_object, labels);
+  ASSERT_EQ(c.objects->records.size(), 1u);
+  auto* record = dynamic_cast<const QorSc::FillableObjectInfo*>(c.objects->records[0].get());
+  ASSERT_NE(record, nullptr);
+  ASSERT_NE(record->GetSoftMask(), nullptr);
+  EXPECT_EQ(record->GetSoftMask()->mask, mask);
+  const auto& content = *record->GetSoftMask()->content;
+  ASSERT_EQ(content.records.size(), 1u) << "collected although the selection rejects it";
+  // The mask's own translation, composed with the current placement.
+  EXPECT_EQ(content.records[0]->GetPixelBox(), (Box{5, 28, 9, 32}));
+  (void)mask_path;
+}
+
+TEST(CollectObjects, MinimalStrokeWidthScalesThinStrokes) {
+  // 1000 pixels over 72 000 millipoints: a 36 millipoint line is half a pixel. The
+  // line runs along the centres of pixel row 500.
+  const QorSc::Environment env(Morv::MilliPointRectangle(0.0, 0.0, 72000.0, 72000.0), 1000, 1000);
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  QorDoc::Fillable::Painting stroke;
+  stroke.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  stroke.strokeStyle.width = 36.0;
+  // Round caps keep the outline a compound (a butt-capped line is a rectangle, which
+  // collection turns into a box).
+  stroke.strokeStyle.cap = Morv::LineCap::kRound;
+  auto line = b.AddPath(
+      page, Morv::PathBuilder().MoveTo(7200.0, 35964.0).LineTo(64800.0, 35964.0).BuildShared(),
+      stroke);
+  auto doc = b.Build();
+  QorSc::Options options = kCmyk;
+  options.SetMinimalStrokeWidth(1);
+  const auto c =
+      QorSc::CollectObjects(env, options, Box{0, 0, 1000, 1000}, page, T{}, QorSc::kAllSelection);
+  ASSERT_EQ(c.objects->records.size(), 1u);
+  auto* record = dynamic_cast<const QorSc::FillableObjectInfo*>(c.objects->records[0].get());
+  ASSERT_NE(record, nullptr);
+  EXPECT_TRUE(record->IsStroke());
+  // The outline is 1/s = 72/√2 = 50.91169 millipoints wide.
+  ASSERT_NE(record->GetGeometry().compound, nullptr);
+  const auto& box = record->GetGeometry().compound->GetBoundingBox();
+  EXPECT_NEAR(box.Height(), 50.91169, 1e-4);
+  (void)line;
+}
+
+TEST(CollectObjects, TextsImagesAndSingleObjects) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  // A text is one record whose compound holds every glyph.
+  auto text = b.AddText(page, {Shape(Rect(1.2, 1.2, 3.3, 5.3)), Shape(Rect(4.2, 1.2, 6.3, 5.3))},
+                        Fill("Black", 1.0f));
+  // A text group is collected as one object only when every text is selected.
+  auto t1 = b.MakeText({Shape(Rect(10.2, 1.2, 12.3, 5.3))}, Fill("Black", 1.0f));
+  auto t2 = b.MakeText({Shape(Rect(13.2, 1.2, 15.3, 5.3))}, Fill("Black", 1.0f));
+  auto text_group = b.AddTextGroup(page, {t1, t2});
+  auto mask = std::make_shared<QorImg::PictureBuffer>(2, 2, 1);
+  mask->SetBit(1, 0, true);
+  auto image_mask =
+      b.AddImageMask(page, mask, Fill("Magenta", 1.0f), T{8.0, 0.0, 0.0, 8.0, 20.0, 20.0});
+  auto image = b.AddImage(page, mask, T{8.0, 0.0, 0.0, 8.0, 30.0, 20.0});
+  auto& members = b.AddContent();
+  auto nested = b.AddPath(members, Morv::PathBuilder().Rectangle(0.0, 0.0, 2.0, 2.0).BuildShared(),
+                          Fill("Cyan", 1.0f));
+  b.AddGroup(page, members, T::Translation(40.0, 0.0));
+  auto doc = b.Build();
+
+  const auto all = Collect(page);
+  ASSERT_EQ(all.objects->records.size(), 5u);
+  EXPECT_EQ(Ids(*all.objects), (std::vector<std::size_t>{text->GetID(), t1->GetID(),
+                                                         image_mask->GetID(), 0, nested->GetID()}));
+  auto* glyphs = dynamic_cast<const QorSc::FillableObjectInfo*>(all.objects->records[0].get());
+  ASSERT_NE(glyphs->GetGeometry().compound, nullptr);
+  EXPECT_EQ(glyphs->GetGeometry().compound->GetSubpaths().size(), 2u);
+  auto* masked = dynamic_cast<const QorSc::FillableObjectInfo*>(all.objects->records[2].get());
+  EXPECT_NE(masked->GetGeometry().mask, nullptr);
+  EXPECT_NE(dynamic_cast<const QorSc::ImageObjectInfo*>(all.objects->records[3].get()), nullptr);
+
+  const std::size_t first_text = t1->GetID();
+  QorSc::ObjectSelection one_text{
+      [](const std::shared_ptr<QorDoc::LayerProperties>&) { return true; }, false,
+      [first_text](const QorDoc::ContentObject& o) { return o.GetID() == first_text; }};
+  EXPECT_TRUE(Collect(page, one_text).objects->records.empty())
+      << "a text group whose second text is not selected is skipped";
+
+  // One object, placed by its parent group: the group's translation applies.
+  const auto single =
+      QorSc::CollectObjects(PixelEnvironment(), kCmyk, kPage, *nested, QorSc::kAllSelection);
+  ASSERT_EQ(single.objects->records.size(), 1u);
+  EXPECT_EQ(single.objects->records[0]->GetPixelBox(), (Box{40, 30, 42, 32}));
+  (void)text_group;
+  (void)image;
+}
+
+// Clip scopes, rendered: every object admits only what its scope's clipping objects
+// cover, compared pixel by pixel with the reference.
+TEST(CollectObjects, ClipsRestrictRenderedObjects) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  // A painted object before the clip: the clip applies to it as well.
+  b.AddPath(page, Shape(Rect(0.2, 0.2, 47.7, 31.6)), Fill("Cyan", 0.5f));
+  QorDoc::Fillable::Painting clip;
+  b.AddPath(page, Shape(Rect(5.2, 4.3, 30.4, 20.6)), clip, T{}, true);
+  b.AddPath(page, Shape(Rect(10.3, 8.2, 40.6, 28.7)), clip, T{}, true);
+  // A nested scope: a clipping text of two glyphs whose runs touch.
+  auto& nested = b.AddContent();
+  b.AddText(nested, {Shape(Rect(12.2, 9.2, 16.4, 18.3)), Shape(Rect(16.4, 9.2, 19.3, 18.3))}, clip,
+            T{}, true);
+  b.AddPath(nested, Shape({{0.3, 0.4}, {47.2, 2.1}, {30.4, 31.2}}), Fill("Magenta", 1.0f));
+  b.AddGroup(page, nested);
+  auto doc = b.Build();
+
+  QorSc::ScanConverter converter(Collect(page));
+  const Polygon cyan_clip1 = Rect(5.2, 4.3, 30.4, 20.6);
+  const Polygon cyan_clip2 = Rect(10.3, 8.2, 40.6, 28.7);
+  const Polygon cyan = Rect(0.2, 0.2, 47.7, 31.6);
+  const Polygon glyphs = Rect(12.2, 9.2, 19.3, 18.3);
+  const Polygon magenta = {{0.3, 0.4}, {47.2, 2.1}, {30.4, 31.2}};
+  auto in = [](const Polygon& p, long long x, long long y) {
+    return QorScTest::ReferenceInside({p}, 1, x, y);
+  };
+  for (long long y = 0; y < kHeight; ++y) {
+    const QorColor::Component* line = converter.GetLine();
+    ASSERT_NE(line, nullptr);
+    for (long long x = 0; x < kWidth; ++x) {
+      const bool scope = in(cyan_clip1, x, y) && in(cyan_clip2, x, y);
+      const float c = scope && in(cyan, x, y) ? 0.5f : 0.0f;
+      const bool m = scope && in(glyphs, x, y) && in(magenta, x, y);
+      EXPECT_EQ(line[x * 4 + 0], m ? 0.0f : c) << x << "," << y;
+      EXPECT_EQ(line[x * 4 + 1], m ? 1.0f : 0.0f) << x << "," << y;
+    }
+  }
+}
+
+TEST(CollectObjects, ClipsOutsideTheBoxEmptyTheScope) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  QorDoc::Fillable::Painting clip;
+  b.AddPath(page, Shape(Rect(100.2, 4.3, 130.4, 20.6)), clip, T{}, true);
+  b.AddPath(page, Shape(Rect(5.2, 4.3, 30.4, 20.6)), Fill("Cyan", 1.0f));
+  auto doc = b.Build();
+  EXPECT_TRUE(Collect(page).objects->records.empty());
+
+  // A clipping text with no outline changes nothing.
+  QorDoc::DocumentBuilder t;
+  auto& page2 = t.AddPage();
+  t.AddText(page2, {std::make_shared<const Morv::Compound>()}, clip, T{}, true);
+  t.AddPath(page2, Shape(Rect(5.2, 4.3, 30.4, 20.6)), Fill("Cyan", 1.0f));
+  auto doc2 = t.Build();
+  const auto c = Collect(page2);
+  ASSERT_EQ(c.objects->records.size(), 1u);
+  auto* record = dynamic_cast<const QorSc::FillableObjectInfo*>(c.objects->records[0].get());
+  ASSERT_NE(record, nullptr);
+  EXPECT_FALSE(record->GetClip()->HasElements());
+}
+
+}  // namespace
