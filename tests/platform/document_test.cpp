@@ -253,6 +253,28 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
             Morv::MilliPointRectangle(8.0, -2.0, 24.0, 24.0));
   EXPECT_EQ(path->GetParent(), group.get());
   EXPECT_EQ(group->GetParent(), nullptr);
+  // The colorants in order of first use, nested contents included.
+  QorDoc::DocumentBuilder more;
+  auto& sheet = more.AddPage();
+  auto& inner = more.AddContent();
+  QorDoc::Fillable::Painting spot;
+  spot.fill =
+      std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Gold", 1.0f}, {"Cyan", 0.2f}});
+  spot.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  more.AddPath(sheet, Morv::PathBuilder().Rectangle(0.0, 0.0, 1.0, 1.0).BuildShared(), spot);
+  QorDoc::Fillable::Painting varnish;
+  varnish.fill =
+      std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Varnish", 1.0f}, {"Gold", 0.5f}});
+  more.AddPath(inner, Morv::PathBuilder().Rectangle(0.0, 0.0, 1.0, 1.0).BuildShared(), varnish);
+  more.AddGroup(sheet, inner);
+  auto sheet_doc = more.Build();
+  const QorColor::Color used = sheet.GetSeparations();
+  ASSERT_EQ(used.Size(), 4u);
+  EXPECT_EQ(used.GetName(0), "Gold");
+  EXPECT_EQ(used.GetName(1), "Cyan");
+  EXPECT_EQ(used.GetName(2), "Black");
+  EXPECT_EQ(used.GetName(3), "Varnish");
+
   const auto absolute = QorDoc::GetAbsoluteTransformation(*path);
   EXPECT_EQ(absolute.Apply({1.0, 1.0}), Morv::MilliPointPoint(12.0, 2.0))
       << "group scale after own shift";

@@ -52,6 +52,60 @@ Rect Content::GetBoundingBox(int kind) const {
   return box.Get();
 }
 
+namespace {
+
+// Gathers the colorants of flat paints, each name once, in order of first use.
+class SeparationCollector final : public ConstVisitorBase {
+ public:
+  bool VisitGroup(const Group& group) override {
+    Mask(group.GetTransparency());
+    return true;
+  }
+  bool VisitPath(const Path& path) override { return Fillable(path); }
+  bool VisitText(const Text& text) override { return Fillable(text); }
+  bool VisitTextGroup(const TextGroup& group) override {
+    for (const auto& text : group.GetTexts())
+      Fillable(*text);
+    return false;
+  }
+  bool VisitImageMask(const ImageMask& mask) override { return Fillable(mask); }
+  bool VisitImage(const Image& image) override {
+    Mask(image.GetTransparency());
+    return false;
+  }
+
+  QorColor::Color Take() { return std::move(colorants_); }
+
+ private:
+  bool Fillable(const QorDoc::Fillable& object) {
+    Paint(object.GetFillPaint().get());
+    Paint(object.GetStrokePaint().get());
+    Mask(object.GetTransparency());
+    return false;
+  }
+  void Paint(const QorPaint::Paint* paint) {
+    if (paint == nullptr || paint->GetType() != QorPaint::kFlatPaint) return;
+    for (const auto& entry : static_cast<const QorPaint::FlatPaint*>(paint)->GetColor()) {
+      if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
+    }
+  }
+  void Mask(const std::shared_ptr<const QorBlend::Transparency>& t) {
+    if (t && t->GetSoftMask() && t->GetSoftMask()->GetContent()) {
+      t->GetSoftMask()->GetContent()->Accept(*this);
+    }
+  }
+
+  QorColor::Color colorants_;
+};
+
+}  // namespace
+
+QorColor::Color Content::GetSeparations() const {
+  SeparationCollector collector;
+  Accept(collector);
+  return collector.Take();
+}
+
 void Content::Accept(ConstVisitorBase& visitor) const {
   if (!visitor.VisitContent(*this)) return;
   for (const auto& member : members_)

@@ -67,6 +67,9 @@ class Content {
   // The union of the members' boxes of the given kind, in this content's coordinates;
   // all zero when there are no members.
   Morv::MilliPointRectangle GetBoundingBox(int kind) const;
+  // The colorants the content's flat paints use (fill and stroke, nested contents
+  // and soft-mask contents included), in order of first use, tints 0.
+  QorColor::Color GetSeparations() const;
 
   void Accept(ConstVisitorBase& visitor) const;
 
