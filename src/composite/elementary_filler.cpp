@@ -101,10 +101,7 @@ void ElementaryObjectIntervalsFiller::CopyOpaque(LineBuffer& line, const SourceP
                                                  const Run& run) const {
   const long long x0 = run.start;
   const long long x1 = run.End();
-  line.Split(x0);
-  line.Split(x1);
-  line.Join(x0, x1);
-  std::uint8_t* row = line.Row(line.Find(x0));
+  std::uint8_t* row = line.Row(line.Cover(x0, x1));
   const ComponentKinds& kinds = paint_->Kinds();
   for (std::size_t c = 0; c < line.ColourPlanes(); ++c) {
     row[c] = kinds[c];

@@ -44,15 +44,21 @@ std::size_t LineBuffer::Split(long long x) {
   return i + 1;
 }
 
-void LineBuffer::Join(long long from, long long to) {
-  const std::size_t first = Find(from);
+std::size_t LineBuffer::Cover(long long from, long long to) {
+  // The interval that continues at `to` keeps its Constant values there, before the
+  // caller writes anything into [from, to).
+  if (to < right_) Split(to);
+  const std::size_t first = Split(from);
   std::size_t last = first + 1;
   while (keys_[last] < to)
     ++last;
-  keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(first + 1),
-              keys_.begin() + static_cast<std::ptrdiff_t>(last));
-  rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>((first + 1) * planes_),
-              rows_.begin() + static_cast<std::ptrdiff_t>(last * planes_));
+  if (last > first + 1) {
+    keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(first + 1),
+                keys_.begin() + static_cast<std::ptrdiff_t>(last));
+    rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>((first + 1) * planes_),
+                rows_.begin() + static_cast<std::ptrdiff_t>(last * planes_));
+  }
+  return first;
 }
 
 void LineBuffer::Coalesce() {

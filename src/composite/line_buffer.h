@@ -65,8 +65,10 @@ class LineBuffer {
   // takes the row of the one it was cut from, and for every Constant plane its
   // value, copied to the new key before anything is written there.
   std::size_t Split(long long x);
-  // Joins [from, to) into the single interval starting at `from`; both must be keys.
-  void Join(long long from, long long to);
+  // Makes [from, to) one interval (left <= from < to <= right) and returns it: `to`
+  // and `from` are split as by Split, and the keys between them go. The interval
+  // keeps the row of the one that held `from`; the caller rewrites it.
+  std::size_t Cover(long long from, long long to);
   // Merges neighbours whose rows are equal and whose Constant values are equal: the
   // line reads the same, with fewer intervals.
   void Coalesce();
