@@ -1,0 +1,120 @@
+// QorPdf::Document: a PDF file opened through qpdf, with each page's geometry and,
+// for now, a count of the operators in its content.
+//
+// Invariants once a document is open: every page has a media box with ordered
+// corners and positive width and height, a crop box inside that media box, a
+// rotation of 0, 90, 180 or 270 and a positive finite user unit. Whatever the file
+// holds, a value that cannot be used is replaced by its default and a Warning says
+// so. Only opening throws for bad input (ImportError); afterwards bad input only adds
+// warnings. A document is not safe to use from two threads at once: qpdf reads
+// objects lazily and OperatorCounts fills a cache.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace QorPdf {
+
+// A page box in default user-space units, y up. Corners are ordered (llx < urx,
+// lly < ury) for every box a Document hands out.
+struct Box {
+  double llx = 0.0;
+  double lly = 0.0;
+  double urx = 0.0;
+  double ury = 0.0;
+
+  double Width() const { return urx - llx; }
+  double Height() const { return ury - lly; }
+
+  friend bool operator==(const Box&, const Box&) = default;
+};
+
+// One page's geometry with inheritance through the page tree already resolved.
+// Boxes are in user-space units; one unit is user_unit points (1/72 inch), so the
+// size in points is Width() * user_unit.
+struct Page {
+  Box media_box;
+  Box crop_box;    // the CropBox clipped to media_box, or media_box itself
+  int rotate = 0;  // clockwise degrees for display: 0, 90, 180 or 270
+  double user_unit = 1.0;
+};
+
+// Something in the file that was ignored, replaced by a default or repaired.
+struct Warning {
+  std::optional<std::size_t> page;  // zero-based page index; empty for the whole file
+  std::string subject;              // the key, object or operator concerned
+  std::string reason;
+};
+
+// Opening failed: the file is missing, unreadable, not a PDF, needs a password or is
+// damaged beyond qpdf's repair. what() names the file and gives qpdf's reason.
+class ImportError : public std::runtime_error {
+ public:
+  ImportError(std::string file_name, std::string reason);
+
+  const std::string& FileName() const { return file_name_; }
+  const std::string& Reason() const { return reason_; }
+
+ private:
+  std::string file_name_;
+  std::string reason_;
+};
+
+// Operator name (as written, without operands) to the number of times it occurs.
+// Every keyword of the content counts, unknown ones too; an inline image counts as
+// its three keywords BI, ID and EI.
+using OperatorCountMap = std::map<std::string, std::size_t, std::less<>>;
+
+class Document {
+ public:
+  // Past this many, further warnings are only counted: a damaged file can produce
+  // one per object and the list must stay bounded.
+  static constexpr std::size_t kMaxWarnings = 1000;
+
+  // Both read the whole cross-reference structure and every page's attributes.
+  // Encrypted files are opened with the empty password; damaged files are repaired
+  // by qpdf where it can. Throw ImportError.
+  // The file stays open while the document lives: objects are read on demand.
+  static Document OpenFile(const std::filesystem::path& path);
+  // The bytes are copied, so the buffer may go away after the call. `name` stands
+  // for the file in messages.
+  static Document OpenBuffer(std::span<const std::byte> bytes, std::string name = "(memory)");
+
+  // A moved-from document may only be assigned to or destroyed.
+  Document(Document&&) noexcept;
+  Document& operator=(Document&&) noexcept;
+  ~Document();
+
+  const std::string& Name() const;
+  bool IsEncrypted() const;
+
+  std::size_t PageCount() const;
+  // Throws std::out_of_range for an index not below PageCount().
+  const Page& GetPage(std::size_t index) const;
+
+  // Reads the page's content streams on first use and keeps the result; content
+  // errors become warnings and the counts cover what could be read. Throws
+  // std::out_of_range for an index not below PageCount(). The reference stays valid
+  // as long as the document.
+  const OperatorCountMap& OperatorCounts(std::size_t page_index);
+
+  // In the order found. Grows when OperatorCounts reads a page for the first time.
+  const std::vector<Warning>& Warnings() const;
+  // Warnings beyond kMaxWarnings, not kept.
+  std::size_t DroppedWarningCount() const;
+
+ private:
+  struct Impl;
+  explicit Document(std::unique_ptr<Impl> impl);
+
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace QorPdf

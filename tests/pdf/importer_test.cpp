@@ -1,0 +1,521 @@
+// The PDF importer's first layer: opening files, page geometry with inheritance
+// through the page tree, warnings for unusable values, operator counts, and the
+// behaviour on unreadable, encrypted and damaged input.
+//
+// The files under data/ come from make_test_pdfs.py next to this file; each test
+// names the page of the file it checks, and the expected values are the ones that
+// script writes. The corpus tests read /work/shared/corpus in place and are skipped
+// when it is absent.
+
+#include "qorpdf/importer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using QorPdf::Box;
+using QorPdf::Document;
+using QorPdf::ImportError;
+using QorPdf::OperatorCountMap;
+using QorPdf::Page;
+using QorPdf::Warning;
+
+// Sources are compiled by absolute path, so the data sits beside this file.
+std::filesystem::path DataFile(const std::string& name) {
+  return std::filesystem::path(__FILE__).parent_path() / "data" / name;
+}
+
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  EXPECT_TRUE(in) << path;
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::span<const std::byte> AsBytes(const std::string& text) {
+  return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+std::vector<Warning> WarningsOf(const Document& document, std::optional<std::size_t> page) {
+  std::vector<Warning> found;
+  for (const Warning& w : document.Warnings()) {
+    if (w.page == page) found.push_back(w);
+  }
+  return found;
+}
+
+// The one warning of `page`, which must concern `subject`.
+void ExpectSingleWarning(const Document& document, std::size_t page, const std::string& subject) {
+  const auto found = WarningsOf(document, page);
+  ASSERT_EQ(found.size(), 1u) << "page " << page;
+  EXPECT_EQ(found[0].subject, subject) << "page " << page;
+  EXPECT_FALSE(found[0].reason.empty()) << "page " << page;
+}
+
+// The invariants the importer promises for every page of every file.
+void ExpectValidPage(const Page& page) {
+  for (const Box& box : {page.media_box, page.crop_box}) {
+    EXPECT_TRUE(std::isfinite(box.Width()) && box.Width() > 0.0);
+    EXPECT_TRUE(std::isfinite(box.Height()) && box.Height() > 0.0);
+  }
+  EXPECT_GE(page.crop_box.llx, page.media_box.llx);
+  EXPECT_GE(page.crop_box.lly, page.media_box.lly);
+  EXPECT_LE(page.crop_box.urx, page.media_box.urx);
+  EXPECT_LE(page.crop_box.ury, page.media_box.ury);
+  EXPECT_TRUE(page.rotate == 0 || page.rotate == 90 || page.rotate == 180 || page.rotate == 270);
+  EXPECT_TRUE(std::isfinite(page.user_unit) && page.user_unit > 0.0);
+}
+
+// Opening may fail with ImportError; anything that opens must keep every promise.
+void ExpectOpensCleanlyOrFails(const std::string& bytes, const std::string& name) {
+  try {
+    Document document = Document::OpenBuffer(AsBytes(bytes), name);
+    for (std::size_t i = 0; i < document.PageCount(); ++i) {
+      ExpectValidPage(document.GetPage(i));
+      document.OperatorCounts(i);
+    }
+    EXPECT_LE(document.Warnings().size(), Document::kMaxWarnings);
+  } catch (const ImportError& e) {
+    EXPECT_EQ(e.FileName(), name);
+  }
+}
+
+constexpr Box kLetter{0, 0, 612, 792};
+constexpr Box kA4{0, 0, 595, 842};
+
+// ---------------------------------------------------------------------------------
+// Inheritance through the page tree: root gives MediaBox [0 0 612 792], CropBox
+// [10 10 600 780] and Rotate 90; a middle node gives MediaBox [0 0 400 400] and
+// Rotate 180.
+
+TEST(PdfPageTree, PageWithoutAttributesInheritsFromRoot) {
+  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
+  ASSERT_EQ(document.PageCount(), 4u);
+  const Page& page = document.GetPage(0);
+  EXPECT_EQ(page.media_box, kLetter);
+  EXPECT_EQ(page.crop_box, (Box{10, 10, 600, 780}));
+  EXPECT_EQ(page.rotate, 90);
+  EXPECT_EQ(page.user_unit, 1.0);
+  EXPECT_TRUE(document.Warnings().empty());
+}
+
+TEST(PdfPageTree, NearestAncestorDecides) {
+  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
+  const Page& page = document.GetPage(1);
+  EXPECT_EQ(page.media_box, (Box{0, 0, 400, 400}));
+  EXPECT_EQ(page.rotate, 180);
+  // The root's crop box, clipped to the media box the middle node gives.
+  EXPECT_EQ(page.crop_box, (Box{10, 10, 400, 400}));
+}
+
+TEST(PdfPageTree, PageValuesOverrideAndNullCountsAsAbsent) {
+  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
+  const Page& page = document.GetPage(2);
+  EXPECT_EQ(page.media_box, (Box{0, 0, 200, 300}));
+  EXPECT_EQ(page.rotate, 0);  // an explicit 0 beats the inherited 180
+  // "/CropBox null" on the page: the root's crop box applies.
+  EXPECT_EQ(page.crop_box, (Box{10, 10, 200, 300}));
+}
+
+TEST(PdfPageTree, BoxGivenByReference) {
+  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
+  const Page& page = document.GetPage(3);
+  EXPECT_EQ(page.media_box, (Box{0, 0, 300, 300}));
+  EXPECT_EQ(page.crop_box, (Box{10, 10, 300, 300}));
+  EXPECT_EQ(page.rotate, 90);
+}
+
+// ---------------------------------------------------------------------------------
+// Boxes and UserUnit on pages of a flat tree.
+
+TEST(PdfBoxes, CropBoxDefaultsToMediaBox) {
+  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
+  ASSERT_EQ(document.PageCount(), 5u);
+  EXPECT_EQ(document.GetPage(0).media_box, kA4);
+  EXPECT_EQ(document.GetPage(0).crop_box, kA4);
+  EXPECT_TRUE(document.Warnings().empty());
+}
+
+TEST(PdfBoxes, CropBoxIsClippedToMediaBox) {
+  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
+  EXPECT_EQ(document.GetPage(1).media_box, kA4);
+  EXPECT_EQ(document.GetPage(1).crop_box, (Box{0, 0, 595, 500}));
+}
+
+TEST(PdfBoxes, CornersMayComeInAnyOrder) {
+  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
+  EXPECT_EQ(document.GetPage(2).media_box, kLetter);
+  EXPECT_EQ(document.GetPage(2).crop_box, (Box{100, 50, 500, 700}));
+}
+
+TEST(PdfBoxes, RealCoordinatesAndUserUnit) {
+  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
+  const Page& large_units = document.GetPage(3);
+  EXPECT_EQ(large_units.media_box, (Box{-100.5, -200.25, 100.5, 200.25}));
+  EXPECT_EQ(large_units.user_unit, 2.5);
+  EXPECT_EQ(large_units.media_box.Width() * large_units.user_unit, 502.5);
+
+  const Page& small_units = document.GetPage(4);
+  EXPECT_EQ(small_units.user_unit, 0.5);
+  EXPECT_EQ(small_units.crop_box, (Box{100, 100, 200, 200}));
+  EXPECT_EQ(document.GetPage(0).user_unit, 1.0);
+}
+
+// ---------------------------------------------------------------------------------
+// Rotate, one value per page (see ROTATIONS in make_test_pdfs.py).
+
+TEST(PdfRotation, NormalisedToQuarterTurns) {
+  const Document document = Document::OpenFile(DataFile("rotation.pdf"));
+  // absent, 0, 90, 180, 270, 360, -90, 450, -540, 3600000090, 45, 90.0, 12.5, /R90,
+  // (90), null
+  const std::vector<int> expected{0, 0, 90, 180, 270, 0, 270, 90, 180, 90, 0, 90, 0, 0, 0, 0};
+  ASSERT_EQ(document.PageCount(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(document.GetPage(i).rotate, expected[i]) << "page " << i;
+  }
+}
+
+TEST(PdfRotation, InvalidValuesWarn) {
+  const Document document = Document::OpenFile(DataFile("rotation.pdf"));
+  // 45, 90.0 (honoured but not an integer), 12.5, a name, a string.
+  for (std::size_t page : {10u, 11u, 12u, 13u, 14u})
+    ExpectSingleWarning(document, page, "/Rotate");
+  EXPECT_EQ(document.Warnings().size(), 5u);
+}
+
+// ---------------------------------------------------------------------------------
+// Malformed values: each page of malformed.pdf has one fault.
+
+class PdfMalformed : public ::testing::Test {
+ protected:
+  Document document_ = Document::OpenFile(DataFile("malformed.pdf"));
+};
+
+TEST_F(PdfMalformed, BadMediaBoxFallsBackToLetter) {
+  ASSERT_EQ(document_.PageCount(), 14u);
+  // Three numbers, a string, zero width, nothing at all, a missing object as element.
+  for (std::size_t page : {0u, 1u, 2u, 5u, 12u}) {
+    EXPECT_EQ(document_.GetPage(page).media_box, kLetter) << "page " << page;
+    EXPECT_EQ(document_.GetPage(page).crop_box, kLetter) << "page " << page;
+    ExpectSingleWarning(document_, page, "/MediaBox");
+  }
+}
+
+TEST_F(PdfMalformed, BadCropBoxFallsBackToMediaBox) {
+  // A name among the numbers; a box outside the media box.
+  for (std::size_t page : {3u, 4u}) {
+    EXPECT_EQ(document_.GetPage(page).media_box, kA4) << "page " << page;
+    EXPECT_EQ(document_.GetPage(page).crop_box, kA4) << "page " << page;
+    ExpectSingleWarning(document_, page, "/CropBox");
+  }
+}
+
+TEST_F(PdfMalformed, BadUserUnitFallsBackToOne) {
+  // -1, a name, 0.
+  for (std::size_t page : {6u, 7u, 8u}) {
+    EXPECT_EQ(document_.GetPage(page).user_unit, 1.0) << "page " << page;
+    ExpectSingleWarning(document_, page, "/UserUnit");
+  }
+}
+
+TEST_F(PdfMalformed, ParentLoopEndsInheritance) {
+  const auto warnings = WarningsOf(document_, 9);
+  ASSERT_EQ(warnings.size(), 2u);
+  EXPECT_EQ(warnings[0].subject, "/Parent");
+  EXPECT_EQ(warnings[1].subject, "/MediaBox");
+  EXPECT_EQ(document_.GetPage(9).media_box, kLetter);
+}
+
+TEST_F(PdfMalformed, ContentsThatAreNotStreamsWarnAndCountNothing) {
+  EXPECT_TRUE(WarningsOf(document_, 10).empty());  // nothing read yet
+  EXPECT_TRUE(document_.OperatorCounts(10).empty());
+  EXPECT_FALSE(WarningsOf(document_, 10).empty());
+  // A reference to a missing object is null: no content, which is no fault.
+  EXPECT_TRUE(document_.OperatorCounts(11).empty());
+  EXPECT_TRUE(WarningsOf(document_, 11).empty());
+}
+
+TEST_F(PdfMalformed, GarbageInContentIsSkippedWithWarnings) {
+  const OperatorCountMap expected{{"Q", 1}, {"cm", 1}, {"m", 1}, {"q", 1}};
+  EXPECT_EQ(document_.OperatorCounts(13), expected);
+  const auto warnings = WarningsOf(document_, 13);
+  EXPECT_FALSE(warnings.empty());
+  for (const Warning& w : warnings)
+    EXPECT_FALSE(w.reason.empty());
+}
+
+TEST_F(PdfMalformed, GoodPagesStayGood) {
+  for (std::size_t i = 0; i < document_.PageCount(); ++i)
+    ExpectValidPage(document_.GetPage(i));
+  EXPECT_TRUE(WarningsOf(document_, std::nullopt).empty());
+}
+
+// ---------------------------------------------------------------------------------
+// Operator counts.
+
+TEST(PdfContent, CountsEveryOperatorAcrossStreams) {
+  Document document = Document::OpenFile(DataFile("content.pdf"));
+  // The first stream ends with "1 0 0" and the second, compressed one starts with
+  // "rg"; the inline image counts as its three keywords; unknown operators count.
+  const OperatorCountMap expected{{"BDC", 1},        {"BI", 1}, {"BT", 1}, {"EI", 1}, {"EMC", 1},
+                                  {"ET", 1},         {"ID", 1}, {"Q", 2},  {"S", 1},  {"TJ", 1},
+                                  {"Td", 1},         {"Tf", 1}, {"Tj", 1}, {"cm", 1}, {"f", 1},
+                                  {"frobnicate", 1}, {"g", 1},  {"h", 1},  {"l", 2},  {"m", 1},
+                                  {"q", 2},          {"re", 1}, {"rg", 2}};
+  EXPECT_EQ(document.OperatorCounts(0), expected);
+  EXPECT_TRUE(document.Warnings().empty());
+}
+
+TEST(PdfContent, CountsAreReadOnce) {
+  Document document = Document::OpenFile(DataFile("malformed.pdf"));
+  const OperatorCountMap& first = document.OperatorCounts(13);
+  const std::size_t warnings = document.Warnings().size();
+  const OperatorCountMap& second = document.OperatorCounts(13);
+  EXPECT_EQ(&first, &second);
+  EXPECT_EQ(document.Warnings().size(), warnings);
+}
+
+TEST(PdfContent, PageWithoutContentHasNoOperators) {
+  Document document = Document::OpenFile(DataFile("boxes.pdf"));
+  EXPECT_TRUE(document.OperatorCounts(0).empty());
+  EXPECT_TRUE(document.Warnings().empty());
+}
+
+TEST(PdfContent, IndexOutOfRangeThrows) {
+  Document document = Document::OpenFile(DataFile("content.pdf"));
+  EXPECT_THROW(document.GetPage(1), std::out_of_range);
+  EXPECT_THROW(document.OperatorCounts(1), std::out_of_range);
+}
+
+// ---------------------------------------------------------------------------------
+// Opening: from memory, encrypted files, unreadable and damaged files.
+
+TEST(PdfOpen, FromMemoryMatchesFromFile) {
+  const Document from_file = Document::OpenFile(DataFile("page_tree.pdf"));
+  std::optional<std::string> bytes = ReadBytes(DataFile("page_tree.pdf"));
+  Document from_memory = Document::OpenBuffer(AsBytes(*bytes), "tree in memory");
+  bytes.reset();  // the document keeps its own copy
+  EXPECT_EQ(from_memory.Name(), "tree in memory");
+  ASSERT_EQ(from_memory.PageCount(), from_file.PageCount());
+  for (std::size_t i = 0; i < from_file.PageCount(); ++i) {
+    EXPECT_EQ(from_memory.GetPage(i).media_box, from_file.GetPage(i).media_box);
+    EXPECT_EQ(from_memory.GetPage(i).crop_box, from_file.GetPage(i).crop_box);
+    EXPECT_EQ(from_memory.GetPage(i).rotate, from_file.GetPage(i).rotate);
+    EXPECT_TRUE(from_memory.OperatorCounts(i).empty());
+  }
+}
+
+TEST(PdfOpen, MovedDocumentStaysUsable) {
+  Document first = Document::OpenFile(DataFile("content.pdf"));
+  Document second = std::move(first);
+  EXPECT_EQ(second.OperatorCounts(0).at("rg"), 2u);
+  first = Document::OpenFile(DataFile("boxes.pdf"));
+  EXPECT_EQ(first.PageCount(), 5u);
+}
+
+TEST(PdfOpen, EncryptedWithEmptyUserPasswordOpens) {
+  Document document = Document::OpenFile(DataFile("encrypted_empty_password.pdf"));
+  EXPECT_TRUE(document.IsEncrypted());
+  ASSERT_EQ(document.PageCount(), 1u);
+  EXPECT_EQ(document.GetPage(0).media_box, (Box{0, 0, 300, 400}));
+  // Readable operators prove the content was decrypted.
+  const OperatorCountMap expected{{"Q", 1}, {"f", 1}, {"q", 1}, {"re", 1}, {"rg", 1}};
+  EXPECT_EQ(document.OperatorCounts(0), expected);
+  EXPECT_TRUE(document.Warnings().empty());
+}
+
+TEST(PdfOpen, EncryptedWithUserPasswordFails) {
+  const auto path = DataFile("encrypted_user_password.pdf");
+  try {
+    Document::OpenFile(path);
+    FAIL() << "opened without the password";
+  } catch (const ImportError& e) {
+    EXPECT_EQ(e.FileName(), path.string());
+    EXPECT_NE(std::string(e.what()).find(path.string()), std::string::npos) << e.what();
+    EXPECT_NE(e.Reason().find("password"), std::string::npos) << e.what();
+  }
+}
+
+TEST(PdfOpen, MissingFileNamesFileAndReason) {
+  const auto path = DataFile("no_such_file.pdf");
+  try {
+    Document::OpenFile(path);
+    FAIL() << "opened a missing file";
+  } catch (const ImportError& e) {
+    const std::string what = e.what();
+    EXPECT_EQ(e.FileName(), path.string());
+    EXPECT_NE(what.find(path.string()), std::string::npos) << what;
+    EXPECT_NE(what.find("No such file"), std::string::npos) << what;
+  }
+}
+
+TEST(PdfOpen, DirectoryIsNotAPdf) {
+  try {
+    Document::OpenFile(DataFile(""));
+    FAIL() << "opened a directory";
+  } catch (const ImportError& e) {
+    EXPECT_NE(e.Reason().find("directory"), std::string::npos) << e.what();
+  }
+}
+
+TEST(PdfOpen, TextFileIsNotAPdf) {
+  const auto path = DataFile("not_a_pdf.pdf");
+  try {
+    Document::OpenFile(path);
+    FAIL() << "opened a text file";
+  } catch (const ImportError& e) {
+    EXPECT_EQ(e.FileName(), path.string());
+    EXPECT_NE(std::string(e.what()).find("not_a_pdf.pdf"), std::string::npos) << e.what();
+    // qpdf's warning before it gave up says what is wrong.
+    EXPECT_NE(e.Reason().find("PDF header"), std::string::npos) << e.what();
+  }
+}
+
+TEST(PdfOpen, EmptyBufferFailsWithItsName) {
+  try {
+    Document::OpenBuffer({}, "empty upload");
+    FAIL() << "opened nothing";
+  } catch (const ImportError& e) {
+    EXPECT_EQ(e.FileName(), "empty upload");
+    EXPECT_NE(std::string(e.what()).find("empty upload"), std::string::npos);
+  }
+}
+
+TEST(PdfDamaged, WrongCrossReferenceOffsetsAreRepaired) {
+  Document document = Document::OpenFile(DataFile("damaged_xref.pdf"));
+  ASSERT_EQ(document.PageCount(), 2u);
+  EXPECT_EQ(document.GetPage(0).media_box, (Box{0, 0, 300, 400}));
+  EXPECT_EQ(document.GetPage(1).media_box, (Box{0, 0, 500, 600}));
+  EXPECT_EQ(document.OperatorCounts(1).at("re"), 8u);
+  // Repair concerns the file, not a page.
+  EXPECT_FALSE(document.Warnings().empty());
+  EXPECT_EQ(WarningsOf(document, std::nullopt).size(), document.Warnings().size());
+}
+
+TEST(PdfDamaged, LostTailIsRepaired) {
+  Document document = Document::OpenFile(DataFile("truncated_tail.pdf"));
+  ASSERT_EQ(document.PageCount(), 2u);
+  EXPECT_EQ(document.OperatorCounts(0).at("f"), 1u);
+  EXPECT_FALSE(document.Warnings().empty());
+}
+
+TEST(PdfDamaged, TruncatedFileFailsClearlyOrOpens) {
+  // Cut inside a content stream, so no trailer survives: qpdf has nothing to find
+  // the catalog from. Either outcome is acceptable; a crash or another exception
+  // is not.
+  const auto path = DataFile("truncated.pdf");
+  try {
+    Document document = Document::OpenFile(path);
+    for (std::size_t i = 0; i < document.PageCount(); ++i) {
+      ExpectValidPage(document.GetPage(i));
+      document.OperatorCounts(i);
+    }
+  } catch (const ImportError& e) {
+    EXPECT_NE(std::string(e.what()).find(path.string()), std::string::npos) << e.what();
+    EXPECT_FALSE(e.Reason().empty());
+  }
+}
+
+TEST(PdfDamaged, EveryPrefixOfAFile) {
+  const std::string bytes = ReadBytes(DataFile("content.pdf"));
+  for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    ExpectOpensCleanlyOrFails(bytes.substr(0, length), "prefix " + std::to_string(length));
+  }
+}
+
+TEST(PdfDamaged, EveryByteReplaced) {
+  // One replacement per position, cycling through bytes that start or end tokens, so
+  // that the sweep stays fast under the sanitizers.
+  constexpr std::string_view kReplacements("\0 9/(<[", 7);
+  const std::string original = ReadBytes(DataFile("page_tree.pdf"));
+  for (std::size_t at = 0; at < original.size(); ++at) {
+    std::string bytes = original;
+    bytes[at] = kReplacements[at % kReplacements.size()];
+    ExpectOpensCleanlyOrFails(bytes, "byte " + std::to_string(at));
+  }
+}
+
+// More faulty pages than the warning list keeps: the rest are counted, not stored.
+TEST(PdfWarnings, ListIsBounded) {
+  constexpr std::size_t kPages = Document::kMaxWarnings + 25;
+  std::string pdf = "%PDF-1.7\n";
+  std::vector<std::size_t> offsets;
+  auto add_object = [&](const std::string& body) {
+    offsets.push_back(pdf.size());
+    pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+  };
+  add_object("<< /Type /Catalog /Pages 2 0 R >>");
+  std::string kids;
+  for (std::size_t i = 0; i < kPages; ++i)
+    kids += std::to_string(i + 3) + " 0 R ";
+  add_object("<< /Type /Pages /MediaBox [0 0 10 10] /Count " + std::to_string(kPages) + " /Kids [" +
+             kids + "] >>");
+  for (std::size_t i = 0; i < kPages; ++i)
+    add_object("<< /Type /Page /Parent 2 0 R /Rotate 1 >>");
+  const std::size_t xref = pdf.size();
+  pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
+  for (const std::size_t offset : offsets) {
+    const std::string number = std::to_string(offset);
+    pdf += std::string(10 - number.size(), '0') + number + " 00000 n \n";
+  }
+  pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) +
+         " /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+
+  const Document document = Document::OpenBuffer(AsBytes(pdf), "many faults");
+  ASSERT_EQ(document.PageCount(), kPages);
+  EXPECT_EQ(document.Warnings().size(), Document::kMaxWarnings);
+  EXPECT_EQ(document.DroppedWarningCount(), 25u);
+  EXPECT_EQ(document.Warnings().back().page, Document::kMaxWarnings - 1);
+  EXPECT_EQ(document.GetPage(kPages - 1).rotate, 0);
+}
+
+// ---------------------------------------------------------------------------------
+// The shared corpus of real files, read in place.
+
+const std::filesystem::path kCorpus = "/work/shared/corpus";
+
+// Above this size a file is only opened and its pages counted, to keep the test fast.
+constexpr std::uintmax_t kFullReadLimit = 8 * 1024 * 1024;
+
+std::vector<std::filesystem::path> CorpusFiles() {
+  std::vector<std::filesystem::path> files;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(kCorpus, error)) {
+    if (entry.is_regular_file() && entry.path().extension() == ".pdf") {
+      files.push_back(entry.path());
+    }
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+TEST(PdfCorpus, EveryFileOpensAndEveryPageReads) {
+  if (!std::filesystem::is_directory(kCorpus)) GTEST_SKIP() << kCorpus << " is absent";
+  const auto files = CorpusFiles();
+  ASSERT_FALSE(files.empty());
+  for (const auto& path : files) {
+    SCOPED_TRACE(path.string());
+    Document document = Document::OpenFile(path);
+    EXPECT_GT(document.PageCount(), 0u);
+    if (std::filesystem::file_size(path) > kFullReadLimit) continue;
+    for (std::size_t i = 0; i < document.PageCount(); ++i) {
+      ExpectValidPage(document.GetPage(i));
+      EXPECT_FALSE(document.OperatorCounts(i).empty()) << "page " << i;
+    }
+  }
+}
+
+}  // namespace
