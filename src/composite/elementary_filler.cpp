@@ -23,15 +23,19 @@ struct Operand {
   float operator[](std::ptrdiff_t i) const { return base[i * step]; }
 };
 
-// The line's plane p over the piece starting at s, in state `state`. A uniform
-// value is parked in `uniform`, which must outlive the operand.
-Operand LineOperand(const LineBuffer& line, std::size_t p, std::uint8_t state, long long s,
-                    float& uniform) {
-  switch (state) {
+// An operand over the piece starting at s, from values stored under a kind or state
+// (the numbers are shared): per pixel, or one value — 0, 1, or the constant stored at
+// `constantAt` — parked in `uniform`, which must outlive the operand.
+static_assert(+kKindZero == +kStateZero && +kKindFull == +kStateFull &&
+              +kKindPerPixel == +kStatePerPixel && +kKindConstant == +kStateConstant);
+
+Operand MakeOperand(std::uint8_t kind, PixelPlane<const float> values, long long s,
+                    long long constantAt, float& uniform) {
+  switch (kind) {
     case kStatePerPixel:
-      return {line.Plane(p).At(s), 1};
+      return {values.At(s), 1};
     case kStateConstant:
-      uniform = line.Plane(p)[s];
+      uniform = values[constantAt];
       break;
     case kStateFull:
       uniform = 1.0f;
@@ -43,23 +47,17 @@ Operand LineOperand(const LineBuffer& line, std::size_t p, std::uint8_t state, l
   return {&uniform, 0};
 }
 
-// The paint's component c over the piece starting at s of the painted run `run`.
+// The line's plane p over the piece starting at s, in state `state`.
+Operand LineOperand(const LineBuffer& line, std::size_t p, std::uint8_t state, long long s,
+                    float& uniform) {
+  return MakeOperand(state, line.Plane(p), s, s, uniform);
+}
+
+// The paint's component c over the piece starting at s of the painted run `run`: a
+// Constant is written at the run's first pixel.
 Operand PaintOperand(const SourcePaintBuffers& source, std::size_t c, std::uint8_t kind,
                      const Run& run, long long s, float& uniform) {
-  switch (kind) {
-    case kKindPerPixel:
-      return {source.Component(c).At(s), 1};
-    case kKindConstant:
-      uniform = source.Component(c)[run.start];
-      break;
-    case kKindFull:
-      uniform = 1.0f;
-      break;
-    default:
-      uniform = 0.0f;
-      break;
-  }
-  return {&uniform, 0};
+  return MakeOperand(kind, source.Component(c), s, run.start, uniform);
 }
 
 }  // namespace
