@@ -1,5 +1,5 @@
-// QorPdf::Document: a PDF file opened through qpdf, with each page's geometry and,
-// for now, a count of the operators in its content.
+// QorPdf::Document: a PDF file opened through qpdf, with each page's geometry, and
+// its translation into the document model (QorDoc::Document) page by page.
 //
 // Invariants once a document is open: every page has a media box with ordered
 // corners and positive width and height, a crop box inside that media box, a
@@ -19,6 +19,10 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "morv/coordinates.h"
+#include "qorcolor/color_list.h"
+#include "qordoc/document.h"
 
 namespace QorPdf {
 
@@ -51,6 +55,45 @@ struct Warning {
   std::optional<std::size_t> page;  // zero-based page index; empty for the whole file
   std::string subject;              // the key, object or operator concerned
   std::string reason;
+};
+
+// A font a page uses, as `qorsc info` shows it.
+struct FontInfo {
+  std::string name;        // BaseFont, or "(unnamed)"
+  std::string subtype;     // Type1, MMType1, TrueType, Type0, Type3
+  std::string program;     // the embedded program's kind (Type1, Type1C, TrueType, OpenType,
+                           // CIDFontType0C, ...), or "none"
+  bool embedded = false;
+  std::string substitute;  // the font file drawn instead when not embedded
+};
+
+// An optional-content group of the document.
+struct LayerInfo {
+  std::string name;
+  bool visible_by_default = true;
+};
+
+// One page in the document model.
+//
+// World coordinates (millipoints, y up) are the page as displayed: the crop box,
+// turned by Rotate and scaled by UserUnit, with its lower-left corner at the origin.
+// So world_box is (0, 0, width, height) of the displayed page, ready to be a
+// rendering's world view.
+struct ImportedPage {
+  std::size_t index = 0;                     // zero-based page index
+  const QorDoc::Content* content = nullptr;  // owned by the import's document
+  Morv::MilliPointRectangle world_box;
+  // Every colorant the page's paints use (process and spot), in order of first use;
+  // the registration colorant "All" is not one.
+  QorColor::Color colorants;
+  std::vector<FontInfo> fonts;  // in order of first use
+};
+
+// Pages translated together into one document model: they share its separation
+// table and their objects' identifiers are unique across them.
+struct Import {
+  std::shared_ptr<const QorDoc::Document> document;
+  std::vector<ImportedPage> pages;  // in the order asked for
 };
 
 // Opening failed: the file is missing, unreadable, not a PDF, needs a password or is
@@ -105,7 +148,20 @@ class Document {
   // as long as the document.
   const OperatorCountMap& OperatorCounts(std::size_t page_index);
 
-  // In the order found. Grows when OperatorCounts reads a page for the first time.
+  // Translates the given pages (zero-based, in the given order; every page when
+  // empty) into one document model. Content that cannot be used (a malformed
+  // operator, a missing resource, a broken font, a feature not supported yet) is
+  // skipped and reported in Warnings(), never thrown. Throws std::out_of_range for an
+  // index not below PageCount(). Each call builds a new model; the document model
+  // does not refer back to this object and may outlive it.
+  Import ImportPages(std::span<const std::size_t> pages = {});
+
+  // The optional-content groups of /OCProperties, in the order of /OCGs.
+  std::vector<LayerInfo> Layers();
+  // The output intent's ICC profile (a CMYK DestOutputProfile) as stored, or empty.
+  const std::vector<unsigned char>& OutputIntentProfile();
+
+  // In the order found. Grows when pages are read for the first time.
   const std::vector<Warning>& Warnings() const;
   // Warnings beyond kMaxWarnings, not kept.
   std::size_t DroppedWarningCount() const;
