@@ -1,5 +1,6 @@
-// Fuzz target for the PDF importer: opens the input as a PDF from memory and reads
-// every page's geometry and operator counts.
+// Fuzz target for the PDF importer: opens the input as a PDF from memory, reads
+// every page's geometry and operator counts, and translates every page into the
+// document model.
 //
 // The contract under test: whatever the bytes, opening either succeeds or throws
 // QorPdf::ImportError, and once open nothing throws and every page satisfies the
@@ -42,6 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       CheckPage(document.GetPage(i));
       document.OperatorCounts(i);
     }
+    const QorPdf::Import import = document.ImportPages();
+    if (import.pages.size() != document.PageCount() || !import.document) std::abort();
     if (document.Warnings().size() > QorPdf::Document::kMaxWarnings) std::abort();
   } catch (const QorPdf::ImportError&) {
   }

@@ -16,6 +16,10 @@
 #include <utility>
 #include <vector>
 
+#include "color/color_space.h"
+#include "content/interpreter.h"
+#include "content/optional_content.h"
+#include "font/font.h"
 #include "operator_counter.h"
 #include "page_attributes.h"
 #include "qpdf_headers.h"
@@ -51,6 +55,32 @@ std::string ReasonOf(const std::exception& e, QPDF& qpdf) {
   return reason;
 }
 
+// Default user space to world coordinates of the displayed page: the crop box's
+// lower-left corner to the origin, turned clockwise by Rotate, in millipoints of
+// UserUnit-sized units.
+Morv::MilliPointTransformation DisplayMatrix(const Page& page) {
+  const Box& box = page.crop_box;
+  const double s = 1000.0 * page.user_unit;
+  switch (page.rotate) {
+    case 90:
+      return {0.0, -s, s, 0.0, -s * box.lly, s * box.urx};
+    case 180:
+      return {-s, 0.0, 0.0, -s, s * box.urx, s * box.ury};
+    case 270:
+      return {0.0, s, -s, 0.0, s * box.ury, -s * box.llx};
+    default:
+      return {s, 0.0, 0.0, s, -s * box.llx, -s * box.lly};
+  }
+}
+
+Morv::MilliPointRectangle DisplayBox(const Page& page) {
+  const double s = 1000.0 * page.user_unit;
+  const double w = page.crop_box.Width() * s;
+  const double h = page.crop_box.Height() * s;
+  return page.rotate == 90 || page.rotate == 270 ? Morv::MilliPointRectangle(0, 0, h, w)
+                                                 : Morv::MilliPointRectangle(0, 0, w, h);
+}
+
 }  // namespace
 
 ImportError::ImportError(std::string file_name, std::string reason)
@@ -69,6 +99,20 @@ struct Document::Impl {
   std::vector<Page> pages;
   std::vector<std::optional<OperatorCountMap>> operator_counts;
   internal::WarningList warnings;
+  // Made on first import and kept: caches of colour spaces, fonts and layers that
+  // every later import of the same file reuses.
+  std::unique_ptr<internal::ColorContext> colors;
+  std::unique_ptr<internal::FontCache> fonts;
+  std::unique_ptr<internal::OptionalContent> optional_content;
+
+  void PrepareImport() {
+    if (!colors) colors = std::make_unique<internal::ColorContext>(qpdf, warnings);
+    if (!fonts) fonts = std::make_unique<internal::FontCache>(warnings);
+    if (!optional_content) {
+      optional_content = std::make_unique<internal::OptionalContent>(qpdf, warnings);
+    }
+    warnings.TakeFrom(qpdf, std::nullopt);
+  }
 
   // Runs `process` (qpdf's processFile or processMemoryFile) and reads the page
   // tree. Everything that needs the file to be readable as a whole happens here, and
@@ -166,6 +210,69 @@ const OperatorCountMap& Document::OperatorCounts(std::size_t page_index) {
     impl_->warnings.TakeFrom(impl_->qpdf, page_index);
   }
   return *cached;
+}
+
+Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOptions& options) {
+  std::vector<std::size_t> indices(pages.begin(), pages.end());
+  if (indices.empty()) {
+    for (std::size_t i = 0; i < impl_->pages.size(); ++i)
+      indices.push_back(i);
+  }
+  for (std::size_t index : indices)
+    impl_->CheckIndex(index);
+  impl_->PrepareImport();
+
+  QorDoc::DocumentBuilder builder;
+  internal::ContentOptions content_options;
+  content_options.keep_soft_masks = options.keep_soft_masks;
+  content_options.keep_transparency_groups = options.keep_transparency_groups;
+  internal::ImportContext context{impl_->qpdf,
+                                  impl_->warnings,
+                                  *impl_->colors,
+                                  *impl_->fonts,
+                                  *impl_->optional_content,
+                                  builder,
+                                  internal::ImportLimits{},
+                                  content_options};
+
+  Import result;
+  for (std::size_t index : indices) {
+    const Page& page = impl_->pages[index];
+    QorDoc::Content& content = builder.AddPage();
+    internal::ContentInterpreter interpreter(context, index);
+    interpreter.RunPage(impl_->page_objects[index], content, DisplayMatrix(page));
+    impl_->warnings.TakeFrom(impl_->qpdf, index);
+
+    ImportedPage imported;
+    imported.index = index;
+    imported.content = &content;
+    imported.world_box = DisplayBox(page);
+    for (const auto& font : interpreter.FontsUsed()) {
+      const internal::FontDescription& d = font->Description();
+      imported.fonts.push_back({d.name, d.subtype, d.program, d.embedded, d.substitute});
+    }
+    result.pages.push_back(std::move(imported));
+  }
+  for (const auto& entry : impl_->colors->Separations())
+    builder.AddSeparation(entry);
+  result.document = builder.Build();
+  // Colorants once the document is built: the walk needs the finished tree.
+  for (ImportedPage& page : result.pages) {
+    for (const auto& entry : page.content->GetSeparations()) {
+      if (entry.name != "All") page.colorants.Add(entry.name, 0.0f);
+    }
+  }
+  return result;
+}
+
+std::vector<LayerInfo> Document::Layers() {
+  impl_->PrepareImport();
+  return impl_->optional_content->Layers();
+}
+
+const std::vector<unsigned char>& Document::OutputIntentProfile() {
+  impl_->PrepareImport();
+  return impl_->colors->OutputIntentProfile();
 }
 
 const std::vector<Warning>& Document::Warnings() const {

@@ -264,6 +264,176 @@ def two_pages():
                           ("/MediaBox [0 0 500 600]", SQUARE * 8)])
 
 
+def content_page(content, resources="", media="[0 0 200 200]", catalog_extra="", extra=None):
+    """One page with the given content stream and /Resources text; `extra` may add
+    objects first: it gets the Pdf and returns a dict of names to object numbers,
+    usable as %(name)d in resources and catalog_extra."""
+    pdf = Pdf()
+    catalog, root, page = pdf.reserve(), pdf.reserve(), pdf.reserve()
+    refs = extra(pdf) if extra else {}
+    stream = pdf.add("<< >>", content)
+    pdf.set(catalog, "<< /Type /Catalog /Pages %d 0 R %s >>" % (root, catalog_extra % refs))
+    pdf.set(root, "<< /Type /Pages /Kids [%d 0 R] /Count 1 >>" % page)
+    pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox %s /Resources << %s >> "
+            "/Contents %d 0 R >>" % (root, media, resources % refs, stream))
+    return pdf.build()
+
+
+def paths():
+    """Fills, strokes and both, with every painting operator, curves and styles."""
+    return content_page(b"""q 1 0 0 1 10 20 cm
+0 1 0 0 k 10 10 100 50 re f
+Q
+0 0 0 1 K 2 w 1 J 2 j 4 M [3 1] 0.5 d
+10 150 m 60 190 l 110 150 l S
+0.5 g 0 0 1 0 K 20 20 m 80 20 l 80 80 l 20 80 l h 40 40 m 60 40 l 60 60 l 40 60 l h B*
+1 0 0 rg 120 120 m 120 150 150 180 180 180 c 185 175 170 170 v 150 130 160 120 y b
+0 0 0 0 k 0 0 5 5 re f
+n 5 5 m 6 6 l n
+""")
+
+
+def clips():
+    """A rectangle clip inside q/Q, an even-odd clip, a clip by an empty path, and
+    painting after each Q."""
+    return content_page(b"""q 10 10 100 100 re W n
+0 0 0 1 k 0 0 200 200 re f
+q 0 0 m 50 0 l 50 50 l 0 50 l h 10 10 m 40 10 l 40 40 l 10 40 l h W* n
+1 0 0 0 k 0 0 200 200 re f
+Q
+Q
+0 1 0 0 k 150 150 20 20 re f
+q W n 0 0 1 0 k 0 0 200 200 re f Q
+""")
+
+
+def overprint_extra(pdf):
+    spot = pdf.add("[/Separation /Spot#20Orange /DeviceCMYK << /FunctionType 2 /Domain [0 1] "
+                   "/C0 [0 0 0 0] /C1 [0 0.5 1 0] /N 1 >>]")
+    return {"spot": spot}
+
+
+def overprint():
+    """Over a cyan and magenta background: a spot and process colours with overprint
+    on and off, in modes 0 and 1, registration (All) and None."""
+    return content_page(b"""0.3 0.6 0 0 k 0 0 200 200 re f
+/CS0 cs 1 sc 10 10 30 30 re f
+/GSop gs
+/CS0 cs 0.5 sc 50 10 30 30 re f
+0.2 0 0.4 0 k 90 10 30 30 re f
+/GSopm gs
+0.2 0 0.4 0 k 130 10 30 30 re f
+/GSoff gs
+0.2 0 0.4 0 k 10 50 30 30 re f
+/GSopm gs 0 0 0 0 k 50 50 30 30 re f
+/All cs 1 sc 90 50 30 30 re f
+/None cs 1 sc 130 50 30 30 re f
+""", "/ColorSpace << /CS0 %(spot)d 0 R /All [/Separation /All /DeviceCMYK "
+         "<< /FunctionType 2 /Domain [0 1] /C0 [0 0 0 0] /C1 [1 1 1 1] /N 1 >>] "
+         "/None [/Separation /None /DeviceGray << /FunctionType 2 /Domain [0 1] /N 1 >>] >> "
+         "/ExtGState << /GSop << /OP true /op true >> /GSopm << /OP true /OPM 1 >> "
+         "/GSoff << /OP false /op false /OPM 0 >> >>",
+                        extra=overprint_extra)
+
+
+def forms_extra(pdf):
+    inner = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>",
+                    b"0 0 0 1 k 0 0 20 20 re f")
+    group = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 50 50] "
+                    "/Matrix [2 0 0 2 10 0] /Resources << /XObject << /In %d 0 R >> >> "
+                    "/Group << /S /Transparency /I true /K false >> >>" % inner,
+                    b"1 0 0 0 k 0 0 40 40 re f /In Do")
+    loop = pdf.reserve()
+    pdf.set(loop, "<< /Type /XObject /Subtype /Form /BBox [0 0 100 100] "
+            "/Resources << /XObject << /Self %d 0 R >> >> >>" % loop,
+            b"0 0 0 0.1 k 0 0 1 1 re f /Self Do")
+    image = pdf.add("<< /Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray "
+                    "/BitsPerComponent 8 >>", b"\x80")
+    return {"inner": inner, "group": group, "loop": loop, "image": image}
+
+
+def forms():
+    """A plain form with a BBox clip, a transparency group under an ExtGState with
+    opacity and blend mode, a form that calls itself, and unsupported content."""
+    return content_page(b"""q 1 0 0 1 100 100 cm /In Do Q
+/GT gs /Grp Do
+/GN gs /Loop Do
+/Img Do 0 0 10 10 re /Sh sh
+frobnicate
+""", "/XObject << /In %(inner)d 0 R /Grp %(group)d 0 R /Loop %(loop)d 0 R "
+         "/Img %(image)d 0 R >> "
+         "/ExtGState << /GT << /ca 0.5 /CA 0.25 /BM /Multiply >> "
+         "/GN << /ca 1 /CA 1 /BM /Normal >> >>",
+                        extra=forms_extra)
+
+
+def layers_extra(pdf):
+    shown = pdf.add("<< /Type /OCG /Name (Shown) >>")
+    hidden = pdf.add("<< /Type /OCG /Name (Hidden) >>")
+    ocmd = pdf.add("<< /Type /OCMD /VE [/And %d 0 R [/Not %d 0 R]] >>" % (shown, hidden))
+    anyoff = pdf.add("<< /Type /OCMD /OCGs [%d 0 R %d 0 R] /P /AnyOff >>" % (shown, hidden))
+    form = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] /OC %d 0 R >>" % hidden,
+                   b"0 0 1 0 k 0 0 10 10 re f")
+    return {"shown": shown, "hidden": hidden, "ocmd": ocmd, "anyoff": anyoff, "form": form}
+
+
+def layers():
+    """Two groups (one hidden by default), a membership expression, a policy, an
+    XObject with /OC, a layer with a clip that outlives it, and an unknown name."""
+    return content_page(b"""/OC /L1 BDC 1 0 0 0 k 0 0 10 10 re f EMC
+/OC /L2 BDC 0 1 0 0 k 20 0 10 10 re f EMC
+/OC /M1 BDC /OC /M2 BDC 0 0 0 1 k 40 0 10 10 re f EMC EMC
+/Fm Do
+/OC /L1 BDC 50 50 100 100 re W n EMC
+0 0 0 1 k 0 0 200 200 re f
+/OC /Missing BDC 0 0 0 0.5 k 0 0 5 5 re f EMC
+""", "/Properties << /L1 %(shown)d 0 R /L2 %(hidden)d 0 R /M1 %(ocmd)d 0 R /M2 %(anyoff)d 0 R >> "
+         "/XObject << /Fm %(form)d 0 R >>",
+                        catalog_extra="/OCProperties << /OCGs [%(shown)d 0 R %(hidden)d 0 R] "
+                        "/D << /OFF [%(hidden)d 0 R] >> >>", extra=layers_extra)
+
+
+def text_extra(pdf):
+    glyph = pdf.add("<< >>", b"0 0 0 1 k 0 0 750 750 re f")
+    type3 = pdf.add("<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1000 1000] "
+                    "/FontMatrix [0.001 0 0 0.001 0 0] /CharProcs << /box %d 0 R >> "
+                    "/Encoding << /Differences [65 /box] >> /FirstChar 65 /LastChar 65 "
+                    "/Widths [1000] >>" % glyph)
+    helvetica = pdf.add("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica "
+                        "/Encoding /WinAnsiEncoding >>")
+    return {"type3": type3, "helvetica": helvetica}
+
+
+def text():
+    """Standard-font text in each render mode group, TJ adjustments, a text clip, and
+    a Type3 font."""
+    return content_page(b"""BT /F1 20 Tf 10 150 Td 0 0 0 1 k (AV) Tj ET
+BT /F1 20 Tf 10 120 Td [(A) -1000 (V)] TJ ET
+BT /F1 20 Tf 1 Tr 0.5 w 1 0 0 0 K 10 90 Td (A) Tj 3 Tr (A) Tj ET
+q BT /F1 40 Tf 7 Tr 10 10 Td (H) Tj ET
+0 1 0 0 k 0 0 200 200 re f Q
+BT /T3 10 Tf 0 Tr 150 150 Td (AA) Tj ET
+""", "/Font << /F1 %(helvetica)d 0 R /T3 %(type3)d 0 R >>", extra=text_extra)
+
+
+def image_masks_extra(pdf):
+    # 4 x 2 samples: row 0 = 0101, row 1 = 1100 (high bits of each byte).
+    mask = pdf.add("<< /Type /XObject /Subtype /Image /Width 4 /Height 2 /ImageMask true "
+                   "/BitsPerComponent 1 >>", bytes([0b01010000, 0b11000000]), compress=True)
+    inverted = pdf.add("<< /Type /XObject /Subtype /Image /Width 4 /Height 2 /ImageMask true "
+                       "/Decode [1 0] >>", bytes([0b01010000, 0b11000000]))
+    return {"mask": mask, "inverted": inverted}
+
+
+def image_masks():
+    """An image mask XObject (Flate), one with /Decode [1 0], and an inline one
+    (ASCIIHex); samples 0101 / 1100."""
+    return content_page(b"""q 0 0 0 1 k 40 0 0 20 10 10 cm /M Do Q
+q 1 0 0 0 k 40 0 0 20 10 50 cm /MI Do Q
+q 0 1 0 0 k 40 0 0 20 10 100 cm BI /W 4 /H 2 /IM true /F /AHx ID 50C0> EI Q
+""", "/XObject << /M %(mask)d 0 R /MI %(inverted)d 0 R >>", extra=image_masks_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -282,6 +452,13 @@ def main():
         # Cut after the trailer dictionary: startxref and the end marker are lost.
         "truncated_tail.pdf": intact[:intact.rindex(b"startxref")],
         "not_a_pdf.pdf": b"This is a text file, not a PDF.\n",
+        "paths.pdf": paths(),
+        "clips.pdf": clips(),
+        "overprint.pdf": overprint(),
+        "forms.pdf": forms(),
+        "layers.pdf": layers(),
+        "text.pdf": text(),
+        "image_masks.pdf": image_masks(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

@@ -89,6 +89,18 @@ struct ImportedPage {
   std::vector<FontInfo> fonts;  // in order of first use
 };
 
+// What an import keeps of content that a renderer may not draw yet. Whatever is
+// left out is reported in the warnings (once per page and feature).
+struct ImportOptions {
+  // Soft masks (ExtGState /SMask) in the objects' transparency; off: objects are
+  // drawn without their soft mask.
+  bool keep_soft_masks = true;
+  // Transparency groups (forms with /Group /S /Transparency) with their flags and
+  // group opacity; off: such forms are plain groups whose members carry the
+  // opacity and blend mode themselves.
+  bool keep_transparency_groups = true;
+};
+
 // Pages translated together into one document model: they share its separation
 // table and their objects' identifiers are unique across them.
 struct Import {
@@ -154,7 +166,7 @@ class Document {
   // skipped and reported in Warnings(), never thrown. Throws std::out_of_range for an
   // index not below PageCount(). Each call builds a new model; the document model
   // does not refer back to this object and may outlive it.
-  Import ImportPages(std::span<const std::size_t> pages = {});
+  Import ImportPages(std::span<const std::size_t> pages = {}, const ImportOptions& options = {});
 
   // The optional-content groups of /OCProperties, in the order of /OCGs.
   std::vector<LayerInfo> Layers();

@@ -24,8 +24,10 @@
 //
 // Invariants: a ColorSpace is immutable and cheap to share; ToInk allocates only
 // the returned colour. Resolving never throws for bad input: an unusable space is
-// reported to the warning list and replaced by DeviceGray (or, for an unusable
-// alternate or base, by a fallback that keeps the component count).
+// reported to the warning list and replaced by DeviceGray (a broken CalGray, CalRGB
+// or three-component ICCBased by its alternate or the device space of its size; an
+// unusable alternate or base by a fallback that keeps the component count). Each
+// space is read, and reported, once per context.
 #pragma once
 
 #include <cstddef>
@@ -34,6 +36,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qorcolor/color_list.h"
@@ -71,6 +74,10 @@ class ColorSpace {
   // `components` has ComponentCount() values; missing ones are taken as 0 and extra
   // ones ignored.
   virtual QorColor::Color ToInk(std::span<const double> components) const = 0;
+  // The interval component `i` lives in, which ToInk clips to and images' default
+  // decode arrays come from: [0, 1] for most spaces, L* a* b* (or /Range) for Lab
+  // and ICC spaces with a /Range, [0, hival] for Indexed.
+  virtual std::pair<double, double> ComponentRange(std::size_t /*i*/) const { return {0.0, 1.0}; }
   // True for a Separation whose colorant is "None" and a DeviceN whose colorants
   // all are: painting with it marks nothing.
   virtual bool PaintsNothing() const { return false; }

@@ -8,9 +8,10 @@
 // content procedures, which the interpreter runs). Encodings: the font's built-in
 // one, StandardEncoding, WinAnsiEncoding, MacRomanEncoding, and /Differences over a
 // base. Widths from /Widths (FirstChar) or /W and /DW for CID fonts, else from the
-// font program. Standard 14 fonts and other fonts without an embedded program are
-// drawn with Debian's URW base-35 substitutes (fonts-urw-base35), chosen by name
-// and flags.
+// font program. Standard 14 fonts and other simple fonts without an embedded
+// program are drawn with Debian's URW base-35 substitutes (fonts-urw-base35), chosen
+// by name and flags; CID fonts without one have no substitute and draw nothing (one
+// warning, widths still apply).
 //
 // Invariants: outlines are in glyph units, 1000 per text-space unit (a glyph of a
 // 1-unit font scaled up 1000×), y up, origin at the glyph origin, filled non-zero;
@@ -48,9 +49,9 @@ struct ShownGlyph {
 
 // What `qorsc info` shows about a font.
 struct FontDescription {
-  std::string name;      // BaseFont (subset prefix kept), or "(unnamed)"
-  std::string subtype;   // Type1, MMType1, TrueType, Type0, Type3
-  std::string program;   // Type1, Type1C, TrueType, OpenType, CIDFontType0C ... or "none"
+  std::string name;     // BaseFont (subset prefix kept), or "(unnamed)"
+  std::string subtype;  // Type1, MMType1, TrueType, Type0, Type3
+  std::string program;  // Type1, Type1C, TrueType, OpenType, CIDFontType0C ... or "none"
   bool embedded = false;
   std::string substitute;  // the file drawn instead, when not embedded; else empty
 };

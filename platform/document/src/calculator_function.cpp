@@ -1,0 +1,682 @@
+// The PostScript calculator subset: compiling a program to a flat instruction list
+// and running it on a fixed-size operand stack.
+//
+// A procedure can only appear as the operand of if or ifelse, so compilation turns
+// "cond {a} if" into a conditional forward jump over a, and "cond {a} {b} ifelse" into
+// a conditional jump to b plus an unconditional jump over b; the list has no calls
+// and no backward jumps, so every run ends after at most code_.size() steps.
+//
+// Values keep the language's three types (boolean, integer, real). Integers are
+// 32-bit as in PostScript: integer arithmetic that leaves that range gives a real.
+// Operators that need integers (idiv, mod, bitshift, copy, index, roll and the
+// bitwise and/or/xor/not) also accept reals, truncated towards zero, since generators
+// often feed them computed values. Any error during a run (a type error, a division
+// by zero, a value outside an operator's domain, stack overflow or underflow) ends the
+// run with every output 0, clipped to the range.
+//
+// Evaluate allocates nothing: the operand stack is an array of kStackLimit entries on
+// the C++ stack.
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+#include <optional>
+#include <string>
+
+#include "qorpaint/function.h"
+
+namespace QorPaint {
+
+namespace {
+
+// clang-format off
+enum class Op : std::uint8_t {
+  kPushReal, kPushInt, kPushBool, kJumpIfFalse, kJump,
+  kAbs, kAdd, kAnd, kAtan, kBitshift, kCeiling, kCopy, kCos, kCvi, kCvr, kDiv, kDup, kEq,
+  kExch, kExp, kFloor, kGe, kGt, kIdiv, kIndex, kLe, kLn, kLog, kLt, kMod, kMul, kNe, kNeg,
+  kNot, kOr, kPop, kRoll, kRound, kSin, kSqrt, kSub, kTruncate, kXor,
+};
+// clang-format on
+
+struct OperatorName {
+  std::string_view name;
+  Op op;
+  // Net change of the stack depth; copy's depends on its operand (see RefuseTooDeep).
+  int effect;
+};
+
+// clang-format off
+constexpr OperatorName kOperators[] = {
+    {"abs", Op::kAbs, 0},          {"add", Op::kAdd, -1},         {"and", Op::kAnd, -1},
+    {"atan", Op::kAtan, -1},       {"bitshift", Op::kBitshift, -1}, {"ceiling", Op::kCeiling, 0},
+    {"copy", Op::kCopy, -1},       {"cos", Op::kCos, 0},          {"cvi", Op::kCvi, 0},
+    {"cvr", Op::kCvr, 0},          {"div", Op::kDiv, -1},         {"dup", Op::kDup, 1},
+    {"eq", Op::kEq, -1},           {"exch", Op::kExch, 0},        {"exp", Op::kExp, -1},
+    {"floor", Op::kFloor, 0},      {"ge", Op::kGe, -1},           {"gt", Op::kGt, -1},
+    {"idiv", Op::kIdiv, -1},       {"index", Op::kIndex, 0},      {"le", Op::kLe, -1},
+    {"ln", Op::kLn, 0},            {"log", Op::kLog, 0},          {"lt", Op::kLt, -1},
+    {"mod", Op::kMod, -1},         {"mul", Op::kMul, -1},         {"ne", Op::kNe, -1},
+    {"neg", Op::kNeg, 0},          {"not", Op::kNot, 0},          {"or", Op::kOr, -1},
+    {"pop", Op::kPop, -1},         {"roll", Op::kRoll, -2},       {"round", Op::kRound, 0},
+    {"sin", Op::kSin, 0},          {"sqrt", Op::kSqrt, 0},        {"sub", Op::kSub, -1},
+    {"truncate", Op::kTruncate, 0}, {"xor", Op::kXor, -1},
+};
+// clang-format on
+
+int EffectOf(Op op) {
+  switch (op) {
+    case Op::kPushReal:
+    case Op::kPushInt:
+    case Op::kPushBool:
+      return 1;
+    case Op::kJumpIfFalse:
+      return -1;
+    case Op::kJump:
+      return 0;
+    default:
+      break;
+  }
+  for (const OperatorName& o : kOperators) {
+    if (o.op == op) return o.effect;
+  }
+  return 0;
+}
+
+constexpr double kIntMin = -2147483648.0;
+constexpr double kIntMax = 2147483647.0;
+
+bool IsDelimiter(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\0' || c == '{' ||
+         c == '}' || c == '%';
+}
+
+}  // namespace
+
+struct CalculatorFunction::Instruction {
+  Op op;
+  double value;          // the operand of a push (a boolean as 0 or 1)
+  std::uint32_t target;  // the destination of a jump
+};
+
+namespace {
+
+using Instruction = CalculatorFunction::Instruction;
+
+// Recursive descent over the program text; procedures nest as deep as the text does,
+// bounded by kMaxNesting so that a hostile program cannot exhaust the C++ stack.
+class Compiler {
+ public:
+  Compiler(std::string_view text, std::vector<Instruction>& code) : text_(text), code_(code) {}
+
+  void CompileProgram() { Block(false, 0); }
+
+ private:
+  static constexpr int kMaxNesting = 100;
+
+  struct Token {
+    enum Kind { kEnd, kOpen, kClose, kWord } kind;
+    std::string_view word;
+  };
+
+  Token Next() {
+    while (pos_ < text_.size()) {
+      const char c = text_[pos_];
+      if (c == '%') {
+        while (pos_ < text_.size() && text_[pos_] != '\n' && text_[pos_] != '\r')
+          ++pos_;
+      } else if (c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\0') {
+        ++pos_;
+      } else {
+        break;
+      }
+    }
+    if (pos_ >= text_.size()) return {Token::kEnd, {}};
+    if (text_[pos_] == '{') return {Token::kOpen, text_.substr(pos_++, 1)};
+    if (text_[pos_] == '}') return {Token::kClose, text_.substr(pos_++, 1)};
+    const std::size_t start = pos_;
+    while (pos_ < text_.size() && !IsDelimiter(text_[pos_]))
+      ++pos_;
+    return {Token::kWord, text_.substr(start, pos_ - start)};
+  }
+
+  std::uint32_t Here() const { return static_cast<std::uint32_t>(code_.size()); }
+
+  // Compiles up to the closing brace (nested) or the end of the text (top level).
+  void Block(bool nested, int depth) {
+    if (depth > kMaxNesting) throw FunctionError("calculator procedures nested too deeply");
+    for (;;) {
+      const Token token = Next();
+      switch (token.kind) {
+        case Token::kEnd:
+          if (nested) throw FunctionError("calculator program has an unclosed brace");
+          return;
+        case Token::kClose:
+          if (!nested) throw FunctionError("calculator program has an unmatched closing brace");
+          return;
+        case Token::kOpen:
+          Conditional(depth);
+          break;
+        case Token::kWord:
+          Word(token.word);
+          break;
+      }
+    }
+  }
+
+  // After "{": the first procedure, optionally a second, then if or ifelse.
+  void Conditional(int depth) {
+    const std::size_t skip_first = code_.size();
+    code_.push_back({Op::kJumpIfFalse, 0.0, 0});
+    Block(true, depth + 1);
+    Token token = Next();
+    if (token.kind == Token::kWord && token.word == "if") {
+      code_[skip_first].target = Here();
+      return;
+    }
+    if (token.kind != Token::kOpen) {
+      throw FunctionError("calculator procedure not followed by if or ifelse");
+    }
+    const std::size_t skip_second = code_.size();
+    code_.push_back({Op::kJump, 0.0, 0});
+    code_[skip_first].target = Here();
+    Block(true, depth + 1);
+    token = Next();
+    if (token.kind != Token::kWord || token.word != "ifelse") {
+      throw FunctionError("calculator procedures not followed by ifelse");
+    }
+    code_[skip_second].target = Here();
+  }
+
+  void Word(std::string_view word) {
+    if (word == "true" || word == "false") {
+      code_.push_back({Op::kPushBool, word == "true" ? 1.0 : 0.0, 0});
+      return;
+    }
+    for (const OperatorName& o : kOperators) {
+      if (o.name == word) {
+        code_.push_back({o.op, 0.0, 0});
+        return;
+      }
+    }
+    if (word == "if" || word == "ifelse") {
+      throw FunctionError("calculator " + std::string(word) + " without procedures");
+    }
+    if (const auto number = ParseNumber(word)) {
+      code_.push_back(*number);
+      return;
+    }
+    throw FunctionError("calculator program has an unknown operator '" +
+                        std::string(word.substr(0, 40)) + "'");
+  }
+
+  // Integers (with an optional radix prefix such as 16#FF) and reals.
+  static std::optional<Instruction> ParseNumber(std::string_view word) {
+    std::string_view digits = word;
+    if (!digits.empty() && digits[0] == '+') digits.remove_prefix(1);
+    if (digits.empty()) return std::nullopt;
+    const char* end = digits.data() + digits.size();
+    if (const auto hash = digits.find('#'); hash != std::string_view::npos) {
+      int radix = 0;
+      auto r = std::from_chars(digits.data(), digits.data() + hash, radix);
+      if (r.ec != std::errc() || r.ptr != digits.data() + hash || radix < 2 || radix > 36) {
+        return std::nullopt;
+      }
+      std::uint64_t value = 0;
+      r = std::from_chars(digits.data() + hash + 1, end, value, radix);
+      if (r.ec != std::errc() || r.ptr != end || hash + 1 == digits.size()) return std::nullopt;
+      // Radix numbers are bit patterns: 16#FFFFFFFF is -1.
+      if (value > 0xffffffffu) return Instruction{Op::kPushReal, static_cast<double>(value), 0};
+      return Instruction{Op::kPushInt, static_cast<double>(static_cast<std::int32_t>(value)), 0};
+    }
+    long long integer = 0;
+    auto r = std::from_chars(digits.data(), end, integer);
+    if (r.ec == std::errc() && r.ptr == end) {
+      if (integer >= kIntMin && integer <= kIntMax) {
+        return Instruction{Op::kPushInt, static_cast<double>(integer), 0};
+      }
+      return Instruction{Op::kPushReal, static_cast<double>(integer), 0};
+    }
+    double real = 0.0;
+    r = std::from_chars(digits.data(), end, real);
+    if (r.ec != std::errc() || r.ptr != end || !std::isfinite(real)) return std::nullopt;
+    return Instruction{Op::kPushReal, real, 0};
+  }
+
+  std::string_view text_;
+  std::size_t pos_ = 0;
+  std::vector<Instruction>& code_;
+};
+
+// The program's text without one pair of braces around all of it, if it has them.
+std::string_view WithoutOuterBraces(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \t\r\n\f");
+  const std::size_t last = text.find_last_not_of(" \t\r\n\f");
+  if (first == std::string_view::npos || text[first] != '{' || text[last] != '}') return text;
+  int depth = 0;
+  for (std::size_t i = first; i <= last; ++i) {
+    if (text[i] == '%') return text;  // comments may hide braces: leave it to the compiler
+    if (text[i] == '{') ++depth;
+    if (text[i] == '}' && --depth == 0) {
+      return i == last ? text.substr(first + 1, last - first - 1) : text;
+    }
+  }
+  return text;
+}
+
+// The stack depth along every path where it is known statically: the inputs, then
+// each instruction's effect, copy's operand where a literal pushes it. Paths whose
+// depths disagree where they join, or that depend on computed operands, are not
+// followed further; evaluation still guards them.
+void RefuseTooDeep(const std::vector<Instruction>& code, std::size_t inputs) {
+  constexpr long kUnreached = -1;
+  constexpr long kUnknown = -2;
+  std::vector<long> depth(code.size() + 1, kUnreached);
+  std::vector<bool> is_target(code.size() + 1, false);
+  for (const Instruction& i : code) {
+    if (i.op == Op::kJump || i.op == Op::kJumpIfFalse) is_target[i.target] = true;
+  }
+  auto merge = [&](std::size_t at, long d) {
+    if (depth[at] == kUnreached) {
+      depth[at] = d;
+    } else if (depth[at] != d) {
+      depth[at] = kUnknown;
+    }
+  };
+  depth[0] = static_cast<long>(inputs);
+  for (std::size_t pc = 0; pc < code.size(); ++pc) {
+    const long d = depth[pc];
+    if (d == kUnreached) continue;
+    long next = kUnknown;
+    if (d != kUnknown) {
+      const Instruction& i = code[pc];
+      long effect = EffectOf(i.op);
+      bool known = true;
+      if (i.op == Op::kCopy) {
+        known = pc > 0 && !is_target[pc] && code[pc - 1].op == Op::kPushInt;
+        if (known) effect = static_cast<long>(code[pc - 1].value) - 1;
+      }
+      if (known) next = d + effect;
+      if (next > static_cast<long>(CalculatorFunction::kStackLimit)) {
+        throw FunctionError("calculator program needs more than " +
+                            std::to_string(CalculatorFunction::kStackLimit) + " stack entries");
+      }
+      if (next < 0) next = kUnknown;
+    }
+    const Instruction& i = code[pc];
+    if (i.op == Op::kJump) {
+      merge(i.target, next);
+    } else {
+      merge(pc + 1, next);
+      if (i.op == Op::kJumpIfFalse) merge(i.target, next);
+    }
+  }
+}
+
+struct Value {
+  double v;
+  enum Kind : std::uint8_t { kReal, kInt, kBool } kind;
+};
+
+// The integer a number operand stands for (reals truncated), if it is one in range.
+std::optional<std::int64_t> AsInteger(const Value& x) {
+  if (x.kind == Value::kBool) return std::nullopt;
+  const double t = std::trunc(x.v);
+  if (!(t >= kIntMin && t <= kIntMax)) return std::nullopt;
+  return static_cast<std::int64_t>(t);
+}
+
+// An integer result: an integer while it fits 32 bits, otherwise a real.
+Value IntegerResult(std::int64_t i) {
+  const double d = static_cast<double>(i);
+  return {d, d >= kIntMin && d <= kIntMax ? Value::kInt : Value::kReal};
+}
+
+// Sine and cosine of degrees, exact at multiples of 90 degrees.
+double SinDegrees(double degrees) {
+  const double a = std::fmod(degrees, 360.0);
+  if (a == 0.0 || a == 180.0 || a == -180.0) return 0.0;
+  if (a == 90.0 || a == -270.0) return 1.0;
+  if (a == 270.0 || a == -90.0) return -1.0;
+  return std::sin(a * (std::numbers::pi / 180.0));
+}
+
+}  // namespace
+
+CalculatorFunction::CalculatorFunction(std::vector<Interval> domain, std::vector<Interval> range,
+                                       std::string_view program)
+    : Function(std::move(domain), std::move(range)) {
+  if (GetRange().empty()) throw FunctionError("calculator function without a range");
+  if (InputCount() > kStackLimit || GetRange().size() > kStackLimit) {
+    throw FunctionError("calculator function with more values than its stack holds");
+  }
+  Compiler(WithoutOuterBraces(program), code_).CompileProgram();
+  if (code_.size() > std::numeric_limits<std::uint32_t>::max() / 2) {
+    throw FunctionError("calculator program too long");
+  }
+  RefuseTooDeep(code_, InputCount());
+}
+
+CalculatorFunction::~CalculatorFunction() = default;
+
+void CalculatorFunction::Evaluate(std::span<const double> in, std::span<double> out) const {
+  std::array<Value, kStackLimit> stack;
+  std::size_t sp = 0;
+  const std::size_t outputs = std::min(out.size(), GetRange().size());
+  auto fail = [&] {
+    for (std::size_t j = 0; j < outputs; ++j)
+      out[j] = 0.0;
+    ClipOutputs(out.first(outputs));
+  };
+  for (std::size_t i = 0; i < InputCount(); ++i) {
+    stack[sp++] = {ClipInput(i, i < in.size() ? in[i] : GetDomain()[i].min), Value::kReal};
+  }
+
+// Operand access for the operators below; each bails out of the run on error.
+#define QOR_NEED(n) \
+  if (sp < (n)) return fail()
+#define QOR_ROOM(n) \
+  if (sp + (n) > kStackLimit) return fail()
+#define QOR_NUMBER(x) \
+  if ((x).kind == Value::kBool) return fail()
+
+  const std::size_t size = code_.size();
+  for (std::size_t pc = 0; pc < size; ++pc) {
+    const Instruction& ins = code_[pc];
+    switch (ins.op) {
+      case Op::kPushReal:
+      case Op::kPushInt:
+      case Op::kPushBool: {
+        QOR_ROOM(1);
+        const Value::Kind kind = ins.op == Op::kPushReal  ? Value::kReal
+                                 : ins.op == Op::kPushInt ? Value::kInt
+                                                          : Value::kBool;
+        stack[sp++] = {ins.value, kind};
+        break;
+      }
+      case Op::kJumpIfFalse: {
+        QOR_NEED(1);
+        const Value c = stack[--sp];
+        if (c.kind != Value::kBool) return fail();
+        if (c.v == 0.0) pc = ins.target - 1;  // the loop's ++pc lands on the target
+        break;
+      }
+      case Op::kJump:
+        pc = ins.target - 1;
+        break;
+
+      // One number in, one out.
+      case Op::kAbs:
+      case Op::kNeg:
+      case Op::kCeiling:
+      case Op::kFloor:
+      case Op::kRound:
+      case Op::kTruncate:
+      case Op::kCvi:
+      case Op::kCvr:
+      case Op::kSqrt:
+      case Op::kSin:
+      case Op::kCos:
+      case Op::kLn:
+      case Op::kLog: {
+        QOR_NEED(1);
+        Value& x = stack[sp - 1];
+        QOR_NUMBER(x);
+        const bool integer = x.kind == Value::kInt;
+        switch (ins.op) {
+          case Op::kAbs:
+            x = integer ? IntegerResult(std::llabs(static_cast<std::int64_t>(x.v)))
+                        : Value{std::fabs(x.v), Value::kReal};
+            break;
+          case Op::kNeg:
+            x = integer ? IntegerResult(-static_cast<std::int64_t>(x.v))
+                        : Value{-x.v, Value::kReal};
+            break;
+          // Integers are left as they are; reals stay reals.
+          case Op::kCeiling:
+            x.v = std::ceil(x.v);
+            break;
+          case Op::kFloor:
+            x.v = std::floor(x.v);
+            break;
+          case Op::kRound:  // the language's rounding: halves go up (-2.5 gives -2)
+            x.v = std::floor(x.v + 0.5);
+            break;
+          case Op::kTruncate:
+            x.v = std::trunc(x.v);
+            break;
+          case Op::kCvi: {
+            const auto i = AsInteger(x);
+            if (!i) return fail();
+            x = {static_cast<double>(*i), Value::kInt};
+            break;
+          }
+          case Op::kCvr:
+            x.kind = Value::kReal;
+            break;
+          case Op::kSqrt:
+            if (x.v < 0.0) return fail();
+            x = {std::sqrt(x.v), Value::kReal};
+            break;
+          case Op::kSin:
+            x = {SinDegrees(x.v), Value::kReal};
+            break;
+          case Op::kCos:
+            x = {SinDegrees(x.v + 90.0), Value::kReal};
+            break;
+          case Op::kLn:
+          case Op::kLog:
+            if (!(x.v > 0.0)) return fail();
+            x = {ins.op == Op::kLn ? std::log(x.v) : std::log10(x.v), Value::kReal};
+            break;
+          default:
+            break;
+        }
+        break;
+      }
+
+      // Two numbers in, one number out.
+      case Op::kAdd:
+      case Op::kSub:
+      case Op::kMul:
+      case Op::kDiv:
+      case Op::kIdiv:
+      case Op::kMod:
+      case Op::kAtan:
+      case Op::kExp:
+      case Op::kBitshift: {
+        QOR_NEED(2);
+        const Value b = stack[--sp];
+        Value& a = stack[sp - 1];
+        QOR_NUMBER(a);
+        QOR_NUMBER(b);
+        const bool integers = a.kind == Value::kInt && b.kind == Value::kInt;
+        // Only read as integers when they are: a real may be far outside the range.
+        const std::int64_t ia = integers ? static_cast<std::int64_t>(a.v) : 0;
+        const std::int64_t ib = integers ? static_cast<std::int64_t>(b.v) : 0;
+        switch (ins.op) {
+          case Op::kAdd:
+            a = integers ? IntegerResult(ia + ib) : Value{a.v + b.v, Value::kReal};
+            break;
+          case Op::kSub:
+            a = integers ? IntegerResult(ia - ib) : Value{a.v - b.v, Value::kReal};
+            break;
+          case Op::kMul:
+            a = integers ? IntegerResult(ia * ib) : Value{a.v * b.v, Value::kReal};
+            break;
+          case Op::kDiv:
+            if (b.v == 0.0) return fail();
+            a = {a.v / b.v, Value::kReal};
+            break;
+          case Op::kIdiv:
+          case Op::kMod: {
+            const auto x = AsInteger(a);
+            const auto y = AsInteger(b);
+            if (!x || !y || *y == 0) return fail();
+            a = IntegerResult(ins.op == Op::kIdiv ? *x / *y : *x % *y);
+            break;
+          }
+          case Op::kAtan: {
+            if (a.v == 0.0 && b.v == 0.0) return fail();
+            double degrees = std::atan2(a.v, b.v) * (180.0 / std::numbers::pi);
+            if (degrees < 0.0) degrees += 360.0;
+            a = {degrees, Value::kReal};
+            break;
+          }
+          case Op::kExp: {
+            const double p = std::pow(a.v, b.v);
+            if (!std::isfinite(p)) return fail();
+            a = {p, Value::kReal};
+            break;
+          }
+          case Op::kBitshift: {
+            const auto x = AsInteger(a);
+            const auto s = AsInteger(b);
+            if (!x || !s) return fail();
+            const auto bits = static_cast<std::uint32_t>(*x);
+            std::uint32_t r = 0;
+            if (*s >= 0 && *s < 32) r = bits << *s;
+            if (*s < 0 && *s > -32) r = bits >> -*s;
+            a = {static_cast<double>(static_cast<std::int32_t>(r)), Value::kInt};
+            break;
+          }
+          default:
+            break;
+        }
+        break;
+      }
+
+      // Comparisons.
+      case Op::kEq:
+      case Op::kNe: {
+        QOR_NEED(2);
+        const Value b = stack[--sp];
+        Value& a = stack[sp - 1];
+        const bool same_type = (a.kind == Value::kBool) == (b.kind == Value::kBool);
+        const bool equal = same_type && a.v == b.v;
+        a = {(ins.op == Op::kEq) == equal ? 1.0 : 0.0, Value::kBool};
+        break;
+      }
+      case Op::kGe:
+      case Op::kGt:
+      case Op::kLe:
+      case Op::kLt: {
+        QOR_NEED(2);
+        const Value b = stack[--sp];
+        Value& a = stack[sp - 1];
+        QOR_NUMBER(a);
+        QOR_NUMBER(b);
+        bool r = false;
+        if (ins.op == Op::kGe) r = a.v >= b.v;
+        if (ins.op == Op::kGt) r = a.v > b.v;
+        if (ins.op == Op::kLe) r = a.v <= b.v;
+        if (ins.op == Op::kLt) r = a.v < b.v;
+        a = {r ? 1.0 : 0.0, Value::kBool};
+        break;
+      }
+
+      // Logical for booleans, bitwise for integers.
+      case Op::kAnd:
+      case Op::kOr:
+      case Op::kXor: {
+        QOR_NEED(2);
+        const Value b = stack[--sp];
+        Value& a = stack[sp - 1];
+        if ((a.kind == Value::kBool) != (b.kind == Value::kBool)) return fail();
+        if (a.kind == Value::kBool) {
+          const bool x = a.v != 0.0;
+          const bool y = b.v != 0.0;
+          const bool r = ins.op == Op::kAnd ? (x && y) : ins.op == Op::kOr ? (x || y) : (x != y);
+          a.v = r ? 1.0 : 0.0;
+        } else {
+          const auto x = AsInteger(a);
+          const auto y = AsInteger(b);
+          if (!x || !y) return fail();
+          const auto u = static_cast<std::uint32_t>(*x);
+          const auto v = static_cast<std::uint32_t>(*y);
+          const std::uint32_t r = ins.op == Op::kAnd  ? (u & v)
+                                  : ins.op == Op::kOr ? (u | v)
+                                                      : (u ^ v);
+          a = {static_cast<double>(static_cast<std::int32_t>(r)), Value::kInt};
+        }
+        break;
+      }
+      case Op::kNot: {
+        QOR_NEED(1);
+        Value& a = stack[sp - 1];
+        if (a.kind == Value::kBool) {
+          a.v = a.v != 0.0 ? 0.0 : 1.0;
+        } else {
+          const auto x = AsInteger(a);
+          if (!x) return fail();
+          a = {static_cast<double>(~static_cast<std::int32_t>(*x)), Value::kInt};
+        }
+        break;
+      }
+
+      // Stack manipulation.
+      case Op::kDup:
+        QOR_NEED(1);
+        QOR_ROOM(1);
+        stack[sp] = stack[sp - 1];
+        ++sp;
+        break;
+      case Op::kExch:
+        QOR_NEED(2);
+        std::swap(stack[sp - 1], stack[sp - 2]);
+        break;
+      case Op::kPop:
+        QOR_NEED(1);
+        --sp;
+        break;
+      case Op::kCopy: {
+        QOR_NEED(1);
+        const auto n = AsInteger(stack[--sp]);
+        if (!n || *n < 0) return fail();
+        const auto count = static_cast<std::size_t>(*n);
+        QOR_NEED(count);
+        QOR_ROOM(count);
+        std::copy(stack.begin() + (sp - count), stack.begin() + sp, stack.begin() + sp);
+        sp += count;
+        break;
+      }
+      case Op::kIndex: {
+        QOR_NEED(1);
+        const auto n = AsInteger(stack[sp - 1]);
+        // (x_n ... x_0 n) gives (x_n ... x_0 x_n).
+        if (!n || *n < 0 || static_cast<std::size_t>(*n) + 2 > sp) return fail();
+        stack[sp - 1] = stack[sp - 2 - static_cast<std::size_t>(*n)];
+        break;
+      }
+      case Op::kRoll: {
+        QOR_NEED(2);
+        const auto j = AsInteger(stack[sp - 1]);
+        const auto n = AsInteger(stack[sp - 2]);
+        if (!j || !n || *n < 0) return fail();
+        sp -= 2;
+        const auto count = static_cast<std::size_t>(*n);
+        QOR_NEED(count);
+        if (count == 0) break;
+        // Positive j moves elements towards the top: (a b c) 3 1 roll gives (c a b).
+        const std::int64_t shift = ((*j % *n) + *n) % *n;
+        const auto first = stack.begin() + (sp - count);
+        std::rotate(first, first + (count - static_cast<std::size_t>(shift)), stack.begin() + sp);
+        break;
+      }
+    }
+  }
+#undef QOR_NEED
+#undef QOR_ROOM
+#undef QOR_NUMBER
+
+  // The outputs are the top `outputs` entries, the deepest one first.
+  if (sp < GetRange().size()) return fail();
+  const std::size_t first = sp - GetRange().size();
+  for (std::size_t j = 0; j < outputs; ++j)
+    out[j] = stack[first + j].v;
+  ClipOutputs(out.first(outputs));
+}
+
+}  // namespace QorPaint

@@ -134,9 +134,10 @@ class CalculatorFunction final : public Function {
   // The stack depth the calculator allows; deeper programs are refused.
   static constexpr std::size_t kStackLimit = 100;
 
-  // `program` is the text between (and excluding) the outer braces' contents, e.g.
-  // "dup 0.5 mul exch". Throws FunctionError for unknown operators or unbalanced
-  // braces.
+  // `program` is the program's text, e.g. "dup 0.5 mul exch"; one pair of braces
+  // around all of it (as a stream holds it) is accepted too. Throws FunctionError
+  // for unknown operators, unbalanced braces, a procedure not followed by if or
+  // ifelse, or a stack that provably grows beyond kStackLimit.
   CalculatorFunction(std::vector<Interval> domain, std::vector<Interval> range,
                      std::string_view program);
   ~CalculatorFunction() override;
@@ -144,8 +145,10 @@ class CalculatorFunction final : public Function {
   std::size_t OutputCount() const override { return GetRange().size(); }
   void Evaluate(std::span<const double> in, std::span<double> out) const override;
 
- private:
+  // One step of the compiled program; opaque, defined by the implementation.
   struct Instruction;
+
+ private:
   std::vector<Instruction> code_;
 };
 

@@ -1,0 +1,217 @@
+// LittleCMS transforms into the output intent's CMYK or the built-in separation.
+//
+// Everything here runs when a colour space is resolved, except CmykTransform::ToCmyk,
+// which runs per colour: it converts one pixel of doubles and allocates nothing.
+#include "color/cms_conversion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace QorPdf::internal {
+
+namespace {
+
+constexpr cmsUInt32Number kIntent = INTENT_RELATIVE_COLORIMETRIC;
+constexpr cmsUInt32Number kFlags = cmsFLAGS_BLACKPOINTCOMPENSATION | cmsFLAGS_NOCACHE;
+
+double Unit(double x) {
+  if (!(x >= 0.0)) return 0.0;  // also NaN
+  return x > 1.0 ? 1.0 : x;
+}
+
+cmsHPROFILE OpenProfile(std::span<const unsigned char> icc) {
+  if (icc.empty() || icc.size() > std::numeric_limits<cmsUInt32Number>::max()) return nullptr;
+  return cmsOpenProfileFromMem(icc.data(), static_cast<cmsUInt32Number>(icc.size()));
+}
+
+}  // namespace
+
+std::array<double, 4> SeparateRgb(double r, double g, double b) {
+  r = Unit(r);
+  g = Unit(g);
+  b = Unit(b);
+  const double max = std::max({r, g, b});
+  if (max == 0.0) return {0.0, 0.0, 0.0, 1.0};
+  // (max − r)/max is (1 − r − k)/(1 − k) with k = 1 − max, without the rounding of k.
+  return {(max - r) / max, (max - g) / max, (max - b) / max, 1.0 - max};
+}
+
+CmykTransform::CmykTransform(cmsHTRANSFORM transform, Input input, std::size_t inputs,
+                             bool to_output)
+    : transform_(transform), input_(input), inputs_(inputs), to_output_(to_output) {}
+
+CmykTransform::~CmykTransform() {
+  if (transform_) cmsDeleteTransform(transform_);
+}
+
+std::array<double, 4> CmykTransform::ToCmyk(std::span<const double> in) const {
+  std::array<double, cmsMAXCHANNELS> source{};
+  const std::size_t n = std::min({in.size(), inputs_, source.size()});
+  std::copy_n(in.begin(), n, source.begin());
+  if (!transform_) return SeparateRgb(source[0], source[1], source[2]);
+  std::array<double, 4> out{};
+  cmsDoTransform(transform_, source.data(), out.data(), 1);
+  if (!to_output_) {
+    // LittleCMS's float arithmetic leaves noise in the last digits where a colour is
+    // neutral or black; near black the separation would turn it into full CMY under
+    // the black. Results on a 1e-6 grid keep such colours neutral.
+    for (std::size_t i = 0; i < 3; ++i)
+      out[i] = std::round(out[i] * 1e6) / 1e6;
+    return SeparateRgb(out[0], out[1], out[2]);
+  }
+  for (double& v : out)
+    v = Unit(v / 100.0);
+  return out;
+}
+
+CmsConversion::CmsConversion() : srgb_(cmsCreate_sRGBProfile()) {}
+
+CmsConversion::~CmsConversion() {
+  from_srgb_.reset();
+  from_lab_.reset();
+  if (output_) cmsCloseProfile(output_);
+  if (srgb_) cmsCloseProfile(srgb_);
+}
+
+std::optional<std::string> CmsConversion::UseOutputProfile(std::span<const unsigned char> icc) {
+  cmsHPROFILE profile = OpenProfile(icc);
+  if (!profile) return "LittleCMS cannot read the ICC profile";
+  std::optional<std::string> refusal;
+  if (cmsGetColorSpace(profile) != cmsSigCmykData) {
+    refusal = "the profile is not a CMYK profile";
+  } else if (cmsGetDeviceClass(profile) != cmsSigOutputClass) {
+    refusal = "the profile is not an output profile";
+  } else {
+    // Proof that LittleCMS can build a transform into it (a profile may lack the
+    // intent's own table and still serve it through its perceptual one).
+    cmsHPROFILE srgb = cmsCreate_sRGBProfile();
+    cmsHTRANSFORM probe =
+        srgb ? cmsCreateTransform(srgb, TYPE_RGB_DBL, profile, TYPE_CMYK_DBL, kIntent, kFlags)
+             : nullptr;
+    if (probe) {
+      cmsDeleteTransform(probe);
+    } else {
+      refusal = "LittleCMS cannot convert into the profile";
+    }
+    if (srgb) cmsCloseProfile(srgb);
+  }
+  if (refusal) {
+    cmsCloseProfile(profile);
+    return refusal;
+  }
+  if (output_) cmsCloseProfile(output_);
+  output_ = profile;
+  from_srgb_.reset();
+  from_lab_.reset();
+  return std::nullopt;
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::Make(cmsHPROFILE source,
+                                                         CmykTransform::Input input,
+                                                         std::string& reason) {
+  if (!source) {
+    reason = "LittleCMS cannot read the profile";
+    return nullptr;
+  }
+  const cmsInt32Number channels = cmsChannelsOfColorSpace(cmsGetColorSpace(source));
+  const cmsUInt32Number format = cmsFormatterForColorspaceOfProfile(source, 0, TRUE);
+  cmsHPROFILE destination = output_ ? output_ : srgb_;
+  cmsHTRANSFORM transform = nullptr;
+  if (channels > 0 && channels < cmsMAXCHANNELS && format != 0 && destination) {
+    transform = cmsCreateTransform(source, format, destination,
+                                   output_ ? TYPE_CMYK_DBL : TYPE_RGB_DBL, kIntent, kFlags);
+  }
+  cmsCloseProfile(source);
+  if (!transform) {
+    reason = "LittleCMS cannot convert from the profile";
+    return nullptr;
+  }
+  return std::make_shared<CmykTransform>(transform, input, static_cast<std::size_t>(channels),
+                                         output_ != nullptr);
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::FromSrgb() {
+  if (!from_srgb_) {
+    if (output_) {
+      std::string reason;
+      from_srgb_ = Make(cmsCreate_sRGBProfile(), CmykTransform::Input::kRgb, reason);
+    }
+    // Without an output profile (or, never expected, when LittleCMS fails on its own
+    // sRGB) the values are sRGB already.
+    if (!from_srgb_) {
+      from_srgb_ = std::make_shared<CmykTransform>(nullptr, CmykTransform::Input::kRgb, 3, false);
+    }
+  }
+  return from_srgb_;
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::FromLab() {
+  if (!from_lab_) {
+    std::string reason;
+    from_lab_ = Make(cmsCreateLab4Profile(nullptr), CmykTransform::Input::kLab, reason);
+  }
+  return from_lab_;
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::FromIcc(std::span<const unsigned char> icc,
+                                                            std::size_t components,
+                                                            std::string& reason) {
+  cmsHPROFILE profile = OpenProfile(icc);
+  if (!profile) {
+    reason = "LittleCMS cannot read the ICC profile";
+    return nullptr;
+  }
+  const cmsColorSpaceSignature space = cmsGetColorSpace(profile);
+  const cmsProfileClassSignature kind = cmsGetDeviceClass(profile);
+  const cmsInt32Number channels = cmsChannelsOfColorSpace(space);
+  if (channels < 0 || static_cast<std::size_t>(channels) != components) {
+    reason = "the ICC profile has " + std::to_string(channels) + " components, the space " +
+             std::to_string(components);
+    cmsCloseProfile(profile);
+    return nullptr;
+  }
+  // Abstract profiles stay: a Lab identity profile is one.
+  if (kind == cmsSigLinkClass || kind == cmsSigNamedColorClass) {
+    reason = "the ICC profile does not describe a colour space";
+    cmsCloseProfile(profile);
+    return nullptr;
+  }
+  CmykTransform::Input input = CmykTransform::Input::kOther;
+  if (space == cmsSigGrayData) input = CmykTransform::Input::kGray;
+  if (space == cmsSigRgbData) input = CmykTransform::Input::kRgb;
+  if (space == cmsSigLabData) input = CmykTransform::Input::kLab;
+  return Make(profile, input, reason);
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::FromCalGray(const cmsCIExyY& white,
+                                                                double gamma, std::string& reason) {
+  cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
+  if (!curve) {
+    reason = "LittleCMS cannot build the gamma curve";
+    return nullptr;
+  }
+  cmsHPROFILE profile = cmsCreateGrayProfile(&white, curve);
+  cmsFreeToneCurve(curve);
+  return Make(profile, CmykTransform::Input::kGray, reason);
+}
+
+std::shared_ptr<const CmykTransform> CmsConversion::FromCalRgb(const cmsCIExyY& white,
+                                                               const cmsCIExyYTRIPLE& primaries,
+                                                               const std::array<double, 3>& gamma,
+                                                               std::string& reason) {
+  std::array<cmsToneCurve*, 3> curves{};
+  for (std::size_t i = 0; i < 3; ++i)
+    curves[i] = cmsBuildGamma(nullptr, gamma[i]);
+  cmsHPROFILE profile = nullptr;
+  if (curves[0] && curves[1] && curves[2]) {
+    profile = cmsCreateRGBProfile(&white, &primaries, curves.data());
+  }
+  for (cmsToneCurve* curve : curves) {
+    if (curve) cmsFreeToneCurve(curve);
+  }
+  return Make(profile, CmykTransform::Input::kRgb, reason);
+}
+
+}  // namespace QorPdf::internal

@@ -1,0 +1,97 @@
+// Colour management with LittleCMS: transforms from the document's colorimetric
+// sources (sRGB for DeviceRGB, CalGray, CalRGB, Lab, embedded ICC profiles) into the
+// process inks.
+//
+// Two destinations:
+// - the output intent's CMYK profile, when the document has a usable one:
+//   relative colorimetric with black-point compensation, the usual prepress
+//   choice (paper white stays paper, the source's black maps to the press's black);
+// - otherwise the built-in separation: the source goes into sRGB (same intent) and
+//   then through full grey component replacement, k = 1 − max(r, g, b),
+//   c = (max − r) / max and likewise m and y. Neutrals become black ink only, and
+//   DeviceRGB needs no LittleCMS step at all, so its results are exact.
+//
+// Invariants: each CmykTransform owns one cmsHTRANSFORM made with
+// cmsFLAGS_NOCACHE, so a shared transform may be used from several threads;
+// profiles are closed as soon as their transforms exist. Transforms work on
+// doubles (LittleCMS's CMYK doubles are 0 to 100, converted here).
+#pragma once
+
+#include <lcms2.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace QorPdf::internal {
+
+// The built-in separation of an sRGB colour (components clipped to [0, 1]).
+std::array<double, 4> SeparateRgb(double r, double g, double b);
+
+class CmykTransform {
+ public:
+  // What the transform's input components are.
+  enum class Input { kGray, kRgb, kLab, kOther };
+
+  CmykTransform(cmsHTRANSFORM transform, Input input, std::size_t inputs, bool to_output);
+  ~CmykTransform();
+  CmykTransform(const CmykTransform&) = delete;
+  CmykTransform& operator=(const CmykTransform&) = delete;
+
+  Input GetInput() const { return input_; }
+  std::size_t InputCount() const { return inputs_; }
+
+  // `in` has InputCount() values in the source's own units (0 to 1 for grey and RGB,
+  // L* a* b* for Lab); missing ones are 0. Cyan, Magenta, Yellow, Black in [0, 1].
+  std::array<double, 4> ToCmyk(std::span<const double> in) const;
+
+ private:
+  cmsHTRANSFORM transform_;  // null: the input is sRGB already
+  Input input_;
+  std::size_t inputs_;
+  bool to_output_;  // into the output profile's CMYK; otherwise into sRGB
+};
+
+class CmsConversion {
+ public:
+  CmsConversion();
+  ~CmsConversion();
+  CmsConversion(const CmsConversion&) = delete;
+  CmsConversion& operator=(const CmsConversion&) = delete;
+
+  // Adopts `icc` as the destination when it is a CMYK output profile LittleCMS can
+  // convert into; otherwise returns why not and keeps the built-in separation.
+  // Must come before the first transform is made.
+  std::optional<std::string> UseOutputProfile(std::span<const unsigned char> icc);
+  bool HasOutputProfile() const { return output_ != nullptr; }
+
+  // DeviceRGB (taken as sRGB) and D50 Lab: made on first use, then shared.
+  std::shared_ptr<const CmykTransform> FromSrgb();
+  std::shared_ptr<const CmykTransform> FromLab();
+
+  // A new transform per call (the caller caches), or null with `reason` set.
+  // `components` is the count the document declares for the profile.
+  std::shared_ptr<const CmykTransform> FromIcc(std::span<const unsigned char> icc,
+                                               std::size_t components, std::string& reason);
+  std::shared_ptr<const CmykTransform> FromCalGray(const cmsCIExyY& white, double gamma,
+                                                   std::string& reason);
+  std::shared_ptr<const CmykTransform> FromCalRgb(const cmsCIExyY& white,
+                                                  const cmsCIExyYTRIPLE& primaries,
+                                                  const std::array<double, 3>& gamma,
+                                                  std::string& reason);
+
+ private:
+  // Makes the transform from `source` (closed here in every case).
+  std::shared_ptr<const CmykTransform> Make(cmsHPROFILE source, CmykTransform::Input input,
+                                            std::string& reason);
+
+  cmsHPROFILE output_ = nullptr;
+  cmsHPROFILE srgb_ = nullptr;  // the destination of the built-in separation
+  std::shared_ptr<const CmykTransform> from_srgb_;
+  std::shared_ptr<const CmykTransform> from_lab_;
+};
+
+}  // namespace QorPdf::internal

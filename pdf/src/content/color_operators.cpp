@@ -1,0 +1,122 @@
+// Colour operators (CS cs SC SCN sc scn G g RG rg K k) and the paints made from
+// the current colour under the overprint settings.
+//
+// Overprint, as prepress users check it: with overprint off every colour knocks out
+// the plates it does not name. With it on, the colour paints its own colorants only
+// ("paints named colorants only"); in overprint mode 1 a DeviceCMYK colour's zero
+// components count as not named, so they leave their plates untouched too.
+#include <utility>
+
+#include "content/interpreter_frame.h"
+#include "qorpaint/paint.h"
+
+namespace QorPdf::internal {
+namespace {
+
+void SetComponents(ColorState& color, const std::vector<Operand>& operands) {
+  const std::size_t count = color.space->ComponentCount();
+  std::vector<double> components(count, 0.0);
+  std::size_t taken = 0;
+  // The last numbers before the operator (and before a pattern name) are the colour.
+  std::size_t end = operands.size();
+  if (end > 0 && operands[end - 1].IsName()) --end;
+  while (taken < count && taken < end && operands[end - 1 - taken].IsNumber())
+    ++taken;
+  for (std::size_t i = 0; i < taken; ++i) {
+    components[count - taken + i] = operands[end - taken + i].number;
+  }
+  color.components = std::move(components);
+}
+
+}  // namespace
+
+void ContentInterpreter::ColorOperator(const std::string& op,
+                                       const std::vector<Operand>& operands) {
+  GraphicsState& gs = frame_->gs;
+  const bool stroking =
+      op[0] == 'C' || op[0] == 'S' || op[0] == 'G' || op[0] == 'R' || op[0] == 'K';
+  ColorState& color = stroking ? gs.stroke : gs.fill;
+  color.Invalidate();
+
+  auto set_device = [&](std::shared_ptr<const ColorSpace> space, std::size_t count) {
+    double v[4];
+    if (!TakeNumbers(operands, count, v)) {
+      Warn(op, "needs " + std::to_string(count) + " number(s)");
+      return;
+    }
+    color.space = std::move(space);
+    color.components.assign(v, v + count);
+    color.pattern = false;
+  };
+
+  switch (op[0]) {
+    case 'G':
+    case 'g':
+      return set_device(context_.colors.DeviceGray(), 1);
+    case 'R':
+    case 'r':
+      return set_device(context_.colors.DeviceRGB(), 3);
+    case 'K':
+    case 'k':
+      return set_device(context_.colors.DeviceCMYK(), 4);
+    default:
+      break;
+  }
+
+  if (op == "CS" || op == "cs") {
+    if (operands.empty() || !operands.back().IsName()) return Warn(op, "needs a name");
+    color.space = context_.colors.Resolve(operands.back().ToObject(), frame_->resources, page_);
+    color.components = color.space->InitialColor();
+    // The initial colour of a pattern space paints nothing.
+    color.pattern = color.space->Family() == ColorSpaceFamily::kPattern;
+    return;
+  }
+
+  // SC sc SCN scn
+  const bool named_pattern = !operands.empty() && operands.back().IsName();
+  if (color.space->Family() == ColorSpaceFamily::kPattern || named_pattern) {
+    color.pattern = true;
+    std::string kind = "pattern";
+    if (named_pattern) {
+      QPDFObjectHandle pattern =
+          frame_->resources.getKey("/Pattern").getKey("/" + operands.back().text);
+      QPDFObjectHandle type = pattern.isStream() ? pattern.getDict().getKey("/PatternType")
+                                                 : pattern.getKey("/PatternType");
+      if (type.isInteger()) kind = type.getIntValue() == 1 ? "tiling pattern" : "shading pattern";
+    }
+    Unsupported(kind);
+    SetComponents(color, operands);
+    return;
+  }
+  color.pattern = false;
+  SetComponents(color, operands);
+}
+
+std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorState& color,
+                                                                   bool overprint) const {
+  if (color.paint_made) return color.paint;
+  color.paint_made = true;
+  color.paint.reset();
+  if (color.pattern || !color.space || color.space->PaintsNothing()) return nullptr;
+
+  QorColor::Color ink = color.space->ToInk(color.components);
+  if (overprint) {
+    if (color.space->Family() == ColorSpaceFamily::kDeviceCMYK && frame_->gs.overprint_mode == 1) {
+      QorColor::Color nonzero;
+      for (const auto& entry : ink) {
+        if (entry.tint != 0.0f) nonzero.Add(entry.name, entry.tint);
+      }
+      nonzero.SetPaintsAllColorants(ink.PaintsAllColorants());
+      ink = std::move(nonzero);
+    }
+    ink.SetPaintsNamedColorantsOnly(true);
+  } else {
+    ink.SetPaintsNamedColorantsOnly(false);
+  }
+  // Nothing left to paint: an overprinting colour that names no colorant.
+  if (ink.Empty()) return nullptr;
+  color.paint = std::make_shared<const QorPaint::FlatPaint>(std::move(ink));
+  return color.paint;
+}
+
+}  // namespace QorPdf::internal

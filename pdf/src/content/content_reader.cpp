@@ -1,0 +1,216 @@
+#include "content/content_reader.h"
+
+#include <charconv>
+#include <cmath>
+#include <qpdf/Buffer.hh>
+#include <qpdf/BufferInputSource.hh>
+#include <utility>
+
+namespace QorPdf::internal {
+namespace {
+
+// PDF numbers are plain decimals; from_chars is locale-free, unlike strtod, but
+// refuses a leading plus sign.
+double ParseNumber(const std::string& raw) {
+  const char* first = raw.data();
+  const char* last = raw.data() + raw.size();
+  if (first != last && *first == '+') ++first;
+  double value = 0.0;
+  const auto result = std::from_chars(first, last, value);
+  if (result.ec != std::errc() || !std::isfinite(value)) return 0.0;
+  return value;
+}
+
+}  // namespace
+
+const Operand* Operand::Find(std::string_view key) const {
+  if (kind != Kind::kDictionary) return nullptr;
+  for (std::size_t i = 0; i + 1 < elements.size(); i += 2) {
+    if (elements[i].text == key) return &elements[i + 1];
+  }
+  return nullptr;
+}
+
+QPDFObjectHandle Operand::ToObject() const {
+  switch (kind) {
+    case Kind::kNull:
+      return QPDFObjectHandle::newNull();
+    case Kind::kNumber:
+      if (number == std::floor(number) && std::fabs(number) < 9.0e15) {
+        return QPDFObjectHandle::newInteger(static_cast<long long>(number));
+      }
+      return QPDFObjectHandle::newReal(number, 6);
+    case Kind::kBool:
+      return QPDFObjectHandle::newBool(boolean);
+    case Kind::kName:
+      return QPDFObjectHandle::newName("/" + text);
+    case Kind::kString:
+      return QPDFObjectHandle::newString(text);
+    case Kind::kArray: {
+      auto array = QPDFObjectHandle::newArray();
+      for (const Operand& element : elements)
+        array.appendItem(element.ToObject());
+      return array;
+    }
+    case Kind::kDictionary: {
+      auto dictionary = QPDFObjectHandle::newDictionary();
+      for (std::size_t i = 0; i + 1 < elements.size(); i += 2) {
+        dictionary.replaceKey("/" + elements[i].text, elements[i + 1].ToObject());
+      }
+      return dictionary;
+    }
+  }
+  return QPDFObjectHandle::newNull();
+}
+
+ContentReader::ContentReader(std::string data, std::string description)
+    : data_(std::move(data)), description_(std::move(description)) {
+  buffer_ = std::make_unique<Buffer>(reinterpret_cast<unsigned char*>(data_.data()), data_.size());
+  input_ = std::make_shared<BufferInputSource>(description_, buffer_.get());
+  tokenizer_.allowEOF();
+}
+
+ContentReader::~ContentReader() = default;
+
+void ContentReader::Problem(std::string text) {
+  for (const std::string& p : problems_) {
+    if (p == text) return;
+  }
+  problems_.push_back(std::move(text));
+}
+
+bool ContentReader::ReadOperand(const QPDFTokenizer::Token& token, Operand& out,
+                                std::size_t depth) {
+  out = Operand{};
+  switch (token.getType()) {
+    case QPDFTokenizer::tt_integer:
+    case QPDFTokenizer::tt_real:
+      out.kind = Operand::Kind::kNumber;
+      out.number = ParseNumber(token.getRawValue());
+      return true;
+    case QPDFTokenizer::tt_bool:
+      out.kind = Operand::Kind::kBool;
+      out.boolean = token.getRawValue() == "true";
+      return true;
+    case QPDFTokenizer::tt_null:
+      return true;
+    case QPDFTokenizer::tt_name:
+      out.kind = Operand::Kind::kName;
+      out.text = token.getValue().substr(1);
+      return true;
+    case QPDFTokenizer::tt_string:
+      out.kind = Operand::Kind::kString;
+      out.text = token.getValue();
+      return true;
+    case QPDFTokenizer::tt_array_open:
+    case QPDFTokenizer::tt_dict_open: {
+      const bool array = token.getType() == QPDFTokenizer::tt_array_open;
+      const auto close = array ? QPDFTokenizer::tt_array_close : QPDFTokenizer::tt_dict_close;
+      out.kind = array ? Operand::Kind::kArray : Operand::Kind::kDictionary;
+      if (depth >= kMaxNesting) Problem("arrays or dictionaries nested too deep");
+      for (;;) {
+        const QPDFTokenizer::Token inner = tokenizer_.readToken(input_, description_, true);
+        const auto type = inner.getType();
+        if (type == close) break;
+        if (type == QPDFTokenizer::tt_eof) {
+          Problem("unterminated array or dictionary");
+          break;
+        }
+        if (type == QPDFTokenizer::tt_word || type == QPDFTokenizer::tt_bad ||
+            type == QPDFTokenizer::tt_array_close || type == QPDFTokenizer::tt_dict_close) {
+          ++bad_tokens_;
+          Problem("unexpected '" + inner.getRawValue() + "' inside an array or dictionary");
+          continue;
+        }
+        Operand element;
+        if (!ReadOperand(inner, element, depth + 1)) continue;
+        if (depth < kMaxNesting && out.elements.size() < kMaxOperands) {
+          out.elements.push_back(std::move(element));
+        }
+      }
+      if (!array && out.elements.size() % 2 != 0) out.elements.pop_back();
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
+  operands.clear();
+  for (;;) {
+    const QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true);
+    const auto type = token.getType();
+    if (type == QPDFTokenizer::tt_eof) {
+      Problem("inline image without ID");
+      operands.clear();
+      return;
+    }
+    if (type == QPDFTokenizer::tt_word) {
+      if (token.getValue() != "ID") {
+        Problem("unexpected '" + token.getValue() + "' in an inline image dictionary");
+        continue;
+      }
+      // One white-space character separates ID from the data.
+      char separator = 0;
+      input_->read(&separator, 1);
+      tokenizer_.expectInlineImage(input_);
+      const QPDFTokenizer::Token data = tokenizer_.readToken(input_, description_, true);
+      Operand bytes;
+      bytes.kind = Operand::Kind::kString;
+      if (data.getType() == QPDFTokenizer::tt_inline_image) {
+        bytes.text = data.getValue();
+      } else {
+        Problem("inline image data without EI");
+      }
+      if (operands.size() % 2 != 0) operands.pop_back();
+      operands.push_back(std::move(bytes));
+      // The EI that ends the data.
+      const QPDFTokenizer::Token end = tokenizer_.readToken(input_, description_, true);
+      if (!end.isWord("EI")) Problem("inline image data without EI");
+      return;
+    }
+    Operand operand;
+    if (ReadOperand(token, operand, 0)) {
+      if (operands.size() < kMaxOperands) operands.push_back(std::move(operand));
+    } else {
+      ++bad_tokens_;
+    }
+  }
+}
+
+bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
+  operands.clear();
+  for (;;) {
+    const QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true);
+    const auto type = token.getType();
+    if (type == QPDFTokenizer::tt_eof) {
+      if (bad_tokens_ > 0) {
+        Problem(std::to_string(bad_tokens_) + " unreadable token(s) skipped");
+        bad_tokens_ = 0;
+      }
+      return false;
+    }
+    if (type == QPDFTokenizer::tt_word) {
+      op = token.getValue();
+      if (op == "BI") ReadInlineImage(operands);
+      return true;
+    }
+    Operand operand;
+    if (!ReadOperand(token, operand, 0)) {
+      ++bad_tokens_;
+      continue;
+    }
+    if (operands.size() >= kMaxOperands) {
+      if (!overflow_reported_) {
+        Problem("more than " + std::to_string(kMaxOperands) +
+                " operands before an operator: the oldest dropped");
+        overflow_reported_ = true;
+      }
+      operands.erase(operands.begin());
+    }
+    operands.push_back(std::move(operand));
+  }
+}
+
+}  // namespace QorPdf::internal

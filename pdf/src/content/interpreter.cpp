@@ -1,0 +1,383 @@
+// The interpreter's driver: running streams, dispatching operators, the graphics
+// state operators (q Q cm w J j M d ri i gs), marked content and reporting. Paths,
+// colour, text and XObjects have files of their own.
+#include "content/interpreter.h"
+
+#include <cmath>
+#include <exception>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "content/interpreter_frame.h"
+
+namespace QorPdf::internal {
+namespace {
+
+// Operators have at most three characters: a packed key lets one switch dispatch.
+constexpr std::uint32_t Key(std::string_view op) {
+  if (op.size() > 3 || op.empty()) return 0;
+  std::uint32_t key = static_cast<std::uint32_t>(op.size()) << 24;
+  for (std::size_t i = 0; i < op.size(); ++i) {
+    key |= static_cast<std::uint32_t>(static_cast<unsigned char>(op[i])) << (8 * i);
+  }
+  return key;
+}
+
+}  // namespace
+
+bool TakeNumbers(const std::vector<Operand>& operands, std::size_t count, double* out) {
+  if (operands.size() < count) return false;
+  const std::size_t first = operands.size() - count;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!operands[first + i].IsNumber()) return false;
+    out[i] = operands[first + i].number;
+  }
+  return true;
+}
+
+std::optional<Matrix> ReadMatrix(QPDFObjectHandle array) {
+  if (!array.isArray() || array.getArrayNItems() != 6) return std::nullopt;
+  double m[6];
+  for (int i = 0; i < 6; ++i) {
+    QPDFObjectHandle item = array.getArrayItem(i);
+    if (!item.isNumber()) return std::nullopt;
+    m[i] = item.getNumericValue();
+    if (!std::isfinite(m[i])) return std::nullopt;
+  }
+  return MatrixOf(m);
+}
+
+ContentInterpreter::ContentInterpreter(ImportContext& context, std::size_t page_index)
+    : context_(context), page_(page_index) {}
+
+ContentInterpreter::~ContentInterpreter() = default;
+
+void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content,
+                                 const Matrix& base) {
+  GraphicsState gs;
+  gs.ctm = base;
+  gs.target = &content;
+  gs.fill.space = context_.colors.DeviceGray();
+  gs.fill.components = gs.fill.space->InitialColor();
+  gs.stroke = gs.fill;
+
+  QPDFPageObjectHelper helper(page);
+  QPDFObjectHandle resources = helper.getAttribute("/Resources", false);
+  std::string data;
+  try {
+    for (QPDFObjectHandle stream : helper.getPageContents()) {
+      if (!stream.isStream()) continue;
+      const std::shared_ptr<Buffer> bytes = stream.getStreamData(qpdf_dl_generalized);
+      data.append(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+      // Streams of one page split only between tokens.
+      data.push_back('\n');
+    }
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& e) {
+    Warn("/Contents", std::string("content not fully read: ") + e.what());
+  }
+  context_.warnings.TakeFrom(context_.pdf, page_);
+  RunStream(std::move(data), "page " + std::to_string(page_ + 1), resources, std::move(gs));
+}
+
+void ContentInterpreter::RunStream(std::string data, const std::string& description,
+                                   QPDFObjectHandle resources, GraphicsState initial) {
+  Frame frame;
+  frame.resources = resources.isDictionary() ? resources : QPDFObjectHandle::newDictionary();
+  frame.gs = std::move(initial);
+  Frame* outer = frame_;
+  frame_ = &frame;
+  ++depth_;
+
+  ContentReader reader(std::move(data), description);
+  std::string op;
+  std::vector<Operand> operands;
+  while (reader.Next(op, operands)) {
+    try {
+      Execute(op, operands);
+    } catch (const std::bad_alloc&) {
+      frame_ = outer;
+      --depth_;
+      throw;
+    } catch (const std::exception& e) {
+      Warn(op, e.what());
+    }
+    context_.warnings.TakeFrom(context_.pdf, page_);
+  }
+  for (const std::string& problem : reader.Problems())
+    Warn(description, problem);
+  if (frame.in_text) EndText();
+
+  --depth_;
+  frame_ = outer;
+}
+
+void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& operands) {
+  Frame& f = *frame_;
+  double v[6];
+  switch (Key(op)) {
+    // Graphics state.
+    case Key("q"):
+      return Save();
+    case Key("Q"):
+      return Restore();
+    case Key("cm"):
+      return Concatenate(operands);
+    case Key("w"):
+      if (TakeNumbers(operands, 1, v)) f.gs.stroke_style.width = std::fabs(v[0]);
+      return;
+    case Key("J"):
+      if (TakeNumbers(operands, 1, v) && v[0] >= 0 && v[0] <= 2) {
+        f.gs.stroke_style.cap = static_cast<Morv::LineCap>(static_cast<int>(v[0]));
+      }
+      return;
+    case Key("j"):
+      if (TakeNumbers(operands, 1, v) && v[0] >= 0 && v[0] <= 2) {
+        f.gs.stroke_style.join = static_cast<Morv::LineJoin>(static_cast<int>(v[0]));
+      }
+      return;
+    case Key("M"):
+      if (TakeNumbers(operands, 1, v) && v[0] >= 1.0) f.gs.stroke_style.miterLimit = v[0];
+      return;
+    case Key("d"):
+      return SetDash(operands);
+    case Key("ri"):
+    case Key("i"):
+      return;  // rendering intent and flatness: no effect on ink values or exact geometry
+    case Key("gs"):
+      return SetExtGState(operands);
+
+    // Path construction and painting.
+    case Key("m"):
+    case Key("l"):
+    case Key("c"):
+    case Key("v"):
+    case Key("y"):
+    case Key("h"):
+    case Key("re"):
+      return PathOperator(op, operands);
+    case Key("S"):
+      return Paint(false, true, Morv::kNonZero, false);
+    case Key("s"):
+      return Paint(false, true, Morv::kNonZero, true);
+    case Key("f"):
+    case Key("F"):
+      return Paint(true, false, Morv::kNonZero, false);
+    case Key("f*"):
+      return Paint(true, false, Morv::kEvenOdd, false);
+    case Key("B"):
+      return Paint(true, true, Morv::kNonZero, false);
+    case Key("B*"):
+      return Paint(true, true, Morv::kEvenOdd, false);
+    case Key("b"):
+      return Paint(true, true, Morv::kNonZero, true);
+    case Key("b*"):
+      return Paint(true, true, Morv::kEvenOdd, true);
+    case Key("n"):
+      return Paint(false, false, Morv::kNonZero, false);
+    case Key("W"):
+      f.pending_clip = Morv::kNonZero;
+      return;
+    case Key("W*"):
+      f.pending_clip = Morv::kEvenOdd;
+      return;
+
+    // Colour.
+    case Key("CS"):
+    case Key("cs"):
+    case Key("SC"):
+    case Key("sc"):
+    case Key("SCN"):
+    case Key("scn"):
+    case Key("G"):
+    case Key("g"):
+    case Key("RG"):
+    case Key("rg"):
+    case Key("K"):
+    case Key("k"):
+      return ColorOperator(op, operands);
+
+    // Text.
+    case Key("BT"):
+    case Key("ET"):
+    case Key("Tc"):
+    case Key("Tw"):
+    case Key("Tz"):
+    case Key("TL"):
+    case Key("Tf"):
+    case Key("Tr"):
+    case Key("Ts"):
+    case Key("Td"):
+    case Key("TD"):
+    case Key("Tm"):
+    case Key("T*"):
+    case Key("Tj"):
+    case Key("TJ"):
+    case Key("'"):
+    case Key("\""):
+    case Key("d0"):
+    case Key("d1"):
+      return TextOperator(op, operands);
+
+    // XObjects, inline images, shadings.
+    case Key("Do"):
+      return DoXObject(operands);
+    case Key("BI"):
+      return InlineImage(operands);
+    case Key("sh"):
+      return Unsupported("shading (sh)");
+
+    // Marked content and compatibility sections.
+    case Key("BMC"):
+      return BeginMarkedContent(operands, false);
+    case Key("BDC"):
+      return BeginMarkedContent(operands, true);
+    case Key("EMC"):
+      return EndMarkedContent();
+    case Key("MP"):
+    case Key("DP"):
+    case Key("BX"):
+    case Key("EX"):
+      return;
+    default:
+      WarnOnce(op, "unknown operator: skipped (reported once per page)");
+  }
+}
+
+void ContentInterpreter::Save() {
+  Frame& f = *frame_;
+  constexpr std::size_t kMaxSavedStates = 4096;
+  if (f.saved.size() >= kMaxSavedStates) {
+    WarnOnce("q",
+             "graphics states nested deeper than " + std::to_string(kMaxSavedStates) + ": ignored");
+    return;
+  }
+  f.saved.push_back(f.gs);
+}
+
+void ContentInterpreter::Restore() {
+  Frame& f = *frame_;
+  if (f.saved.empty()) {
+    WarnOnce("Q", "without a matching q: ignored");
+    return;
+  }
+  f.gs = std::move(f.saved.back());
+  f.saved.pop_back();
+}
+
+void ContentInterpreter::Concatenate(const std::vector<Operand>& operands) {
+  double m[6];
+  if (!TakeNumbers(operands, 6, m)) {
+    Warn("cm", "needs six numbers");
+    return;
+  }
+  frame_->gs.ctm = Morv::Compose(frame_->gs.ctm, MatrixOf(m));
+}
+
+void ContentInterpreter::SetDash(const std::vector<Operand>& operands) {
+  if (operands.size() < 2 || !operands[operands.size() - 2].IsArray() ||
+      !operands.back().IsNumber()) {
+    Warn("d", "needs an array and a number");
+    return;
+  }
+  Morv::DashPattern dash;
+  double total = 0.0;
+  for (const Operand& element : operands[operands.size() - 2].elements) {
+    if (!element.IsNumber() || element.number < 0.0) {
+      Warn("d", "dash lengths must be non-negative numbers");
+      return;
+    }
+    dash.array.push_back(element.number);
+    total += element.number;
+  }
+  // All-zero dashes draw nothing sensible; PDF readers draw such lines solid.
+  if (total <= 0.0) dash.array.clear();
+  dash.phase = operands.back().number;
+  frame_->gs.stroke_style.dash = std::move(dash);
+}
+
+void ContentInterpreter::BeginMarkedContent(const std::vector<Operand>& operands,
+                                            bool with_properties) {
+  Frame& f = *frame_;
+  Frame::Marked marked;
+  const bool optional = with_properties && operands.size() >= 2 &&
+                        operands[operands.size() - 2].IsName() &&
+                        operands[operands.size() - 2].text == "OC";
+  if (optional) {
+    const Operand& properties = operands.back();
+    QPDFObjectHandle object;
+    if (properties.IsName()) {
+      object = f.resources.getKey("/Properties").getKey("/" + properties.text);
+    }
+    std::optional<QorDoc::LayerExpression> expression;
+    if (object.isDictionary()) {
+      expression = context_.optional_content.ExpressionFor(object, page_);
+    } else {
+      Warn("BDC /OC", "properties " + properties.text + " not found: content kept visible");
+    }
+    if (expression) {
+      QorDoc::Content& members = context_.builder.AddContent();
+      context_.builder.AddLayer(*f.gs.target, members, std::move(*expression));
+      marked.layer = true;
+      marked.parent = f.gs.target;
+      marked.saved_depth = f.saved.size();
+      marked.clips = f.gs.clips;
+      f.gs.target = &members;
+    }
+  }
+  f.marked.push_back(std::move(marked));
+}
+
+void ContentInterpreter::EndMarkedContent() {
+  Frame& f = *frame_;
+  if (f.marked.empty()) {
+    WarnOnce("EMC", "without a matching BMC or BDC: ignored");
+    return;
+  }
+  const Frame::Marked marked = std::move(f.marked.back());
+  f.marked.pop_back();
+  if (!marked.layer) return;
+  // A Q inside the layer that went back past its start has already left it.
+  if (f.saved.size() < marked.saved_depth) return;
+  // Clips applied inside the layer and still in force outlive it: apply them again
+  // outside, oldest first.
+  std::vector<std::shared_ptr<const ClipRecord>> inside;
+  for (auto clip = f.gs.clips; clip && clip != marked.clips; clip = clip->previous)
+    inside.push_back(clip);
+  f.gs.target = marked.parent;
+  f.gs.clips = marked.clips;
+  for (auto it = inside.rbegin(); it != inside.rend(); ++it) {
+    auto record = std::make_shared<ClipRecord>(**it);
+    record->previous = f.gs.clips;
+    OpenClipScope(std::move(record));
+  }
+}
+
+void ContentInterpreter::Warn(const std::string& subject, const std::string& reason) {
+  context_.warnings.Add(page_, subject, reason);
+}
+
+void ContentInterpreter::WarnOnce(const std::string& subject, const std::string& reason) {
+  if (unsupported_reported_.insert(subject).second) Warn(subject, reason);
+}
+
+void ContentInterpreter::Unsupported(const std::string& feature) {
+  WarnOnce(feature, "not supported yet: skipped (reported once per page)");
+}
+
+bool ContentInterpreter::CountObject() {
+  if (objects_ < context_.limits.max_objects) {
+    ++objects_;
+    return true;
+  }
+  if (!object_limit_reported_) {
+    Warn("page", "more than " + std::to_string(context_.limits.max_objects) +
+                     " objects: the rest is skipped");
+    object_limit_reported_ = true;
+  }
+  return false;
+}
+
+}  // namespace QorPdf::internal

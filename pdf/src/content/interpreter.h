@@ -1,0 +1,150 @@
+// The content interpreter: runs a page's content streams (and the forms, Type3
+// glyphs and soft-mask groups they call) and adds what they paint to the document
+// model.
+//
+// Mapping of PDF onto the model:
+// - every painted path, text string and image mask is one object whose own
+//   transformation is the current transformation matrix (user space to world), so
+//   the groups the interpreter makes all have the identity transformation;
+// - a clip (W, W*, text render modes 4-7, a form's BBox) opens a new content: a
+//   clipping object plus everything painted afterwards until the matching Q, as the
+//   members of a group added where the clip happened. The model clips a content's
+//   members; PDF clips what follows. This makes both mean the same;
+// - a form XObject is a group; with /Group /S /Transparency it carries the group
+//   flags and the blend mode, opacity and soft mask in force where it is painted;
+// - marked content BDC /OC ... EMC and XObjects with /OC are layers.
+//
+// Invariants: never throws for bad content; everything skipped is reported to the
+// warning list with the page, the operator or object and the reason. Recursion
+// (forms, Type3 glyphs, soft masks) is bounded by ImportLimits::max_nesting, paths
+// by max_path_points, the page by max_objects.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "color/color_space.h"
+#include "content/content_reader.h"
+#include "content/graphics_state.h"
+#include "content/optional_content.h"
+#include "font/font.h"
+#include "qordoc/document.h"
+#include "qpdf_headers.h"
+#include "warning_list.h"
+
+namespace QorPdf::internal {
+
+struct ImportLimits {
+  std::size_t max_nesting = 64;           // forms, Type3 glyphs and soft masks inside each other
+  std::size_t max_path_points = 1 << 22;  // points of one path
+  std::size_t max_objects = 1 << 24;      // painted objects of one page
+};
+
+// What an import keeps of content that the renderer may not draw yet.
+struct ContentOptions {
+  bool keep_soft_masks = true;
+  bool keep_transparency_groups = true;
+};
+
+// Document-wide services shared by the pages of one import.
+struct ImportContext {
+  QPDF& pdf;
+  WarningList& warnings;
+  ColorContext& colors;
+  FontCache& fonts;
+  OptionalContent& optional_content;
+  QorDoc::DocumentBuilder& builder;
+  ImportLimits limits;
+  ContentOptions options;
+};
+
+class ContentInterpreter {
+ public:
+  ContentInterpreter(ImportContext& context, std::size_t page_index);
+  ~ContentInterpreter();
+
+  // Runs the page's content into `content`; `base` maps default user space to world
+  // coordinates.
+  void RunPage(QPDFObjectHandle page, QorDoc::Content& content, const Matrix& base);
+
+  // The fonts the page selected with Tf, in order of first use.
+  const std::vector<std::shared_ptr<Font>>& FontsUsed() const { return fonts_used_; }
+
+ private:
+  struct Frame;
+
+  // Runs one content stream with its own graphics-state stack, starting from
+  // `initial`. Depth counts nested forms, glyphs and masks.
+  void RunStream(std::string data, const std::string& description, QPDFObjectHandle resources,
+                 GraphicsState initial);
+  void Execute(const std::string& op, std::vector<Operand>& operands);
+
+  // Graphics state.
+  void Save();
+  void Restore();
+  void Concatenate(const std::vector<Operand>& operands);
+  void SetExtGState(const std::vector<Operand>& operands);
+  void ApplyExtGState(QPDFObjectHandle dictionary);
+  void SetDash(const std::vector<Operand>& operands);
+  std::shared_ptr<const QorBlend::Transparency> CurrentTransparency() const;
+  std::shared_ptr<const QorBlend::SoftMask> ReadSoftMask(QPDFObjectHandle mask);
+
+  // Paths.
+  void PathOperator(const std::string& op, const std::vector<Operand>& operands);
+  void Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close);
+  std::shared_ptr<const Morv::Compound> TakePath(std::uint32_t rule);
+  QorDoc::Fillable::Painting MakePainting(bool fill, bool stroke) const;
+  void Clip(std::shared_ptr<const Morv::Compound> compound, const Matrix& t);
+  void ClipToTexts(std::vector<std::shared_ptr<const QorDoc::Text>> texts);
+  // Adds the clip's scope to the current target and makes its content the target.
+  void OpenClipScope(std::shared_ptr<const ClipRecord> record);
+  bool CountObject();
+
+  // Colour.
+  void ColorOperator(const std::string& op, const std::vector<Operand>& operands);
+  std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
+
+  // Text.
+  void TextOperator(const std::string& op, std::vector<Operand>& operands);
+  void ShowText(const std::vector<Operand>& operands, bool array);
+  void ShowString(const std::string& bytes, std::vector<ShownGlyph>& glyphs,
+                  std::vector<double>& positions, double& x);
+  void EmitText(std::vector<ShownGlyph>& glyphs, std::vector<double>& positions,
+                const Matrix& start);
+  void ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix);
+  void EndText();
+
+  // XObjects and inline images.
+  void DoXObject(const std::vector<Operand>& operands);
+  void DoForm(QPDFObjectHandle form, const std::string& name);
+  // Runs a form's content into initial.target, placed by its /Matrix after
+  // initial.ctm and clipped to its /BBox; counts towards the nesting limit.
+  void RunForm(QPDFObjectHandle form, GraphicsState initial, const std::string& name);
+  void DoImageMask(QPDFObjectHandle dictionary, const std::string& data, const std::string& name);
+  void InlineImage(std::vector<Operand>& operands);
+
+  // Marked content and layers.
+  void BeginMarkedContent(const std::vector<Operand>& operands, bool with_properties);
+  void EndMarkedContent();
+
+  // Reporting.
+  void Warn(const std::string& subject, const std::string& reason);
+  // Once per page and subject.
+  void WarnOnce(const std::string& subject, const std::string& reason);
+  // A feature not supported yet: one warning per page and feature.
+  void Unsupported(const std::string& feature);
+
+  ImportContext& context_;
+  std::size_t page_;
+  Frame* frame_ = nullptr;
+  std::size_t depth_ = 0;
+  std::size_t objects_ = 0;
+  bool object_limit_reported_ = false;
+  std::set<std::string> unsupported_reported_;
+  std::vector<std::shared_ptr<Font>> fonts_used_;
+};
+
+}  // namespace QorPdf::internal

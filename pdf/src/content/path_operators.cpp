@@ -1,0 +1,173 @@
+// Path construction (m l c v y h re), painting (S s f F f* B B* b b* n) and
+// clipping (W W*), with the clip scopes that make PDF's "clip what follows" mean the
+// model's "clip the members of a content".
+#include <cmath>
+#include <utility>
+
+#include "content/interpreter_frame.h"
+
+namespace QorPdf::internal {
+
+void ContentInterpreter::PathOperator(const std::string& op, const std::vector<Operand>& operands) {
+  Frame& f = *frame_;
+  double v[6];
+  std::size_t points = 0;
+  const char c = op[0];
+  if (op == "re") {
+    if (!TakeNumbers(operands, 4, v)) return Warn(op, "needs four numbers");
+    points = 4;
+  } else if (c == 'h') {
+    points = 0;
+  } else {
+    const std::size_t count = c == 'm' || c == 'l' ? 2 : c == 'c' ? 6 : 4;
+    if (!TakeNumbers(operands, count, v)) {
+      return Warn(op, "needs " + std::to_string(count) + " numbers");
+    }
+    points = count / 2;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!std::isfinite(v[i])) return Warn(op, "coordinates must be finite");
+    }
+  }
+  if (f.path_points + points > context_.limits.max_path_points) {
+    if (!f.path_limit_reported) {
+      Warn(op, "path has more than " + std::to_string(context_.limits.max_path_points) +
+                   " points: the rest is dropped");
+      f.path_limit_reported = true;
+    }
+    return;
+  }
+  f.path_points += points;
+
+  // Segments need a current point; PDF readers start a subpath at a lone segment's
+  // end instead of failing.
+  if (c != 'm' && op != "re" && c != 'h' && !f.has_current_point) {
+    WarnOnce(op, "segment without a current point: starts a new subpath");
+    const double x = c == 'c' ? v[4] : c == 'l' ? v[0] : v[2];
+    const double y = c == 'c' ? v[5] : c == 'l' ? v[1] : v[3];
+    f.path.MoveTo(x, y);
+    f.has_current_point = true;
+    f.current_x = x;
+    f.current_y = y;
+    f.path_empty = false;
+    return;
+  }
+  switch (c) {
+    case 'm':
+      f.path.MoveTo(v[0], v[1]);
+      f.current_x = v[0];
+      f.current_y = v[1];
+      break;
+    case 'l':
+      f.path.LineTo(v[0], v[1]);
+      f.current_x = v[0];
+      f.current_y = v[1];
+      break;
+    case 'c':
+      f.path.CurveTo(v[0], v[1], v[2], v[3], v[4], v[5]);
+      f.current_x = v[4];
+      f.current_y = v[5];
+      break;
+    case 'v':
+      f.path.CurveTo(f.current_x, f.current_y, v[0], v[1], v[2], v[3]);
+      f.current_x = v[2];
+      f.current_y = v[3];
+      break;
+    case 'y':
+      f.path.CurveTo(v[0], v[1], v[2], v[3], v[2], v[3]);
+      f.current_x = v[2];
+      f.current_y = v[3];
+      break;
+    case 'h':
+      if (!f.has_current_point) return;
+      f.path.Close();
+      break;
+    default:  // re
+      f.path.Rectangle(v[0], v[1], v[2], v[3]);
+      f.current_x = v[0];
+      f.current_y = v[1];
+      break;
+  }
+  f.has_current_point = true;
+  f.path_empty = false;
+}
+
+std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t rule) {
+  Frame& f = *frame_;
+  auto compound = f.path.BuildShared(rule);
+  f.path = Morv::PathBuilder();
+  f.path_points = 0;
+  f.path_empty = true;
+  f.has_current_point = false;
+  f.path_limit_reported = false;
+  return compound;
+}
+
+QorDoc::Fillable::Painting ContentInterpreter::MakePainting(bool fill, bool stroke) const {
+  const GraphicsState& gs = frame_->gs;
+  QorDoc::Fillable::Painting painting;
+  if (fill) painting.fill = PaintOf(gs.fill, gs.fill_overprint);
+  if (stroke) {
+    painting.stroke = PaintOf(gs.stroke, gs.stroke_overprint);
+    painting.strokeStyle = gs.stroke_style;
+  }
+  painting.transparency = CurrentTransparency();
+  return painting;
+}
+
+void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close) {
+  Frame& f = *frame_;
+  if (close && !f.path_empty) f.path.Close();
+  const std::optional<std::uint32_t> clip = f.pending_clip;
+  f.pending_clip.reset();
+  if (f.path_empty) {
+    // A clip by an empty path leaves nothing visible.
+    if (clip) Clip(std::make_shared<const Morv::Compound>(), f.gs.ctm);
+    TakePath(fill_rule);
+    return;
+  }
+  const auto compound = TakePath(fill_rule);
+  if ((fill || stroke) && CountObject()) {
+    QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
+    if (painting.fill || painting.stroke) {
+      context_.builder.AddPath(*f.gs.target, compound, std::move(painting), f.gs.ctm);
+    }
+  }
+  if (clip) {
+    // The clip uses its own rule, not the painting's.
+    auto clip_path = compound;
+    if (*clip != fill_rule) {
+      clip_path = std::make_shared<const Morv::Compound>(compound->GetSubpaths(), *clip);
+    }
+    Clip(std::move(clip_path), f.gs.ctm);
+  }
+}
+
+void ContentInterpreter::Clip(std::shared_ptr<const Morv::Compound> compound, const Matrix& t) {
+  auto record = std::make_shared<ClipRecord>();
+  record->previous = frame_->gs.clips;
+  record->path = std::move(compound);
+  record->transformation = t;
+  OpenClipScope(std::move(record));
+}
+
+void ContentInterpreter::ClipToTexts(std::vector<std::shared_ptr<const QorDoc::Text>> texts) {
+  auto record = std::make_shared<ClipRecord>();
+  record->previous = frame_->gs.clips;
+  record->texts = std::move(texts);
+  OpenClipScope(std::move(record));
+}
+
+void ContentInterpreter::OpenClipScope(std::shared_ptr<const ClipRecord> record) {
+  GraphicsState& gs = frame_->gs;
+  QorDoc::Content& members = context_.builder.AddContent();
+  if (record->path) {
+    context_.builder.AddPath(members, record->path, {}, record->transformation, true);
+  } else {
+    context_.builder.AddTextGroup(members, record->texts, {}, true);
+  }
+  context_.builder.AddGroup(*gs.target, members);
+  gs.target = &members;
+  gs.clips = std::move(record);
+}
+
+}  // namespace QorPdf::internal

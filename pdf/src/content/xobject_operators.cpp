@@ -1,0 +1,249 @@
+// XObjects (Do) and inline images (BI ID EI): forms as groups, transparency groups
+// with their flags, image masks as ImageMask objects, optional content on XObjects
+// as layers.
+//
+// Image masks: the model marks painted samples with a set bit. In PDF a sample of 0
+// paints under the default /Decode [0 1], so samples are inverted unless /Decode is
+// [1 0].
+#include <cstring>
+#include <utility>
+
+#include "content/interpreter_frame.h"
+#include "qorimg/picture_buffer.h"
+
+namespace QorPdf::internal {
+namespace {
+
+// Image masks larger than this many samples are refused: a 1-bit buffer of 2^32
+// samples is already half a gigabyte.
+constexpr std::size_t kMaxMaskSamples = std::size_t{1} << 32;
+
+// Inline images abbreviate their keys and filter names.
+std::string FullKey(const std::string& key) {
+  static constexpr const char* kKeys[][2] = {{"BPC", "BitsPerComponent"},
+                                             {"CS", "ColorSpace"},
+                                             {"D", "Decode"},
+                                             {"DP", "DecodeParms"},
+                                             {"F", "Filter"},
+                                             {"H", "Height"},
+                                             {"IM", "ImageMask"},
+                                             {"I", "Interpolate"},
+                                             {"W", "Width"},
+                                             {"L", "Length"}};
+  for (const auto& entry : kKeys) {
+    if (key == entry[0]) return entry[1];
+  }
+  return key;
+}
+
+std::string FullFilter(const std::string& name) {
+  static constexpr const char* kFilters[][2] = {
+      {"AHx", "ASCIIHexDecode"}, {"A85", "ASCII85Decode"},  {"LZW", "LZWDecode"},
+      {"Fl", "FlateDecode"},     {"RL", "RunLengthDecode"}, {"CCF", "CCITTFaxDecode"},
+      {"DCT", "DCTDecode"}};
+  for (const auto& entry : kFilters) {
+    if (name == entry[0]) return entry[1];
+  }
+  return name;
+}
+
+Operand ExpandFilters(Operand value) {
+  if (value.IsName()) value.text = FullFilter(value.text);
+  for (Operand& element : value.elements) {
+    if (element.IsName()) element.text = FullFilter(element.text);
+  }
+  return value;
+}
+
+}  // namespace
+
+void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
+  if (operands.empty() || !operands.back().IsName()) return Warn("Do", "needs a name");
+  const std::string name = "Do /" + operands.back().text;
+  QPDFObjectHandle xobject =
+      frame_->resources.getKey("/XObject").getKey("/" + operands.back().text);
+  if (!xobject.isStream()) return Warn(name, "XObject not found");
+  QPDFObjectHandle dictionary = xobject.getDict();
+  QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
+
+  // Optional content on the XObject: paint it inside a layer.
+  GraphicsState& gs = frame_->gs;
+  QorDoc::Content* const target = gs.target;
+  QPDFObjectHandle oc = dictionary.getKey("/OC");
+  if (!oc.isNull()) {
+    if (auto expression = context_.optional_content.ExpressionFor(oc, page_)) {
+      QorDoc::Content& members = context_.builder.AddContent();
+      context_.builder.AddLayer(*target, members, std::move(*expression));
+      gs.target = &members;
+    }
+  }
+
+  if (subtype.isNameAndEquals("/Form")) {
+    DoForm(xobject, name);
+  } else if (subtype.isNameAndEquals("/Image")) {
+    QPDFObjectHandle mask = dictionary.getKey("/ImageMask");
+    if (mask.isBool() && mask.getBoolValue()) {
+      try {
+        const std::shared_ptr<Buffer> data = xobject.getStreamData(qpdf_dl_specialized);
+        DoImageMask(dictionary,
+                    std::string(reinterpret_cast<const char*>(data->getBuffer()), data->getSize()),
+                    name);
+      } catch (const std::exception& e) {
+        Unsupported("image mask with filter " + dictionary.getKey("/Filter").unparse());
+      }
+    } else {
+      Unsupported("image XObject (only image masks are drawn)");
+    }
+  } else if (!subtype.isNameAndEquals("/PS")) {
+    Warn(name, "XObject of unknown subtype: skipped");
+  }
+  frame_->gs.target = target;
+}
+
+void ContentInterpreter::DoForm(QPDFObjectHandle form, const std::string& name) {
+  GraphicsState& gs = frame_->gs;
+  QPDFObjectHandle group = form.getDict().getKey("/Group");
+  const bool transparency_group =
+      group.isDictionary() && group.getKey("/S").isNameAndEquals("/Transparency");
+
+  QorDoc::Content& members = context_.builder.AddContent();
+  GraphicsState initial = gs;
+  initial.target = &members;
+  initial.clips.reset();
+  std::shared_ptr<const QorBlend::Transparency> transparency;
+  if (transparency_group && context_.options.keep_transparency_groups) {
+    auto group_transparency = std::make_shared<QorBlend::Transparency>(
+        gs.blend_mode, gs.fill_alpha, gs.stroke_alpha, gs.alpha_is_shape ? 1 : 0);
+    group_transparency->SetSoftMask(gs.soft_mask);
+    QPDFObjectHandle isolated = group.getKey("/I");
+    QPDFObjectHandle knockout = group.getKey("/K");
+    group_transparency->SetGroupFlags(isolated.isBool() && isolated.getBoolValue() ? 1 : 0,
+                                      knockout.isBool() && knockout.getBoolValue() ? 1 : 0);
+    transparency = std::move(group_transparency);
+    // Inside the group everything starts opaque: the group as a whole carries them.
+    initial.blend_mode = QorBlend::kNormal;
+    initial.fill_alpha = 1.0f;
+    initial.stroke_alpha = 1.0f;
+    initial.alpha_is_shape = false;
+    initial.soft_mask.reset();
+    initial.transparency.reset();
+  } else if (transparency_group) {
+    Unsupported("transparency group (drawn as a plain group)");
+  }
+  RunForm(form, std::move(initial), name);
+  context_.builder.AddGroup(*gs.target, members, Matrix{}, std::move(transparency));
+}
+
+void ContentInterpreter::RunForm(QPDFObjectHandle form, GraphicsState initial,
+                                 const std::string& name) {
+  if (depth_ >= context_.limits.max_nesting) {
+    return WarnOnce(name, "forms nested deeper than " +
+                              std::to_string(context_.limits.max_nesting) + ": skipped");
+  }
+  QPDFObjectHandle dictionary = form.getDict();
+  if (auto matrix = ReadMatrix(dictionary.getKey("/Matrix"))) {
+    initial.ctm = Morv::Compose(initial.ctm, *matrix);
+  }
+  QPDFObjectHandle bbox = dictionary.getKey("/BBox");
+  if (bbox.isRectangle()) {
+    const QPDFObjectHandle::Rectangle r = bbox.getArrayAsRectangle();
+    QorDoc::Content& clipped = context_.builder.AddContent();
+    context_.builder.AddPath(
+        clipped,
+        Morv::PathBuilder().Rectangle(r.llx, r.lly, r.urx - r.llx, r.ury - r.lly).BuildShared(), {},
+        initial.ctm, true);
+    context_.builder.AddGroup(*initial.target, clipped);
+    initial.target = &clipped;
+  }
+  QPDFObjectHandle resources = dictionary.getKey("/Resources");
+  // Forms without resources of their own use those of the page, as readers allow.
+  if (!resources.isDictionary()) resources = frame_->resources;
+  std::string data;
+  try {
+    const std::shared_ptr<Buffer> bytes = form.getStreamData(qpdf_dl_generalized);
+    data.assign(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+  } catch (const std::exception& e) {
+    return Warn(name, std::string("form content not readable: ") + e.what());
+  }
+  RunStream(std::move(data), name, resources, std::move(initial));
+}
+
+void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::string& data,
+                                     const std::string& name) {
+  QPDFObjectHandle width = dictionary.getKey("/Width");
+  QPDFObjectHandle height = dictionary.getKey("/Height");
+  if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
+      height.getIntValue() <= 0) {
+    return Warn(name, "image mask without a usable /Width and /Height");
+  }
+  const auto w = static_cast<std::size_t>(width.getIntValue());
+  const auto h = static_cast<std::size_t>(height.getIntValue());
+  if (w > kMaxMaskSamples / h) return Warn(name, "image mask too large");
+  QPDFObjectHandle bits = dictionary.getKey("/BitsPerComponent");
+  if (bits.isInteger() && bits.getIntValue() != 1) {
+    return Warn(name, "image mask with more than one bit per sample");
+  }
+  QPDFObjectHandle decode = dictionary.getKey("/Decode");
+  const bool sample_one_paints = decode.isArray() && decode.getArrayNItems() >= 1 &&
+                                 decode.getArrayItem(0).isNumber() &&
+                                 decode.getArrayItem(0).getNumericValue() == 1.0;
+  const QorDoc::Fillable::Painting painting = MakePainting(true, false);
+  if (!painting.fill || !CountObject()) return;
+
+  auto mask = std::make_shared<QorImg::PictureBuffer>(w, h, 1);
+  const std::size_t row_bytes = mask->GetRowStride();
+  const std::size_t available = std::min(data.size(), row_bytes * h);
+  if (available < row_bytes * h) {
+    Warn(name, "image mask data short: missing rows left unpainted");
+  }
+  std::uint8_t* out = mask->GetBuffer();
+  for (std::size_t i = 0; i < available; ++i) {
+    const auto byte = static_cast<std::uint8_t>(data[i]);
+    out[i] = sample_one_paints ? byte : static_cast<std::uint8_t>(~byte);
+  }
+  // Bits past the width in each row are padding; keep them clear.
+  if (const std::size_t tail = w % 8; tail != 0) {
+    const auto keep = static_cast<std::uint8_t>(0xFFu << (8 - tail));
+    for (std::size_t row = 0; row < h; ++row)
+      mask->GetRowPtr(row)[row_bytes - 1] &= keep;
+  }
+  // Rows the data did not reach stay unpainted.
+  for (std::size_t i = available; i < row_bytes * h; ++i)
+    out[i] = 0;
+  context_.builder.AddImageMask(*frame_->gs.target, std::move(mask), painting, frame_->gs.ctm);
+}
+
+void ContentInterpreter::InlineImage(std::vector<Operand>& operands) {
+  if (operands.empty() || !operands.back().IsString())
+    return Warn("BI", "inline image without data");
+  std::string data = std::move(operands.back().text);
+  operands.pop_back();
+  Operand dictionary;
+  dictionary.kind = Operand::Kind::kDictionary;
+  for (std::size_t i = 0; i + 1 < operands.size(); i += 2) {
+    if (!operands[i].IsName()) continue;
+    Operand key = operands[i];
+    key.text = FullKey(key.text);
+    Operand value = key.text == "Filter" ? ExpandFilters(operands[i + 1]) : operands[i + 1];
+    dictionary.elements.push_back(std::move(key));
+    dictionary.elements.push_back(std::move(value));
+  }
+  QPDFObjectHandle dict = dictionary.ToObject();
+  QPDFObjectHandle mask = dict.getKey("/ImageMask");
+  if (!mask.isBool() || !mask.getBoolValue()) {
+    return Unsupported("inline image (only image masks are drawn)");
+  }
+  if (dict.hasKey("/Filter")) {
+    try {
+      QPDFObjectHandle stream = QPDFObjectHandle::newStream(&context_.pdf, data);
+      stream.replaceDict(dict);
+      const std::shared_ptr<Buffer> decoded = stream.getStreamData(qpdf_dl_specialized);
+      data.assign(reinterpret_cast<const char*>(decoded->getBuffer()), decoded->getSize());
+    } catch (const std::exception& e) {
+      return Unsupported("inline image mask with filter " + dict.getKey("/Filter").unparse());
+    }
+  }
+  DoImageMask(dict, data, "inline image");
+}
+
+}  // namespace QorPdf::internal

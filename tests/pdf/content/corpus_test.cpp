@@ -1,0 +1,76 @@
+// Every page of the shared corpus of real-world and prepress PDFs imports, and the
+// only warnings are for features the importer does not support yet. Each page is
+// then collected and rendered at a low resolution with soft masks and transparency
+// groups left out, as the command-line tool renders today.
+//
+// The corpus is read in place from ../shared/corpus beside the repository (or
+// QORSC_CORPUS); without it the test is skipped.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "qorpdf/importer.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
+
+namespace {
+
+std::filesystem::path Corpus() {
+  if (const char* dir = std::getenv("QORSC_CORPUS")) return dir;
+  // tests/pdf/content/ -> the repository -> its parent.
+  return std::filesystem::path(__FILE__)
+             .parent_path()
+             .parent_path()
+             .parent_path()
+             .parent_path()
+             .parent_path() /
+         "shared" / "corpus";
+}
+
+std::vector<std::filesystem::path> CorpusFiles() {
+  std::vector<std::filesystem::path> files;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(Corpus(), error)) {
+    if (entry.path().extension() == ".pdf") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+TEST(Corpus, EveryPageImportsAndRendersWithOnlyNotYetSupportedWarnings) {
+  const auto files = CorpusFiles();
+  if (files.empty()) GTEST_SKIP() << "no corpus at " << Corpus();
+  for (const auto& file : files) {
+    SCOPED_TRACE(file.filename().string());
+    QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
+    QorPdf::ImportOptions options;
+    options.keep_soft_masks = false;
+    options.keep_transparency_groups = false;
+    const QorPdf::Import import = pdf.ImportPages({}, options);
+    ASSERT_EQ(import.pages.size(), pdf.PageCount());
+    for (const auto& warning : pdf.Warnings()) {
+      EXPECT_NE(warning.reason.find("not supported yet"), std::string::npos)
+          << "page " << (warning.page ? *warning.page + 1 : 0) << ": " << warning.subject << ": "
+          << warning.reason;
+    }
+    for (const QorPdf::ImportedPage& page : import.pages) {
+      // 18 dpi keeps the whole corpus quick under the sanitizers.
+      const long long w = static_cast<long long>(page.world_box.Width() / 4000.0) + 1;
+      const long long h = static_cast<long long>(page.world_box.Height() / 4000.0) + 1;
+      const QorSc::Environment env(page.world_box, w, h);
+      const QorSc::Options cmyk(true, import.document->GetSeparationInfo());
+      QorSc::ScanConverter converter(
+          QorSc::CollectObjects(env, cmyk, {0, 0, w, h}, *page.content, {}, QorSc::kAllSelection));
+      std::vector<unsigned char> line(4 * static_cast<std::size_t>(w));
+      long long lines = 0;
+      while (converter.GetLine255PlaneInterleaved(line.data()))
+        ++lines;
+      EXPECT_EQ(lines, h);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,387 @@
+// The content interpreter through the importer's interface: the model a page
+// produces (objects, paints, transformations, clip scopes, groups, layers) and,
+// where the renderer draws it already, the pixels.
+//
+// The PDFs come from tests/pdf/make_test_pdfs.py; each test names the page content
+// it reads in the generator's function of the same name.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qordoc/content.h"
+#include "qorpaint/paint.h"
+#include "qorpdf/importer.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
+
+namespace {
+
+using QorDoc::ContentObject;
+using Matrix = Morv::MilliPointTransformation;
+
+std::filesystem::path Data(const std::string& name) {
+  return std::filesystem::path(__FILE__).parent_path().parent_path() / "data" / name;
+}
+
+struct Imported {
+  QorPdf::Document pdf;
+  QorPdf::Import import;
+
+  const QorDoc::Content& Page() const { return *import.pages.front().content; }
+
+  bool Warned(const std::string& subject_part) const {
+    for (const auto& w : pdf.Warnings()) {
+      if (w.subject.find(subject_part) != std::string::npos) return true;
+    }
+    return false;
+  }
+  std::string AllWarnings() const {
+    std::string text;
+    for (const auto& w : pdf.Warnings())
+      text += w.subject + ": " + w.reason + "\n";
+    return text;
+  }
+};
+
+Imported Import(const std::string& name, const QorPdf::ImportOptions& options = {}) {
+  QorPdf::Document pdf = QorPdf::Document::OpenFile(Data(name));
+  QorPdf::Import import = pdf.ImportPages({}, options);
+  return {std::move(pdf), std::move(import)};
+}
+
+template <class T>
+const T* As(const std::shared_ptr<const ContentObject>& object) {
+  return dynamic_cast<const T*>(object.get());
+}
+
+// The fill colour of a fillable as (name, tint) pairs, with the overprint flag.
+struct Ink {
+  std::vector<std::pair<std::string, float>> entries;
+  bool named_only = false;
+  bool all = false;
+  friend bool operator==(const Ink&, const Ink&) = default;
+};
+
+Ink InkOf(const std::shared_ptr<const QorPaint::Paint>& paint) {
+  const auto* flat = dynamic_cast<const QorPaint::FlatPaint*>(paint.get());
+  if (!flat) return {};
+  Ink ink;
+  for (const auto& e : flat->GetColor())
+    ink.entries.emplace_back(e.name, e.tint);
+  ink.named_only = flat->GetColor().PaintsNamedColorantsOnly();
+  ink.all = flat->GetColor().PaintsAllColorants();
+  return ink;
+}
+
+Ink Cmyk(float c, float m, float y, float k, bool named_only = false) {
+  return {{{"Cyan", c}, {"Magenta", m}, {"Yellow", y}, {"Black", k}}, named_only, false};
+}
+
+// Renders the page at one pixel per point into plates named `plates`; returns
+// plate-interleaved bytes, row by row from the top.
+struct Raster {
+  long long width = 0;
+  long long height = 0;
+  std::size_t plates = 0;
+  std::vector<unsigned char> bytes;
+
+  // Byte of plate p at the pixel whose centre is (x + 0.5, y + 0.5) in PDF points,
+  // y up from the bottom of the page.
+  int At(std::size_t p, long long x, long long y) const {
+    const long long row = height - 1 - y;
+    return bytes[static_cast<std::size_t>(row) * plates * width + p * width + x];
+  }
+};
+
+Raster Render(const Imported& imported, const std::vector<std::string>& plates) {
+  const QorPdf::ImportedPage& page = imported.import.pages.front();
+  Raster raster;
+  raster.width = static_cast<long long>(page.world_box.Width() / 1000.0);
+  raster.height = static_cast<long long>(page.world_box.Height() / 1000.0);
+  raster.plates = plates.size();
+  QorSc::Options::SeparationList list;
+  for (const auto& name : plates)
+    list.Add(name, 0.0f);
+  const QorSc::Options options(list, imported.import.document->GetSeparationInfo());
+  const QorSc::Environment env(page.world_box, raster.width, raster.height);
+  QorSc::ObjectSelection selection = QorSc::kAllSelection;
+  selection.layerFilter = [](const std::shared_ptr<QorDoc::LayerProperties>& layer) {
+    return layer->IsVisibleByDefault();
+  };
+  QorSc::ScanConverter converter(QorSc::CollectObjects(
+      env, options, {0, 0, raster.width, raster.height}, *page.content, {}, selection));
+  std::vector<unsigned char> line(plates.size() * raster.width);
+  while (converter.GetLine255PlaneInterleaved(line.data()))
+    raster.bytes.insert(raster.bytes.end(), line.begin(), line.end());
+  return raster;
+}
+
+TEST(Interpreter, PathsCarryTheirPaintStyleRuleAndPlacement) {
+  const Imported imported = Import("paths.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 5u) << imported.AllWarnings();
+
+  const auto* rect = As<QorDoc::Path>(members[0]);
+  ASSERT_NE(rect, nullptr);
+  EXPECT_EQ(rect->GetTransformation(), (Matrix{1000, 0, 0, 1000, 10000, 20000}));
+  EXPECT_EQ(rect->DefiningCompound()->GetBoundingBox(), Morv::MilliPointRectangle(10, 10, 100, 50));
+  EXPECT_EQ(InkOf(rect->GetFillPaint()), Cmyk(0, 1, 0, 0));
+  EXPECT_EQ(rect->GetStrokePaint(), nullptr);
+
+  const auto* line = As<QorDoc::Path>(members[1]);
+  ASSERT_NE(line, nullptr);
+  EXPECT_EQ(line->GetFillPaint(), nullptr);
+  EXPECT_EQ(InkOf(line->GetStrokePaint()), Cmyk(0, 0, 0, 1));
+  const QorDoc::StrokeStyle& style = line->GetStrokeStyle();
+  EXPECT_EQ(style.width, 2.0);
+  EXPECT_EQ(style.cap, Morv::LineCap::kRound);
+  EXPECT_EQ(style.join, Morv::LineJoin::kBevel);
+  EXPECT_EQ(style.miterLimit, 4.0);
+  EXPECT_THAT(style.dash.array, testing::ElementsAre(3.0, 1.0));
+  EXPECT_EQ(style.dash.phase, 0.5);
+  EXPECT_FALSE(line->DefiningCompound()->GetSubpaths().front().IsClosed());
+
+  const auto* both = As<QorDoc::Path>(members[2]);
+  ASSERT_NE(both, nullptr);
+  EXPECT_EQ(InkOf(both->GetFillPaint()), Cmyk(0, 0, 0, 0.5f));
+  EXPECT_EQ(InkOf(both->GetStrokePaint()), Cmyk(0, 0, 1, 0));
+  EXPECT_EQ(both->DefiningCompound()->GetWindingRule(), Morv::kEvenOdd);
+  EXPECT_EQ(both->DefiningCompound()->GetSubpaths().size(), 2u);
+
+  const auto* curve = As<QorDoc::Path>(members[3]);
+  ASSERT_NE(curve, nullptr);
+  EXPECT_TRUE(curve->DefiningCompound()->GetSubpaths().front().HasCurves());
+  EXPECT_TRUE(curve->DefiningCompound()->GetSubpaths().front().IsClosed());
+  EXPECT_NE(curve->GetFillPaint(), nullptr);
+  EXPECT_NE(curve->GetStrokePaint(), nullptr);
+
+  // White is ink too: a zero colour knocks out what lies below.
+  EXPECT_EQ(InkOf(As<QorDoc::Path>(members[4])->GetFillPaint()), Cmyk(0, 0, 0, 0));
+  EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
+}
+
+TEST(Interpreter, ClipsOpenScopesThatEndWithTheirSavedState) {
+  const Imported imported = Import("clips.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 3u);
+  const auto* outer = As<QorDoc::Group>(members[0]);
+  ASSERT_NE(outer, nullptr);
+  const auto& scope = outer->GetMembers().GetMembers();
+  ASSERT_EQ(scope.size(), 3u);
+  EXPECT_TRUE(scope[0]->IsClippingObject());
+  EXPECT_FALSE(scope[1]->IsClippingObject());
+  const auto* inner = As<QorDoc::Group>(scope[2]);
+  ASSERT_NE(inner, nullptr);
+  const auto* even_odd = As<QorDoc::Path>(inner->GetMembers().GetMembers()[0]);
+  ASSERT_NE(even_odd, nullptr);
+  EXPECT_TRUE(even_odd->IsClippingObject());
+  EXPECT_EQ(even_odd->DefiningCompound()->GetWindingRule(), Morv::kEvenOdd);
+  EXPECT_NE(As<QorDoc::Path>(members[1]), nullptr);
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(3, 50, 50), 255) << "black inside the rectangle clip";
+  EXPECT_EQ(r.At(3, 5, 5), 0) << "black outside it";
+  EXPECT_EQ(r.At(0, 45, 45), 255) << "cyan between the even-odd squares";
+  EXPECT_EQ(r.At(0, 25, 25), 0) << "cyan in the even-odd hole";
+  EXPECT_EQ(r.At(0, 60, 60), 0) << "cyan outside the even-odd clip";
+  EXPECT_EQ(r.At(1, 160, 160), 255) << "magenta after Q, unclipped";
+  for (long long y = 0; y < r.height; y += 7) {
+    for (long long x = 0; x < r.width; x += 7)
+      ASSERT_EQ(r.At(2, x, y), 0) << "a clip by an empty path hides everything";
+  }
+}
+
+TEST(Interpreter, OverprintPaintsNamedColorantsOnly) {
+  const Imported imported = Import("overprint.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 7u) << imported.AllWarnings();
+  auto ink = [&](std::size_t i) { return InkOf(As<QorDoc::Path>(members[i])->GetFillPaint()); };
+  EXPECT_EQ(ink(1), (Ink{{{"Spot Orange", 1.0f}}, false, false}));
+  EXPECT_EQ(ink(2), (Ink{{{"Spot Orange", 0.5f}}, true, false}));
+  EXPECT_EQ(ink(3), Cmyk(0.2f, 0, 0.4f, 0, true));
+  EXPECT_EQ(ink(4), (Ink{{{"Cyan", 0.2f}, {"Yellow", 0.4f}}, true, false})) << "mode 1";
+  EXPECT_EQ(ink(5), Cmyk(0.2f, 0, 0.4f, 0, false));
+  EXPECT_TRUE(ink(6).all);
+
+  const auto& table = imported.import.document->GetSeparationInfo();
+  const QorDoc::Separation::Entry* orange = QorDoc::Separation::Find(table, "Spot Orange");
+  ASSERT_NE(orange, nullptr);
+  EXPECT_EQ(orange->GetRepresentation().GetCmyk(),
+            (std::array<QorColor::Component, 4>{0.0f, 0.5f, 1.0f, 0.0f}));
+  std::vector<std::string> colorants;
+  for (const auto& e : imported.import.pages.front().colorants)
+    colorants.push_back(e.name);
+  EXPECT_THAT(colorants, testing::ElementsAre("Cyan", "Magenta", "Yellow", "Black", "Spot Orange"));
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black", "Spot Orange"});
+  auto pixel = [&](long long x, long long y) {
+    return std::vector<int>{r.At(0, x, y), r.At(1, x, y), r.At(2, x, y), r.At(3, x, y),
+                            r.At(4, x, y)};
+  };
+  EXPECT_THAT(pixel(20, 20), testing::ElementsAre(0, 0, 0, 0, 255)) << "spot knocks out";
+  EXPECT_THAT(pixel(60, 20), testing::ElementsAre(77, 153, 0, 0, 128)) << "spot overprints";
+  EXPECT_THAT(pixel(100, 20), testing::ElementsAre(51, 0, 102, 0, 0)) << "process, mode 0";
+  EXPECT_THAT(pixel(140, 20), testing::ElementsAre(51, 153, 102, 0, 0)) << "process, mode 1";
+  EXPECT_THAT(pixel(20, 60), testing::ElementsAre(51, 0, 102, 0, 0)) << "overprint off";
+  EXPECT_THAT(pixel(60, 60), testing::ElementsAre(77, 153, 0, 0, 0)) << "zero colour, mode 1";
+  EXPECT_THAT(pixel(100, 60), testing::ElementsAre(255, 255, 255, 255, 255)) << "All";
+  EXPECT_THAT(pixel(140, 60), testing::ElementsAre(77, 153, 0, 0, 0)) << "None paints nothing";
+}
+
+TEST(Interpreter, FormsAreGroupsAndTransparencyGroupsCarryTheirFlags) {
+  const Imported imported = Import("forms.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_GE(members.size(), 2u);
+
+  // /In under cm 100 100: a group whose BBox clip scope holds the black square.
+  const auto* plain = As<QorDoc::Group>(members[0]);
+  ASSERT_NE(plain, nullptr);
+  EXPECT_EQ(plain->GetTransparency(), QorBlend::Transparency::Opaque());
+  const auto* bbox_scope = As<QorDoc::Group>(plain->GetMembers().GetMembers().at(0));
+  ASSERT_NE(bbox_scope, nullptr);
+  const auto& clipped = bbox_scope->GetMembers().GetMembers();
+  ASSERT_EQ(clipped.size(), 2u);
+  EXPECT_TRUE(clipped[0]->IsClippingObject());
+  EXPECT_EQ(clipped[1]->GetTransformation(), (Matrix{1000, 0, 0, 1000, 100000, 100000}));
+
+  const auto* group = As<QorDoc::Group>(members[1]);
+  ASSERT_NE(group, nullptr);
+  const QorBlend::Transparency& t = *group->GetTransparency();
+  EXPECT_EQ(t.GetBlendMode(), QorBlend::kMultiply);
+  EXPECT_EQ(t.GetFillAlpha(), 0.5f);
+  EXPECT_EQ(t.GetStrokeAlpha(), 0.25f);
+  EXPECT_EQ(t.IsIsolated(), 1);
+  EXPECT_EQ(t.IsKnockout(), 0);
+  const auto& inside =
+      As<QorDoc::Group>(group->GetMembers().GetMembers().at(0))->GetMembers().GetMembers();
+  const auto* cyan = As<QorDoc::Path>(inside.at(1));
+  ASSERT_NE(cyan, nullptr);
+  EXPECT_EQ(cyan->GetTransformation(), (Matrix{2000, 0, 0, 2000, 10000, 0}));
+  EXPECT_EQ(cyan->GetTransparency(), QorBlend::Transparency::Opaque()) << "the group carries it";
+
+  EXPECT_TRUE(imported.Warned("Do /Self")) << imported.AllWarnings();
+  EXPECT_TRUE(imported.Warned("image XObject"));
+  EXPECT_TRUE(imported.Warned("shading"));
+  EXPECT_TRUE(imported.Warned("frobnicate"));
+
+  // Without transparency groups the members carry the group's opacity themselves.
+  const Imported plain_groups = Import("forms.pdf", {true, false});
+  const auto* flat = As<QorDoc::Group>(plain_groups.Page().GetMembers().at(1));
+  ASSERT_NE(flat, nullptr);
+  EXPECT_EQ(flat->GetTransparency(), QorBlend::Transparency::Opaque());
+  const auto* member = As<QorDoc::Path>(
+      As<QorDoc::Group>(flat->GetMembers().GetMembers().at(0))->GetMembers().GetMembers().at(1));
+  ASSERT_NE(member, nullptr);
+  EXPECT_EQ(member->GetTransparency()->GetBlendMode(), QorBlend::kMultiply);
+  EXPECT_EQ(member->GetTransparency()->GetFillAlpha(), 0.5f);
+  EXPECT_TRUE(plain_groups.Warned("transparency group"));
+}
+
+TEST(Interpreter, OptionalContentBecomesLayers) {
+  const Imported imported = Import("layers.pdf");
+  QorPdf::Document pdf = QorPdf::Document::OpenFile(Data("layers.pdf"));
+  const auto layers = pdf.Layers();
+  ASSERT_EQ(layers.size(), 2u);
+  EXPECT_EQ(layers[0].name, "Shown");
+  EXPECT_TRUE(layers[0].visible_by_default);
+  EXPECT_EQ(layers[1].name, "Hidden");
+  EXPECT_FALSE(layers[1].visible_by_default);
+
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_GE(members.size(), 4u);
+  const auto* first = As<QorDoc::Layer>(members[0]);
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->GetExpression().GetKind(), QorDoc::LayerExpression::Kind::kProperties);
+  EXPECT_EQ(first->GetExpression().GetProperties()->GetName(), "Shown");
+  const auto* expression = As<QorDoc::Layer>(members[2]);
+  ASSERT_NE(expression, nullptr);
+  EXPECT_EQ(expression->GetExpression().GetKind(), QorDoc::LayerExpression::Kind::kAnd);
+  EXPECT_NE(As<QorDoc::Layer>(expression->GetMembers().GetMembers().at(0)), nullptr);
+  EXPECT_TRUE(imported.Warned("BDC /OC"));
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(0, 5, 5), 255) << "the visible layer";
+  EXPECT_EQ(r.At(1, 25, 5), 0) << "the hidden layer";
+  EXPECT_EQ(r.At(3, 45, 5), 255) << "both membership expressions hold";
+  EXPECT_EQ(r.At(2, 5, 5), 0) << "the XObject in the hidden layer";
+  EXPECT_EQ(r.At(3, 100, 100), 255) << "the clip set inside the layer holds after it";
+  EXPECT_EQ(r.At(3, 180, 180), 0);
+}
+
+TEST(Interpreter, ImageMasksMarkThePaintingSamples) {
+  const Imported imported = Import("image_masks.pdf");
+  std::vector<const QorDoc::ImageMask*> masks;
+  for (const auto& group : imported.Page().GetMembers()) {
+    // Each mask sits alone; q/Q without a clip adds no scope.
+    if (const auto* mask = As<QorDoc::ImageMask>(group)) masks.push_back(mask);
+  }
+  ASSERT_EQ(masks.size(), 3u) << imported.AllWarnings();
+  EXPECT_EQ(masks[0]->GetTransformation(), (Matrix{40000, 0, 0, 20000, 10000, 10000}));
+  auto bits = [](const QorDoc::ImageMask* mask) {
+    std::string text;
+    for (std::size_t row = 0; row < 2; ++row) {
+      for (std::size_t column = 0; column < 4; ++column)
+        text += mask->GetMask()->GetBit(column, row) ? '1' : '0';
+      text += row == 0 ? "/" : "";
+    }
+    return text;
+  };
+  EXPECT_EQ(bits(masks[0]), "1010/0011") << "samples of 0 paint";
+  EXPECT_EQ(bits(masks[1]), "0101/1100") << "Decode [1 0]: samples of 1 paint";
+  EXPECT_EQ(bits(masks[2]), "1010/0011") << "inline, ASCIIHex";
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(3, 15, 25), 255) << "row 0 is the top row, column 0 painted";
+  EXPECT_EQ(r.At(3, 25, 25), 0);
+  EXPECT_EQ(r.At(3, 45, 15), 255) << "row 1, column 3";
+  EXPECT_EQ(r.At(0, 25, 65), 255) << "inverted mask, row 0 column 1";
+}
+
+TEST(Interpreter, TextShowsGlyphOutlinesAlongTheBaseline) {
+  const Imported imported = Import("text.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_GE(members.size(), 4u) << imported.AllWarnings();
+
+  const auto* av = As<QorDoc::Text>(members[0]);
+  ASSERT_NE(av, nullptr);
+  EXPECT_EQ(av->GetTransformation(), (Matrix{20, 0, 0, 20, 10000, 150000}));
+  ASSERT_EQ(av->OriginalCompounds().size(), 2u);
+  // Helvetica's A is 667 units wide: V starts there.
+  const double a_left = av->OriginalCompounds()[0]->GetBoundingBox().X();
+  const double v_left = av->OriginalCompounds()[1]->GetBoundingBox().X();
+  // Left side bearings are small and positive.
+  EXPECT_GT(a_left, 0.0);
+  EXPECT_LT(a_left, 60.0);
+  EXPECT_GT(v_left, 667.0);
+  EXPECT_LT(v_left, 727.0);
+
+  const auto* kerned = As<QorDoc::Text>(members[1]);
+  ASSERT_NE(kerned, nullptr);
+  EXPECT_DOUBLE_EQ(kerned->OriginalCompounds()[1]->GetBoundingBox().X(), v_left + 1000.0);
+
+  const auto* stroked = As<QorDoc::Text>(members[2]);
+  ASSERT_NE(stroked, nullptr);
+  EXPECT_EQ(stroked->GetFillPaint(), nullptr);
+  EXPECT_EQ(InkOf(stroked->GetStrokePaint()), Cmyk(1, 0, 0, 0));
+  EXPECT_DOUBLE_EQ(stroked->GetStrokeStyle().width, 25.0) << "0.5 pt in units of 20/1000 pt";
+
+  // Mode 7: ET clips everything after it to the H.
+  const auto* clip_scope = As<QorDoc::Group>(members[3]);
+  ASSERT_NE(clip_scope, nullptr);
+  const auto* clip = As<QorDoc::TextGroup>(clip_scope->GetMembers().GetMembers().at(0));
+  ASSERT_NE(clip, nullptr);
+  EXPECT_TRUE(clip->IsClippingObject());
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(1, 14, 20), 255) << "magenta in the H's left stem";
+  EXPECT_EQ(r.At(1, 100, 100), 0) << "magenta outside the H";
+  EXPECT_EQ(r.At(3, 153, 153), 255) << "the first Type3 box";
+  EXPECT_EQ(r.At(3, 163, 153), 255) << "the second, one em further";
+  EXPECT_EQ(r.At(3, 159, 153), 0) << "the gap between the boxes";
+}
+
+}  // namespace
