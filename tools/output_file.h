@@ -1,0 +1,52 @@
+// Output files that appear under their final name only when complete.
+//
+// An OutputFile hands out a temporary path in the final file's directory (so the
+// closing rename stays on one file system and is atomic); Commit() renames it to the
+// final name. A file never committed (an error, an exception, an interrupted run)
+// is removed by the destructor, so no half-written file is left under any name.
+//
+// Output path patterns: %d is the 1-based page number, %s the plate name (made safe
+// for a file name), %% a percent sign.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace QorScTool {
+
+class OutputFile {
+ public:
+  // Picks a temporary name next to `final_path` that does not exist yet. Throws
+  // std::runtime_error when the directory does not exist.
+  explicit OutputFile(std::filesystem::path final_path);
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  ~OutputFile();
+
+  // Where the writer writes.
+  const std::filesystem::path& TemporaryPath() const { return temporary_; }
+  const std::filesystem::path& FinalPath() const { return final_; }
+  // Renames the temporary file to the final name (replacing an older file there).
+  // Throws std::runtime_error when the rename fails; the temporary is removed then.
+  void Commit();
+
+ private:
+  std::filesystem::path final_;
+  std::filesystem::path temporary_;
+  bool committed_ = false;
+};
+
+// The pattern with %d, %s and %% replaced. A pattern without %d gets "-<page>"
+// before its extension when `several_pages`; a pattern without %s gets
+// "-<plate>" before its extension when `plate` is not empty. Throws
+// std::invalid_argument for any other % sequence.
+std::string ExpandOutputPattern(std::string_view pattern, std::size_t page, bool several_pages,
+                                std::string_view plate = {});
+
+// A plate name as part of a file name: characters other than letters, digits,
+// '-', '_', '.' and '+' become '_'.
+std::string FileNameSafe(std::string_view name);
+
+}  // namespace QorScTool

@@ -1,0 +1,154 @@
+// The four output formats behind PageOutput.
+#include "page_output.h"
+
+#include "output_file.h"
+#include "pam_writer.h"
+#include "png_writer.h"
+#include "preview.h"
+#include "tiff_writer.h"
+
+namespace QorScTool {
+
+namespace {
+
+// The label file of tiffsep and the label channel's plate-name stand-in.
+constexpr const char* kLabelPlate = "HalftoneLabels";
+
+std::vector<std::filesystem::path> FinalPaths(
+    const std::vector<std::unique_ptr<OutputFile>>& files) {
+  std::vector<std::filesystem::path> paths;
+  for (const auto& file : files)
+    paths.push_back(file->FinalPath());
+  return paths;
+}
+
+class TiffOutput final : public PageOutput {
+ public:
+  explicit TiffOutput(const PageOutputRequest& r)
+      : file_(std::make_unique<OutputFile>(
+            ExpandOutputPattern(r.pattern, r.page_number, r.several_pages))),
+        writer_(file_->TemporaryPath(), TiffLayout{r.size.width, r.size.height, r.resolution,
+                                                   r.plates, r.label_plane, r.compression}) {}
+
+  void WriteLine(const unsigned char* planes) override { writer_.WriteLine(planes); }
+  void Commit() override {
+    writer_.Finish();
+    file_->Commit();
+  }
+  std::vector<std::filesystem::path> Paths() const override { return {file_->FinalPath()}; }
+
+ private:
+  std::unique_ptr<OutputFile> file_;
+  TiffWriter writer_;
+};
+
+class TiffSepOutput final : public PageOutput {
+ public:
+  explicit TiffSepOutput(const PageOutputRequest& r)
+      : width_(static_cast<std::size_t>(r.size.width)) {
+    std::vector<std::string> names = r.plates;
+    if (r.label_plane) names.push_back(kLabelPlate);
+    for (std::size_t p = 0; p < names.size(); ++p) {
+      const bool label = r.label_plane && p + 1 == names.size();
+      files_.push_back(std::make_unique<OutputFile>(
+          ExpandOutputPattern(r.pattern, r.page_number, r.several_pages, names[p])));
+      TiffLayout layout{r.size.width, r.size.height, r.resolution, {}, label, r.compression};
+      if (!label) layout.inks = {names[p]};
+      writers_.push_back(std::make_unique<TiffWriter>(files_.back()->TemporaryPath(), layout));
+    }
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+      for (std::size_t j = 0; j < i; ++j) {
+        if (files_[i]->FinalPath() == files_[j]->FinalPath()) {
+          throw std::runtime_error("plates '" + names[j] + "' and '" + names[i] +
+                                   "' would both be written to '" +
+                                   files_[i]->FinalPath().string() + "'");
+        }
+      }
+    }
+  }
+
+  void WriteLine(const unsigned char* planes) override {
+    for (std::size_t p = 0; p < writers_.size(); ++p)
+      writers_[p]->WriteLine(planes + p * width_);
+  }
+  void Commit() override {
+    for (auto& writer : writers_)
+      writer->Finish();
+    for (auto& file : files_)
+      file->Commit();
+  }
+  std::vector<std::filesystem::path> Paths() const override { return FinalPaths(files_); }
+
+ private:
+  std::size_t width_;
+  std::vector<std::unique_ptr<OutputFile>> files_;
+  std::vector<std::unique_ptr<TiffWriter>> writers_;
+};
+
+class PamOutput final : public PageOutput {
+ public:
+  explicit PamOutput(const PageOutputRequest& r)
+      : file_(std::make_unique<OutputFile>(
+            ExpandOutputPattern(r.pattern, r.page_number, r.several_pages))),
+        writer_(file_->TemporaryPath(), r.size.width, r.size.height, r.plates, r.label_plane) {}
+
+  void WriteLine(const unsigned char* planes) override { writer_.WriteLine(planes); }
+  void Commit() override {
+    writer_.Finish();
+    file_->Commit();
+  }
+  std::vector<std::filesystem::path> Paths() const override { return {file_->FinalPath()}; }
+
+ private:
+  std::unique_ptr<OutputFile> file_;
+  PamWriter writer_;
+};
+
+class PngOutput final : public PageOutput {
+ public:
+  explicit PngOutput(const PageOutputRequest& r)
+      : file_(std::make_unique<OutputFile>(
+            ExpandOutputPattern(r.pattern, r.page_number, r.several_pages))),
+        preview_(r.plates, r.separation_table, r.output_intent_profile,
+                 static_cast<std::size_t>(r.size.width)),
+        writer_(file_->TemporaryPath(), r.size.width, r.size.height, r.resolution),
+        rgb_(static_cast<std::size_t>(r.size.width) * 3) {}
+
+  void WriteLine(const unsigned char* planes) override {
+    preview_.Convert(planes, rgb_.data());
+    writer_.WriteRow(rgb_.data());
+  }
+  void Commit() override {
+    writer_.Finish();
+    file_->Commit();
+  }
+  std::vector<std::filesystem::path> Paths() const override { return {file_->FinalPath()}; }
+  std::string Note() const override {
+    return preview_.UsesProfile() ? "colours through the output intent profile"
+                                  : "colours by formula: " + preview_.ProfileNote();
+  }
+
+ private:
+  std::unique_ptr<OutputFile> file_;
+  Preview preview_;
+  PngWriter writer_;
+  std::vector<unsigned char> rgb_;
+};
+
+}  // namespace
+
+std::unique_ptr<PageOutput> PageOutput::Create(const PageOutputRequest& request) {
+  switch (request.format) {
+    case OutputFormat::kTiff:
+      return std::make_unique<TiffOutput>(request);
+    case OutputFormat::kTiffSep:
+      return std::make_unique<TiffSepOutput>(request);
+    case OutputFormat::kPam:
+      return std::make_unique<PamOutput>(request);
+    case OutputFormat::kPng:
+      return std::make_unique<PngOutput>(request);
+  }
+  throw std::invalid_argument("unknown output format");
+}
+
+}  // namespace QorScTool

@@ -1,0 +1,79 @@
+// PAM output through stdio with a large buffer; errors are checked at every write and
+// at close, since a full disk may show only there.
+#include "pam_writer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace QorScTool {
+
+std::string PamWriter::TupleType(const std::vector<std::string>& plates, bool label_channel) {
+  std::string type;
+  if (plates == std::vector<std::string>{"Cyan", "Magenta", "Yellow", "Black"}) {
+    type = "CMYK";
+  } else {
+    for (const std::string& plate : plates) {
+      if (!type.empty()) type += ',';
+      type += plate;
+    }
+  }
+  if (label_channel) type += type.empty() ? "HalftoneLabel" : ",HalftoneLabel";
+  // A line break would end the header line early.
+  for (char& c : type) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  return type;
+}
+
+PamWriter::PamWriter(const std::filesystem::path& path, long long width, long long height,
+                     const std::vector<std::string>& plates, bool label_channel)
+    : path_(path.string()),
+      width_(static_cast<std::size_t>(width)),
+      depth_(plates.size() + (label_channel ? 1 : 0)),
+      rows_left_(height),
+      interleaved_(width_ * depth_) {
+  file_ = std::fopen(path_.c_str(), "wb");
+  if (file_ == nullptr) Fail(std::strerror(errno));
+  std::setvbuf(file_, nullptr, _IOFBF, 1 << 20);
+  const std::string header = "P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " +
+                             std::to_string(height) + "\nDEPTH " + std::to_string(depth_) +
+                             "\nMAXVAL 255\nTUPLTYPE " + TupleType(plates, label_channel) +
+                             "\nENDHDR\n";
+  if (std::fwrite(header.data(), 1, header.size(), file_) != header.size()) {
+    Fail(std::strerror(errno));
+  }
+}
+
+PamWriter::~PamWriter() {
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+void PamWriter::Fail(const std::string& what) const {
+  throw std::runtime_error("cannot write '" + path_ + "': " + what);
+}
+
+void PamWriter::WriteLine(const unsigned char* planes) {
+  if (file_ == nullptr || rows_left_ <= 0) Fail("more lines than the image has");
+  for (std::size_t p = 0; p < depth_; ++p) {
+    const unsigned char* plane = planes + p * width_;
+    unsigned char* out = interleaved_.data() + p;
+    for (std::size_t x = 0; x < width_; ++x)
+      out[x * depth_] = plane[x];
+  }
+  if (std::fwrite(interleaved_.data(), 1, interleaved_.size(), file_) != interleaved_.size()) {
+    Fail(std::strerror(errno));
+  }
+  --rows_left_;
+}
+
+void PamWriter::Finish() {
+  if (file_ == nullptr) return;
+  if (rows_left_ != 0) Fail(std::to_string(rows_left_) + " lines are missing");
+  const bool failed = std::ferror(file_) != 0;
+  const int closed = std::fclose(file_);
+  file_ = nullptr;
+  if (failed || closed != 0) Fail(std::strerror(errno));
+}
+
+}  // namespace QorScTool

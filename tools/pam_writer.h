@@ -1,0 +1,44 @@
+// Writing plates into a PAM (Netpbm's arbitrary map): one channel per plate, plus
+// the label channel, 8 bits, written line by line.
+//
+// TUPLTYPE names the plates: "CMYK" for exactly Cyan, Magenta, Yellow, Black (the
+// name other tools recognise), otherwise the plate names joined by commas, with
+// "HalftoneLabel" for the label channel. Values are ink amounts (0 none, 255 full).
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "render_job.h"
+
+namespace QorScTool {
+
+class PamWriter final : public LineSink {
+ public:
+  PamWriter(const std::filesystem::path& path, long long width, long long height,
+            const std::vector<std::string>& plates, bool label_channel);
+  ~PamWriter() override;
+  PamWriter(const PamWriter&) = delete;
+  PamWriter& operator=(const PamWriter&) = delete;
+
+  void WriteLine(const unsigned char* planes) override;
+  // Flushes and closes; throws when the file could not be completed.
+  void Finish();
+
+  // The TUPLTYPE value for these plates.
+  static std::string TupleType(const std::vector<std::string>& plates, bool label_channel);
+
+ private:
+  [[noreturn]] void Fail(const std::string& what) const;
+
+  std::FILE* file_ = nullptr;
+  std::string path_;
+  std::size_t width_;
+  std::size_t depth_;
+  long long rows_left_;
+  std::vector<unsigned char> interleaved_;
+};
+
+}  // namespace QorScTool

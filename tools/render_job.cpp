@@ -1,0 +1,339 @@
+// Band rendering and the ordered hand-over from worker threads to the writer.
+//
+// A band converts its final lines [top, bottom) with one ScanConverter. Without
+// anti-aliasing the converter works on the final grid; with it, on the initial grid
+// of the ResampleEnvironment, and one Resampler per plate (one component each, the
+// plate's plane of the line buffer as output, stride 0 so every final line lands in
+// the same buffer) reduces it. A final line is complete after the initial line that
+// closes its f (box) or f + 1 (tent) samples: the tent's first line only primes.
+//
+// Threads: bands are claimed in order from a counter; band b uses slot b mod S, S =
+// 2 × threads, and a worker may claim it only when band b − S has been written, so at
+// most S bands are buffered. The writer (the calling thread) waits for the band it
+// needs next. Per-line work allocates nothing: buffers are sized per band.
+#include "render_job.h"
+
+#include <algorithm>
+#include <cmath>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "scan/collect_objects.h"
+#include "scan/resample_environment.h"
+#include "scan/resampler.h"
+#include "scan/scan_converter.h"
+
+namespace QorScTool {
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+
+QorSc::ResampleMode ModeFor(const RenderSettings& settings) {
+  if (settings.anti_alias <= 1) return QorSc::kResampleNone;
+  const int aa = std::min(settings.anti_alias, 4);
+  if (settings.filter == AntiAliasFilter::kBox) {
+    return static_cast<QorSc::ResampleMode>(QorSc::kResampleBox2 + (aa - 2));
+  }
+  return static_cast<QorSc::ResampleMode>(QorSc::kResampleTent2 + (aa - 2));
+}
+
+class BandRenderer {
+ public:
+  BandRenderer(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
+               PixelSize size)
+      : page_(page),
+        plates_(plates),
+        settings_(settings),
+        width_(size.width),
+        plate_count_(plates.names.size()),
+        environment_(page.world_box, size.width, size.height),
+        resample_(ModeFor(settings)),
+        label_options_(false, page.document->GetSeparationInfo()),
+        line_((plate_count_ + (settings.halftone_labels ? 1 : 0)) *
+              static_cast<std::size_t>(size.width)) {
+    label_options_.SetHalftoneMode(QorSc::kHalftoneLabels);
+  }
+
+  std::size_t LineBytes() const { return line_.size(); }
+
+  // Calls emit(const unsigned char* line) for every final line of [top, bottom).
+  template <class Emit>
+  void Render(long long top, long long bottom, Emit&& emit) {
+    const Box final_box{0, top, width_, bottom};
+    const auto w = static_cast<std::size_t>(width_);
+    std::optional<QorSc::ScanConverter> labels;
+    if (settings_.halftone_labels) {
+      labels.emplace(Collect(environment_, label_options_, final_box));
+    }
+    unsigned char* label_plane = line_.data() + plate_count_ * w;
+    auto finish_line = [&] {
+      if (labels && !labels->GetLine255PlaneInterleaved(label_plane, w)) {
+        throw std::logic_error("the label conversion ended early");
+      }
+      emit(static_cast<const unsigned char*>(line_.data()));
+    };
+
+    if (resample_.Mode() == QorSc::kResampleNone) {
+      QorSc::ScanConverter converter(Collect(environment_, plates_.options, final_box));
+      for (long long y = top; y < bottom; ++y) {
+        CheckInterrupt();
+        if (!converter.GetLine255PlaneInterleaved(line_.data(), w)) {
+          throw std::logic_error("the conversion ended early");
+        }
+        finish_line();
+      }
+      return;
+    }
+
+    const QorSc::Environment initial = resample_.GetInitialEnvironment(environment_);
+    const Box initial_box = resample_.GetInitialFromFinalPixelBox(final_box);
+    const auto iw = static_cast<std::size_t>(initial_box.Width());
+    initial_line_.resize(plate_count_ * iw);
+    std::vector<QorSc::Resampler> resamplers;
+    resamplers.reserve(plate_count_);
+    for (std::size_t p = 0; p < plate_count_; ++p) {
+      resamplers.emplace_back(resample_, final_box, 1, line_.data() + p * w, 0);
+    }
+    QorSc::ScanConverter converter(Collect(initial, plates_.options, initial_box));
+    const auto f = static_cast<long long>(resample_.Factor());
+    const bool shift = resample_.NeedsShift();
+    long long written = 0;
+    for (long long i = 0; converter.GetLine255PlaneInterleaved(initial_line_.data(), iw); ++i) {
+      CheckInterrupt();
+      for (std::size_t p = 0; p < plate_count_; ++p) {
+        resamplers[p].AddLine(initial_line_.data() + p * iw);
+      }
+      const bool completes = shift ? (i > 0 && i % f == 0) : ((i + 1) % f == 0);
+      if (completes) {
+        finish_line();
+        ++written;
+      }
+    }
+    if (written != bottom - top) throw std::logic_error("the resampler ended early");
+  }
+
+ private:
+  QorSc::ObjectCollection Collect(const QorSc::Environment& environment,
+                                  const QorSc::Options& options, const Box& box) const {
+    return QorSc::CollectObjects(environment, options, box, *page_.content, {},
+                                 DefaultVisibility());
+  }
+
+  void CheckInterrupt() const {
+    if (settings_.interrupt != nullptr && settings_.interrupt->load(std::memory_order_relaxed)) {
+      throw Interrupted();
+    }
+  }
+
+  const PageInput& page_;
+  const PlateSet& plates_;
+  const RenderSettings& settings_;
+  long long width_;
+  std::size_t plate_count_;
+  QorSc::Environment environment_;
+  QorSc::ResampleEnvironment resample_;  // outlives the band's resamplers
+  QorSc::Options label_options_;
+  std::vector<unsigned char> line_;
+  std::vector<unsigned char> initial_line_;
+};
+
+// The shared state of a threaded render.
+class BandQueue {
+ public:
+  BandQueue(long long bands, std::size_t slots) : bands_(bands), slots_(slots) {}
+
+  // The next band a worker should render, or nothing when all are claimed or the
+  // render stopped. Waits while the band's slot still holds an unwritten band.
+  std::optional<long long> Claim() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] {
+      return stopped_ || next_claim_ >= bands_ ||
+             next_claim_ < written_ + static_cast<long long>(slots_.size());
+    });
+    if (stopped_ || next_claim_ >= bands_) return std::nullopt;
+    return next_claim_++;
+  }
+
+  std::vector<unsigned char>& Buffer(long long band) { return slots_[SlotOf(band)].data; }
+
+  void Publish(long long band) {
+    {
+      std::lock_guard lock(mutex_);
+      slots_[SlotOf(band)].ready = true;
+    }
+    changed_.notify_all();
+  }
+
+  // Waits until `band` is ready; false when the render stopped.
+  bool WaitFor(long long band) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return stopped_ || slots_[SlotOf(band)].ready; });
+    return !stopped_;
+  }
+
+  void Release(long long band) {
+    {
+      std::lock_guard lock(mutex_);
+      slots_[SlotOf(band)].ready = false;
+      ++written_;
+    }
+    changed_.notify_all();
+  }
+
+  void Fail(std::exception_ptr error) {
+    {
+      std::lock_guard lock(mutex_);
+      if (!error_) error_ = std::move(error);
+      stopped_ = true;
+    }
+    changed_.notify_all();
+  }
+
+  std::exception_ptr Error() {
+    std::lock_guard lock(mutex_);
+    return error_;
+  }
+
+ private:
+  struct Slot {
+    std::vector<unsigned char> data;
+    bool ready = false;
+  };
+
+  std::size_t SlotOf(long long band) const {
+    return static_cast<std::size_t>(band) % slots_.size();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  long long bands_;
+  long long next_claim_ = 0;
+  long long written_ = 0;
+  bool stopped_ = false;
+  std::exception_ptr error_;
+  std::vector<Slot> slots_;
+};
+
+}  // namespace
+
+const QorSc::ObjectSelection& DefaultVisibility() {
+  static const QorSc::ObjectSelection selection{
+      [](const std::shared_ptr<QorDoc::LayerProperties>& layer) {
+        return layer == nullptr || layer->IsVisibleByDefault();
+      },
+      true,
+      {}};
+  return selection;
+}
+
+PixelSize PagePixelSize(const Morv::MilliPointRectangle& world_box, double resolution) {
+  auto pixels = [&](double millipoints) {
+    const double value = std::round(millipoints / 72000.0 * resolution);
+    if (!(value < 2147483647.0)) throw std::invalid_argument("the page is too large to render");
+    return std::max(1LL, static_cast<long long>(value));
+  };
+  return {pixels(world_box.Width()), pixels(world_box.Height())};
+}
+
+long long ChooseBandLines(long long width, long long height, std::size_t planes,
+                          const RenderSettings& settings) {
+  if (settings.band_lines > 0) return settings.band_lines;
+  // About 8 MB per band buffer, and at least four bands per thread so that the
+  // threads stay busy on short pages; never so small that collection dominates.
+  constexpr double kBandBytes = 8.0 * 1024 * 1024;
+  const double line_bytes = static_cast<double>(std::max<std::size_t>(planes, 1)) *
+                            static_cast<double>(std::max(width, 1LL));
+  long long lines = static_cast<long long>(kBandBytes / line_bytes);
+  const long long threads = std::max(1u, settings.threads);
+  lines = std::min(lines, (height + 4 * threads - 1) / (4 * threads));
+  return std::clamp(lines, 16LL, 1024LL);
+}
+
+void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
+                LineSink& sink, const ProgressFunction& progress) {
+  if (page.document == nullptr || page.content == nullptr) {
+    throw std::invalid_argument("RenderPage: no page content");
+  }
+  const PixelSize size = PagePixelSize(page.world_box, settings.resolution);
+  const std::size_t planes = plates.names.size() + (settings.halftone_labels ? 1 : 0);
+  const long long band_lines = ChooseBandLines(size.width, size.height, planes, settings);
+  const long long bands = (size.height + band_lines - 1) / band_lines;
+  long long lines_done = 0;
+  auto report = [&] {
+    if (settings.interrupt != nullptr && settings.interrupt->load(std::memory_order_relaxed)) {
+      throw Interrupted();
+    }
+    ++lines_done;
+    if (progress) progress(lines_done);
+  };
+
+  if (settings.threads <= 1 || bands <= 1) {
+    BandRenderer renderer(page, plates, settings, size);
+    renderer.Render(0, size.height, [&](const unsigned char* line) {
+      sink.WriteLine(line);
+      report();
+    });
+    return;
+  }
+
+  const auto threads = static_cast<unsigned>(std::min<long long>(settings.threads, bands));
+  BandQueue queue(bands, 2 * static_cast<std::size_t>(threads));
+  auto work = [&] {
+    try {
+      BandRenderer renderer(page, plates, settings, size);
+      const std::size_t line_bytes = renderer.LineBytes();
+      while (const std::optional<long long> band = queue.Claim()) {
+        const long long top = *band * band_lines;
+        const long long bottom = std::min(size.height, top + band_lines);
+        std::vector<unsigned char>& buffer = queue.Buffer(*band);
+        buffer.resize(static_cast<std::size_t>(bottom - top) * line_bytes);
+        unsigned char* out = buffer.data();
+        renderer.Render(top, bottom, [&](const unsigned char* line) {
+          std::copy(line, line + line_bytes, out);
+          out += line_bytes;
+        });
+        queue.Publish(*band);
+      }
+    } catch (...) {
+      queue.Fail(std::current_exception());
+    }
+  };
+  std::vector<std::thread> workers;
+  workers.reserve(threads);
+  // Joins on every exit path: a thread must never outlive the queue it uses.
+  struct Joiner {
+    std::vector<std::thread>& threads;
+    ~Joiner() {
+      for (std::thread& t : threads)
+        t.join();
+    }
+  } joiner{workers};
+  for (unsigned t = 0; t < threads; ++t)
+    workers.emplace_back(work);
+
+  const std::size_t line_bytes = planes * static_cast<std::size_t>(size.width);
+  try {
+    for (long long band = 0; band < bands; ++band) {
+      if (!queue.WaitFor(band)) break;
+      const std::vector<unsigned char>& buffer = queue.Buffer(band);
+      for (std::size_t offset = 0; offset < buffer.size(); offset += line_bytes) {
+        sink.WriteLine(buffer.data() + offset);
+        report();
+      }
+      queue.Release(band);
+    }
+  } catch (...) {
+    queue.Fail(std::current_exception());
+  }
+  for (std::thread& t : workers)
+    t.join();
+  workers.clear();
+  if (std::exception_ptr error = queue.Error()) std::rethrow_exception(error);
+}
+
+}  // namespace QorScTool

@@ -1,0 +1,92 @@
+// Rendering one page to byte lines of plates, in horizontal bands, on one or more
+// threads, handing the lines in order to a LineSink as soon as they are ready.
+//
+// The rendering seam of the tool: it takes a document model page (built by the PDF
+// importer, or directly through QorDoc::DocumentBuilder in tests) and knows nothing
+// of PDF. Invariants:
+// - the output is byte-identical for every thread count and band height: each band
+//   is its own CollectObjects + ScanConverter over the same shared document and the
+//   same environment, restricted to the band's pixel box; anti-aliased bands start
+//   on the initial grid's band alignment (a multiple of the factor);
+// - memory is proportional to the page width: one thread renders and writes line by
+//   line; several threads fill at most two band buffers each before the writer (the
+//   calling thread) has consumed them in order;
+// - the sink and the progress function are only called from the calling thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+#include "arguments.h"
+#include "morv/coordinates.h"
+#include "plate_selection.h"
+#include "qorcolor/color_list.h"
+#include "qordoc/document.h"
+#include "scan/object_selection.h"
+
+namespace QorScTool {
+
+// One page of a document model, ready to render.
+struct PageInput {
+  std::shared_ptr<const QorDoc::Document> document;
+  const QorDoc::Content* content = nullptr;  // owned by `document`
+  // The world view: the displayed page in millipoints, y up.
+  Morv::MilliPointRectangle world_box;
+  // The colorants the page uses, in order of first use (for `auto` plates).
+  QorColor::Color colorants;
+};
+
+struct RenderSettings {
+  double resolution = 300.0;
+  int anti_alias = 1;  // 1 to 4
+  AntiAliasFilter filter = AntiAliasFilter::kTent;
+  unsigned threads = 1;
+  // Final lines per band with several threads; 0 chooses from the line size.
+  long long band_lines = 0;
+  // Adds one plane after the plates: the halftone label of the topmost object
+  // painting each pixel, converted on the final grid (labels are identifiers and
+  // are never filtered).
+  bool halftone_labels = false;
+  // Polled between lines; when it becomes true the render throws Interrupted.
+  const std::atomic<bool>* interrupt = nullptr;
+};
+
+struct PixelSize {
+  long long width = 0;
+  long long height = 0;
+};
+
+// The page's size in pixels: millipoints / 72000 × resolution, rounded, at least 1.
+PixelSize PagePixelSize(const Morv::MilliPointRectangle& world_box, double resolution);
+
+// Receives the page's lines top to bottom: the plates' planes one after the other,
+// each `width` bytes, then the label plane if there is one.
+class LineSink {
+ public:
+  virtual ~LineSink() = default;
+  virtual void WriteLine(const unsigned char* planes) = 0;
+};
+
+class Interrupted : public std::runtime_error {
+ public:
+  Interrupted() : std::runtime_error("interrupted") {}
+};
+
+// Called with the number of lines written so far.
+using ProgressFunction = std::function<void(long long)>;
+
+// Renders the page and writes every line to `sink`. Exceptions from rendering (on
+// any thread) or from the sink stop all threads and are rethrown here.
+void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
+                LineSink& sink, const ProgressFunction& progress = {});
+
+// Every object, with optional content shown as the document shows it by default.
+const QorSc::ObjectSelection& DefaultVisibility();
+
+// The number of final lines per band RenderPage uses for these settings.
+long long ChooseBandLines(long long width, long long height, std::size_t planes,
+                          const RenderSettings& settings);
+
+}  // namespace QorScTool
