@@ -22,13 +22,16 @@ std::vector<std::filesystem::path> FinalPaths(
   return paths;
 }
 
-class TiffOutput final : public PageOutput {
+// One file written by one writer (multi-plate TIFF, PAM): the writer is made on the
+// file's temporary path and finished before the file takes its final name.
+template <class Writer>
+class SingleFileOutput final : public PageOutput {
  public:
-  explicit TiffOutput(const PageOutputRequest& r)
+  template <class... WriterArguments>
+  explicit SingleFileOutput(const PageOutputRequest& r, const WriterArguments&... arguments)
       : file_(std::make_unique<OutputFile>(
             ExpandOutputPattern(r.pattern, r.page_number, r.several_pages))),
-        writer_(file_->TemporaryPath(), TiffLayout{r.size.width, r.size.height, r.resolution,
-                                                   r.plates, r.label_plane, r.compression}) {}
+        writer_(file_->TemporaryPath(), arguments...) {}
 
   void WriteLine(const unsigned char* planes) override { writer_.WriteLine(planes); }
   void Commit() override {
@@ -39,7 +42,7 @@ class TiffOutput final : public PageOutput {
 
  private:
   std::unique_ptr<OutputFile> file_;
-  TiffWriter writer_;
+  Writer writer_;
 };
 
 class TiffSepOutput final : public PageOutput {
@@ -85,25 +88,6 @@ class TiffSepOutput final : public PageOutput {
   std::vector<std::unique_ptr<TiffWriter>> writers_;
 };
 
-class PamOutput final : public PageOutput {
- public:
-  explicit PamOutput(const PageOutputRequest& r)
-      : file_(std::make_unique<OutputFile>(
-            ExpandOutputPattern(r.pattern, r.page_number, r.several_pages))),
-        writer_(file_->TemporaryPath(), r.size.width, r.size.height, r.plates, r.label_plane) {}
-
-  void WriteLine(const unsigned char* planes) override { writer_.WriteLine(planes); }
-  void Commit() override {
-    writer_.Finish();
-    file_->Commit();
-  }
-  std::vector<std::filesystem::path> Paths() const override { return {file_->FinalPath()}; }
-
- private:
-  std::unique_ptr<OutputFile> file_;
-  PamWriter writer_;
-};
-
 class PngOutput final : public PageOutput {
  public:
   explicit PngOutput(const PageOutputRequest& r)
@@ -140,11 +124,14 @@ class PngOutput final : public PageOutput {
 std::unique_ptr<PageOutput> PageOutput::Create(const PageOutputRequest& request) {
   switch (request.format) {
     case OutputFormat::kTiff:
-      return std::make_unique<TiffOutput>(request);
+      return std::make_unique<SingleFileOutput<TiffWriter>>(
+          request, TiffLayout{request.size.width, request.size.height, request.resolution,
+                              request.plates, request.label_plane, request.compression});
     case OutputFormat::kTiffSep:
       return std::make_unique<TiffSepOutput>(request);
     case OutputFormat::kPam:
-      return std::make_unique<PamOutput>(request);
+      return std::make_unique<SingleFileOutput<PamWriter>>(
+          request, request.size.width, request.size.height, request.plates, request.label_plane);
     case OutputFormat::kPng:
       return std::make_unique<PngOutput>(request);
   }
