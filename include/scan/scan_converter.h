@@ -11,6 +11,14 @@
 //   the line, in painting order.
 // After the last line every call reports the end of the page (null, empty, false)
 // and leaves its outputs untouched. Colour values are ink amounts: 0 no ink, 1 full.
+//
+// Only the end of the page is reported that way. A line without components (a
+// pixel box of no width, or no separations) is still a line: GetLine returns a
+// valid pointer (to nothing) and the byte shape returns true, on every line of the
+// box. Two shapes cannot tell such a line from the end by their nature: with no
+// separations GetLineAsPlaneInterleaved has no plane to point at, and
+// GetObjectsOnNextLine is empty wherever nothing is painted; count lines with
+// GetLine or the byte shape (the shapes may be mixed).
 #pragma once
 
 #include <cstddef>

@@ -35,7 +35,10 @@ struct ScanConverter::Impl {
                  std::move(collection.objects), pools),
         box(collection.pixelBox),
         separations(collection.options.GetBlendingSeparations().Size()),
-        interleaved(static_cast<std::size_t>(std::max(0LL, box.Width())) * separations) {}
+        // Never empty, so that GetLine hands out a real pointer even for a line of no
+        // components (no width, or no separations): only the end of the page is null.
+        interleaved(std::max<std::size_t>(
+            1, static_cast<std::size_t>(std::max(0LL, box.Width())) * separations)) {}
 
   // Renders the next line into a pooled buffer; null at the end of the page.
   std::unique_ptr<LineBuffer> NextLine(std::vector<std::size_t>* hits) {

@@ -85,6 +85,59 @@ TEST(ScanConverter, OpaqueObjectsPaintInIndexOrderAndLeaveNoTrace) {
   EXPECT_EQ(planes[1][5], 0.0f);
 }
 
+// A line with no components (a box of no width, or no separations asked for) is
+// still a line: every shape that can tell a line from the end says so, for every
+// line of the box, and reports the end only after the last one.
+TEST(ScanConverter, LinesWithoutComponentsAreStillLines) {
+  struct Case {
+    const char* what;
+    QorColor::Color plates;
+    Box box;
+  };
+  const Case cases[] = {{"no width", kPlates, Box{4, 0, 4, 3}},
+                        {"no separations", QorColor::Color{}, Box{0, 0, 8, 3}},
+                        {"neither", QorColor::Color{}, Box{4, 0, 4, 3}}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Scene scene;
+    scene.Add(Rect(0.2, 0.2, 7.7, 2.7), QorColor::Color{{"Cyan", 1.0f}});
+    const QorSc::Options options(c.plates, {});
+    const std::size_t separations = options.GetBlendingSeparations().Size();
+    QorSc::ScanConverter floats(scene.Collect(options, c.box));
+    QorSc::ScanConverter planes(scene.Collect(options, c.box));
+    QorSc::ScanConverter bytes(scene.Collect(options, c.box));
+    QorSc::ScanConverter mixed(scene.Collect(options, c.box));
+    QorSc::ScanConverter hits(scene.Collect(options, c.box));
+    const std::size_t painted = c.box.Width() > 0 ? 1 : 0;
+    const auto width = static_cast<std::size_t>(c.box.Width());
+    // One guard byte after each output shows that nothing is written past it.
+    std::vector<unsigned char> colour(separations * width + 1, 0xAB), alpha(width + 1, 0xAB);
+    for (int y = 0; y < 3; ++y) {
+      EXPECT_NE(floats.GetLine(), nullptr) << "line " << y;
+      EXPECT_EQ(planes.GetLineAsPlaneInterleaved().size(), separations) << "line " << y;
+      EXPECT_TRUE(bytes.GetLine255PlaneInterleaved(colour.data(), alpha.data(), nullptr, width))
+          << "line " << y;
+      EXPECT_EQ(colour.back(), 0xAB);
+      EXPECT_EQ(alpha.back(), 0xAB);
+      if (width > 0) {
+        EXPECT_EQ(alpha[4], 255) << "the alpha plane shows the object";
+      }
+      // The shapes mixed from line to line count lines alike.
+      const bool more = y == 0   ? mixed.GetLine() != nullptr
+                        : y == 1 ? mixed.GetLine255PlaneInterleaved(nullptr)
+                                 : mixed.GetLine() != nullptr;
+      EXPECT_TRUE(more) << "line " << y;
+      // Hit-testing needs no plates.
+      EXPECT_EQ(hits.GetObjectsOnNextLine().size(), painted) << "line " << y;
+    }
+    EXPECT_EQ(floats.GetLine(), nullptr);
+    EXPECT_TRUE(planes.GetLineAsPlaneInterleaved().empty());
+    EXPECT_FALSE(bytes.GetLine255PlaneInterleaved(colour.data()));
+    EXPECT_EQ(mixed.GetLine(), nullptr);
+    EXPECT_TRUE(mixed.GetObjectsOnNextLine().empty());
+  }
+}
+
 // A record whose box ends above the first line is dropped unseen.
 class NeverActivated : public QorSc::ObjectInfo {
  public:
@@ -120,10 +173,13 @@ TEST(ScanConverter, BytesConvertInSinglePrecision) {
   EXPECT_EQ(QorSc::ComponentToByte(0.99804f), 255);
   EXPECT_EQ(QorSc::ComponentToByte(1.0f), 255);
   EXPECT_EQ(QorSc::ComponentToByte(0.0f), 0);
-  // Out of range values stay defined.
-  (void)QorSc::ComponentToByte(-3.0f);
-  (void)QorSc::ComponentToByte(1e30f);
-  (void)QorSc::ComponentToByte(std::nanf(""));
+  // Out of range values follow the same formula without undefined behaviour: -3
+  // gives (int)-764.5 = -764, whose low byte is 4; a value beyond int's range is
+  // taken as the largest int (low byte 255); NaN converts to nothing.
+  EXPECT_EQ(QorSc::ComponentToByte(-3.0f), 4);
+  EXPECT_EQ(QorSc::ComponentToByte(1e30f), 255);
+  EXPECT_EQ(QorSc::ComponentToByte(-1e30f), 0);
+  EXPECT_EQ(QorSc::ComponentToByte(std::nanf("")), 0);
 }
 
 TEST(ScanConverter, CopyAndBlendAgreeWhereTheBackdropIsEmptyOrOpaque) {
