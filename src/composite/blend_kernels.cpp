@@ -41,12 +41,12 @@ constexpr std::array<BlendKernel, 16> KernelsOfMode(std::integer_sequence<unsign
 }
 
 template <std::uint32_t... kModes>
-constexpr std::array<std::array<BlendKernel, 16>, 12> AllKernels(
+constexpr std::array<std::array<BlendKernel, 16>, kBlendModeCount> AllKernels(
     std::integer_sequence<std::uint32_t, kModes...>) {
   return {KernelsOfMode<kModes>(std::make_integer_sequence<unsigned, 16>{})...};
 }
 
-constexpr auto kKernels = AllKernels(std::make_integer_sequence<std::uint32_t, 12>{});
+constexpr auto kKernels = AllKernels(std::make_integer_sequence<std::uint32_t, kBlendModeCount>{});
 
 }  // namespace
 
@@ -54,7 +54,7 @@ BlendKernel SelectBlendKernel(std::uint32_t mode, bool abPerPixel, bool cbPerPix
                               bool pmPerPixel) {
   const unsigned shape = (abPerPixel ? 1u : 0u) | (cbPerPixel ? 2u : 0u) | (csPerPixel ? 4u : 0u) |
                          (pmPerPixel ? 8u : 0u);
-  return kKernels[mode < 11 ? mode : 11][shape];
+  return kKernels[BlendModeIndex(mode)][shape];
 }
 
 }  // namespace QorSc

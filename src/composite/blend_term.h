@@ -15,13 +15,14 @@
 // 5 HardLight, 6 ColorDodge, 7 ColorBurn, 8 Darken, 9 Lighten, 10 Difference,
 // 11 Exclusion; every number above 11 is Exclusion as well.
 //
-// Hot loop: a compositor resolves the mode once per span, through DispatchBlendMode,
-// and instantiates its loop on Blend<kMode>::Term. Nothing here may branch on the
-// mode at run time, call through a pointer, allocate, throw or use double.
+// Hot loop: a compositor resolves the mode once per span, through the kernel table of
+// blend_kernels.h, whose loops are instantiated on Blend<kMode>::Term. Nothing here
+// may branch on the mode at run time, call through a pointer, allocate, throw or use
+// double.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <type_traits>
 #include <utility>
 
 #include "qorsys/fastsqrt.h"
@@ -152,67 +153,31 @@ struct Blend {
   }
 };
 
-// True when f cannot throw for any mode, so that dispatch is as noexcept as f.
+// The mode whose formulas a mode number selects: the number itself for 0..10, and
+// 11 (Exclusion) for anything above. Every table of per-mode instances is indexed
+// through this one mapping.
+inline constexpr std::uint32_t kBlendModeCount = 12;
+
+constexpr std::uint32_t BlendModeIndex(std::uint32_t mode) noexcept {
+  return mode < kBlendModeCount - 1 ? mode : kBlendModeCount - 1;
+}
+
+// The term of a mode as a function pointer, for code that is not a pixel loop
+// (setup, reference computations); pixel loops take a kernel (blend_kernels.h).
+using BlendTermFunction = float (*)(const float&, const float&, const float&, const float&);
+
 namespace blend_detail {
-template <class F, std::uint32_t... kModes>
-constexpr bool NothrowForEveryMode(std::integer_sequence<std::uint32_t, kModes...>) noexcept {
-  return (std::is_nothrow_invocable_v<F, std::integral_constant<std::uint32_t, kModes>> && ...);
+template <std::uint32_t... kModes>
+constexpr std::array<BlendTermFunction, kBlendModeCount> TermTable(
+    std::integer_sequence<std::uint32_t, kModes...>) noexcept {
+  return {&Blend<kModes>::Term...};
 }
 }  // namespace blend_detail
 
-// Calls f(std::integral_constant<std::uint32_t, M>{}) once, with M the mode for 0..10
-// and 11 (Exclusion) for anything else, so that the caller's loop is instantiated per
-// mode and calls Blend<M>::Term directly:
-//   DispatchBlendMode(mode, [&](auto m) { ... Blend<m>::Term(ab, Cb, as, Cs) ... });
-// Every instantiation of f must return the same type.
-template <class F>
-decltype(auto) DispatchBlendMode(std::uint32_t mode, F&& f) noexcept(
-    blend_detail::NothrowForEveryMode<F>(std::make_integer_sequence<std::uint32_t, 12>{})) {
-  switch (mode) {
-    case 0:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 0>{});
-    case 1:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 1>{});
-    case 2:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 2>{});
-    case 3:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 3>{});
-    case 4:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 4>{});
-    case 5:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 5>{});
-    case 6:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 6>{});
-    case 7:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 7>{});
-    case 8:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 8>{});
-    case 9:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 9>{});
-    case 10:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 10>{});
-    default:
-      return std::forward<F>(f)(std::integral_constant<std::uint32_t, 11>{});
-  }
-}
-
-// For callers that keep the term as a pointer (setup code, tests); the mapping is the
-// one of DispatchBlendMode. Pixel loops should dispatch instead.
-using BlendTermFunction = float (*)(const float&, const float&, const float&, const float&);
-
 inline BlendTermFunction SelectBlendTerm(std::uint32_t mode) noexcept {
-  if (mode == 0) return &Blend<0>::Term;
-  if (mode == 1) return &Blend<1>::Term;
-  if (mode == 2) return &Blend<2>::Term;
-  if (mode == 3) return &Blend<3>::Term;
-  if (mode == 4) return &Blend<4>::Term;
-  if (mode == 5) return &Blend<5>::Term;
-  if (mode == 6) return &Blend<6>::Term;
-  if (mode == 7) return &Blend<7>::Term;
-  if (mode == 8) return &Blend<8>::Term;
-  if (mode == 9) return &Blend<9>::Term;
-  if (mode == 10) return &Blend<10>::Term;
-  return &Blend<11>::Term;
+  static constexpr std::array<BlendTermFunction, kBlendModeCount> kTerms =
+      blend_detail::TermTable(std::make_integer_sequence<std::uint32_t, kBlendModeCount>{});
+  return kTerms[BlendModeIndex(mode)];
 }
 
 // The compositing equation, Cr = (1 - as) * Cb + (1 - ab) * Cs + Term, on premultiplied

@@ -17,15 +17,17 @@
 #include <type_traits>
 #include <vector>
 
+#include "composite/blend_kernels.h"
 #include "qorsys/fastsqrt.h"
 
 namespace {
 
 using QorSc::Blend;
 using QorSc::BlendFunction;
+using QorSc::BlendModeIndex;
 using QorSc::BlendTermFunction;
 using QorSc::CompositeInk;
-using QorSc::DispatchBlendMode;
+using QorSc::SelectBlendKernel;
 using QorSc::SelectBlendTerm;
 
 constexpr std::uint32_t kNormal = 0;
@@ -42,6 +44,16 @@ constexpr std::uint32_t kDifference = 10;
 constexpr std::uint32_t kExclusion = 11;
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Calls f(std::integral_constant<std::uint32_t, M>{}) for every mode M of the table,
+// so that a check can name Blend<M> and BlendFunction<M> at compile time.
+template <class F>
+void ForEveryMode(F f) {
+  [&]<std::uint32_t... kModes>(std::integer_sequence<std::uint32_t, kModes...>) {
+    (f(std::integral_constant<std::uint32_t, kModes>{}), ...);
+  }
+  (std::make_integer_sequence<std::uint32_t, QorSc::kBlendModeCount>{});
+}
 
 // Compared through the bits so that a wrong sign of zero or a NaN cannot pass.
 ::testing::AssertionResult SameBits(float expected, float actual) {
@@ -157,11 +169,10 @@ TEST(BlendTerm, EveryModeIsAlphaProductTimesBlendOfUnpremultipliedValues) {
   const float Cs = 0.2f;
   const float x = Cb / ab;
   const float y = Cs / as;
-  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
-    const float expected =
-        DispatchBlendMode(mode, [&](auto m) { return (ab * as) * BlendFunction<m>::Apply(x, y); });
-    EXPECT_TRUE(SameBits(expected, SelectBlendTerm(mode)(ab, Cb, as, Cs))) << "mode " << mode;
-  }
+  ForEveryMode([&](auto m) {
+    const float expected = (ab * as) * BlendFunction<m>::Apply(x, y);
+    EXPECT_TRUE(SameBits(expected, SelectBlendTerm(m)(ab, Cb, as, Cs))) << "mode " << m;
+  });
 }
 
 // ---- Compositing equation ----------------------------------------------------------
@@ -285,16 +296,15 @@ TEST(BlendFunction, DarkenTakesMoreInkAndLightenLess) {
 TEST(BlendTerm, ModesAboveElevenAreExclusion) {
   for (const std::uint32_t mode : {12u, 1000u, 0xffffffffu}) {
     EXPECT_EQ(&Blend<kExclusion>::Term, SelectBlendTerm(mode)) << mode;
-    const std::uint32_t dispatched = DispatchBlendMode(mode, [](auto m) { return m.value; });
-    EXPECT_EQ(kExclusion, dispatched) << mode;
+    EXPECT_EQ(kExclusion, BlendModeIndex(mode)) << mode;
+    EXPECT_EQ(SelectBlendKernel(kExclusion, true, false, true, false),
+              SelectBlendKernel(mode, true, false, true, false))
+        << mode;
     for (const float x : {0.2f, 0.5f, 0.9f}) {
       for (const float y : {0.1f, 0.6f}) {
         const float expected = (1.0f - y) * (1.0f - x) + y * x;
         EXPECT_TRUE(SameBits(expected, SelectBlendTerm(mode)(1.0f, x, 1.0f, y))) << mode;
-        EXPECT_TRUE(SameBits(
-            expected,
-            DispatchBlendMode(mode, [&](auto m) { return Blend<m>::Term(1.0f, x, 1.0f, y); })))
-            << mode;
+        EXPECT_TRUE(SameBits(expected, Blend<kExclusion>::Term(1.0f, x, 1.0f, y))) << mode;
       }
     }
   }
@@ -479,50 +489,42 @@ TEST(BlendTerm, MatchesAdditiveFormulasWithAlphas) {
 
 // ---- Dispatch ----------------------------------------------------------------------
 
-TEST(DispatchBlendMode, CallsOnceWithTheModeOrExclusion) {
+// One mapping from mode numbers to instances serves the terms and the kernels.
+TEST(BlendModeIndex, IsTheModeOrExclusion) {
   for (std::uint32_t mode = 0; mode <= 15; ++mode) {
-    int calls = 0;
-    const std::uint32_t dispatched = DispatchBlendMode(mode, [&](auto m) {
-      static_assert(std::is_same_v<const std::uint32_t, decltype(m.value)>);
-      ++calls;
-      return decltype(m)::value;
-    });
-    EXPECT_EQ(1, calls);
-    EXPECT_EQ(mode <= kDifference ? mode : kExclusion, dispatched);
-
-    std::uint32_t seen = 0xffffffffu;
-    DispatchBlendMode(mode, [&](auto m) { seen = m; });  // a loop body returns nothing
-    EXPECT_EQ(dispatched, seen);
+    const std::uint32_t index = BlendModeIndex(mode);
+    EXPECT_EQ(mode <= kDifference ? mode : kExclusion, index);
+    for (unsigned shape = 0; shape < 16; ++shape) {
+      const bool ab = (shape & 1u) != 0, cb = (shape & 2u) != 0, cs = (shape & 4u) != 0,
+                 pm = (shape & 8u) != 0;
+      EXPECT_EQ(SelectBlendKernel(index, ab, cb, cs, pm), SelectBlendKernel(mode, ab, cb, cs, pm))
+          << "mode " << mode << " shape " << shape;
+    }
   }
 }
 
-TEST(DispatchBlendMode, AgreesWithSelectBlendTerm) {
+TEST(BlendModeIndex, SelectedTermIsTheModesInstance) {
   const std::vector<float> alphas = {0.00001f, 0.3f, 0.77f, 1.0f};
-  for (std::uint32_t mode = 0; mode <= 15; ++mode) {
-    const BlendTermFunction selected = SelectBlendTerm(mode);
-    DispatchBlendMode(mode, [&](auto m) {
-      EXPECT_EQ(&Blend<m>::Term, selected) << "mode " << mode;
-      for (const float ab : alphas) {
-        for (const float as : alphas) {
-          for (const float x : InkGrid()) {
-            for (const float y : InkGrid()) {
-              const float Cb = x * ab;
-              const float Cs = y * as;
-              ASSERT_TRUE(SameBits(selected(ab, Cb, as, Cs), Blend<m>::Term(ab, Cb, as, Cs)))
-                  << "mode " << mode;
-            }
+  ForEveryMode([&](auto m) {
+    const BlendTermFunction selected = SelectBlendTerm(m);
+    EXPECT_EQ(&Blend<m>::Term, selected) << "mode " << m;
+    for (const float ab : alphas) {
+      for (const float as : alphas) {
+        for (const float x : InkGrid()) {
+          for (const float y : InkGrid()) {
+            const float Cb = x * ab;
+            const float Cs = y * as;
+            ASSERT_TRUE(SameBits(selected(ab, Cb, as, Cs), Blend<m>::Term(ab, Cb, as, Cs)))
+                << "mode " << m;
           }
         }
       }
-    });
-  }
+    }
+  });
 }
 
-TEST(DispatchBlendMode, IsNoexceptWhenTheCallableIs) {
-  auto quiet = [](auto) noexcept { return 0; };
-  auto loud = [](auto) { return 0; };
-  static_assert(noexcept(DispatchBlendMode(0, quiet)));
-  static_assert(!noexcept(DispatchBlendMode(0, loud)));
+TEST(BlendTerm, NothingThrows) {
+  static_assert(noexcept(BlendModeIndex(0)));
   static_assert(noexcept(SelectBlendTerm(0)));
   static_assert(noexcept(Blend<kSoftLight>::Term(1.0f, 0.5f, 1.0f, 0.5f)));
   static_assert(noexcept(CompositeInk(1.0f, 0.5f, 1.0f, 0.5f, 0.0f)));
