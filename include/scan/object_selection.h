@@ -20,19 +20,10 @@ struct ObjectSelection {
   std::function<bool(const QorDoc::ContentObject&)> objectFilter;
 };
 
-// The selection that takes everything: every layer, flag true, every object.
-//
-// kAllSelection is a constant of a tiny literal type that converts to
-// `const ObjectSelection&` on use, building the selection on first use. It is
-// therefore usable from any static initialiser, in any library, in any order:
-//   CollectObjects(..., kAllSelection);   const ObjectSelection& s = kAllSelection;
-//   kAllSelection->flag
-struct QORSC_API AllSelection {
-  static const ObjectSelection& Get();
-  operator const ObjectSelection&() const { return Get(); }
-  const ObjectSelection* operator->() const { return &Get(); }
-};
-
-inline constexpr AllSelection kAllSelection{};
+// The selection that takes everything: every layer, flag true, every object. A
+// constant ObjectSelection like any other (kAllSelection.flag, &kAllSelection, a
+// copy), built before any static initialiser of the library's users runs, and
+// destroyed after them.
+QORSC_API extern const ObjectSelection kAllSelection;
 
 }  // namespace QorSc

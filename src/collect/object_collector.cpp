@@ -129,7 +129,7 @@ std::unique_ptr<SoftMaskRecord> ObjectCollector::CollectSoftMask(
   mask_options.SetHalftoneMode(kHalftoneNone);
   ObjectCollector collector(env_, mask_options, clip_boxes_.front(),
                             Morv::Compose(Current(), mask->GetTransformation()), kAllSelection,
-                            kAllSelection->flag, 1, 0);
+                            kAllSelection.flag, 1, 0);
   if (mask->GetContent() != nullptr) mask->GetContent()->Accept(collector);
   return std::make_unique<SoftMaskRecord>(SoftMaskRecord{mask, collector.TakeContainer()});
 }

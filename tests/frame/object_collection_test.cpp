@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "composite/intervals_filler.h"
 #include "scan/object_selection.h"
 
@@ -12,7 +14,9 @@ using QorSc::ObjectInfoContainer;
 
 // Read while this test binary is statically initialised: kAllSelection must already
 // be usable then.
-const bool kAllSelectionFlagAtStartup = QorSc::kAllSelection->flag;
+const bool kAllSelectionFlagAtStartup = QorSc::kAllSelection.flag;
+const bool kAllSelectionFiltersAtStartup = QorSc::kAllSelection.layerFilter(nullptr) &&
+                                           static_cast<bool>(QorSc::kAllSelection.objectFilter);
 
 // A record that reports its destruction.
 class CountedRecord : public QorSc::ObjectInfo {
@@ -70,11 +74,18 @@ TEST(ObjectCollection, ContainerStartsAsThePageLevel) {
 
 TEST(ObjectSelection, AllSelectionTakesEverything) {
   EXPECT_TRUE(kAllSelectionFlagAtStartup);
-  const QorSc::ObjectSelection& all = QorSc::kAllSelection;
-  EXPECT_TRUE(all.flag);
-  EXPECT_TRUE(all.layerFilter(nullptr));
-  EXPECT_TRUE(static_cast<bool>(all.objectFilter));
-  EXPECT_EQ(&all, &QorSc::AllSelection::Get()) << "one object for every use";
+  EXPECT_TRUE(kAllSelectionFiltersAtStartup);
+  // An ObjectSelection like any other: its fields, its address, a copy.
+  static_assert(std::is_same_v<decltype(QorSc::kAllSelection), const QorSc::ObjectSelection>);
+  EXPECT_TRUE(QorSc::kAllSelection.flag);
+  EXPECT_TRUE(QorSc::kAllSelection.layerFilter(nullptr));
+  const QorSc::ObjectSelection* address = &QorSc::kAllSelection;
+  EXPECT_TRUE(address->flag);
+  QorSc::ObjectSelection copy = QorSc::kAllSelection;
+  copy.flag = false;
+  EXPECT_TRUE(QorSc::kAllSelection.flag) << "a copy is a copy";
+  EXPECT_TRUE(copy.layerFilter(nullptr));
+  EXPECT_TRUE(static_cast<bool>(copy.objectFilter));
 }
 
 }  // namespace
