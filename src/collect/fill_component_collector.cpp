@@ -13,6 +13,7 @@
 #include <string>
 
 #include "collect/fillable_object_info.h"
+#include "collect/group_flattening.h"
 #include "collect/group_object_info.h"
 #include "ovrel/fill.h"
 #include "scan/collect_fill_components.h"
@@ -61,13 +62,7 @@ class FillComponentCollector {
     // A mask component is a soft mask the group's members cannot carry for it, so a
     // masked group keeps its level whatever its transparency says.
     const bool masked = !component.MaskComponents().empty();
-    bool flatten = !masked;
-    if (flatten && transparency) {
-      const QorBlend::Transparency& t = *transparency;
-      flatten = QorBlend::FillIsNormalOpaque(t) && !t.GetSoftMask() && !t.IsIsolated() &&
-                t.IsKnockout() == level.knockout;
-    }
-    if (flatten) {
+    if (!masked && (!transparency || FlattensInto(*transparency, level))) {
       CollectAll(Ovrel::TFill::TGraphicsComponentIterator(component), level);
       return;
     }

@@ -9,6 +9,7 @@
 
 #include "collect/clip_object_visitor.h"
 #include "collect/fillable_object_info.h"
+#include "collect/group_flattening.h"
 #include "morv/stroke.h"
 #include "raster/pixel_rounding.h"
 #include "scan/collect_objects.h"
@@ -50,11 +51,8 @@ bool ObjectCollector::IsSelected(const QorDoc::ContentObject& object) const {
 }
 
 ObjectCollector::Box ObjectCollector::TargetBox(const QorDoc::ContentObject& object) const {
-  const QorMath::Rectangle<double> internal = env_.WorldToInternal(
-      Morv::TransformedBoundingBox(Current(), object.GetBoundingBox(QorDoc::kVisualBox)));
-  const Box rounded{RoundToPixel(internal.left), RoundToPixel(internal.top),
-                    RoundToPixel(internal.right), RoundToPixel(internal.bottom)};
-  return QorMath::Intersect(rounded, clip_boxes_.back());
+  return RoundedTargetBox(env_, object.GetBoundingBox(QorDoc::kVisualBox), Current(),
+                          clip_boxes_.back());
 }
 
 void ObjectCollector::Append(std::unique_ptr<ObjectInfo> record) {
@@ -78,8 +76,8 @@ bool ObjectCollector::VisitLayer(const QorDoc::Layer& layer) {
   const Box target = TargetBox(layer);
   if (target.IsEmpty()) return false;
   visible_.push_back(true);
-  CollectMembers(layer, layer.GetMembers(), layer.GetTransformation(),
-                 QorBlend::Transparency::Opaque(), nullptr, target);
+  CollectMembers(layer.GetMembers(), layer.GetTransformation(), QorBlend::Transparency::Opaque(),
+                 nullptr, target);
   visible_.pop_back();
   return false;
 }
@@ -89,21 +87,19 @@ bool ObjectCollector::VisitGroup(const QorDoc::Group& group) {
   const Box target = TargetBox(group);
   if (target.IsEmpty()) return false;
   selected_.push_back(IsSelected(group));
-  CollectMembers(group, group.GetMembers(), group.GetTransformation(), group.GetTransparency(),
-                 &group, target);
+  CollectMembers(group.GetMembers(), group.GetTransformation(), group.GetTransparency(), &group,
+                 target);
   selected_.pop_back();
   return false;
 }
 
 void ObjectCollector::CollectMembers(
-    const QorDoc::ContentObject&, const QorDoc::Content& members, const Transformation& own,
+    const QorDoc::Content& members, const Transformation& own,
     const std::shared_ptr<const QorBlend::Transparency>& transparency, const QorDoc::Group* group,
     const Box& target) {
   const Transformation composed = Morv::Compose(Current(), own);
   const QorBlend::Transparency& t = *transparency;
-  const bool plain = QorBlend::FillIsNormalOpaque(t) && !t.GetSoftMask() && !t.IsIsolated() &&
-                     t.IsKnockout() == container_->knockout;
-  if (plain) {
+  if (FlattensInto(t, *container_)) {
     transformations_.push_back(composed);
     clips_.push_back(std::make_shared<Clip>(clips_.back()));
     clip_boxes_.push_back(clip_boxes_.back());

@@ -49,8 +49,7 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   Box TargetBox(const QorDoc::ContentObject& object) const;
   const Morv::MilliPointTransformation& Current() const { return transformations_.back(); }
   // Flattens the members into this level, or collects them as one group record.
-  void CollectMembers(const QorDoc::ContentObject& owner, const QorDoc::Content& members,
-                      const Morv::MilliPointTransformation& own,
+  void CollectMembers(const QorDoc::Content& members, const Morv::MilliPointTransformation& own,
                       const std::shared_ptr<const QorBlend::Transparency>& transparency,
                       const QorDoc::Group* group, const Box& target);
   std::unique_ptr<SoftMaskRecord> CollectSoftMask(

@@ -43,15 +43,6 @@ TinyCoverage CoverageOfTinyBox(const Environment& env, const Box& box,
   return coverage;
 }
 
-Box CulledBox(const Environment& env, const Box& limit, const Morv::MilliPointRectangle& bounds,
-              const Morv::MilliPointTransformation& t) {
-  const QorMath::Rectangle<double> internal =
-      env.WorldToInternal(Morv::TransformedBoundingBox(t, bounds));
-  const Box rounded{RoundToPixel(internal.left), RoundToPixel(internal.top),
-                    RoundToPixel(internal.right), RoundToPixel(internal.bottom)};
-  return QorMath::Intersect(rounded, limit);
-}
-
 // Reduces a source whose box holds one or two pixels to exact boxes; `compound`
 // decides which pixels are covered. Returns false when the box holds more.
 bool ReduceTinySource(const Environment& env, const Morv::Compound& compound,
@@ -107,7 +98,8 @@ std::optional<Box> RectangleCoverage(const Environment& env, const Morv::Compoun
 GeometrySource MakeGeometrySource(const Environment& env, const Box& limit,
                                   const std::shared_ptr<const Morv::Compound>& compound,
                                   const Morv::MilliPointTransformation& t) {
-  GeometrySource source{CulledBox(env, limit, compound->GetBoundingBox(), t), compound, nullptr, t};
+  GeometrySource source{RoundedTargetBox(env, compound->GetBoundingBox(), t, limit), compound,
+                        nullptr, t};
   if (source.pixelBox.Width() < 1 || source.pixelBox.Height() < 1) {
     source.pixelBox = Box{};
     return source;
@@ -125,7 +117,7 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env, const Box& li
                                            const std::shared_ptr<const QorImg::PictureBuffer>& mask,
                                            const Morv::MilliPointTransformation& t) {
   const Morv::Compound& square = *Morv::GetUnityPdfRectangleCompound();
-  GeometrySource source{CulledBox(env, limit, square.GetBoundingBox(), t), nullptr, mask, t};
+  GeometrySource source{RoundedTargetBox(env, square.GetBoundingBox(), t, limit), nullptr, mask, t};
   if (source.pixelBox.Width() < 1 || source.pixelBox.Height() < 1) {
     source.pixelBox = Box{};
     return source;

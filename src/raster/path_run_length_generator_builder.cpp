@@ -23,14 +23,7 @@ void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
   if (BoxIsEmpty()) return;
   for (auto it = compound.Begin(); it != compound.End(); ++it) {
     const Morv::Subpath& subpath = *it;
-    const QorMath::Rectangle<double> bounds =
-        env.WorldToInternal(Morv::TransformedBoundingBox(t, subpath.GetBoundingBox()));
-    if (std::max(box_.left, RoundToPixel(bounds.left)) >=
-            std::min(RoundToPixel(bounds.right), box_.right) ||
-        std::max(box_.top, RoundToPixel(bounds.top)) >=
-            std::min(RoundToPixel(bounds.bottom), box_.bottom)) {
-      continue;
-    }
+    if (RoundedTargetBox(env, subpath.GetBoundingBox(), t, box_).IsEmpty()) continue;
     if (const auto* points = subpath.VectorPoints()) {
       VectorPointEnumerator enumerator(*points, t, env);
       AddPoints(enumerator);

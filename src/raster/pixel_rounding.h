@@ -1,4 +1,5 @@
-// Rounding of internal coordinates to pixel lines and columns.
+// Rounding of internal coordinates to pixel lines and columns, and the culling box
+// built from it.
 //
 // Round means halves away from zero (std::llround), never floor(v + 0.5): the two
 // differ for negative coordinates, and every generator must agree with the others
@@ -8,6 +9,10 @@
 
 #include <cmath>
 
+#include "morv/transformation.h"
+#include "qormath/rectangle.h"
+#include "scan/environment.h"
+
 namespace QorSc {
 
 inline long long RoundToPixel(double v) {
@@ -15,6 +20,23 @@ inline long long RoundToPixel(double v) {
   if (!(v > -kLimit)) return -static_cast<long long>(kLimit);
   if (!(v < kLimit)) return static_cast<long long>(kLimit);
   return std::llround(v);
+}
+
+// The pixels that world `bounds` placed by `t` may reach: the box in internal space
+// with each side rounded to a whole pixel, intersected with `limit`. Culling by it
+// never drops a covered pixel, since a pixel is covered only when its centre lies
+// inside the shape. Every culling step (collection, geometry sources, subpaths)
+// uses this one box.
+inline QorMath::Rectangle<long long> RoundedTargetBox(const Environment& env,
+                                                      const Morv::MilliPointRectangle& bounds,
+                                                      const Morv::MilliPointTransformation& t,
+                                                      const QorMath::Rectangle<long long>& limit) {
+  const QorMath::Rectangle<double> internal =
+      env.WorldToInternal(Morv::TransformedBoundingBox(t, bounds));
+  const QorMath::Rectangle<long long> rounded{
+      RoundToPixel(internal.left), RoundToPixel(internal.top), RoundToPixel(internal.right),
+      RoundToPixel(internal.bottom)};
+  return QorMath::Intersect(rounded, limit);
 }
 
 }  // namespace QorSc
