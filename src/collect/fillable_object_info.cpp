@@ -22,7 +22,7 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const QorPaint::Paint& paint, LineR
   if (paint.GetType() == QorPaint::kFlatPaint) {
     const auto& color = static_cast<const QorPaint::FlatPaint&>(paint).GetColor();
     if (options.GetHalftoneMode() == kHalftoneLabelsFullInk) {
-      return MakeFullInkGetter(options, color);
+      return renderer.Pools().FlatPaints().GetFullInk(options, color);
     }
     return renderer.Pools().FlatPaints().Get(options, color);
   }

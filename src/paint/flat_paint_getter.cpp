@@ -121,11 +121,6 @@ std::shared_ptr<FlatPaintGetter> MakeFlatPaintGetter(std::vector<float> values,
   return std::make_shared<FlatPaintGetter>(std::move(description));
 }
 
-std::shared_ptr<FlatPaintGetter> MakeFullInkGetter(const Options& options,
-                                                   const QorColor::Color& color) {
-  return std::make_shared<FlatPaintGetter>(DescribeFlatPaint(options, FullInkColor(color)));
-}
-
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& options,
                                                            const QorColor::Color& color) {
   return Get(DescribeFlatPaint(options, color));

@@ -64,17 +64,13 @@ class FlatPaintGetter final : public PaintGetter {
 std::shared_ptr<FlatPaintGetter> MakeFlatPaintGetter(std::vector<float> values,
                                                      ComponentKinds kinds, bool absent);
 
-// A getter of full ink in `color`'s own colorants, converted like any colour, not
-// shared.
-std::shared_ptr<FlatPaintGetter> MakeFullInkGetter(const Options& options,
-                                                   const QorColor::Color& color);
-
 // One getter per distinct description. Not thread-safe: one cache per conversion.
 class FlatPaintGetterCache {
  public:
   std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorColor::Color& color);
   std::shared_ptr<FlatPaintGetter> Get(FlatPaintDescription description);
-  // The shared getter of FullInkColor(color).
+  // The shared getter of full ink in `color`'s own colorants (FullInkColor), converted
+  // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
 
   std::size_t Size() const { return getters_.size(); }

@@ -25,10 +25,6 @@ class HalftonePaintGetter final : public PaintGetter {
                RunList& painted) override;
   int GetPaintKind() const override { return masked_ ? 2 : 1; }
 
-  float GetLabel() const { return label_; }
-  bool IsMasked() const { return masked_; }
-  const std::shared_ptr<PaintGetter>& GetInner() const { return inner_; }
-
  private:
   std::shared_ptr<PaintGetter> inner_;
   bool masked_;

@@ -60,8 +60,6 @@ class ClipObject final : public ClipBase {
   bool IsEmpty() const override { return !generator_ || generator_->Runs().empty(); }
   bool IsFinished(long long line) const override { return source_.pixelBox.bottom <= line; }
 
-  const GeometrySource& Source() const { return source_; }
-
  private:
   GeometrySource source_;
   std::unique_ptr<RunLengthGenerator> generator_;
@@ -106,11 +104,8 @@ class Clip {
   void Update(const LineContext& context, long long line);
 
   const RunList& Runs() const { return runs_; }
-  const Run* RunsBegin() const { return runs_.data(); }
-  const Run* RunsEnd() const { return runs_.data() + runs_.size(); }
   // Admits nothing on the current line nor on any later one.
   bool IsExcluded() const { return excluded_; }
-  const std::shared_ptr<Clip>& GetEnclosing() const { return enclosing_; }
 
  private:
   // Intersects the runs with the elements from `first` on, until one is finished.

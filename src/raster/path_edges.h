@@ -9,8 +9,8 @@
 // they keep their capacity, so building allocates only the edges themselves.
 //
 // Edge: a finished chain stored from smaller to larger y, with the lines it crosses
-// ([firstLine, endLine)), its x on the current line and its winding: −1 where y
-// increases along the path, +1 otherwise.
+// ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
+// otherwise. Its x on the current line is kept by the generator's active entry.
 #pragma once
 
 #include <boost/container/small_vector.hpp>
@@ -106,18 +106,7 @@ struct Edge {
   boost::container::small_vector<Segment, 2> segments;
   long long firstLine = 0;
   long long endLine = 0;  // exclusive
-  double x = 0.0;
-  std::uint32_t current = 0;
   std::int32_t winding = 0;
-
-  // x on the row of pixel centres ys; segments are only ever advanced.
-  void MoveTo(double ys) {
-    const std::uint32_t last = static_cast<std::uint32_t>(segments.size()) - 1;
-    while (current < last && ys > segments[current].y1)
-      ++current;
-    const Segment& s = segments[current];
-    x = s.x0 + (ys - s.y0) * s.dxdy;
-  }
 };
 
 }  // namespace QorSc

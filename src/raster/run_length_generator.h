@@ -29,8 +29,6 @@ class RunLengthGenerator {
   virtual void GenerateRuns(long long line) = 0;
 
   const RunList& Runs() const { return runs_; }
-  const Run* RunsBegin() const { return runs_.data(); }
-  const Run* RunsEnd() const { return runs_.data() + runs_.size(); }
   State GetState() const { return state_; }
   long long GetLastLine() const { return last_line_; }
   QorMath::Rectangle<long long> GetPixelBox() const { return {x0_, y0_, x1_, y1_}; }

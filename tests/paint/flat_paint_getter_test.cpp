@@ -192,12 +192,13 @@ TEST(FlatPaint, FullInkShowsOneInTheColourOwnPlates) {
   const Options options = SeparationOptions({"Cyan", "Gold", "Yellow"});
   Color color{{"Gold", 0.2f}, {"Cyan", 0.3f}};
   color.SetPaintsNamedColorantsOnly(true);
-  const auto getter = QorSc::MakeFullInkGetter(options, color);
+  FlatPaintGetterCache cache;
+  const auto getter = cache.GetFullInk(options, color);
   EXPECT_EQ(getter->Values(), (std::vector<float>{1.0f, 1.0f, 0.0f}));
   EXPECT_EQ(getter->Kinds(), Kinds({1, 1, 4}));
   EXPECT_TRUE(getter->HasAbsentComponents());
 
-  const auto process = QorSc::MakeFullInkGetter(Options(true, kTable), Color{{"Gold", 0.2f}});
+  const auto process = cache.GetFullInk(Options(true, kTable), Color{{"Gold", 0.2f}});
   EXPECT_EQ(process->Values(), (std::vector<float>{0.0f, 0.25f, 1.0f, 0.0f}));
 }
 
