@@ -1,6 +1,5 @@
 // Fuzz target for the PDF importer: opens the input as a PDF from memory, reads
-// every page's geometry and operator counts, and translates every page into the
-// document model.
+// every page's geometry, and translates every page into the document model.
 //
 // The contract under test: whatever the bytes, opening either succeeds or throws
 // QorPdf::ImportError, and once open nothing throws and every page satisfies the
@@ -41,7 +40,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto document = QorPdf::Document::OpenBuffer(std::as_bytes(std::span(data, size)), "input");
     for (std::size_t i = 0; i < document.PageCount(); ++i) {
       CheckPage(document.GetPage(i));
-      document.OperatorCounts(i);
     }
     const QorPdf::Import import = document.ImportPages();
     if (import.pages.size() != document.PageCount() || !import.document) std::abort();

@@ -2,14 +2,13 @@
 //
 // Invariants: Impl::bytes outlives Impl::qpdf (members are destroyed in reverse
 // order), because a document opened from memory reads from those bytes for its whole
-// life. pages, page_objects and operator_counts have one entry per page. qpdf's own
+// life. pages and page_objects have one entry per page. qpdf's own
 // warnings are moved to the warning list after every step, so each one lands with the
 // page that was being read.
 #include "qorpdf/importer.h"
 
 #include <exception>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -20,7 +19,6 @@
 #include "content/interpreter.h"
 #include "content/optional_content.h"
 #include "font/font.h"
-#include "operator_counter.h"
 #include "page_attributes.h"
 #include "qpdf_headers.h"
 #include "warning_list.h"
@@ -97,7 +95,6 @@ struct Document::Impl {
   bool encrypted = false;
   std::vector<QPDFObjectHandle> page_objects;
   std::vector<Page> pages;
-  std::vector<std::optional<OperatorCountMap>> operator_counts;
   internal::WarningList warnings;
   // Made on first import and kept: caches of colour spaces, fonts and layers that
   // every later import of the same file reuses.
@@ -149,7 +146,6 @@ struct Document::Impl {
       }
       warnings.TakeFrom(qpdf, i);
     }
-    operator_counts.resize(pages.size());
   }
 
   void CheckIndex(std::size_t index) const {
@@ -200,16 +196,6 @@ std::size_t Document::PageCount() const {
 const Page& Document::GetPage(std::size_t index) const {
   impl_->CheckIndex(index);
   return impl_->pages[index];
-}
-
-const OperatorCountMap& Document::OperatorCounts(std::size_t page_index) {
-  impl_->CheckIndex(page_index);
-  std::optional<OperatorCountMap>& cached = impl_->operator_counts[page_index];
-  if (!cached) {
-    cached = internal::CountOperators(impl_->page_objects[page_index], page_index, impl_->warnings);
-    impl_->warnings.TakeFrom(impl_->qpdf, page_index);
-  }
-  return *cached;
 }
 
 Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOptions& options) {

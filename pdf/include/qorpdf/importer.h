@@ -7,12 +7,11 @@
 // holds, a value that cannot be used is replaced by its default and a Warning says
 // so. Only opening throws for bad input (ImportError); afterwards bad input only adds
 // warnings. A document is not safe to use from two threads at once: qpdf reads
-// objects lazily and OperatorCounts fills a cache.
+// objects lazily and imports fill caches.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -59,10 +58,10 @@ struct Warning {
 
 // A font a page uses, as `qorsc info` shows it.
 struct FontInfo {
-  std::string name;        // BaseFont, or "(unnamed)"
-  std::string subtype;     // Type1, MMType1, TrueType, Type0, Type3
-  std::string program;     // the embedded program's kind (Type1, Type1C, TrueType, OpenType,
-                           // CIDFontType0C, ...), or "none"
+  std::string name;     // BaseFont, or "(unnamed)"
+  std::string subtype;  // Type1, MMType1, TrueType, Type0, Type3
+  std::string program;  // the embedded program's kind (Type1, Type1C, TrueType, OpenType,
+                        // CIDFontType0C, ...), or "none"
   bool embedded = false;
   std::string substitute;  // the font file drawn instead when not embedded
 };
@@ -122,11 +121,6 @@ class ImportError : public std::runtime_error {
   std::string reason_;
 };
 
-// Operator name (as written, without operands) to the number of times it occurs.
-// Every keyword of the content counts, unknown ones too; an inline image counts as
-// its three keywords BI, ID and EI.
-using OperatorCountMap = std::map<std::string, std::size_t, std::less<>>;
-
 class Document {
  public:
   // Past this many, further warnings are only counted: a damaged file can produce
@@ -153,12 +147,6 @@ class Document {
   std::size_t PageCount() const;
   // Throws std::out_of_range for an index not below PageCount().
   const Page& GetPage(std::size_t index) const;
-
-  // Reads the page's content streams on first use and keeps the result; content
-  // errors become warnings and the counts cover what could be read. Throws
-  // std::out_of_range for an index not below PageCount(). The reference stays valid
-  // as long as the document.
-  const OperatorCountMap& OperatorCounts(std::size_t page_index);
 
   // Translates the given pages (zero-based, in the given order; every page when
   // empty) into one document model. Content that cannot be used (a malformed
