@@ -3,8 +3,8 @@
 // then collected and rendered at a low resolution with soft masks and transparency
 // groups left out, as the command-line tool renders today.
 //
-// The corpus is read in place from ../shared/corpus beside the repository (or
-// QORSC_CORPUS); without it the test is skipped.
+// The corpus is read in place from QORSC_CORPUS, else ../shared/corpus beside the
+// repository, else /work/shared/corpus; without it the test is skipped.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,14 +20,14 @@ namespace {
 
 std::filesystem::path Corpus() {
   if (const char* dir = std::getenv("QORSC_CORPUS")) return dir;
-  // tests/pdf/content/ -> the repository -> its parent.
-  return std::filesystem::path(__FILE__)
-             .parent_path()
-             .parent_path()
-             .parent_path()
-             .parent_path()
-             .parent_path() /
-         "shared" / "corpus";
+  // tests/pdf/content/ -> the repository -> its parent; absolute, since a compiler
+  // cache may compile by relative path, and worktrees live further down.
+  std::filesystem::path repository = std::filesystem::weakly_canonical(__FILE__);
+  for (int i = 0; i < 4; ++i)
+    repository = repository.parent_path();
+  const std::filesystem::path beside = repository.parent_path() / "shared" / "corpus";
+  if (std::filesystem::is_directory(beside)) return beside;
+  return "/work/shared/corpus";
 }
 
 std::vector<std::filesystem::path> CorpusFiles() {
