@@ -1,5 +1,5 @@
-// The document model: colour conversion into separations, process and grey, and the
-// document builder's identifiers, back links and halftone list.
+// The document model: colour conversion into separations, process and grey, the
+// document builder's identifiers, back links and halftone list, and layer expressions.
 //
 // Expected values are computed in the test with the same float operations in the
 // same order as the conversion's documented rule, so the checks are bit-exact.
@@ -10,11 +10,13 @@
 
 #include <array>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
 #include "morv/compound.h"
 #include "qordoc/color_conversion.h"
+#include "qordoc/layer.h"
 
 namespace {
 
@@ -281,3 +283,32 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
 }
 
 }  // namespace
+
+TEST(LayerExpression, EvaluatesAndSharesSubExpressions) {
+  auto shown = std::make_shared<QorDoc::LayerProperties>("Shown", true);
+  auto hidden = std::make_shared<QorDoc::LayerProperties>("Hidden", false);
+  const QorDoc::LayerFilter by_default = [](const std::shared_ptr<QorDoc::LayerProperties>& p) {
+    return p->IsVisibleByDefault();
+  };
+  using E = QorDoc::LayerExpression;
+  EXPECT_TRUE(QorDoc::Evaluate(E::Of(shown), by_default));
+  EXPECT_FALSE(QorDoc::Evaluate(E::Not(E::Of(shown)), by_default));
+  EXPECT_TRUE(QorDoc::Evaluate(E::And({}), by_default));
+  EXPECT_FALSE(QorDoc::Evaluate(E::Or({}), by_default));
+  EXPECT_FALSE(QorDoc::Evaluate(E::And({E::Of(shown), E::Of(hidden)}), by_default));
+  EXPECT_TRUE(QorDoc::Evaluate(E::Or({E::Of(hidden), E::Not(E::Of(hidden))}), by_default));
+
+  // 60 levels of "and" over the level below, twice: 2^60 paths to the leaf, which
+  // is asked once; copies share their operands instead of copying the tree.
+  int asked = 0;
+  const QorDoc::LayerFilter counting = [&](const std::shared_ptr<QorDoc::LayerProperties>& p) {
+    ++asked;
+    return p->IsVisibleByDefault();
+  };
+  E level = E::Not(E::Of(hidden));
+  for (int i = 0; i < 60; ++i)
+    level = E::And({level, level});
+  EXPECT_TRUE(QorDoc::Evaluate(level, counting));
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(level.GetOperands()[0].Identity(), level.GetOperands()[1].Identity());
+}

@@ -61,6 +61,26 @@ std::optional<QorDoc::LayerExpression> OptionalContent::ReadVisibilityExpression
     return std::nullopt;
   }
   if (expression.isDictionary()) return QorDoc::LayerExpression::Of(PropertiesOf(expression));
+  // Arrays that are objects of their own can be shared by several operands: each is
+  // read once, and its expression shared, so a file cannot make the expression grow
+  // with the number of paths through them.
+  const QPDFObjGen id = expression.getObjGen();
+  if (!id.isIndirect()) return ReadVisibilityOperator(expression, depth, page);
+  if (const auto found = expressions_.find(id); found != expressions_.end()) {
+    return found->second;
+  }
+  if (!reading_.insert(id).second) {
+    warnings_.Add(page, "/VE", "visibility expression contains itself");
+    return std::nullopt;
+  }
+  auto result = ReadVisibilityOperator(expression, depth, page);
+  reading_.erase(id);
+  expressions_.emplace(id, result);
+  return result;
+}
+
+std::optional<QorDoc::LayerExpression> OptionalContent::ReadVisibilityOperator(
+    QPDFObjectHandle expression, std::size_t depth, std::optional<std::size_t> page) {
   if (!expression.isArray() || expression.getArrayNItems() == 0 ||
       !expression.getArrayItem(0).isName()) {
     warnings_.Add(page, "/VE", "malformed visibility expression");
