@@ -52,10 +52,6 @@ int RunRender(const RenderArguments& a, const std::atomic<bool>* interrupt) {
   const std::vector<std::size_t> indices = ZeroBasedPages(a.pages, document.PageCount());
   if (indices.empty()) throw std::runtime_error(a.input + ": the document has no pages");
   QorPdf::Import import = document.ImportPages(indices, RenderableImportOptions());
-  if (!a.quiet) PrintWarnings(document, std::nullopt, stderr);
-
-  std::vector<unsigned char> profile;
-  if (a.format == OutputFormat::kPng) profile = document.OutputIntentProfile();
 
   RenderSettings settings;
   settings.resolution = a.resolution;
@@ -64,6 +60,26 @@ int RunRender(const RenderArguments& a, const std::atomic<bool>* interrupt) {
   settings.threads = a.threads != 0 ? a.threads : std::max(1u, std::thread::hardware_concurrency());
   settings.halftone_labels = a.halftone_labels;
   settings.interrupt = interrupt;
+
+  // Every page is checked before any file is written: a refused page stops the job
+  // with one message and leaves no output behind.
+  for (const QorPdf::ImportedPage& imported : import.pages) {
+    const std::string page = "page " + std::to_string(imported.index + 1);
+    if (!imported.incomplete.empty()) {
+      throw std::runtime_error(page + " is refused: " + imported.incomplete);
+    }
+    const PlateSet plates =
+        ChoosePlates(a.colorants, imported.colorants, import.document->GetSeparationInfo());
+    try {
+      CheckPageSize(PagePixelSize(imported.world_box, a.resolution), plates.names.size(), settings);
+    } catch (const std::invalid_argument& e) {
+      throw std::runtime_error(page + ": " + e.what());
+    }
+  }
+  if (!a.quiet) PrintWarnings(document, std::nullopt, stderr);
+
+  std::vector<unsigned char> profile;
+  if (a.format == OutputFormat::kPng) profile = document.OutputIntentProfile();
 
   const std::string pattern = a.output.value_or(DefaultOutputPattern(a.input, a.format));
   Progress progress(!a.quiet && Progress::StderrIsTerminal(), stderr);

@@ -19,6 +19,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -240,6 +241,27 @@ PixelSize PagePixelSize(const Morv::MilliPointRectangle& world_box, double resol
   return {pixels(world_box.Width()), pixels(world_box.Height())};
 }
 
+void CheckPageSize(PixelSize size, std::size_t plates, const RenderSettings& settings) {
+  const auto refuse = [&](const std::string& why) {
+    throw std::invalid_argument("the page is too large to render: " + std::to_string(size.width) +
+                                " x " + std::to_string(size.height) + " pixels at " +
+                                std::to_string(static_cast<long long>(settings.resolution)) +
+                                " dpi (" + why + ")");
+  };
+  if (size.width > kMaxPageSide || size.height > kMaxPageSide) {
+    refuse("at most " + std::to_string(kMaxPageSide) + " pixels a side");
+  }
+  constexpr std::size_t kAuxiliaryPlanes = 3;
+  const auto factor = static_cast<std::size_t>(std::clamp(settings.anti_alias, 1, 4));
+  const std::size_t line_bytes =
+      static_cast<std::size_t>(size.width) * factor * (plates + kAuxiliaryPlanes) * sizeof(float);
+  if (line_bytes > kMaxLineBytes) {
+    refuse("a line of " + std::to_string(plates) + " plates would need " +
+           std::to_string(line_bytes >> 20) + " MiB, at most " +
+           std::to_string(kMaxLineBytes >> 20) + " MiB");
+  }
+}
+
 long long ChooseBandLines(long long width, long long height, std::size_t planes,
                           const RenderSettings& settings) {
   if (settings.band_lines > 0) return settings.band_lines;
@@ -260,6 +282,7 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
     throw std::invalid_argument("RenderPage: no page content");
   }
   const PixelSize size = PagePixelSize(page.world_box, settings.resolution);
+  CheckPageSize(size, plates.names.size(), settings);
   const std::size_t planes = plates.names.size() + (settings.halftone_labels ? 1 : 0);
   const long long band_lines = ChooseBandLines(size.width, size.height, planes, settings);
   const long long bands = (size.height + band_lines - 1) / band_lines;

@@ -61,6 +61,16 @@ struct PixelSize {
 // The page's size in pixels: millipoints / 72000 × resolution, rounded, at least 1.
 PixelSize PagePixelSize(const Morv::MilliPointRectangle& world_box, double resolution);
 
+// The largest page a render takes on: at most kMaxPageSide pixels a side, and a
+// working line (final width × anti-aliasing factor, one float per plate plus the
+// compositor's three auxiliary planes) of at most kMaxLineBytes, so that the line,
+// group and band buffers stay within a few hundred megabytes whatever the file's page
+// size, user unit and the resolution. Throws std::invalid_argument ("the page is too
+// large to render: ...") for anything larger.
+inline constexpr long long kMaxPageSide = 1LL << 21;
+inline constexpr std::size_t kMaxLineBytes = std::size_t{64} << 20;
+void CheckPageSize(PixelSize size, std::size_t plates, const RenderSettings& settings);
+
 // Receives the page's lines top to bottom: the plates' planes one after the other,
 // each `width` bytes, then the label plane if there is one.
 class LineSink {

@@ -233,6 +233,7 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
     imported.index = index;
     imported.content = &content;
     imported.world_box = DisplayBox(page);
+    imported.incomplete = interpreter.Incomplete();
     for (const auto& font : interpreter.FontsUsed()) {
       const internal::FontDescription& d = font->Description();
       imported.fonts.push_back({d.name, d.subtype, d.program, d.embedded, d.substitute});

@@ -8,12 +8,27 @@
 #include "qpdf_headers.h"
 
 namespace QorPdf::internal {
+namespace {
+
+// Subjects and reasons quote the file (an unknown operator, a name); a file can make
+// such a word megabytes long, and a message must stay one readable line.
+constexpr std::size_t kMaxTextBytes = 200;
+
+void Shorten(std::string& text) {
+  if (text.size() <= kMaxTextBytes) return;
+  text.resize(kMaxTextBytes);
+  text += "...";
+}
+
+}  // namespace
 
 void WarningList::Add(std::optional<std::size_t> page, std::string subject, std::string reason) {
   if (warnings_.size() >= Document::kMaxWarnings) {
     ++dropped_;
     return;
   }
+  Shorten(subject);
+  Shorten(reason);
   warnings_.push_back(Warning{page, std::move(subject), std::move(reason)});
 }
 

@@ -12,6 +12,8 @@ import pathlib
 import struct
 import zlib
 
+import make_hostile_pdfs
+
 DATA = pathlib.Path(__file__).resolve().parent / "data"
 
 # The standard security handler pads passwords with these 32 fixed bytes.
@@ -462,6 +464,9 @@ def main():
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)
+    (DATA / "hostile").mkdir(exist_ok=True)
+    for name, data in make_hostile_pdfs.hostile_files(Pdf).items():
+        (DATA / "hostile" / name).write_bytes(data)
 
 
 if __name__ == "__main__":

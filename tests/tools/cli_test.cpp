@@ -13,44 +13,21 @@
 #include <string>
 #include <vector>
 
+#include "cli_fixture.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using QorScToolTest::Outcome;
 
-class Cli : public ::testing::Test {
+class Cli : public QorScToolTest::CliFixture {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("qorsc_cli_test_" + std::to_string(getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
   Outcome Qorsc(const std::string& arguments) const {
     const fs::path out = dir_ / "stdout.txt", err = dir_ / "stderr.txt";
     const std::string command = "cd '" + dir_.string() + "' && '" QORSC_CLI_PATH "' " + arguments +
                                 " >'" + out.string() + "' 2>'" + err.string() + "'";
-    Outcome run;
-    const int raw = std::system(command.c_str());
-    run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    run.out = Read(out);
-    run.err = Read(err);
-    fs::remove(out);
-    fs::remove(err);
-    return run;
-  }
-
-  static std::string Read(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+    return Finished(std::system(command.c_str()), out, err);
   }
 
   // A one-page 72 × 36 pt PDF: a cyan 0.6 square and a square of the spot colour
@@ -87,8 +64,6 @@ class Cli : public ::testing::Test {
   static bool ImportMissing(const Outcome& run) {
     return run.err.find("not implemented") != std::string::npos;
   }
-
-  fs::path dir_;
 };
 
 TEST_F(Cli, HelpVersionAndBadArguments) {

@@ -86,6 +86,11 @@ struct ImportedPage {
   // the registration colorant "All" is not one.
   QorColor::Color colorants;
   std::vector<FontInfo> fonts;  // in order of first use
+  // Why the page's content was not read to its end, or empty when it was. A page
+  // passes a limit only when the file asks for more work or memory than any real
+  // page needs (see ImportLimits in docs/design.md); what was read before is kept,
+  // but the page must not be printed as if it were whole.
+  std::string incomplete;
 };
 
 // What an import keeps of content that a renderer may not draw yet. Whatever is

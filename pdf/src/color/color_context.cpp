@@ -16,6 +16,7 @@
 
 #include "color/color_space.h"
 #include "color/space_reader.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 
@@ -83,8 +84,8 @@ struct ColorContext::Impl final : SpaceReader {
         warnings.Add(std::nullopt, where, "no embedded profile; ignored");
         continue;
       }
-      const std::shared_ptr<Buffer> data = profile.getStreamData(qpdf_dl_all);
-      std::vector<unsigned char> bytes(data->getBuffer(), data->getBuffer() + data->getSize());
+      const std::string data = DecodeResource(profile);
+      std::vector<unsigned char> bytes(data.begin(), data.end());
       if (const auto refusal = cms.UseOutputProfile(bytes)) {
         warnings.Add(std::nullopt, where, *refusal + "; ignored");
         continue;
@@ -198,9 +199,10 @@ struct ColorContext::Impl final : SpaceReader {
       std::shared_ptr<const CmykTransform> transform;
       std::string why;
       try {
-        const std::shared_ptr<Buffer> data = stream.getStreamData(qpdf_dl_all);
-        transform = cms.FromIcc(std::span<const unsigned char>(data->getBuffer(), data->getSize()),
-                                components, why);
+        const std::string data = DecodeResource(stream);
+        transform =
+            cms.FromIcc(std::span(reinterpret_cast<const unsigned char*>(data.data()), data.size()),
+                        components, why);
       } catch (const std::exception& e) {
         why = std::string("the profile stream cannot be read: ") + e.what();
       }

@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "stream_data.h"
+
 namespace QorPdf::internal {
 
 namespace {
@@ -62,8 +64,7 @@ Interval SingleInterval(QPDFObjectHandle dict) {
 }
 
 std::string StreamText(QPDFObjectHandle stream) {
-  const std::shared_ptr<Buffer> data = stream.getStreamData(qpdf_dl_all);
-  return std::string(reinterpret_cast<const char*>(data->getBuffer()), data->getSize());
+  return DecodeResource(stream);
 }
 
 class Reader {

@@ -17,6 +17,7 @@
 #include "color/function_reader.h"
 #include "color/space_reader.h"
 #include "qordoc/separation.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 
@@ -216,8 +217,7 @@ std::shared_ptr<const ColorSpace> ReadIndexed(QPDFObjectHandle space, SpaceReade
   if (lookup_object.isString()) {
     lookup = lookup_object.getStringValue();
   } else if (lookup_object.isStream()) {
-    const std::shared_ptr<Buffer> data = lookup_object.getStreamData(qpdf_dl_all);
-    lookup.assign(reinterpret_cast<const char*>(data->getBuffer()), data->getSize());
+    lookup = DecodeResource(lookup_object);
   } else {
     reader.Warn("Indexed without a lookup string or stream");
     return nullptr;

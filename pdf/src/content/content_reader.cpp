@@ -107,9 +107,15 @@ bool ContentReader::ReadOperand(const QPDFTokenizer::Token& token, Operand& out,
       const bool array = token.getType() == QPDFTokenizer::tt_array_open;
       const auto close = array ? QPDFTokenizer::tt_array_close : QPDFTokenizer::tt_dict_close;
       out.kind = array ? Operand::Kind::kArray : Operand::Kind::kDictionary;
-      if (depth >= kMaxNesting) Problem("arrays or dictionaries nested too deep");
+      if (depth >= kMaxNesting) {
+        // Kept as an empty operand; what it holds is skipped without recursion, so
+        // no nesting depth can exhaust the stack.
+        Problem("arrays or dictionaries nested too deep");
+        SkipNested();
+        return true;
+      }
       for (;;) {
-        const QPDFTokenizer::Token inner = tokenizer_.readToken(input_, description_, true);
+        const QPDFTokenizer::Token inner = ReadToken();
         const auto type = inner.getType();
         if (type == close) break;
         if (type == QPDFTokenizer::tt_eof) {
@@ -124,9 +130,7 @@ bool ContentReader::ReadOperand(const QPDFTokenizer::Token& token, Operand& out,
         }
         Operand element;
         if (!ReadOperand(inner, element, depth + 1)) continue;
-        if (depth < kMaxNesting && out.elements.size() < kMaxOperands) {
-          out.elements.push_back(std::move(element));
-        }
+        if (out.elements.size() < kMaxOperands) out.elements.push_back(std::move(element));
       }
       if (!array && out.elements.size() % 2 != 0) out.elements.pop_back();
       return true;
@@ -136,10 +140,34 @@ bool ContentReader::ReadOperand(const QPDFTokenizer::Token& token, Operand& out,
   }
 }
 
+QPDFTokenizer::Token ContentReader::ReadToken() {
+  QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true, kMaxTokenBytes);
+  if (token.getType() == QPDFTokenizer::tt_bad && token.getRawValue().size() >= kMaxTokenBytes) {
+    Problem("a string or other token longer than " + std::to_string(kMaxTokenBytes >> 20) +
+            " MiB: cut off and skipped");
+  }
+  return token;
+}
+
+void ContentReader::SkipNested() {
+  std::size_t open = 1;
+  while (open > 0) {
+    const auto type = ReadToken().getType();
+    if (type == QPDFTokenizer::tt_array_open || type == QPDFTokenizer::tt_dict_open) {
+      ++open;
+    } else if (type == QPDFTokenizer::tt_array_close || type == QPDFTokenizer::tt_dict_close) {
+      --open;
+    } else if (type == QPDFTokenizer::tt_eof) {
+      Problem("unterminated array or dictionary");
+      return;
+    }
+  }
+}
+
 void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
   operands.clear();
   for (;;) {
-    const QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true);
+    const QPDFTokenizer::Token token = ReadToken();
     const auto type = token.getType();
     if (type == QPDFTokenizer::tt_eof) {
       Problem("inline image without ID");
@@ -155,7 +183,7 @@ void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
       char separator = 0;
       input_->read(&separator, 1);
       tokenizer_.expectInlineImage(input_);
-      const QPDFTokenizer::Token data = tokenizer_.readToken(input_, description_, true);
+      const QPDFTokenizer::Token data = ReadToken();
       Operand bytes;
       bytes.kind = Operand::Kind::kString;
       if (data.getType() == QPDFTokenizer::tt_inline_image) {
@@ -166,7 +194,7 @@ void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
       if (operands.size() % 2 != 0) operands.pop_back();
       operands.push_back(std::move(bytes));
       // The EI that ends the data.
-      const QPDFTokenizer::Token end = tokenizer_.readToken(input_, description_, true);
+      const QPDFTokenizer::Token end = ReadToken();
       if (!end.isWord("EI")) Problem("inline image data without EI");
       return;
     }
@@ -182,7 +210,7 @@ void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
 bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
   operands.clear();
   for (;;) {
-    const QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true);
+    const QPDFTokenizer::Token token = ReadToken();
     const auto type = token.getType();
     if (type == QPDFTokenizer::tt_eof) {
       if (bad_tokens_ > 0) {
@@ -192,6 +220,9 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
       return false;
     }
     if (type == QPDFTokenizer::tt_word) {
+      if (operands.size() > kMaxOperands) {
+        operands.erase(operands.begin(), operands.end() - kMaxOperands);
+      }
       op = token.getValue();
       if (op == "BI") ReadInlineImage(operands);
       return true;
@@ -201,13 +232,15 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
       ++bad_tokens_;
       continue;
     }
-    if (operands.size() >= kMaxOperands) {
-      if (!overflow_reported_) {
-        Problem("more than " + std::to_string(kMaxOperands) +
-                " operands before an operator: the oldest dropped");
-        overflow_reported_ = true;
-      }
-      operands.erase(operands.begin());
+    if (operands.size() >= kMaxOperands && !overflow_reported_) {
+      Problem("more than " + std::to_string(kMaxOperands) +
+              " operands before an operator: the oldest dropped");
+      overflow_reported_ = true;
+    }
+    // The oldest are dropped a batch at a time, so that a stream of operands without
+    // an operator costs linear time.
+    if (operands.size() >= 2 * kMaxOperands) {
+      operands.erase(operands.begin(), operands.begin() + kMaxOperands);
     }
     operands.push_back(std::move(operand));
   }

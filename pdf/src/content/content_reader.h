@@ -10,8 +10,10 @@
 // keys and values in order, followed by the image data as a string operand.
 //
 // Invariants: at most kMaxOperands operands are kept per operator (the oldest are
-// dropped, as a PostScript-style stack overflow would lose them) and arrays or
-// dictionaries nest at most kMaxNesting deep; both are reported, once per stream,
+// dropped, as a PostScript-style stack overflow would lose them), arrays or
+// dictionaries nest at most kMaxNesting deep (deeper ones are skipped by counting
+// brackets, never by recursion) and no token is longer than kMaxTokenBytes (a longer
+// one is a bad token); each is reported, once per stream,
 // through the problems list. Reading never throws for bad content: bad tokens are
 // skipped and counted.
 #pragma once
@@ -54,6 +56,9 @@ class ContentReader {
  public:
   static constexpr std::size_t kMaxOperands = 8192;
   static constexpr std::size_t kMaxNesting = 32;
+  // A string, name or inline image's data longer than this is unusable anyway, and
+  // the tokenizer would hold it twice.
+  static constexpr std::size_t kMaxTokenBytes = std::size_t{16} << 20;
 
   // `description` names the stream in messages.
   ContentReader(std::string data, std::string description);
@@ -66,7 +71,10 @@ class ContentReader {
   const std::vector<std::string>& Problems() const { return problems_; }
 
  private:
+  QPDFTokenizer::Token ReadToken();
   bool ReadOperand(const QPDFTokenizer::Token& token, Operand& out, std::size_t depth);
+  // Skips the rest of an array or dictionary whose opening was just read.
+  void SkipNested();
   void ReadInlineImage(std::vector<Operand>& operands);
   void Problem(std::string text);
 

@@ -3,6 +3,7 @@
 // colour, text and XObjects have files of their own.
 #include "content/interpreter.h"
 
+#include <algorithm>
 #include <cmath>
 #include <exception>
 #include <new>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "content/interpreter_frame.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -68,8 +70,10 @@ void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content
   try {
     for (QPDFObjectHandle stream : helper.getPageContents()) {
       if (!stream.isStream()) continue;
-      const std::shared_ptr<Buffer> bytes = stream.getStreamData(qpdf_dl_generalized);
-      data.append(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+      if (!ReadContent(stream, "/Contents", data)) {
+        if (!incomplete_.empty()) return;
+        continue;
+      }
       // Streams of one page split only between tokens.
       data.push_back('\n');
     }
@@ -80,6 +84,63 @@ void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content
   }
   context_.warnings.TakeFrom(context_.pdf, page_);
   RunStream(std::move(data), "page " + std::to_string(page_ + 1), resources, std::move(gs));
+}
+
+bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string& description,
+                                     std::string& data) {
+  DecodedStream decoded;
+  try {
+    decoded = DecodeStream(stream, kMaxContentBytes, qpdf_dl_generalized);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& e) {
+    Warn(description, std::string("content not readable: ") + e.what());
+    return false;
+  }
+  if (decoded.truncated) {
+    StopPage("a content stream (" + description + ") " + decoded.Excess(kMaxContentBytes));
+    return false;
+  }
+  if (decoded.damaged) Warn(description, "content stream damaged: read as far as it decodes");
+  content_bytes_ += decoded.data.size();
+  if (content_bytes_ > context_.limits.max_content_bytes) {
+    StopPage("more than " + ByteSize(context_.limits.max_content_bytes) +
+             " of content to run (forms and glyph procedures count each time they are drawn)");
+    return false;
+  }
+  data.append(decoded.data);
+  return true;
+}
+
+bool ContentInterpreter::PlaceNested(QPDFObjectHandle stream, const std::string& description) {
+  if (!incomplete_.empty()) return false;
+  const QPDFObjGen id = stream.getObjGen();
+  if (id.isIndirect() && std::find(running_.begin(), running_.end(), id) != running_.end()) {
+    WarnOnce(description, "draws itself: the inner drawing is skipped");
+    return false;
+  }
+  if (placements_ >= context_.limits.max_placements) {
+    StopPage("more than " + std::to_string(context_.limits.max_placements) +
+             " placements of forms, glyph procedures and soft masks");
+    return false;
+  }
+  ++placements_;
+  return true;
+}
+
+void ContentInterpreter::RunNested(QPDFObjectHandle stream, const std::string& description,
+                                   QPDFObjectHandle resources, GraphicsState initial) {
+  std::string data;
+  if (!ReadContent(stream, description, data)) return;
+  running_.push_back(stream.getObjGen());
+  RunStream(std::move(data), description, resources, std::move(initial));
+  running_.pop_back();
+}
+
+void ContentInterpreter::StopPage(const std::string& reason) {
+  if (!incomplete_.empty()) return;
+  incomplete_ = reason;
+  Warn("page", reason + ": the page is incomplete");
 }
 
 void ContentInterpreter::RunStream(std::string data, const std::string& description,
@@ -94,7 +155,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
   ContentReader reader(std::move(data), description);
   std::string op;
   std::vector<Operand> operands;
-  while (reader.Next(op, operands)) {
+  while (incomplete_.empty() && reader.Next(op, operands)) {
     try {
       Execute(op, operands);
     } catch (const std::bad_alloc&) {
@@ -368,15 +429,12 @@ void ContentInterpreter::Unsupported(const std::string& feature) {
 }
 
 bool ContentInterpreter::CountObject() {
+  if (!incomplete_.empty()) return false;
   if (objects_ < context_.limits.max_objects) {
     ++objects_;
     return true;
   }
-  if (!object_limit_reported_) {
-    Warn("page", "more than " + std::to_string(context_.limits.max_objects) +
-                     " objects: the rest is skipped");
-    object_limit_reported_ = true;
-  }
+  StopPage("more than " + std::to_string(context_.limits.max_objects) + " objects");
   return false;
 }
 

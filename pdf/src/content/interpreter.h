@@ -16,11 +16,17 @@
 //
 // Invariants: never throws for bad content; everything skipped is reported to the
 // warning list with the page, the operator or object and the reason. Recursion
-// (forms, Type3 glyphs, soft masks) is bounded by ImportLimits::max_nesting, paths
-// by max_path_points, the page by max_objects.
+// (forms, Type3 glyphs, soft masks) is bounded by ImportLimits::max_nesting and a
+// stream never runs inside itself; paths are bounded by max_path_points. The page as
+// a whole has a budget (ImportLimits): painted objects, placements of forms, glyph
+// procedures and soft masks (each run counts, so shared objects drawn many times
+// count many times) and decoded content bytes. Past any of them the interpreter stops
+// the page at once and says why in Incomplete(): such a page must not be printed as
+// if it were whole.
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -40,7 +46,9 @@ namespace QorPdf::internal {
 struct ImportLimits {
   std::size_t max_nesting = 64;           // forms, Type3 glyphs and soft masks inside each other
   std::size_t max_path_points = 1 << 22;  // points of one path
-  std::size_t max_objects = 1 << 24;      // painted objects of one page
+  std::size_t max_objects = 1 << 21;      // painted objects of one page
+  std::size_t max_placements = 1 << 18;   // form, glyph procedure and soft-mask runs of one page
+  std::size_t max_content_bytes = std::size_t{1} << 30;  // decoded content run for one page
 };
 
 // What an import keeps of content that the renderer may not draw yet.
@@ -73,6 +81,10 @@ class ContentInterpreter {
   // The fonts the page selected with Tf, in order of first use.
   const std::vector<std::shared_ptr<Font>>& FontsUsed() const { return fonts_used_; }
 
+  // Why the page was stopped before its end (a budget of ImportLimits passed, a
+  // content stream too large), or empty when it was read in full.
+  const std::string& Incomplete() const { return incomplete_; }
+
  private:
   struct Frame;
 
@@ -80,6 +92,17 @@ class ContentInterpreter {
   // `initial`. Depth counts nested forms, glyphs and masks.
   void RunStream(std::string data, const std::string& description, QPDFObjectHandle resources,
                  GraphicsState initial);
+  // Before a form, glyph procedure or soft-mask group runs: counts the placement
+  // and refuses a stream that is already running (it would draw itself forever).
+  bool PlaceNested(QPDFObjectHandle stream, const std::string& description);
+  // Then decodes it within the content limits and runs it.
+  void RunNested(QPDFObjectHandle stream, const std::string& description,
+                 QPDFObjectHandle resources, GraphicsState initial);
+  // Appends the stream's decoded content to `data`; false when it could not be read
+  // (reported) or the page had to stop.
+  bool ReadContent(QPDFObjectHandle stream, const std::string& description, std::string& data);
+  // Stops the page: nothing more is read or added. Reported once.
+  void StopPage(const std::string& reason);
   void Execute(const std::string& op, std::vector<Operand>& operands);
 
   // Graphics state.
@@ -123,6 +146,11 @@ class ContentInterpreter {
   // Runs a form's content into initial.target, placed by its /Matrix after
   // initial.ctm and clipped to its /BBox; counts towards the nesting limit.
   void RunForm(QPDFObjectHandle form, GraphicsState initial, const std::string& name);
+  // How many form placements running `form` makes, itself included, from its
+  // content's Do operators alone (read once per form and page, without running
+  // anything), saturating past the placement budget: forms that share forms can ask
+  // for 2^40 placements in a few kilobytes, and this refuses them before the first.
+  std::size_t FormPlacements(QPDFObjectHandle form, QPDFObjectHandle resources, std::size_t depth);
   void DoImageMask(QPDFObjectHandle dictionary, const std::string& data, const std::string& name);
   void InlineImage(std::vector<Operand>& operands);
 
@@ -142,7 +170,11 @@ class ContentInterpreter {
   Frame* frame_ = nullptr;
   std::size_t depth_ = 0;
   std::size_t objects_ = 0;
-  bool object_limit_reported_ = false;
+  std::size_t placements_ = 0;
+  std::size_t content_bytes_ = 0;
+  std::string incomplete_;
+  std::vector<QPDFObjGen> running_;  // the nested streams being run, outermost first
+  std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
   std::set<std::string> unsupported_reported_;
   std::vector<std::shared_ptr<Font>> fonts_used_;
 };

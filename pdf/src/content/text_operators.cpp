@@ -221,19 +221,13 @@ void ContentInterpreter::ShowType3Glyph(const ShownGlyph& glyph, const Matrix& g
     return WarnOnce("Type3 glyph", "nested deeper than " +
                                        std::to_string(context_.limits.max_nesting) + ": skipped");
   }
+  if (!PlaceNested(procedure, "Type3 glyph")) return;
   const auto m = font.Type3Matrix();
   GraphicsState initial = frame_->gs;
   initial.ctm = Morv::Compose(initial.ctm, Morv::Compose(glyph_matrix, MatrixOf(m.data())));
   QPDFObjectHandle resources = font.Type3Resources();
   if (!resources.isDictionary()) resources = frame_->resources;
-  std::string data;
-  try {
-    const std::shared_ptr<Buffer> bytes = procedure.getStreamData(qpdf_dl_generalized);
-    data.assign(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
-  } catch (const std::exception& e) {
-    return WarnOnce("Type3 glyph", std::string("procedure not readable: ") + e.what());
-  }
-  RunStream(std::move(data), "Type3 glyph", resources, std::move(initial));
+  RunNested(procedure, "Type3 glyph", resources, std::move(initial));
 }
 
 void ContentInterpreter::EndText() {

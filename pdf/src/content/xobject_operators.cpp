@@ -5,18 +5,33 @@
 // Image masks: the model marks painted samples with a set bit. In PDF a sample of 0
 // paints under the default /Decode [0 1], so samples are inverted unless /Decode is
 // [1 0].
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "content/interpreter_frame.h"
 #include "qorimg/picture_buffer.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
 
-// Image masks larger than this many samples are refused: a 1-bit buffer of 2^32
-// samples is already half a gigabyte.
-constexpr std::size_t kMaxMaskSamples = std::size_t{1} << 32;
+// Image masks larger than this are refused: 2^32 one-bit samples.
+constexpr std::size_t kMaxMaskBytes = std::size_t{1} << 29;
+
+// The bytes an image mask's samples fill, the most its data is decoded to; 0 when
+// /Width or /Height is unusable (DoImageMask says why).
+std::size_t MaskDataLimit(QPDFObjectHandle dictionary) {
+  QPDFObjectHandle width = dictionary.getKey("/Width");
+  QPDFObjectHandle height = dictionary.getKey("/Height");
+  if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
+      height.getIntValue() <= 0) {
+    return 0;
+  }
+  return ImageBytes(static_cast<std::size_t>(width.getIntValue()),
+                    static_cast<std::size_t>(height.getIntValue()), 1, 1, kMaxMaskBytes)
+      .value_or(0);
+}
 
 // Inline images abbreviate their keys and filter names.
 std::string FullKey(const std::string& key) {
@@ -84,10 +99,11 @@ void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
     QPDFObjectHandle mask = dictionary.getKey("/ImageMask");
     if (mask.isBool() && mask.getBoolValue()) {
       try {
-        const std::shared_ptr<Buffer> data = xobject.getStreamData(qpdf_dl_specialized);
         DoImageMask(dictionary,
-                    std::string(reinterpret_cast<const char*>(data->getBuffer()), data->getSize()),
+                    DecodeStream(xobject, MaskDataLimit(dictionary), qpdf_dl_specialized).data,
                     name);
+      } catch (const std::bad_alloc&) {
+        throw;
       } catch (const std::exception& e) {
         Unsupported("image mask with filter " + dictionary.getKey("/Filter").unparse());
       }
@@ -140,7 +156,16 @@ void ContentInterpreter::RunForm(QPDFObjectHandle form, GraphicsState initial,
     return WarnOnce(name, "forms nested deeper than " +
                               std::to_string(context_.limits.max_nesting) + ": skipped");
   }
+  if (!PlaceNested(form, name)) return;
   QPDFObjectHandle dictionary = form.getDict();
+  QPDFObjectHandle resources = dictionary.getKey("/Resources");
+  // Forms without resources of their own use those of the page, as readers allow.
+  if (!resources.isDictionary()) resources = frame_->resources;
+  if (placements_ - 1 + FormPlacements(form, resources, depth_) > context_.limits.max_placements) {
+    return StopPage(name + " would make more than " +
+                    std::to_string(context_.limits.max_placements) +
+                    " placements of forms, glyph procedures and soft masks");
+  }
   if (auto matrix = ReadMatrix(dictionary.getKey("/Matrix"))) {
     initial.ctm = Morv::Compose(initial.ctm, *matrix);
   }
@@ -155,17 +180,43 @@ void ContentInterpreter::RunForm(QPDFObjectHandle form, GraphicsState initial,
     context_.builder.AddGroup(*initial.target, clipped);
     initial.target = &clipped;
   }
-  QPDFObjectHandle resources = dictionary.getKey("/Resources");
-  // Forms without resources of their own use those of the page, as readers allow.
-  if (!resources.isDictionary()) resources = frame_->resources;
-  std::string data;
-  try {
-    const std::shared_ptr<Buffer> bytes = form.getStreamData(qpdf_dl_generalized);
-    data.assign(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
-  } catch (const std::exception& e) {
-    return Warn(name, std::string("form content not readable: ") + e.what());
+  RunNested(form, name, resources, std::move(initial));
+}
+
+std::size_t ContentInterpreter::FormPlacements(QPDFObjectHandle form, QPDFObjectHandle resources,
+                                               std::size_t depth) {
+  const QPDFObjGen id = form.getObjGen();
+  if (id.isIndirect()) {
+    const auto [found, added] = form_placements_.emplace(id, 1);
+    // Known, or being counted further up: a form inside itself is skipped when run.
+    if (!added) return found->second;
   }
-  RunStream(std::move(data), name, resources, std::move(initial));
+  const std::size_t ceiling = context_.limits.max_placements + 1;
+  std::size_t count = 1;
+  if (depth < context_.limits.max_nesting) {
+    DecodedStream content;
+    try {
+      content = DecodeStream(form, kMaxContentBytes, qpdf_dl_generalized);
+    } catch (const std::exception&) {
+      // Reported when the form runs.
+    }
+    QPDFObjectHandle xobjects = resources.getKey("/XObject");
+    ContentReader reader(std::move(content.data), "form");
+    std::string op;
+    std::vector<Operand> operands;
+    while (count < ceiling && reader.Next(op, operands)) {
+      if (op != "Do" || operands.empty() || !operands.back().IsName()) continue;
+      QPDFObjectHandle inner = xobjects.getKey("/" + operands.back().text);
+      if (!inner.isStream() || !inner.getDict().getKey("/Subtype").isNameAndEquals("/Form")) {
+        continue;
+      }
+      QPDFObjectHandle inner_resources = inner.getDict().getKey("/Resources");
+      if (!inner_resources.isDictionary()) inner_resources = resources;
+      count = std::min(ceiling, count + FormPlacements(inner, inner_resources, depth + 1));
+    }
+  }
+  if (id.isIndirect()) form_placements_[id] = count;
+  return count;
 }
 
 void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::string& data,
@@ -178,7 +229,7 @@ void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::str
   }
   const auto w = static_cast<std::size_t>(width.getIntValue());
   const auto h = static_cast<std::size_t>(height.getIntValue());
-  if (w > kMaxMaskSamples / h) return Warn(name, "image mask too large");
+  if (!ImageBytes(w, h, 1, 1, kMaxMaskBytes)) return Warn(name, "image mask too large");
   QPDFObjectHandle bits = dictionary.getKey("/BitsPerComponent");
   if (bits.isInteger() && bits.getIntValue() != 1) {
     return Warn(name, "image mask with more than one bit per sample");
@@ -237,8 +288,9 @@ void ContentInterpreter::InlineImage(std::vector<Operand>& operands) {
     try {
       QPDFObjectHandle stream = QPDFObjectHandle::newStream(&context_.pdf, data);
       stream.replaceDict(dict);
-      const std::shared_ptr<Buffer> decoded = stream.getStreamData(qpdf_dl_specialized);
-      data.assign(reinterpret_cast<const char*>(decoded->getBuffer()), decoded->getSize());
+      data = DecodeStream(stream, MaskDataLimit(dict), qpdf_dl_specialized).data;
+    } catch (const std::bad_alloc&) {
+      throw;
     } catch (const std::exception& e) {
       return Unsupported("inline image mask with filter " + dict.getKey("/Filter").unparse());
     }

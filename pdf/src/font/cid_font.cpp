@@ -17,6 +17,7 @@
 
 #include "font/cmap.h"
 #include "font/font_loader.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 
@@ -151,9 +152,9 @@ std::shared_ptr<Font> MakeCidFont(QPDFObjectHandle font, FontLoader& loader, std
   QPDFObjectHandle map = descendant.getKey("/CIDToGIDMap");
   if (map.isStream() && !(loaded.program && loaded.program->IsCidKeyed())) {
     try {
-      const auto data = map.getStreamData(qpdf_dl_all);
-      const unsigned char* bytes = data->getBuffer();
-      cid_to_gid.resize(data->getSize() / 2);
+      const std::string data = DecodeResource(map);
+      const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
+      cid_to_gid.resize(data.size() / 2);
       for (std::size_t i = 0; i < cid_to_gid.size(); ++i) {
         cid_to_gid[i] = static_cast<std::uint16_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
       }

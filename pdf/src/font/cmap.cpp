@@ -12,6 +12,8 @@
 #include <exception>
 #include <optional>
 
+#include "stream_data.h"
+
 namespace QorPdf::internal {
 
 namespace {
@@ -275,8 +277,7 @@ CMap CMap::FromEncoding(QPDFObjectHandle encoding, std::string& problem) {
   for (int depth = 0; stream.isStream() && depth < kMaxUseDepth; ++depth) {
     std::string text;
     try {
-      const auto data = stream.getStreamData(qpdf_dl_all);
-      text.assign(reinterpret_cast<const char*>(data->getBuffer()), data->getSize());
+      text = DecodeResource(stream);
     } catch (const std::exception& e) {
       if (problem.empty()) problem = std::string("cannot read the CMap stream: ") + e.what();
       if (depth == 0) return Identity();

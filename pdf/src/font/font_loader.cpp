@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "font/substitutes.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 
@@ -18,9 +19,8 @@ namespace {
 std::optional<std::vector<unsigned char>> StreamBytes(QPDFObjectHandle stream,
                                                       std::string& problem) {
   try {
-    const auto data = stream.getStreamData(qpdf_dl_all);
-    const unsigned char* begin = data->getBuffer();
-    return std::vector<unsigned char>(begin, begin + data->getSize());
+    const std::string data = DecodeResource(stream);
+    return std::vector<unsigned char>(data.begin(), data.end());
   } catch (const std::exception& e) {
     if (problem.empty()) problem = std::string("cannot read the font program: ") + e.what();
     return std::nullopt;

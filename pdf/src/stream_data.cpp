@@ -1,0 +1,105 @@
+#include "stream_data.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace QorPdf::internal {
+namespace {
+
+// Thrown through qpdf's decoding chain to stop it once the limit is passed; qpdf
+// catches it, finishes the pipeline and reports failure, which the sink's own flag
+// tells apart from real damage.
+struct LimitReached {};
+
+class LimitedSink final : public Pipeline {
+ public:
+  LimitedSink(std::string& out, std::size_t limit)
+      : Pipeline("limited sink", nullptr), out_(out), limit_(limit) {}
+
+  void write(unsigned char const* data, size_t len) override {
+    if (truncated_) throw LimitReached{};
+    const std::size_t room = limit_ - out_.size();
+    if (len > room) {
+      out_.append(reinterpret_cast<const char*>(data), room);
+      truncated_ = true;
+      throw LimitReached{};
+    }
+    out_.append(reinterpret_cast<const char*>(data), len);
+  }
+  void finish() override {}
+
+  bool Truncated() const { return truncated_; }
+
+ private:
+  std::string& out_;
+  std::size_t limit_;
+  bool truncated_ = false;
+};
+
+}  // namespace
+
+DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
+                           qpdf_stream_decode_level_e level) {
+  DecodedStream result;
+  std::size_t effective = limit;
+  QPDFObjectHandle length = stream.getDict().getKey("/Length");
+  if (length.isInteger() && length.getIntValue() >= 0) {
+    const auto stored = static_cast<std::size_t>(length.getIntValue());
+    const std::size_t expansion = stored > limit / kMaxExpansion ? limit : stored * kMaxExpansion;
+    effective = std::min(limit, std::max(expansion, kMinExpansionLimit));
+  }
+  LimitedSink sink(result.data, effective);
+  bool filtered = false;
+  bool success = false;
+  try {
+    // Warnings suppressed: stopping at the limit is not damage, and real damage is
+    // reported by the caller from `damaged`.
+    success = stream.pipeStreamData(&sink, &filtered, 0, level, true, false);
+  } catch (const LimitReached&) {
+    // qpdf let it through (a stream provider, say): the flag says what happened.
+  }
+  result.truncated = sink.Truncated();
+  result.over_expansion = result.truncated && effective < limit;
+  if (result.truncated) return result;
+  if (!filtered && level != qpdf_dl_none) {
+    QPDFObjectHandle filter = stream.getDict().getKey("/Filter");
+    const bool has_filter = !filter.isNull() && !(filter.isArray() && filter.getArrayNItems() == 0);
+    if (has_filter) {
+      throw std::runtime_error("filter " + filter.unparse() + " cannot be decoded");
+    }
+  }
+  result.damaged = !success;
+  return result;
+}
+
+std::string DecodedStream::Excess(std::size_t limit) const {
+  if (over_expansion) return "inflates more than " + std::to_string(kMaxExpansion) + "-fold";
+  return "decodes to more than " + ByteSize(limit);
+}
+
+std::string DecodeResource(QPDFObjectHandle stream) {
+  DecodedStream decoded = DecodeStream(stream, kMaxResourceBytes, qpdf_dl_all);
+  if (decoded.truncated) throw std::runtime_error(decoded.Excess(kMaxResourceBytes));
+  return std::move(decoded.data);
+}
+
+std::optional<std::size_t> ImageBytes(std::size_t width, std::size_t height, std::size_t components,
+                                      std::size_t bits_per_component, std::size_t ceiling) {
+  if (width == 0 || height == 0 || components == 0 || bits_per_component == 0) return std::nullopt;
+  // Each step divides first, so nothing overflows before it is compared.
+  if (width > ceiling / components || width * components > ceiling / bits_per_component) {
+    return std::nullopt;
+  }
+  const std::size_t row = (width * components * bits_per_component + 7) / 8;
+  if (height > ceiling / row) return std::nullopt;
+  return row * height;
+}
+
+std::string ByteSize(std::size_t bytes) {
+  if (bytes % (std::size_t{1} << 30) == 0) return std::to_string(bytes >> 30) + " GiB";
+  if (bytes % (std::size_t{1} << 20) == 0) return std::to_string(bytes >> 20) + " MiB";
+  return std::to_string(bytes) + " bytes";
+}
+
+}  // namespace QorPdf::internal

@@ -1,0 +1,210 @@
+// The importer's bounds on what a file can ask for: nesting and token sizes in the
+// content reader, decoded sizes in DecodeStream, and the page budget of the
+// interpreter (objects, placements, streams that draw themselves). The end-to-end
+// cases with the hostile files are in tests/tools/hostile_files_test.cpp.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <qpdf/Pl_Buffer.hh>
+#include <qpdf/Pl_Flate.hh>
+#include <string>
+#include <vector>
+
+#include "../color/color_test_support.h"
+#include "color/color_space.h"
+#include "content/content_reader.h"
+#include "content/interpreter.h"
+#include "content/optional_content.h"
+#include "font/font.h"
+#include "stream_data.h"
+
+namespace QorPdf::internal {
+namespace {
+
+using test::PdfObjects;
+
+std::string Deflated(const std::string& data) {
+  Pl_Buffer buffer("deflated");
+  Pl_Flate flate("deflate", &buffer, Pl_Flate::a_deflate);
+  flate.write(reinterpret_cast<const unsigned char*>(data.data()), data.size());
+  flate.finish();
+  const std::unique_ptr<Buffer> bytes(buffer.getBuffer());
+  return std::string(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+}
+
+bool HasProblem(const ContentReader& reader, const std::string& part) {
+  for (const std::string& p : reader.Problems()) {
+    if (p.find(part) != std::string::npos) return true;
+  }
+  return false;
+}
+
+TEST(ContentReaderLimits, NestingTokensAndOperandsAreBounded) {
+  // 100 000 levels: skipped by counting, the operator after them still read.
+  ContentReader nested(std::string(100000, '[') + std::string(100000, ']') + " 7 w", "nested");
+  std::string op;
+  std::vector<Operand> operands;
+  ASSERT_TRUE(nested.Next(op, operands));
+  EXPECT_EQ(op, "w");
+  ASSERT_EQ(operands.size(), 2u);
+  EXPECT_TRUE(operands[0].IsArray());
+  EXPECT_EQ(operands[1].number, 7.0);
+  EXPECT_TRUE(HasProblem(nested, "nested too deep"));
+
+  // The newest operands are kept, in order, however many come before the operator.
+  std::string many;
+  for (int i = 0; i < 3 * static_cast<int>(ContentReader::kMaxOperands) + 5; ++i) {
+    many += std::to_string(i) + " ";
+  }
+  ContentReader numbers(many + "m", "numbers");
+  ASSERT_TRUE(numbers.Next(op, operands));
+  ASSERT_EQ(operands.size(), ContentReader::kMaxOperands);
+  EXPECT_EQ(operands.back().number, 3.0 * ContentReader::kMaxOperands + 4);
+  EXPECT_EQ(operands.front().number, 2.0 * ContentReader::kMaxOperands + 5);
+  EXPECT_TRUE(HasProblem(numbers, "oldest dropped"));
+
+  ContentReader long_string("(" + std::string(ContentReader::kMaxTokenBytes + 10, 'A') + ") Tj",
+                            "string");
+  while (long_string.Next(op, operands)) {
+  }
+  EXPECT_TRUE(HasProblem(long_string, "longer than 16 MiB"));
+}
+
+TEST(DecodeStream, StopsAtTheConsumersLimitAndAtImplausibleExpansion) {
+  PdfObjects objects;
+  const std::string text(100000, 'x');
+  QPDFObjectHandle flate = objects.Stream("<< /Filter /FlateDecode >>", Deflated(text));
+
+  DecodedStream whole = DecodeStream(flate, 1 << 20, qpdf_dl_generalized);
+  EXPECT_EQ(whole.data, text);
+  EXPECT_FALSE(whole.truncated);
+  EXPECT_FALSE(whole.damaged);
+
+  DecodedStream part = DecodeStream(flate, 1000, qpdf_dl_generalized);
+  EXPECT_EQ(part.data, text.substr(0, 1000));
+  EXPECT_TRUE(part.truncated);
+  EXPECT_FALSE(part.over_expansion);
+  EXPECT_EQ(part.Excess(1000), "decodes to more than 1000 bytes");
+
+  // Twice compressed, 8 MiB of zeros are a few hundred bytes: decoding stops at the
+  // expansion floor, not at the caller's far larger limit.
+  const std::string bomb = Deflated(Deflated(std::string(std::size_t{8} << 20, '\0')));
+  QPDFObjectHandle chained = objects.Stream(
+      "<< /Filter [/FlateDecode /FlateDecode] /Length " + std::to_string(bomb.size()) + " >>",
+      bomb);
+  DecodedStream inflated = DecodeStream(chained, kMaxContentBytes, qpdf_dl_generalized);
+  EXPECT_TRUE(inflated.truncated);
+  EXPECT_TRUE(inflated.over_expansion);
+  EXPECT_EQ(inflated.data.size(), kMinExpansionLimit);
+  EXPECT_EQ(inflated.Excess(kMaxContentBytes), "inflates more than 4096-fold");
+
+  QPDFObjectHandle jbig2 = objects.Stream("<< /Filter /JBIG2Decode >>", "data");
+  EXPECT_THROW(DecodeStream(jbig2, 100, qpdf_dl_specialized), std::runtime_error);
+  EXPECT_THROW(DecodeResource(chained), std::runtime_error);
+}
+
+TEST(DecodeStream, ImageBytesPadsRowsAndRefusesOverflow) {
+  EXPECT_EQ(ImageBytes(8, 8, 1, 1, 1000), 8u);
+  EXPECT_EQ(ImageBytes(9, 2, 1, 1, 1000), 4u);
+  EXPECT_EQ(ImageBytes(3, 2, 3, 8, 1000), 18u);
+  EXPECT_EQ(ImageBytes(3, 2, 3, 8, 17), std::nullopt);
+  EXPECT_EQ(ImageBytes(0, 2, 3, 8, 1000), std::nullopt);
+  const std::size_t huge = std::size_t{1} << 62;
+  EXPECT_EQ(ImageBytes(huge, huge, 4, 16, std::size_t{1} << 40), std::nullopt);
+}
+
+// One page run by the interpreter with the given limits.
+class PageBudget : public ::testing::Test {
+ protected:
+  // Runs `content` with `xobjects` (a dictionary's text) as the page's resources.
+  std::string Run(const std::string& content, const std::string& xobjects,
+                  const ImportLimits& limits) {
+    QPDFObjectHandle page = objects_.Parse("<< /Type /Page /MediaBox [0 0 100 100] >>");
+    page.replaceKey("/Contents", objects_.Stream("<< >>", content));
+    page.replaceKey("/Resources", objects_.Parse("<< /XObject " + xobjects + " >>"));
+    ColorContext colors(objects_.pdf, warnings_);
+    FontCache fonts(warnings_);
+    OptionalContent optional(objects_.pdf, warnings_);
+    QorDoc::DocumentBuilder builder;
+    ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}};
+    QorDoc::Content& target = builder.AddPage();
+    ContentInterpreter interpreter(context, 0);
+    interpreter.RunPage(page, target, Matrix{});
+    objects_count_ = CountPaths(target);
+    return interpreter.Incomplete();
+  }
+
+  // A form drawing `inner` (a form's reference) `times` times after a square.
+  QPDFObjectHandle Form(const std::string& inner, int times) {
+    std::string content = "0 0 1 1 re f";
+    for (int i = 0; i < times; ++i)
+      content += " /N Do";
+    const std::string resources =
+        inner.empty() ? "" : "/Resources << /XObject << /N " + inner + " >> >>";
+    return objects_.Stream(
+        "<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] " + resources + " >>", content);
+  }
+
+  std::size_t Warnings(const std::string& part) const {
+    std::size_t count = 0;
+    for (const Warning& w : warnings_.All()) {
+      if ((w.subject + ": " + w.reason).find(part) != std::string::npos) ++count;
+    }
+    return count;
+  }
+
+  static std::size_t CountPaths(const QorDoc::Content& content) {
+    std::size_t count = 0;
+    for (const auto& member : content.GetMembers()) {
+      if (dynamic_cast<const QorDoc::Path*>(member.get()) && !member->IsClippingObject()) ++count;
+      if (const auto* group = dynamic_cast<const QorDoc::Group*>(member.get())) {
+        count += CountPaths(group->GetMembers());
+      }
+    }
+    return count;
+  }
+
+  PdfObjects objects_;
+  WarningList warnings_;
+  std::size_t objects_count_ = 0;
+};
+
+TEST_F(PageBudget, ObjectsPastTheBudgetStopThePageOnce) {
+  ImportLimits limits;
+  limits.max_objects = 3;
+  const std::string reason =
+      Run("0 0 1 1 re f 0 0 1 1 re f 0 0 1 1 re f 0 0 1 1 re f 0 0 1 1 re f", "<< >>", limits);
+  EXPECT_EQ(reason, "more than 3 objects");
+  EXPECT_EQ(objects_count_, 3u);
+  EXPECT_EQ(Warnings("the page is incomplete"), 1u);
+}
+
+TEST_F(PageBudget, SharedFormsAreCountedPerPlacementBeforeTheyRun) {
+  // Three levels, each drawing the next twice: 1 + 2 + 4 placements, 7 squares.
+  const QPDFObjectHandle leaf = Form("", 0);
+  const QPDFObjectHandle middle = Form(PdfObjects::Ref(leaf), 2);
+  const QPDFObjectHandle top = Form(PdfObjects::Ref(middle), 2);
+  ImportLimits limits;
+  limits.max_placements = 7;
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(top) + " >>", limits), "");
+  EXPECT_EQ(objects_count_, 7u);
+
+  limits.max_placements = 6;
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(top) + " >>", limits),
+            "Do /F would make more than 6 placements of forms, glyph procedures and soft masks");
+  EXPECT_EQ(objects_count_, 0u) << "refused before anything of it ran";
+}
+
+TEST_F(PageBudget, FormsThatDrawEachOtherRunOncePerChain) {
+  QPDFObjectHandle a = Form("", 3);
+  const QPDFObjectHandle b = Form(PdfObjects::Ref(a), 3);
+  a.getDict().replaceKey("/Resources",
+                         objects_.Parse("<< /XObject << /N " + PdfObjects::Ref(b) + " >> >>"));
+  // The page draws a; a draws b three times; b's drawings of a are skipped.
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(a) + " >>", ImportLimits{}), "");
+  EXPECT_EQ(objects_count_, 4u);
+  EXPECT_EQ(Warnings("draws itself"), 1u);
+}
+
+}  // namespace
+}  // namespace QorPdf::internal
