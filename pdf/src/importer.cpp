@@ -7,8 +7,11 @@
 // page that was being read.
 #include "qorpdf/importer.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -79,6 +82,32 @@ Morv::MilliPointRectangle DisplayBox(const Page& page) {
                                                  : Morv::MilliPointRectangle(0, 0, w, h);
 }
 
+// qpdf walks the page tree recursively and overflows the stack somewhere past 20 000
+// levels; real trees are a few levels deep, and even a tree that chains its pages one
+// node per page stays far below this.
+constexpr std::size_t kMaxPageTreeDepth = 10000;
+
+// The depth of the page tree, walked without recursion (each node once, so loops
+// end); stops counting past kMaxPageTreeDepth.
+std::size_t PageTreeDepth(QPDF& qpdf) {
+  std::size_t deepest = 0;
+  std::set<QPDFObjGen> seen;
+  std::vector<std::pair<QPDFObjectHandle, std::size_t>> pending{
+      {qpdf.getRoot().getKey("/Pages"), 1}};
+  while (!pending.empty() && deepest <= kMaxPageTreeDepth) {
+    auto [node, depth] = pending.back();
+    pending.pop_back();
+    if (!node.isDictionary()) continue;
+    if (node.isIndirect() && !seen.insert(node.getObjGen()).second) continue;
+    deepest = std::max(deepest, depth);
+    QPDFObjectHandle kids = node.getKey("/Kids");
+    if (!kids.isArray()) continue;
+    for (QPDFObjectHandle kid : kids.aitems())
+      pending.emplace_back(kid, depth + 1);
+  }
+  return deepest;
+}
+
 }  // namespace
 
 ImportError::ImportError(std::string file_name, std::string reason)
@@ -121,8 +150,14 @@ struct Document::Impl {
     try {
       process();
       encrypted = qpdf.isEncrypted();
+      if (PageTreeDepth(qpdf) > kMaxPageTreeDepth) {
+        throw ImportError(name, "the page tree is nested more than " +
+                                    std::to_string(kMaxPageTreeDepth) + " levels deep");
+      }
       page_objects = qpdf.getAllPages();
     } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const ImportError&) {
       throw;
     } catch (const std::exception& e) {
       throw ImportError(name, ReasonOf(e, qpdf));

@@ -460,6 +460,48 @@ TEST(PdfDamaged, TruncatedFileFailsClearlyOrOpens) {
   }
 }
 
+// A PDF file of the given objects, numbered from 1 (the catalog first).
+std::string PdfOf(const std::vector<std::string>& objects) {
+  std::string pdf = "%PDF-1.7\n";
+  std::vector<std::size_t> offsets;
+  for (const std::string& body : objects) {
+    offsets.push_back(pdf.size());
+    pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+  }
+  const std::size_t xref = pdf.size();
+  pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
+  for (const std::size_t offset : offsets) {
+    const std::string number = std::to_string(offset);
+    pdf += std::string(10 - number.size(), '0') + number + " 00000 n \n";
+  }
+  pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) +
+         " /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+  return pdf;
+}
+
+// A page tree of `depth` /Pages nodes, each the only kid of the one above, with one
+// page at the bottom; written out in full, since the depth is the point.
+std::string ChainedPageTree(std::size_t depth) {
+  std::vector<std::string> objects{"<< /Type /Catalog /Pages 2 0 R >>"};
+  for (std::size_t i = 0; i < depth; ++i) {
+    objects.push_back("<< /Type /Pages /Kids [" + std::to_string(i + 3) + " 0 R] /Count 1 >>");
+  }
+  objects.push_back("<< /Type /Page /MediaBox [0 0 100 100] >>");
+  return PdfOf(objects);
+}
+
+TEST(PdfDamaged, PageTreeDepthIsBoundedBeforeQpdfWalksIt) {
+  const Document chained = Document::OpenBuffer(AsBytes(ChainedPageTree(500)), "chained");
+  EXPECT_EQ(chained.PageCount(), 1u);
+  // Deep enough to overflow the stack in qpdf's own recursive walk.
+  try {
+    Document::OpenBuffer(AsBytes(ChainedPageTree(30000)), "deep");
+    ADD_FAILURE() << "a page tree 30000 levels deep opened";
+  } catch (const ImportError& e) {
+    EXPECT_EQ(e.Reason(), "the page tree is nested more than 10000 levels deep");
+  }
+}
+
 TEST(PdfDamaged, EveryPrefixOfAFile) {
   const std::string bytes = ReadBytes(DataFile("content.pdf"));
   for (std::size_t length = 0; length <= bytes.size(); ++length) {
@@ -482,28 +524,15 @@ TEST(PdfDamaged, EveryByteReplaced) {
 // More faulty pages than the warning list keeps: the rest are counted, not stored.
 TEST(PdfWarnings, ListIsBounded) {
   constexpr std::size_t kPages = Document::kMaxWarnings + 25;
-  std::string pdf = "%PDF-1.7\n";
-  std::vector<std::size_t> offsets;
-  auto add_object = [&](const std::string& body) {
-    offsets.push_back(pdf.size());
-    pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-  };
-  add_object("<< /Type /Catalog /Pages 2 0 R >>");
+  std::vector<std::string> objects{"<< /Type /Catalog /Pages 2 0 R >>"};
   std::string kids;
   for (std::size_t i = 0; i < kPages; ++i)
     kids += std::to_string(i + 3) + " 0 R ";
-  add_object("<< /Type /Pages /MediaBox [0 0 10 10] /Count " + std::to_string(kPages) + " /Kids [" +
-             kids + "] >>");
+  objects.push_back("<< /Type /Pages /MediaBox [0 0 10 10] /Count " + std::to_string(kPages) +
+                    " /Kids [" + kids + "] >>");
   for (std::size_t i = 0; i < kPages; ++i)
-    add_object("<< /Type /Page /Parent 2 0 R /Rotate 1 >>");
-  const std::size_t xref = pdf.size();
-  pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
-  for (const std::size_t offset : offsets) {
-    const std::string number = std::to_string(offset);
-    pdf += std::string(10 - number.size(), '0') + number + " 00000 n \n";
-  }
-  pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) +
-         " /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+    objects.push_back("<< /Type /Page /Parent 2 0 R /Rotate 1 >>");
+  const std::string pdf = PdfOf(objects);
 
   const Document document = Document::OpenBuffer(AsBytes(pdf), "many faults");
   ASSERT_EQ(document.PageCount(), kPages);
