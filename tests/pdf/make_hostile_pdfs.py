@@ -129,7 +129,7 @@ def hostile_files(pdf_class):
             extra=visibility_dag),
         # Within the content limits, but longer than any token may be.
         "huge_string.pdf": one_page(
-            pdf_class, deflate_repeated(b"A", 24 * MIB, b"BT (", b") Tj ET\n" + SQUARE, False),
+            pdf_class, deflate_repeated(b"A", 17 * MIB, b"BT (", b") Tj ET\n" + SQUARE, False),
             content_filter="/Filter /FlateDecode"),
         "flate_bomb_content.pdf": one_page(
             pdf_class, deflate_repeated(b" ", GIB, b"", SQUARE), content_filter=TWICE_FLATE),

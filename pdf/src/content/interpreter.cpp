@@ -102,14 +102,17 @@ bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string&
     return false;
   }
   if (decoded.damaged) Warn(description, "content stream damaged: read as far as it decodes");
-  content_bytes_ += decoded.data.size();
-  if (content_bytes_ > context_.limits.max_content_bytes) {
-    StopPage("more than " + ByteSize(context_.limits.max_content_bytes) +
-             " of content to run (forms and glyph procedures count each time they are drawn)");
-    return false;
-  }
+  if (!CountContent(decoded.data.size())) return false;
   data.append(decoded.data);
   return true;
+}
+
+bool ContentInterpreter::CountContent(std::size_t bytes) {
+  content_bytes_ += bytes;
+  if (content_bytes_ <= context_.limits.max_content_bytes) return true;
+  StopPage("more than " + ByteSize(context_.limits.max_content_bytes) +
+           " of content to read (forms and glyph procedures count each time they are drawn)");
+  return false;
 }
 
 bool ContentInterpreter::PlaceNested(QPDFObjectHandle stream, const std::string& description) {

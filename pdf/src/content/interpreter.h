@@ -101,6 +101,9 @@ class ContentInterpreter {
   // Appends the stream's decoded content to `data`; false when it could not be read
   // (reported) or the page had to stop.
   bool ReadContent(QPDFObjectHandle stream, const std::string& description, std::string& data);
+  // Adds decoded content to the page's total; false (the page stopped) past the
+  // budget.
+  bool CountContent(std::size_t bytes);
   // Stops the page: nothing more is read or added. Reported once.
   void StopPage(const std::string& reason);
   void Execute(const std::string& op, std::vector<Operand>& operands);

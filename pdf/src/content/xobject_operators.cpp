@@ -200,6 +200,9 @@ std::size_t ContentInterpreter::FormPlacements(QPDFObjectHandle form, QPDFObject
     } catch (const std::exception&) {
       // Reported when the form runs.
     }
+    // Reading counts towards the page's content like running does, so that many
+    // large forms cannot make the count itself the unbounded work.
+    if (!CountContent(content.data.size())) return ceiling;
     QPDFObjectHandle xobjects = resources.getKey("/XObject");
     ContentReader reader(std::move(content.data), "form");
     std::string op;

@@ -206,5 +206,19 @@ TEST_F(PageBudget, FormsThatDrawEachOtherRunOncePerChain) {
   EXPECT_EQ(Warnings("draws itself"), 1u);
 }
 
+TEST_F(PageBudget, ContentCountsEachTimeItIsRead) {
+  // The page (30 bytes), then the form's 12 bytes when it is counted and each time
+  // it runs: the fifth run passes 100 bytes.
+  const QPDFObjectHandle form = Form("", 0);
+  ImportLimits limits;
+  limits.max_content_bytes = 100;
+  const std::string reason =
+      Run("/F Do /F Do /F Do /F Do /F Do", "<< /F " + PdfObjects::Ref(form) + " >>", limits);
+  EXPECT_EQ(reason,
+            "more than 100 bytes of content to read (forms and glyph procedures count each time "
+            "they are drawn)");
+  EXPECT_EQ(objects_count_, 4u);
+}
+
 }  // namespace
 }  // namespace QorPdf::internal
