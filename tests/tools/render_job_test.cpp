@@ -73,6 +73,30 @@ TEST(RenderJob, PixelSizeRoundsMillipointsAtTheResolution) {
                std::invalid_argument);
 }
 
+TEST(RenderJob, PageSizeIsBoundedBySideAndLineBuffers) {
+  QorScTool::RenderSettings settings;
+  settings.resolution = 2400;
+  settings.anti_alias = 4;
+  // A4 at 2400 dpi, anti-aliased, four plates: a working line of 2.2 MB.
+  EXPECT_NO_THROW(QorScTool::CheckPageSize({19843, 28063}, 4, settings));
+  EXPECT_NO_THROW(QorScTool::CheckPageSize({1, QorScTool::kMaxPageSide}, 4, settings));
+  EXPECT_THROW(QorScTool::CheckPageSize({1, QorScTool::kMaxPageSide + 1}, 4, settings),
+               std::invalid_argument);
+  // 600 000 pixels wide: fine for one plate on the final grid, too wide for twenty
+  // plates four times finer (600 000 × 4 × 23 planes × 4 bytes = 210 MiB).
+  settings.anti_alias = 1;
+  EXPECT_NO_THROW(QorScTool::CheckPageSize({600000, 10}, 1, settings));
+  settings.anti_alias = 4;
+  try {
+    QorScTool::CheckPageSize({600000, 10}, 20, settings);
+    ADD_FAILURE() << "no refusal";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "the page is too large to render: 600000 x 10 pixels at 2400 dpi (a line of 20 "
+              "plates would need 210 MiB, at most 64 MiB)");
+  }
+}
+
 TEST(RenderJob, AutoPlatesAreProcessThenSpotsInOrderOfUse) {
   const auto page = QorScToolTest::SimplePage();
   const PlateSet plates = Plates(page);
