@@ -62,6 +62,10 @@ int RunInfo(const InfoArguments& a) {
     const QorPdf::ImportedPage& imported = import->pages.at(i);
     std::printf("  %-10s %g x %g pt\n", "Displayed", imported.world_box.Width() / 1000.0,
                 imported.world_box.Height() / 1000.0);
+    if (!imported.incomplete.empty()) {
+      std::printf("  %-10s %s (render refuses the page)\n", "Incomplete",
+                  imported.incomplete.c_str());
+    }
     std::string colorants;
     for (const auto& entry : imported.colorants) {
       colorants += (colorants.empty() ? "" : ", ") + entry.name;
