@@ -5,6 +5,8 @@ Every file is small and built object by object, so each test can name the exact
 page-tree shape, box, rotation or content it checks. Output is deterministic: the
 same script always writes the same bytes, so the files can be kept in the repository
 and regenerated without noise. Run from anywhere: python3 tests/pdf/make_test_pdfs.py
+The hostile files in data/hostile/ come from make_hostile_pdfs.py, called from here
+(about a minute: one of them compresses a gibibyte).
 """
 
 import hashlib

@@ -48,7 +48,7 @@ struct ImportLimits {
   std::size_t max_path_points = 1 << 22;  // points of one path
   std::size_t max_objects = 1 << 21;      // painted objects of one page
   std::size_t max_placements = 1 << 18;   // form, glyph procedure and soft-mask runs of one page
-  std::size_t max_content_bytes = std::size_t{1} << 30;  // decoded content run for one page
+  std::size_t max_content_bytes = std::size_t{1} << 30;  // decoded content read for one page
 };
 
 // What an import keeps of content that the renderer may not draw yet.
