@@ -107,6 +107,15 @@ bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string&
   return true;
 }
 
+bool ContentInterpreter::CountImageBytes(std::size_t bytes) {
+  if (!incomplete_.empty()) return false;
+  image_bytes_ += bytes;
+  if (image_bytes_ <= context_.limits.max_image_bytes) return true;
+  StopPage("more than " + ByteSize(context_.limits.max_image_bytes) +
+           " of decoded image samples (each placement keeps its own)");
+  return false;
+}
+
 bool ContentInterpreter::CountContent(std::size_t bytes) {
   content_bytes_ += bytes;
   if (content_bytes_ <= context_.limits.max_content_bytes) return true;

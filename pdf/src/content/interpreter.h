@@ -20,9 +20,9 @@
 // stream never runs inside itself; paths are bounded by max_path_points. The page as
 // a whole has a budget (ImportLimits): painted objects, placements of forms, glyph
 // procedures and soft masks (each run counts, so shared objects drawn many times
-// count many times) and decoded content bytes. Past any of them the interpreter stops
-// the page at once and says why in Incomplete(): such a page must not be printed as
-// if it were whole.
+// count many times), decoded content bytes and decoded image samples. Past any of them the
+// interpreter stops the page at once and says why in Incomplete(): such a page must not be printed
+// as if it were whole.
 #pragma once
 
 #include <cstddef>
@@ -49,6 +49,7 @@ struct ImportLimits {
   std::size_t max_objects = 1 << 21;      // painted objects of one page
   std::size_t max_placements = 1 << 18;   // form, glyph procedure and soft-mask runs of one page
   std::size_t max_content_bytes = std::size_t{1} << 30;  // decoded content read for one page
+  std::size_t max_image_bytes = std::size_t{1} << 30;    // decoded samples kept for one page
 };
 
 // What an import keeps of content that the renderer may not draw yet.
@@ -104,6 +105,9 @@ class ContentInterpreter {
   // Adds decoded content to the page's total; false (the page stopped) past the
   // budget.
   bool CountContent(std::size_t bytes);
+  // Adds decoded image samples the page keeps (before they are allocated); false
+  // (the page stopped) past the budget. Every image and image mask counts.
+  bool CountImageBytes(std::size_t bytes);
   // Stops the page: nothing more is read or added. Reported once.
   void StopPage(const std::string& reason);
   void Execute(const std::string& op, std::vector<Operand>& operands);
@@ -175,6 +179,7 @@ class ContentInterpreter {
   std::size_t objects_ = 0;
   std::size_t placements_ = 0;
   std::size_t content_bytes_ = 0;
+  std::size_t image_bytes_ = 0;
   std::string incomplete_;
   std::vector<QPDFObjGen> running_;  // the nested streams being run, outermost first
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results

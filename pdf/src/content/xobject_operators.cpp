@@ -242,7 +242,10 @@ void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::str
                                  decode.getArrayItem(0).isNumber() &&
                                  decode.getArrayItem(0).getNumericValue() == 1.0;
   const QorDoc::Fillable::Painting painting = MakePainting(true, false);
-  if (!painting.fill || !CountObject()) return;
+  if (!painting.fill || !CountObject() ||
+      !CountImageBytes(*ImageBytes(w, h, 1, 1, kMaxMaskBytes))) {
+    return;
+  }
 
   auto mask = std::make_shared<QorImg::PictureBuffer>(w, h, 1);
   const std::size_t row_bytes = mask->GetRowStride();

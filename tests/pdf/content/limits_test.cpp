@@ -220,5 +220,16 @@ TEST_F(PageBudget, ContentCountsEachTimeItIsRead) {
   EXPECT_EQ(objects_count_, 4u);
 }
 
+TEST_F(PageBudget, ImageSamplesCountPerPlacement) {
+  const QPDFObjectHandle mask =
+      objects_.Stream("<< /Type /XObject /Subtype /Image /Width 8 /Height 8 /ImageMask true >>",
+                      std::string(8, '\0'));
+  ImportLimits limits;
+  limits.max_image_bytes = 20;
+  EXPECT_EQ(Run("/M Do /M Do", "<< /M " + PdfObjects::Ref(mask) + " >>", limits), "");
+  EXPECT_EQ(Run("/M Do /M Do /M Do", "<< /M " + PdfObjects::Ref(mask) + " >>", limits),
+            "more than 20 bytes of decoded image samples (each placement keeps its own)");
+}
+
 }  // namespace
 }  // namespace QorPdf::internal
