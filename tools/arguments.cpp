@@ -49,6 +49,9 @@ const char* const kRenderHelp =
     "  --aa N                  anti-aliasing: convert N times finer and reduce, 1 to 4\n"
     "                            (default: 1, none)\n"
     "  --aa-filter tent|box    anti-aliasing filter (default: tent)\n"
+    "  --min-line-width PIXELS strokes thinner than this (width 0 included) print this\n"
+    "                            wide, so hairlines never break up (default: 1; 0:\n"
+    "                            the exact geometry)\n"
     "  -f, --format FORMAT     tiff: one multi-plate TIFF per page (default)\n"
     "                          tiffsep: one greyscale TIFF per plate\n"
     "                          png: composite RGB preview of the inks on white paper\n"
@@ -151,16 +154,31 @@ long long ParseInteger(std::string_view text, std::string_view what, long long m
   return value;
 }
 
-double ParseResolution(std::string_view text) {
+// A finite decimal number; `what` names it in the message.
+double ParseNumber(std::string_view text, std::string_view what) {
   double value = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (text.empty() || error != std::errc() || end != text.data() + text.size() ||
       !std::isfinite(value)) {
-    throw UsageError("resolution: '" + std::string(text) + "' is not a number");
+    throw UsageError(std::string(what) + ": '" + std::string(text) + "' is not a number");
   }
+  return value;
+}
+
+double ParseResolution(std::string_view text) {
+  const double value = ParseNumber(text, "resolution");
   // Beyond 100 000 dpi a letter page is millions of pixels wide: surely a typo.
   if (value <= 0.0 || value > 100000.0) {
     throw UsageError("resolution: " + std::string(text) + " is not between 0 and 100000 dpi");
+  }
+  return value;
+}
+
+double ParseMinLineWidth(std::string_view text) {
+  const double value = ParseNumber(text, "--min-line-width");
+  // Wider than 100 pixels is no hairline guarantee any more but a typo.
+  if (value < 0.0 || value > 100.0) {
+    throw UsageError("--min-line-width: " + std::string(text) + " is not between 0 and 100 pixels");
   }
   return value;
 }
@@ -236,6 +254,8 @@ std::optional<std::string> ParseRender(OptionReader& reader, RenderArguments& a)
       } else {
         throw UsageError("--compression: '" + std::string(v) + "' is not none, lzw or deflate");
       }
+    } else if (name == "--min-line-width") {
+      a.min_line_width = ParseMinLineWidth(reader.Value(name));
     } else if (name == "--threads") {
       a.threads = static_cast<unsigned>(ParseInteger(reader.Value(name), "--threads", 1, 1024));
     } else if (name == "--halftone-labels") {

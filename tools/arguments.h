@@ -49,6 +49,8 @@ struct RenderArguments {
   OutputFormat format = OutputFormat::kTiff;
   std::optional<std::string> output;  // the path pattern; empty = the format's default
   unsigned threads = 0;               // 0 = one per core
+  // The thinnest a stroke prints, in final device pixels; 0 = the raw geometry.
+  double min_line_width = 1.0;
   bool halftone_labels = false;
   bool quiet = false;
   TiffCompression compression = TiffCompression::kLzw;

@@ -182,8 +182,12 @@ std::vector<Hit> FindHits(const PageInput& page, double resolution, long long x,
   const QorSc::Environment environment(page.world_box, size.width, size.height);
   const PlateSet plates =
       ChoosePlates(ColorantChoice{}, page.colorants, page.document->GetSeparationInfo());
-  QorSc::ScanConverter converter(QorSc::CollectObjects(
-      environment, plates.options, {x, y, x + 1, y + 1}, *page.content, {}, DefaultVisibility()));
+  // Hairlines are found where a render prints them.
+  QorSc::Options options = plates.options;
+  options.SetMinimalStrokeWidth(
+      MinimalStrokeWidthFor(environment, RenderSettings{}.min_line_width));
+  QorSc::ScanConverter converter(QorSc::CollectObjects(environment, options, {x, y, x + 1, y + 1},
+                                                       *page.content, {}, DefaultVisibility()));
   std::map<std::size_t, const QorDoc::ContentObject*> index;
   IndexObjects(*page.content, index);
   std::vector<Hit> hits;

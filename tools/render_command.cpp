@@ -59,6 +59,7 @@ int RunRender(const RenderArguments& a, const std::atomic<bool>* interrupt) {
   settings.filter = a.filter;
   settings.threads = a.threads != 0 ? a.threads : std::max(1u, std::thread::hardware_concurrency());
   settings.halftone_labels = a.halftone_labels;
+  settings.min_line_width = a.min_line_width;
   settings.interrupt = interrupt;
 
   // Every page is checked before any file is written: a refused page stops the job

@@ -48,16 +48,24 @@ class BandRenderer {
   BandRenderer(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
                PixelSize size)
       : page_(page),
-        plates_(plates),
         settings_(settings),
         width_(size.width),
         plate_count_(plates.names.size()),
         environment_(page.world_box, size.width, size.height),
         resample_(ModeFor(settings)),
+        options_(plates.options),
         label_options_(false, page.document->GetSeparationInfo()),
         line_((plate_count_ + (settings.halftone_labels ? 1 : 0)) *
               static_cast<std::size_t>(size.width)) {
     label_options_.SetHalftoneMode(QorSc::kHalftoneLabels);
+    // One final pixel is f pixels of the initial grid the plates are converted on;
+    // labels are converted on the final grid.
+    options_.SetMinimalStrokeWidth(MinimalStrokeWidthFor(
+        resample_.GetInitialEnvironment(environment_),
+        settings.min_line_width *
+            static_cast<double>(std::max<std::uint64_t>(1, resample_.Factor()))));
+    label_options_.SetMinimalStrokeWidth(
+        MinimalStrokeWidthFor(environment_, settings.min_line_width));
   }
 
   std::size_t LineBytes() const { return line_.size(); }
@@ -80,7 +88,7 @@ class BandRenderer {
     };
 
     if (resample_.Mode() == QorSc::kResampleNone) {
-      QorSc::ScanConverter converter(Collect(environment_, plates_.options, final_box));
+      QorSc::ScanConverter converter(Collect(environment_, options_, final_box));
       for (long long y = top; y < bottom; ++y) {
         CheckInterrupt();
         if (!converter.GetLine255PlaneInterleaved(line_.data(), w)) {
@@ -100,7 +108,7 @@ class BandRenderer {
     for (std::size_t p = 0; p < plate_count_; ++p) {
       resamplers.emplace_back(resample_, final_box, 1, line_.data() + p * w, 0);
     }
-    QorSc::ScanConverter converter(Collect(initial, plates_.options, initial_box));
+    QorSc::ScanConverter converter(Collect(initial, options_, initial_box));
     const auto f = static_cast<long long>(resample_.Factor());
     const bool shift = resample_.NeedsShift();
     long long written = 0;
@@ -132,12 +140,12 @@ class BandRenderer {
   }
 
   const PageInput& page_;
-  const PlateSet& plates_;
   const RenderSettings& settings_;
   long long width_;
   std::size_t plate_count_;
   QorSc::Environment environment_;
   QorSc::ResampleEnvironment resample_;  // outlives the band's resamplers
+  QorSc::Options options_;               // the plates' options with the minimal stroke width
   QorSc::Options label_options_;
   std::vector<unsigned char> line_;
   std::vector<unsigned char> initial_line_;
@@ -230,6 +238,16 @@ const QorSc::ObjectSelection& DefaultVisibility() {
       true,
       {}};
   return selection;
+}
+
+long long MinimalStrokeWidthFor(const QorSc::Environment& environment, double pixels) {
+  if (!(pixels > 0.0)) return 0;
+  const double fx = environment.WorldToInternalXFactor();
+  const double fy = environment.WorldToInternalYFactor();
+  const double units = std::ceil(pixels * std::sqrt(fx * fx + fy * fy) / std::min(fx, fy));
+  // A degenerate page (no extent on one axis) has nothing to guarantee.
+  if (!std::isfinite(units) || units <= 0.0) return 0;
+  return static_cast<long long>(std::min(units, 1e15));
 }
 
 PixelSize PagePixelSize(const Morv::MilliPointRectangle& world_box, double resolution) {

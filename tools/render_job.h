@@ -24,6 +24,7 @@
 #include "plate_selection.h"
 #include "qorcolor/color_list.h"
 #include "qordoc/document.h"
+#include "scan/environment.h"
 #include "scan/object_selection.h"
 
 namespace QorScTool {
@@ -49,6 +50,9 @@ struct RenderSettings {
   // painting each pixel, converted on the final grid (labels are identifiers and
   // are never filtered).
   bool halftone_labels = false;
+  // The thinnest a stroke or glyph stem prints, in final device pixels; 0 leaves
+  // the geometry exact.
+  double min_line_width = 1.0;
   // Polled between lines; when it becomes true the render throws Interrupted.
   const std::atomic<bool>* interrupt = nullptr;
 };
@@ -91,6 +95,12 @@ using ProgressFunction = std::function<void(long long)>;
 // any thread) or from the sink stop all threads and are rethrown here.
 void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
                 LineSink& sink, const ProgressFunction& progress = {});
+
+// The renderer's minimal stroke width for converting in `environment` so that no
+// stroke prints thinner than `pixels` of that environment's pixels: its measure
+// counts √(fx² + fy²) per pixel of the finer axis, so one pixel is √2 of its units
+// for square pixels, rounded up to the next whole unit. 0 for `pixels` ≤ 0.
+long long MinimalStrokeWidthFor(const QorSc::Environment& environment, double pixels);
 
 // Every object, with optional content shown as the document shows it by default.
 const QorSc::ObjectSelection& DefaultVisibility();

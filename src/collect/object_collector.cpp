@@ -28,6 +28,12 @@ void AddGlyphSubpaths(const QorDoc::Text& text, const Transformation& t,
   }
 }
 
+// An upper bound of the factor by which `t` stretches any length: the root of the
+// sum of its squared entries.
+double LargestStretch(const Transformation& t) {
+  return std::sqrt(((t.a * t.a + t.b * t.b) + t.c * t.c) + t.d * t.d);
+}
+
 }  // namespace
 
 ObjectCollector::ObjectCollector(const Environment& env, const Options& options, const Box& clipBox,
@@ -50,9 +56,23 @@ bool ObjectCollector::IsSelected(const QorDoc::ContentObject& object) const {
   return selection_.objectFilter(object);  // an empty filter throws bad_function_call
 }
 
-ObjectCollector::Box ObjectCollector::TargetBox(const QorDoc::ContentObject& object) const {
+ObjectCollector::Box ObjectCollector::TargetBox(const QorDoc::ContentObject& object,
+                                                double grow) const {
   return RoundedTargetBox(env_, object.GetBoundingBox(QorDoc::kVisualBox), Current(),
-                          clip_boxes_.back());
+                          clip_boxes_.back(), grow);
+}
+
+double ObjectCollector::MinimalWidthReach(const QorDoc::Fillable& object,
+                                          const Transformation& own) const {
+  if (options_.GetMinimalStrokeWidth() == 0 || !object.GetStrokePaint()) return 0.0;
+  const Transformation t = Morv::Compose(Current(), own);
+  QorDoc::StrokeStyle style = object.GetStrokeStyle();
+  const double width = StrokeWidth(style.width, t);
+  if (!(width > style.width)) return 0.0;  // the visual box already holds the stroke
+  style.width = width;
+  const double pixels = style.Reach() * LargestStretch(t) *
+                        std::max(env_.WorldToInternalXFactor(), env_.WorldToInternalYFactor());
+  return std::isfinite(pixels) ? pixels : 0.0;
 }
 
 void ObjectCollector::Append(std::unique_ptr<ObjectInfo> record) {
@@ -170,13 +190,19 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
 }
 
 bool ObjectCollector::VisitPath(const QorDoc::Path& path) {
-  if (!IsSelected(path) || path.IsClippingObject() || TargetBox(path).IsEmpty()) return false;
+  if (!IsSelected(path) || path.IsClippingObject() ||
+      TargetBox(path, MinimalWidthReach(path, path.GetTransformation())).IsEmpty()) {
+    return false;
+  }
   AddFillable(path, path.DefiningCompound(), path.GetTransformation());
   return false;
 }
 
 bool ObjectCollector::VisitText(const QorDoc::Text& text) {
-  if (!IsSelected(text) || text.IsClippingObject() || TargetBox(text).IsEmpty()) return false;
+  if (!IsSelected(text) || text.IsClippingObject() ||
+      TargetBox(text, MinimalWidthReach(text, text.GetTransformation())).IsEmpty()) {
+    return false;
+  }
   std::vector<Morv::Subpath> subpaths;
   AddGlyphSubpaths(text, Transformation{}, subpaths);
   AddFillable(text, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
@@ -193,14 +219,15 @@ bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
     for (const auto& text : group.GetTexts())
       admitted = admitted && IsSelected(*text);
   }
-  if (admitted && !TargetBox(group).IsEmpty()) {
+  const QorDoc::Fillable& first = *group.GetTexts().front();
+  if (admitted &&
+      !TargetBox(group, MinimalWidthReach(first, group.GetTransformation())).IsEmpty()) {
     std::vector<Morv::Subpath> subpaths;
     for (const auto& text : group.GetTexts()) {
       AddGlyphSubpaths(*text, text->GetTransformation(), subpaths);
     }
     // The group paints with its first text's paints and style.
-    AddFillable(*group.GetTexts().front(),
-                std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
+    AddFillable(first, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
                 group.GetTransformation());
   }
   selected_.pop_back();

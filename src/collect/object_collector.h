@@ -45,8 +45,14 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
 
  private:
   bool IsSelected(const QorDoc::ContentObject& object) const;
-  // The object's visual box on the target, rounded, within the current clip box.
-  Box TargetBox(const QorDoc::ContentObject& object) const;
+  // The object's visual box on the target grown by `grow` pixels on every side,
+  // rounded, within the current clip box.
+  Box TargetBox(const QorDoc::ContentObject& object, double grow = 0.0) const;
+  // How far, in target pixels, the object's stroke widened by the minimal stroke
+  // width can reach beyond its outline: an upper bound for culling (the visual box
+  // only knows the object's own width); 0 when no minimum is set or not stroked.
+  double MinimalWidthReach(const QorDoc::Fillable& object,
+                           const Morv::MilliPointTransformation& own) const;
   const Morv::MilliPointTransformation& Current() const { return transformations_.back(); }
   // Flattens the members into this level, or collects them as one group record.
   void CollectMembers(const QorDoc::Content& members, const Morv::MilliPointTransformation& own,

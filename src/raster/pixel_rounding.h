@@ -22,20 +22,23 @@ inline long long RoundToPixel(double v) {
   return std::llround(v);
 }
 
-// The pixels that world `bounds` placed by `t` may reach: the box in internal space
-// with each side rounded to a whole pixel, intersected with `limit`. Culling by it
+// The pixels that world `bounds` placed by `t` may reach: the box in internal space,
+// grown by `grow` pixels on every side (for what the bounds cannot know, such as a
+// stroke widened to the minimal stroke width), with each side rounded to a whole
+// pixel, intersected with `limit`. Culling by it
 // never drops a covered pixel, since a pixel is covered only when its centre lies
 // inside the shape. Every culling step (collection, geometry sources, subpaths)
 // uses this one box.
 inline QorMath::Rectangle<long long> RoundedTargetBox(const Environment& env,
                                                       const Morv::MilliPointRectangle& bounds,
                                                       const Morv::MilliPointTransformation& t,
-                                                      const QorMath::Rectangle<long long>& limit) {
+                                                      const QorMath::Rectangle<long long>& limit,
+                                                      double grow = 0.0) {
   const QorMath::Rectangle<double> internal =
       env.WorldToInternal(Morv::TransformedBoundingBox(t, bounds));
   const QorMath::Rectangle<long long> rounded{
-      RoundToPixel(internal.left), RoundToPixel(internal.top), RoundToPixel(internal.right),
-      RoundToPixel(internal.bottom)};
+      RoundToPixel(internal.left - grow), RoundToPixel(internal.top - grow),
+      RoundToPixel(internal.right + grow), RoundToPixel(internal.bottom + grow)};
   return QorMath::Intersect(rounded, limit);
 }
 

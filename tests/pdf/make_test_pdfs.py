@@ -438,6 +438,22 @@ q 0 1 0 0 k 40 0 0 20 10 100 cm BI /W 4 /H 2 /IM true /F /AHx ID 50C0> EI Q
 """, "/XObject << /M %(mask)d 0 R /MI %(inverted)d 0 R >>", extra=image_masks_extra)
 
 
+def hairlines():
+    """One black stroke per page of 200 x 200 pt, off the pixel grid: pages 1-4
+    horizontal, 5-8 vertical, 9-12 diagonal (drawn under a 2x scale with half the
+    width, so the page sees the same width), each group at widths 0, 0.05, 0.1 and
+    0.25 pt."""
+    widths = (0, 0.05, 0.1, 0.25)
+    pages = []
+    for w in widths:
+        pages.append(b"0 0 0 1 K %g w 20.3 100.17 m 180.3 100.17 l S" % w)
+    for w in widths:
+        pages.append(b"0 0 0 1 K %g w 100.11 20.2 m 100.11 180.2 l S" % w)
+    for w in widths:
+        pages.append(b"2 0 0 2 0 0 cm 0 0 0 1 K %g w 10.065 15.145 m 90.065 85.145 l S" % (w / 2))
+    return flat_document([("/MediaBox [0 0 200 200]", content) for content in pages])
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -463,6 +479,7 @@ def main():
         "layers.pdf": layers(),
         "text.pdf": text(),
         "image_masks.pdf": image_masks(),
+        "hairlines.pdf": hairlines().build(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

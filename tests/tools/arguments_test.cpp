@@ -58,6 +58,7 @@ TEST(Arguments, RenderOptions) {
   EXPECT_EQ(defaults.render.threads, 0u);
   EXPECT_FALSE(defaults.render.halftone_labels);
   EXPECT_FALSE(defaults.render.quiet);
+  EXPECT_EQ(defaults.render.min_line_width, 1.0);
 
   const Arguments a =
       Parse({"render", "-p", "2,4-5", "-r600", "--colorants=gray", "--aa", "3", "--aa-filter",
@@ -79,6 +80,8 @@ TEST(Arguments, RenderOptions) {
   // "--" ends the options: a file may start with a dash.
   EXPECT_EQ(Parse({"render", "--", "-odd.pdf"}).render.input, "-odd.pdf");
   EXPECT_EQ(Parse({"render", "-r", "72.5", "a.pdf"}).render.resolution, 72.5);
+  EXPECT_EQ(Parse({"render", "--min-line-width", "0", "a.pdf"}).render.min_line_width, 0.0);
+  EXPECT_EQ(Parse({"render", "--min-line-width=2.5", "a.pdf"}).render.min_line_width, 2.5);
 }
 
 TEST(Arguments, BadRenderArguments) {
@@ -93,6 +96,9 @@ TEST(Arguments, BadRenderArguments) {
       {"render", "--aa", "5", "a.pdf"},  // anti-aliasing
       {"render", "--aa", "0", "a.pdf"},
       {"render", "--aa-filter", "gauss", "a.pdf"},
+      {"render", "--min-line-width", "-1", "a.pdf"},  // minimal line width
+      {"render", "--min-line-width", "101", "a.pdf"},
+      {"render", "--min-line-width", "thin", "a.pdf"},
       {"render", "-f", "jpeg", "a.pdf"},       // format
       {"render", "--threads", "0", "a.pdf"},   // threads
       {"render", "-p", "0", "a.pdf"},          // pages

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "cli_fixture.h"
+#include "line_coverage.h"
 
 namespace {
 
@@ -146,6 +147,70 @@ TEST_F(Cli, RendersTheTinyPdf) {
   run = Qorsc("hits -p 1 -x 15 -y 20 -r 72 " + pdf.string());
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("fill Cyan 0.6"), std::string::npos) << run.out;
+}
+
+// The generated hairline pages (tests/pdf/make_test_pdfs.py): one stroke per page,
+// horizontal (pages 1-4), vertical (5-8) and diagonal (9-12), each at widths 0, 0.05,
+// 0.1 and 0.25 pt, off the pixel grid of a 200 pt page at 150 dpi (417 pixels).
+TEST_F(Cli, HairlinesPrintUnbroken) {
+  const fs::path pdf = fs::path(QORSC_TEST_PDF_DIR) / "hairlines.pdf";
+  constexpr long long kSize = 417;
+  const double scale = static_cast<double>(kSize) / 200.0;  // pixels per point
+  struct Segment {
+    double x0, y0, x1, y1;  // points, y up
+  };
+  const Segment segments[3] = {
+      {20.3, 100.17, 180.3, 100.17}, {100.11, 20.2, 100.11, 180.2}, {20.13, 30.29, 180.13, 170.29}};
+  // The plate of page `page` of a grey render written as `prefix`-N.tif.
+  auto read_plate = [&](const std::string& prefix, int page) {
+    std::vector<unsigned char> ink(static_cast<std::size_t>(kSize * kSize));
+    TIFF* tiff = TIFFOpen((dir_ / (prefix + "-" + std::to_string(page) + ".tif")).c_str(), "r");
+    EXPECT_NE(tiff, nullptr);
+    if (tiff == nullptr) return ink;
+    std::uint32_t width = 0, height = 0;
+    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    EXPECT_EQ(width, kSize);
+    EXPECT_EQ(height, kSize);
+    for (std::uint32_t y = 0; y < height && y < kSize; ++y) {
+      EXPECT_EQ(TIFFReadScanline(tiff, ink.data() + y * kSize, y, 0), 1);
+    }
+    TIFFClose(tiff);
+    return ink;
+  };
+  auto measure = [&](const std::vector<unsigned char>& ink, int page) {
+    const Segment& s = segments[(page - 1) / 4];
+    return QorScTest::MeasureLine(ink, kSize, kSize, s.x0 * scale, (200.0 - s.y0) * scale,
+                                  s.x1 * scale, (200.0 - s.y1) * scale);
+  };
+
+  const std::string common = "render -r 150 -c gray --compression none -q --threads 1 ";
+  Outcome run = Qorsc(common + "-o d-%d.tif " + pdf.string());
+  if (ImportMissing(run)) GTEST_SKIP() << "the importer cannot import pages yet";
+  ASSERT_EQ(run.status, 0) << run.err;
+  run = Qorsc(common + "--aa 4 -o a-%d.tif " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  for (int page = 1; page <= 12; ++page) {
+    SCOPED_TRACE("page " + std::to_string(page));
+    const QorScTest::LineCoverage aliased = measure(read_plate("d", page), page);
+    EXPECT_EQ(aliased.gaps, 0);
+    EXPECT_GE(aliased.thickest, 1);
+    EXPECT_LE(aliased.thickest, 3);  // about one pixel, never a heavy rule
+    // Anti-aliased, one final pixel of minimum: ink in every column or row.
+    EXPECT_EQ(measure(read_plate("a", page), page).gaps, 0);
+  }
+
+  // 0 keeps the raw geometry: width 0 has no area, and 0.05 pt (0.1 pixel) covers no
+  // pixel centre on this line.
+  run = Qorsc(common + "--min-line-width 0 -p 1,2 -o r-%d.tif " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(measure(read_plate("r", 1), 1).total, 0);
+  EXPECT_EQ(measure(read_plate("r", 2), 2).total, 0);
+
+  // hits names the hairline where it prints (row 208 holds the line of page 1).
+  run = Qorsc("hits -p 1 -x 200 -y 208 -r 150 " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("path"), std::string::npos) << run.out;
 }
 
 }  // namespace

@@ -1,0 +1,141 @@
+// Thin strokes under the minimal stroke width: lines of width 0 and below a pixel,
+// horizontal, vertical and diagonal, at positions off the pixel grid, print as
+// unbroken lines about a pixel wide; without a minimum they keep their raw geometry.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "line_coverage.h"
+#include "qordoc/document.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
+
+namespace {
+
+using T = Morv::MilliPointTransformation;
+
+// A 200 pt square page at 150 dpi.
+constexpr double kPagePoints = 200.0;
+constexpr long long kPixels = 417;
+constexpr double kPixelsPerPoint = static_cast<double>(kPixels) / kPagePoints;
+
+struct Plate {
+  std::vector<unsigned char> ink;  // row after row, kPixels × kPixels
+  bool At(long long x, long long y) const {
+    return ink[static_cast<std::size_t>(y * kPixels + x)] != 0;
+  }
+};
+
+// One butt-capped segment from (x0, y0) to (x1, y1) in points (y up), `width`
+// points wide, rendered alone with `minimum` as the minimal stroke width.
+Plate RenderLine(double x0, double y0, double x1, double y1, double width, long long minimum,
+                 const T& placement = T{}) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorDoc::Fillable::Painting paint;
+  paint.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  paint.strokeStyle.width =
+      width * 1000.0 / std::sqrt(std::fabs(placement.a * placement.d - placement.b * placement.c));
+  const T inverse = placement.Inverse();
+  auto point = [&](double x, double y) {
+    const double wx = x * 1000.0, wy = y * 1000.0;
+    return std::pair{inverse.a * wx + inverse.c * wy + inverse.e,
+                     inverse.b * wx + inverse.d * wy + inverse.f};
+  };
+  const auto [ax, ay] = point(x0, y0);
+  const auto [bx, by] = point(x1, y1);
+  builder.AddPath(page, Morv::PathBuilder().MoveTo(ax, ay).LineTo(bx, by).BuildShared(), paint,
+                  placement);
+  const auto document = builder.Build();
+  const QorSc::Environment env(
+      Morv::MilliPointRectangle(0.0, 0.0, kPagePoints * 1000.0, kPagePoints * 1000.0), kPixels,
+      kPixels);
+  QorSc::Options options(false, document->GetSeparationInfo());
+  options.SetMinimalStrokeWidth(minimum);
+  QorSc::ScanConverter converter(QorSc::CollectObjects(env, options, {0, 0, kPixels, kPixels}, page,
+                                                       T{}, QorSc::kAllSelection));
+  Plate plate;
+  plate.ink.resize(static_cast<std::size_t>(kPixels * kPixels));
+  for (long long y = 0; y < kPixels; ++y) {
+    EXPECT_TRUE(converter.GetLine255PlaneInterleaved(plate.ink.data() + y * kPixels));
+  }
+  return plate;
+}
+
+QorScTest::LineCoverage Measure(const Plate& plate, double x0, double y0, double x1, double y1) {
+  return QorScTest::MeasureLine(plate.ink, kPixels, kPixels, x0 * kPixelsPerPoint,
+                                (kPagePoints - y0) * kPixelsPerPoint, x1 * kPixelsPerPoint,
+                                (kPagePoints - y1) * kPixelsPerPoint);
+}
+
+struct Line {
+  const char* name;
+  double x0, y0, x1, y1;
+};
+
+// Starts off the grid by various fractions of a pixel (a pixel is 0.48 pt).
+std::vector<Line> Lines() {
+  std::vector<Line> lines;
+  for (const double offset : {0.0, 0.1, 0.23, 0.24, 0.37, 0.4711}) {
+    lines.push_back({"horizontal", 20.0 + offset, 100.0 + offset, 180.0 + offset, 100.0 + offset});
+    lines.push_back({"vertical", 100.0 + offset, 20.0 + offset, 100.0 + offset, 180.0 + offset});
+    lines.push_back({"diagonal", 20.0 + offset, 20.0, 180.0, 180.0 - offset});
+    lines.push_back({"shallow", 20.0, 90.0 + offset, 180.0, 110.0 + offset});
+    lines.push_back({"steep", 90.0 + offset, 20.0, 110.0 + offset, 180.0});
+    lines.push_back({"almost horizontal", 20.0, 100.0 + offset, 180.0, 100.3 + offset});
+  }
+  return lines;
+}
+
+TEST(Hairlines, ThinStrokesPrintUnbroken) {
+  // √2 rounded up: a minimum of 2 makes the thinnest stroke 2/√2 ≈ 1.41 pixels, the
+  // smallest whole value that reaches a pixel (the width is measured by √(fx² + fy²)).
+  constexpr long long kOnePixel = 2;
+  for (const Line& l : Lines()) {
+    for (const double width : {0.0, 0.05, 0.1, 0.25}) {
+      SCOPED_TRACE(std::string(l.name) + " from (" + std::to_string(l.x0) + ", " +
+                   std::to_string(l.y0) + "), width " + std::to_string(width));
+      const QorScTest::LineCoverage c =
+          Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, width, kOnePixel), l.x0, l.y0, l.x1, l.y1);
+      EXPECT_EQ(c.gaps, 0);
+      EXPECT_GE(c.thickest, 1);
+      // A line of 1.41 pixels across covers at most three pixel centres in a column
+      // (two for axis-parallel lines, up to three at 45°).
+      EXPECT_LE(c.thickest, 3);
+    }
+  }
+}
+
+TEST(Hairlines, WidthZeroIsTheMinimumAndRawGeometryWithout) {
+  const Line l{"horizontal", 20.0, 100.1, 180.0, 100.1};
+  // Without a minimum, a width-0 stroke has no area and a 0.05 pt stroke (0.1 pixel)
+  // covers a pixel centre nowhere on this line.
+  EXPECT_EQ(Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 0.0, 0), l.x0, l.y0, l.x1, l.y1).total, 0);
+  EXPECT_EQ(Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 0.05, 0), l.x0, l.y0, l.x1, l.y1).total, 0);
+  // With it, widths 0 and 0.05 pt print exactly alike, and a line already wider than
+  // the minimum keeps its own width (2 pt is 4.17 pixels).
+  const Plate zero = RenderLine(l.x0, l.y0, l.x1, l.y1, 0.0, 2);
+  EXPECT_EQ(zero.ink, RenderLine(l.x0, l.y0, l.x1, l.y1, 0.05, 2).ink);
+  EXPECT_EQ(RenderLine(l.x0, l.y0, l.x1, l.y1, 2.0, 2).ink,
+            RenderLine(l.x0, l.y0, l.x1, l.y1, 2.0, 0).ink);
+  EXPECT_EQ(Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 2.0, 2), l.x0, l.y0, l.x1, l.y1).thickest,
+            4);
+}
+
+TEST(Hairlines, MinimumHoldsUnderScaledAndRotatedPlacements) {
+  // The stroke's own space is scaled by 10 and turned by 30°: the width is measured
+  // through the whole placement.
+  const double c = 10.0 * std::cos(M_PI / 6.0), s = 10.0 * std::sin(M_PI / 6.0);
+  const T placement{c, s, -s, c, 1000.0, -500.0};
+  for (const Line& l : Lines()) {
+    SCOPED_TRACE(l.name);
+    const QorScTest::LineCoverage cov =
+        Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 0.0, 2, placement), l.x0, l.y0, l.x1, l.y1);
+    EXPECT_EQ(cov.gaps, 0);
+    EXPECT_LE(cov.thickest, 3);
+  }
+}
+
+}  // namespace
