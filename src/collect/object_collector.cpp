@@ -10,6 +10,7 @@
 #include "collect/clip_object_visitor.h"
 #include "collect/fillable_object_info.h"
 #include "collect/group_flattening.h"
+#include "morv/flatten.h"
 #include "morv/stroke.h"
 #include "raster/pixel_rounding.h"
 #include "scan/collect_objects.h"
@@ -178,9 +179,13 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
   }
   if (object.GetStrokePaint()) {
     const QorDoc::StrokeStyle& style = object.GetStrokeStyle();
-    const auto outline = std::make_shared<const Morv::Compound>(
-        Morv::Stroke(*compound, StrokeWidth(style.width, t), style.cap, style.join,
-                     style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash));
+    // Curves, round joins and caps are flattened to the device's curve error, as
+    // fills are: a hairline then costs what its pixels cost, not what its width
+    // would allow.
+    const auto outline = std::make_shared<const Morv::Compound>(Morv::Stroke(
+        *compound, StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
+        style.dash.array.empty() ? nullptr : &style.dash,
+        Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
     auto record = std::make_unique<FillableObjectInfo>(
         &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, outline, t),
         object.GetStrokePaint(), Current(), object.GetTransparency(), true);
