@@ -182,10 +182,10 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     // Curves, round joins and caps are flattened to the device's curve error, as
     // fills are: a hairline then costs what its pixels cost, not what its width
     // would allow.
-    const auto outline = std::make_shared<const Morv::Compound>(Morv::Stroke(
-        *compound, StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
-        style.dash.array.empty() ? nullptr : &style.dash,
-        Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
+    const auto outline = std::make_shared<const Morv::Compound>(
+        Morv::Stroke(*compound, StrokeWidth(style.width, t), style.cap, style.join,
+                     style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash,
+                     Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
     auto record = std::make_unique<FillableObjectInfo>(
         &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, outline, t),
         object.GetStrokePaint(), Current(), object.GetTransparency(), true);
