@@ -497,7 +497,10 @@ Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin jo
     }
     writer.Polyline(vertices.data(), vertices.size(), closed);
   }
-  return Compound(writer.Take(), kNonZero);
+  // Outlines are kept for the whole conversion: no spare capacity from growing.
+  std::vector<Subpath> pieces = writer.Take();
+  pieces.shrink_to_fit();
+  return Compound(std::move(pieces), kNonZero);
 }
 
 }  // namespace Morv
