@@ -76,6 +76,17 @@ double ObjectCollector::MinimalWidthReach(const QorDoc::Fillable& object,
   return std::isfinite(pixels) ? pixels : 0.0;
 }
 
+double ObjectCollector::ContainerReach() const {
+  const long long minimum = options_.GetMinimalStrokeWidth();
+  if (minimum <= 0) return 0.0;
+  const double fx = env_.WorldToInternalXFactor();
+  const double fy = env_.WorldToInternalYFactor();
+  // Half the raised width on the pixel grid, times 10 for mitred corners.
+  const double pixels =
+      5.0 * static_cast<double>(minimum) / std::sqrt(fx * fx + fy * fy) * std::max(fx, fy);
+  return std::isfinite(pixels) ? pixels : 0.0;
+}
+
 void ObjectCollector::Append(std::unique_ptr<ObjectInfo> record) {
   if (record->GetPixelBox().IsEmpty()) return;  // it could never reach a line
   container_->Append(std::move(record));
@@ -94,7 +105,7 @@ bool ObjectCollector::VisitContent(const QorDoc::Content& content) {
 
 bool ObjectCollector::VisitLayer(const QorDoc::Layer& layer) {
   if (!QorDoc::Evaluate(layer.GetExpression(), selection_.layerFilter)) return false;
-  const Box target = TargetBox(layer);
+  const Box target = TargetBox(layer, ContainerReach());
   if (target.IsEmpty()) return false;
   visible_.push_back(true);
   CollectMembers(layer.GetMembers(), layer.GetTransformation(), QorBlend::Transparency::Opaque(),
@@ -105,7 +116,7 @@ bool ObjectCollector::VisitLayer(const QorDoc::Layer& layer) {
 
 bool ObjectCollector::VisitGroup(const QorDoc::Group& group) {
   if (!visible_.back()) return false;
-  const Box target = TargetBox(group);
+  const Box target = TargetBox(group, ContainerReach());
   if (target.IsEmpty()) return false;
   selected_.push_back(IsSelected(group));
   CollectMembers(group.GetMembers(), group.GetTransformation(), group.GetTransparency(), &group,

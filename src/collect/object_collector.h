@@ -53,6 +53,10 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // only knows the object's own width); 0 when no minimum is set or not stroked.
   double MinimalWidthReach(const QorDoc::Fillable& object,
                            const Morv::MilliPointTransformation& own) const;
+  // The same bound for a group or layer, whose members are not known yet: a generous
+  // one (their own culling is exact), so that a container holding only hairlines,
+  // whose box has no height or width, is not skipped.
+  double ContainerReach() const;
   const Morv::MilliPointTransformation& Current() const { return transformations_.back(); }
   // Flattens the members into this level, or collects them as one group record.
   void CollectMembers(const QorDoc::Content& members, const Morv::MilliPointTransformation& own,

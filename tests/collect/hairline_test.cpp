@@ -28,12 +28,17 @@ struct Plate {
   }
 };
 
+// Where the line sits: on the page itself, or as the only member of a group or a
+// layer (whose own boxes know nothing of the minimum).
+enum class Container { kPage, kGroup, kLayer };
+
 // One butt-capped segment from (x0, y0) to (x1, y1) in points (y up), `width`
 // points wide, rendered alone with `minimum` as the minimal stroke width.
 Plate RenderLine(double x0, double y0, double x1, double y1, double width, long long minimum,
-                 const T& placement = T{}) {
+                 const T& placement = T{}, Container container = Container::kPage) {
   QorDoc::DocumentBuilder builder;
   QorDoc::Content& page = builder.AddPage();
+  QorDoc::Content& holder = container == Container::kPage ? page : builder.AddContent();
   QorDoc::Fillable::Painting paint;
   paint.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
   paint.strokeStyle.width =
@@ -46,8 +51,14 @@ Plate RenderLine(double x0, double y0, double x1, double y1, double width, long 
   };
   const auto [ax, ay] = point(x0, y0);
   const auto [bx, by] = point(x1, y1);
-  builder.AddPath(page, Morv::PathBuilder().MoveTo(ax, ay).LineTo(bx, by).BuildShared(), paint,
+  builder.AddPath(holder, Morv::PathBuilder().MoveTo(ax, ay).LineTo(bx, by).BuildShared(), paint,
                   placement);
+  if (container == Container::kGroup) builder.AddGroup(page, holder);
+  if (container == Container::kLayer) {
+    builder.AddLayer(
+        page, holder,
+        QorDoc::LayerExpression::Of(std::make_shared<QorDoc::LayerProperties>("Marks", true)));
+  }
   const auto document = builder.Build();
   const QorSc::Environment env(
       Morv::MilliPointRectangle(0.0, 0.0, kPagePoints * 1000.0, kPagePoints * 1000.0), kPixels,
@@ -122,6 +133,18 @@ TEST(Hairlines, WidthZeroIsTheMinimumAndRawGeometryWithout) {
             RenderLine(l.x0, l.y0, l.x1, l.y1, 2.0, 0).ink);
   EXPECT_EQ(Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 2.0, 2), l.x0, l.y0, l.x1, l.y1).thickest,
             4);
+}
+
+TEST(Hairlines, LoneHairlinesInGroupsAndLayersPrint) {
+  // A width-0 horizontal line has a box of no height, and so has a group or layer
+  // holding only it: neither may be culled before the line is widened.
+  const Line l{"horizontal", 20.3, 100.1, 180.3, 100.1};
+  for (const Container container : {Container::kGroup, Container::kLayer}) {
+    const QorScTest::LineCoverage c =
+        Measure(RenderLine(l.x0, l.y0, l.x1, l.y1, 0.0, 2, T{}, container), l.x0, l.y0, l.x1, l.y1);
+    EXPECT_EQ(c.gaps, 0);
+    EXPECT_GE(c.thickest, 1);
+  }
 }
 
 TEST(Hairlines, MinimumHoldsUnderScaledAndRotatedPlacements) {
