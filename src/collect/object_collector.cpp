@@ -12,6 +12,7 @@
 #include "collect/group_flattening.h"
 #include "morv/flatten.h"
 #include "morv/stroke.h"
+#include "raster/dropout_pixels.h"
 #include "raster/pixel_rounding.h"
 #include "scan/collect_objects.h"
 
@@ -63,17 +64,20 @@ ObjectCollector::Box ObjectCollector::TargetBox(const QorDoc::ContentObject& obj
                           clip_boxes_.back(), grow);
 }
 
-double ObjectCollector::MinimalWidthReach(const QorDoc::Fillable& object,
-                                          const Transformation& own) const {
-  if (options_.GetMinimalStrokeWidth() == 0 || !object.GetStrokePaint()) return 0.0;
+double ObjectCollector::MinimalWidthReach(const QorDoc::Fillable& object, const Transformation& own,
+                                          bool glyphs) const {
+  if (options_.GetMinimalStrokeWidth() == 0) return 0.0;
+  // A dropout pixel can lie a pixel beyond a glyph box that rounds to nothing.
+  const double dropouts = glyphs && options_.GetMinimalStrokeWidth() > 0 ? 1.0 : 0.0;
+  if (!object.GetStrokePaint()) return dropouts;
   const Transformation t = Morv::Compose(Current(), own);
   QorDoc::StrokeStyle style = object.GetStrokeStyle();
   const double width = StrokeWidth(style.width, t);
-  if (!(width > style.width)) return 0.0;  // the visual box already holds the stroke
+  if (!(width > style.width)) return dropouts;  // the visual box already holds the stroke
   style.width = width;
   const double pixels = style.Reach() * LargestStretch(t) *
                         std::max(env_.WorldToInternalXFactor(), env_.WorldToInternalYFactor());
-  return std::isfinite(pixels) ? pixels : 0.0;
+  return std::max(dropouts, std::isfinite(pixels) ? pixels : 0.0);
 }
 
 double ObjectCollector::ContainerReach() const {
@@ -176,14 +180,40 @@ double ObjectCollector::StrokeWidth(double width, const Transformation& t) const
   return width;
 }
 
+std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
+    const std::shared_ptr<const Morv::Compound>& glyphs, const Transformation& t) const {
+  if (options_.GetMinimalStrokeWidth() <= 0 || t.Determinant() == 0.0) return glyphs;
+  const std::vector<DropoutPixel> pixels = FindDropoutPixels(env_, *glyphs, t, clip_boxes_.back());
+  if (pixels.empty()) return glyphs;
+  // A square around each dropout pixel's centre and no other: the winding there was
+  // 0, so the square paints that pixel whatever its orientation, and nothing else.
+  const Transformation to_own = t.Inverse();
+  std::vector<Morv::Subpath> subpaths = glyphs->GetSubpaths();
+  subpaths.reserve(subpaths.size() + pixels.size());
+  std::vector<Morv::MilliPointPoint> square(4);
+  for (const DropoutPixel& d : pixels) {
+    const double x = static_cast<double>(d.x), y = static_cast<double>(d.y);
+    const Point<double> corners[4] = {
+        {x + 0.25, y + 0.25}, {x + 0.75, y + 0.25}, {x + 0.75, y + 0.75}, {x + 0.25, y + 0.75}};
+    for (std::size_t i = 0; i < 4; ++i)
+      square[i] = to_own.Apply(env_.InternalToWorld(corners[i]));
+    subpaths.push_back(Morv::Subpath::Polygon(square, true));
+  }
+  return std::make_shared<const Morv::Compound>(std::move(subpaths), glyphs->GetWindingRule());
+}
+
 void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
                                   const std::shared_ptr<const Morv::Compound>& compound,
-                                  const Transformation& own) {
+                                  const Transformation& own, bool glyphs) {
   const Transformation t = Morv::Compose(Current(), own);
   const Box& clip_box = clip_boxes_.back();
   if (object.GetFillPaint()) {
+    // Glyph stems thinner than a pixel keep their pixels: one compound, so the text
+    // still composites once.
+    const std::shared_ptr<const Morv::Compound> fill =
+        glyphs ? WithDropouts(compound, t) : compound;
     auto record = std::make_unique<FillableObjectInfo>(
-        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, compound, t),
+        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, fill, t),
         object.GetFillPaint(), Current(), object.GetTransparency(), false);
     record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
     Append(std::move(record));
@@ -207,22 +237,22 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
 
 bool ObjectCollector::VisitPath(const QorDoc::Path& path) {
   if (!IsSelected(path) || path.IsClippingObject() ||
-      TargetBox(path, MinimalWidthReach(path, path.GetTransformation())).IsEmpty()) {
+      TargetBox(path, MinimalWidthReach(path, path.GetTransformation(), false)).IsEmpty()) {
     return false;
   }
-  AddFillable(path, path.DefiningCompound(), path.GetTransformation());
+  AddFillable(path, path.DefiningCompound(), path.GetTransformation(), false);
   return false;
 }
 
 bool ObjectCollector::VisitText(const QorDoc::Text& text) {
   if (!IsSelected(text) || text.IsClippingObject() ||
-      TargetBox(text, MinimalWidthReach(text, text.GetTransformation())).IsEmpty()) {
+      TargetBox(text, MinimalWidthReach(text, text.GetTransformation(), true)).IsEmpty()) {
     return false;
   }
   std::vector<Morv::Subpath> subpaths;
   AddGlyphSubpaths(text, Transformation{}, subpaths);
   AddFillable(text, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
-              text.GetTransformation());
+              text.GetTransformation(), true);
   return false;
 }
 
@@ -237,14 +267,14 @@ bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
   }
   const QorDoc::Fillable& first = *group.GetTexts().front();
   if (admitted &&
-      !TargetBox(group, MinimalWidthReach(first, group.GetTransformation())).IsEmpty()) {
+      !TargetBox(group, MinimalWidthReach(first, group.GetTransformation(), true)).IsEmpty()) {
     std::vector<Morv::Subpath> subpaths;
     for (const auto& text : group.GetTexts()) {
       AddGlyphSubpaths(*text, text->GetTransformation(), subpaths);
     }
     // The group paints with its first text's paints and style.
     AddFillable(first, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
-                group.GetTransformation());
+                group.GetTransformation(), true);
   }
   selected_.pop_back();
   return false;

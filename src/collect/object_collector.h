@@ -51,8 +51,9 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // How far, in target pixels, the object's stroke widened by the minimal stroke
   // width can reach beyond its outline: an upper bound for culling (the visual box
   // only knows the object's own width); 0 when no minimum is set or not stroked.
+  // `glyphs` marks text, whose dropout pixels may add a pixel around its outline.
   double MinimalWidthReach(const QorDoc::Fillable& object,
-                           const Morv::MilliPointTransformation& own) const;
+                           const Morv::MilliPointTransformation& own, bool glyphs) const;
   // The same bound for a group or layer, whose members are not known yet: a generous
   // one (their own culling is exact), so that a container holding only hairlines,
   // whose box has no height or width, is not skipped.
@@ -64,10 +65,17 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
                       const QorDoc::Group* group, const Box& target);
   std::unique_ptr<SoftMaskRecord> CollectSoftMask(
       const std::shared_ptr<const QorBlend::Transparency>& transparency) const;
-  // Fill and stroke records of a fillable object whose geometry is `compound`.
+  // Fill and stroke records of a fillable object whose geometry is `compound`;
+  // `glyphs` marks text outlines, whose fill gets its dropout pixels.
   void AddFillable(const QorDoc::Fillable& object,
                    const std::shared_ptr<const Morv::Compound>& compound,
-                   const Morv::MilliPointTransformation& own);
+                   const Morv::MilliPointTransformation& own, bool glyphs);
+  // With a minimal stroke width set, `glyphs` (placed by `t`) plus a small square on
+  // each dropout pixel: thin stems get the hairline guarantee, and
+  // SetMinimalStrokeWidth(0) leaves outlines exact.
+  std::shared_ptr<const Morv::Compound> WithDropouts(
+      const std::shared_ptr<const Morv::Compound>& glyphs,
+      const Morv::MilliPointTransformation& t) const;
   double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
   void Append(std::unique_ptr<ObjectInfo> record);
 

@@ -28,6 +28,24 @@ struct Plate {
   }
 };
 
+// The page of `builder` on the grey plate, with `minimum` as the minimal stroke width.
+Plate Render(QorDoc::DocumentBuilder& builder, const QorDoc::Content& page, long long minimum) {
+  const auto document = builder.Build();
+  const QorSc::Environment env(
+      Morv::MilliPointRectangle(0.0, 0.0, kPagePoints * 1000.0, kPagePoints * 1000.0), kPixels,
+      kPixels);
+  QorSc::Options options(false, document->GetSeparationInfo());
+  options.SetMinimalStrokeWidth(minimum);
+  QorSc::ScanConverter converter(QorSc::CollectObjects(env, options, {0, 0, kPixels, kPixels}, page,
+                                                       T{}, QorSc::kAllSelection));
+  Plate plate;
+  plate.ink.resize(static_cast<std::size_t>(kPixels * kPixels));
+  for (long long y = 0; y < kPixels; ++y) {
+    EXPECT_TRUE(converter.GetLine255PlaneInterleaved(plate.ink.data() + y * kPixels));
+  }
+  return plate;
+}
+
 // Where the line sits: on the page itself, or as the only member of a group or a
 // layer (whose own boxes know nothing of the minimum).
 enum class Container { kPage, kGroup, kLayer };
@@ -59,20 +77,7 @@ Plate RenderLine(double x0, double y0, double x1, double y1, double width, long 
         page, holder,
         QorDoc::LayerExpression::Of(std::make_shared<QorDoc::LayerProperties>("Marks", true)));
   }
-  const auto document = builder.Build();
-  const QorSc::Environment env(
-      Morv::MilliPointRectangle(0.0, 0.0, kPagePoints * 1000.0, kPagePoints * 1000.0), kPixels,
-      kPixels);
-  QorSc::Options options(false, document->GetSeparationInfo());
-  options.SetMinimalStrokeWidth(minimum);
-  QorSc::ScanConverter converter(QorSc::CollectObjects(env, options, {0, 0, kPixels, kPixels}, page,
-                                                       T{}, QorSc::kAllSelection));
-  Plate plate;
-  plate.ink.resize(static_cast<std::size_t>(kPixels * kPixels));
-  for (long long y = 0; y < kPixels; ++y) {
-    EXPECT_TRUE(converter.GetLine255PlaneInterleaved(plate.ink.data() + y * kPixels));
-  }
-  return plate;
+  return Render(builder, page, minimum);
 }
 
 QorScTest::LineCoverage Measure(const Plate& plate, double x0, double y0, double x1, double y1) {
@@ -159,6 +164,57 @@ TEST(Hairlines, MinimumHoldsUnderScaledAndRotatedPlacements) {
     EXPECT_EQ(cov.gaps, 0);
     EXPECT_LE(cov.thickest, 3);
   }
+}
+
+// A text of three glyphs given in pixels: a stem 0.3 pixel wide between column
+// centres, a bar 0.3 pixel high between row centres, and a solid block; filled with
+// black at 50 % opacity.
+Plate RenderGlyphs(long long minimum) {
+  auto world = [](double x, double y) {
+    return std::pair{x / kPixelsPerPoint * 1000.0, (kPagePoints - y / kPixelsPerPoint) * 1000.0};
+  };
+  auto box = [&](double x0, double y0, double x1, double y1) {
+    const auto [ax, ay] = world(x0, y0);
+    const auto [bx, by] = world(x1, y1);
+    return Morv::PathBuilder().Rectangle(ax, by, bx - ax, ay - by).BuildShared();
+  };
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorDoc::Fillable::Painting paint;
+  paint.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  paint.transparency = std::make_shared<QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 1.0f);
+  builder.AddText(
+      page,
+      {box(100.6, 50.2, 100.9, 70.8), box(120.2, 60.1, 140.8, 60.4), box(150.3, 50.3, 160.7, 70.7)},
+      paint);
+  return Render(builder, page, minimum);
+}
+
+TEST(Hairlines, GlyphStemsKeepTheirPixelsWithoutGainingWeight) {
+  const Plate raw = RenderGlyphs(0);
+  const Plate kept = RenderGlyphs(2);
+  for (long long y = 50; y <= 70; ++y) {
+    EXPECT_FALSE(raw.At(100, y)) << "row " << y;  // the stem falls between centres
+    EXPECT_TRUE(kept.At(100, y)) << "row " << y;  // and keeps one pixel per row
+  }
+  for (long long x = 120; x <= 140; ++x) {
+    EXPECT_FALSE(raw.At(x, 60)) << "column " << x;
+    EXPECT_TRUE(kept.At(x, 60)) << "column " << x;
+  }
+  long long added = 0;
+  for (std::size_t i = 0; i < kept.ink.size(); ++i) {
+    // The text composites once: every inked pixel holds 50 % black, also where the
+    // stems' pixels were added.
+    if (kept.ink[i] != 0) {
+      EXPECT_EQ(kept.ink[i], 128) << "pixel " << i;
+    }
+    // Nothing the raw outline covers changes, and the block gains no weight.
+    if (raw.ink[i] != 0) {
+      EXPECT_EQ(kept.ink[i], raw.ink[i]) << "pixel " << i;
+    }
+    added += kept.ink[i] != raw.ink[i];
+  }
+  EXPECT_EQ(added, 21 + 21);  // the stem's rows and the bar's columns, nothing else
 }
 
 }  // namespace

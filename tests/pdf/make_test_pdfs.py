@@ -442,7 +442,8 @@ def hairlines():
     """One black stroke per page of 200 x 200 pt, off the pixel grid: pages 1-4
     horizontal, 5-8 vertical, 9-12 diagonal (drawn under a 2x scale with half the
     width, so the page sees the same width), each group at widths 0, 0.05, 0.1 and
-    0.25 pt."""
+    0.25 pt; page 13: "lllll" in 3 pt Helvetica, whose stems are about half a pixel
+    wide at 150 dpi."""
     widths = (0, 0.05, 0.1, 0.25)
     pages = []
     for w in widths:
@@ -451,7 +452,11 @@ def hairlines():
         pages.append(b"0 0 0 1 K %g w 100.11 20.2 m 100.11 180.2 l S" % w)
     for w in widths:
         pages.append(b"2 0 0 2 0 0 cm 0 0 0 1 K %g w 10.065 15.145 m 90.065 85.145 l S" % (w / 2))
-    return flat_document([("/MediaBox [0 0 200 200]", content) for content in pages])
+    bodies = [("/MediaBox [0 0 200 200]", content) for content in pages]
+    bodies.append(("/MediaBox [0 0 200 200] /Resources << /Font << /F1 << /Type /Font "
+                   "/Subtype /Type1 /BaseFont /Helvetica >> >> >>",
+                   b"BT /F1 3 Tf 20.3 100.17 Td 0 0 0 1 k (lllll) Tj ET"))
+    return flat_document(bodies)
 
 
 def main():

@@ -1,0 +1,39 @@
+// Dropout pixels: where the pixel-centre rule loses thin parts of a shape.
+//
+// Along every row of pixel centres (y = j + 0.5) and every column (x = i + 0.5) the
+// shape's polygons are cut into inside spans, with the same crossing and rounding
+// rules as the path generator. A span that covers no pixel centre (its ends round
+// to the same pixel line) is a part thinner than a pixel that the generator drops;
+// the pixel holding the span's middle is its dropout pixel. Adding those pixels is
+// the classic dropout control of font rasterisers: stems and hairline serifs thinner
+// than a pixel stay connected, while everything the generator covers is unchanged.
+//
+// Runs once per glyph record at collection; the work is proportional to the
+// outline's length in pixels, never to its area.
+#pragma once
+
+#include <vector>
+
+#include "morv/compound.h"
+#include "morv/transformation.h"
+#include "scan/environment.h"
+
+namespace QorSc {
+
+struct DropoutPixel {
+  long long x;
+  long long y;
+  friend auto operator<=>(const DropoutPixel&, const DropoutPixel&) = default;
+};
+
+// The dropout pixels of `compound` placed by `t` (flattened to the environment's
+// curve error) that lie within `box`, sorted by row then column, each once. Empty
+// when the outline would cross more than kMaxDropoutCrossings pixel lines: such an
+// outline is far above the size where stems vanish.
+std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
+                                            const Morv::MilliPointTransformation& t,
+                                            const QorMath::Rectangle<long long>& box);
+
+inline constexpr std::size_t kMaxDropoutCrossings = std::size_t{1} << 22;
+
+}  // namespace QorSc

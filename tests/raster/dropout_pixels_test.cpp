@@ -1,0 +1,68 @@
+// Dropout pixels of thin shapes: found along rows and columns of pixel centres,
+// never where the pixel-centre rule already covers a centre.
+#include "raster/dropout_pixels.h"
+
+#include <gtest/gtest.h>
+
+#include "test_scene.h"
+
+namespace {
+
+using QorSc::DropoutPixel;
+using QorScTest::Rect;
+
+std::vector<DropoutPixel> Dropouts(const QorScTest::Polygon& internal,
+                                   std::uint32_t rule = Morv::kNonZero) {
+  const auto compound = Morv::PathBuilder().Polygon(QorScTest::ToWorld(internal)).Build(rule);
+  return QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), compound, {},
+                                  {0, 0, QorScTest::kWidth, QorScTest::kHeight});
+}
+
+TEST(DropoutPixels, ThinStemsAndBarsGetThePixelOfTheirMiddle) {
+  // A vertical stem 0.3 pixel wide between the centres of columns 5 and 6, rows 2
+  // to 9 (it crosses the centre lines of rows 2 to 8): one pixel per row, column 5.
+  std::vector<DropoutPixel> expected;
+  for (long long y = 2; y < 9; ++y)
+    expected.push_back({5, y});
+  EXPECT_EQ(Dropouts(Rect(5.6, 2.2, 5.9, 8.8)), expected);
+  // Its middle past a pixel edge: column 6.
+  expected.clear();
+  for (long long y = 2; y < 9; ++y)
+    expected.push_back({6, y});
+  EXPECT_EQ(Dropouts(Rect(5.9, 2.2, 6.2, 8.8)), expected);
+  // A horizontal bar between the centres of rows 3 and 4: one pixel per column.
+  expected.clear();
+  for (long long x = 10; x < 20; ++x)
+    expected.push_back({x, 4});
+  EXPECT_EQ(Dropouts(Rect(10.1, 4.05, 19.9, 4.4)), expected);
+  // Both rules: an even-odd rectangle is the same shape.
+  EXPECT_EQ(Dropouts(Rect(10.1, 4.05, 19.9, 4.4), Morv::kEvenOdd), expected);
+}
+
+TEST(DropoutPixels, ShapesThatCoverCentresHaveNone) {
+  // Wide enough in both directions: every row and column span holds a centre.
+  EXPECT_TRUE(Dropouts(Rect(2.3, 2.3, 9.7, 9.7)).empty());
+  // A stem exactly one pixel wide always holds a centre.
+  EXPECT_TRUE(Dropouts(Rect(5.2, 2.0, 6.2, 12.0)).empty());
+  // Outside the box: nothing.
+  EXPECT_TRUE(Dropouts(Rect(-5.6, 2.2, -5.3, 8.8)).empty());
+}
+
+TEST(DropoutPixels, DiagonalHairlinesConnect) {
+  // A sliver along the diagonal, 0.1 pixel thick: every row and every column gets a
+  // pixel, so the line has no gap of a whole pixel.
+  const std::vector<DropoutPixel> d =
+      Dropouts({{2.0, 2.05}, {20.0, 20.05}, {20.0, 20.15}, {2.0, 2.15}});
+  for (long long y = 3; y < 19; ++y) {
+    const bool row =
+        std::any_of(d.begin(), d.end(), [&](const DropoutPixel& p) { return p.y == y; });
+    EXPECT_TRUE(row) << "row " << y;
+  }
+  for (long long x = 3; x < 19; ++x) {
+    const bool column =
+        std::any_of(d.begin(), d.end(), [&](const DropoutPixel& p) { return p.x == x; });
+    EXPECT_TRUE(column) << "column " << x;
+  }
+}
+
+}  // namespace
