@@ -58,7 +58,6 @@ void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
-  if (soft_mask_) throw std::logic_error("qorsc: soft masks cannot be rendered yet");
   std::shared_ptr<PaintGetter> paint = MakePaintGetter(*paint_, renderer);
 
   const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();
@@ -75,9 +74,14 @@ std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& 
     paint = std::make_shared<HalftonePaintGetter>(label, std::move(paint), halftones);
   }
 
+  std::unique_ptr<SoftMaskState> mask;
+  if (soft_mask_) {
+    mask = std::make_unique<SoftMaskState>(renderer, geometry_.pixelBox, std::move(soft_mask_));
+  }
   return std::make_unique<ElementaryObjectIntervalsFiller>(
       std::move(paint), content_object_, clip_, GetIndex(),
-      CreateRunLengthGenerator(geometry_, renderer), nullptr, std::move(transparency), stroke_);
+      CreateRunLengthGenerator(geometry_, renderer), std::move(mask), std::move(transparency),
+      stroke_);
 }
 
 }  // namespace QorSc

@@ -4,9 +4,10 @@
 // holding its members' records in a container of their own (with the group's
 // isolated and knockout flags); an image becomes an ImageObjectInfo; a soft mask's
 // content is collected into a SoftMaskRecord that travels with the masked record.
-// The group, image and soft-mask fillers that render them arrive with transparency
-// groups and picture paint: until then activating such a record fails with a
-// std::logic_error that names what is missing, never silently.
+// A group becomes a GroupIntervalsFiller over a line renderer of its own members; a
+// soft mask becomes the SoftMaskState of its object's filler. Images arrive with
+// picture paint: until then activating one fails with a std::logic_error that names
+// what is missing, never silently.
 #pragma once
 
 #include <memory>

@@ -8,50 +8,14 @@
 #include <algorithm>
 
 #include "composite/blend_kernels.h"
+#include "composite/element_compositor.h"
 #include "composite/line_buffer.h"
+#include "composite/operand.h"
 #include "composite/soft_mask_state.h"
 #include "frame/line_renderer.h"
 
 namespace QorSc {
 namespace {
-
-// One operand over a piece [s, e): value i of the piece is base[i * step].
-struct Operand {
-  const float* base;
-  std::ptrdiff_t step;
-
-  float operator[](std::ptrdiff_t i) const { return base[i * step]; }
-};
-
-// An operand over the piece starting at s, from values stored under a kind or state
-// (the numbers are shared): per pixel, or one value — 0, 1, or the constant stored at
-// `constantAt` — parked in `uniform`, which must outlive the operand.
-static_assert(+kKindZero == +kStateZero && +kKindFull == +kStateFull &&
-              +kKindPerPixel == +kStatePerPixel && +kKindConstant == +kStateConstant);
-
-Operand MakeOperand(std::uint8_t kind, PixelPlane<const float> values, long long s,
-                    long long constantAt, float& uniform) {
-  switch (kind) {
-    case kStatePerPixel:
-      return {values.At(s), 1};
-    case kStateConstant:
-      uniform = values[constantAt];
-      break;
-    case kStateFull:
-      uniform = 1.0f;
-      break;
-    default:
-      uniform = 0.0f;
-      break;
-  }
-  return {&uniform, 0};
-}
-
-// The line's plane p over the piece starting at s, in state `state`.
-Operand LineOperand(const LineBuffer& line, std::size_t p, std::uint8_t state, long long s,
-                    float& uniform) {
-  return MakeOperand(state, line.Plane(p), s, s, uniform);
-}
 
 // The paint's component c over the piece starting at s of the painted run `run`: a
 // Constant is written at the run's first pixel.
@@ -59,6 +23,24 @@ Operand PaintOperand(const SourcePaintBuffers& source, std::size_t c, std::uint8
                      const Run& run, long long s, float& uniform) {
   return MakeOperand(kind, source.Component(c), s, run.start, uniform);
 }
+
+// The paint's unpremultiplied ink per plane; Absent components stay Absent.
+class PaintColours final : public ElementColours {
+ public:
+  PaintColours(const SourcePaintBuffers& source, const ComponentKinds& kinds, const Run& run)
+      : source_(source), kinds_(kinds), run_(run) {}
+
+  Operand Colour(std::size_t c, long long s, std::ptrdiff_t) override {
+    if (kinds_[c] == kKindAbsent) return {nullptr, 0};
+    return PaintOperand(source_, c, kinds_[c], run_, s, uniform_);
+  }
+
+ private:
+  const SourcePaintBuffers& source_;
+  const ComponentKinds& kinds_;
+  const Run& run_;
+  float uniform_ = 0.0f;
+};
 
 }  // namespace
 
@@ -74,6 +56,10 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
 
 void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& line,
                                            std::vector<std::size_t>* hits, const RunList& runs) {
+  // The mask renders first: its content shares the pooled source buffers.
+  SoftMaskState* mask_state = SoftMask();
+  const float* mask =
+      mask_state != nullptr ? mask_state->Values(renderer.GetCurrentLine()) : nullptr;
   SourcePaintBuffers& source = renderer.Pools().SourceBuffers(line.ColourPlanes());
   paint_->Compute(PaintLine{renderer.GetCurrentLine()}, runs, source, painted_);
   if (painted_.empty()) return;
@@ -88,6 +74,9 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
                           static_cast<std::uint8_t>(mode & 0xFFu);
     if (copy) {
       CopyOpaque(line, source, run);
+    } else if (mask != nullptr || line.IsKnockout()) {
+      CompositeElementRun(renderer.Pools(), line, source, run, alpha, mask,
+                          mask_state != nullptr ? mask_state->Left() : 0);
     } else {
       CompositeBlended(line, source, run, alpha);
     }
@@ -154,28 +143,63 @@ void ElementaryObjectIntervalsFiller::CompositeBlended(LineBuffer& line,
     }
 
     // The auxiliary planes, after every colour plane has read the old alpha.
-    float own_uniform, shape_uniform;
-    const Operand own =
-        LineOperand(line, line.OwnAlphaPlane(), row[line.OwnAlphaPlane()], s, own_uniform);
-    const Operand fb =
-        LineOperand(line, line.ShapePlane(), row[line.ShapePlane()], s, shape_uniform);
-    // Source alpha and shape of the piece, staged where their planes are written.
-    float* own_out = line.Plane(line.OwnAlphaPlane()).At(s);
-    float* alpha_out = line.Plane(line.AlphaPlane()).At(s);
-    float* shape_out = line.Plane(line.ShapePlane()).At(s);
+    const AuxiliaryPlanes aux(line, row, s);
     for (std::ptrdiff_t k = 0; k < n; ++k) {
       const float qs = q_scale * pm[k];
       const float as = fs * qs;
-      const float o = own[k];
-      const float a = ab[k];
-      const float f = fb[k];
-      own_out[k] = o + as - o * as;
-      alpha_out[k] = a + as - a * as;
-      shape_out[k] = f + fs - f * fs;
+      const float o = aux.own[k];
+      const float a = aux.alpha[k];
+      const float f = aux.shape[k];
+      aux.ownOut[k] = o + as - o * as;
+      aux.alphaOut[k] = a + as - a * as;
+      aux.shapeOut[k] = f + fs - f * fs;
     }
     row[line.OwnAlphaPlane()] = kStatePerPixel;
     row[line.AlphaPlane()] = kStatePerPixel;
     row[line.ShapePlane()] = kStatePerPixel;
+  }
+  line.Coalesce();
+}
+
+// The general path, for masked objects and objects of knockout groups: per piece the
+// object's shape, opacity and alpha as lines, with the mask value m:
+//   alpha-is-shape clear: fs = 1, qs = (q·pm)·m;  set: fs = q·m, qs = pm;  as = fs·qs.
+void ElementaryObjectIntervalsFiller::CompositeElementRun(ConversionPools& pools, LineBuffer& line,
+                                                          const SourcePaintBuffers& source,
+                                                          const Run& run, float alpha,
+                                                          const float* mask,
+                                                          long long maskLeft) const {
+  const bool alpha_is_shape = Transparency().GetAlphaIsShape() != 0;
+  const bool masked = paint_->GetPaintKind() == 2;
+  const float one = 1.0f;
+  const long long x1 = run.End();
+  line.Split(run.start);
+  line.Split(x1);
+  PaintColours colours(source, paint_->Kinds(), run);
+  for (std::size_t i = line.Find(run.start); line.Start(i) < x1; ++i) {
+    const long long s = line.Start(i);
+    const std::ptrdiff_t n = line.End(i) - s;
+    const Operand pm = masked ? Operand{source.Mask().At(s), 1} : Operand{&one, 0};
+    const Operand m = mask != nullptr ? Operand{mask + (s - maskLeft), 1} : Operand{&one, 0};
+    ScratchLine shape(pools), opacity(pools), alphas(pools);
+    float* fs = shape.Data();
+    float* qs = opacity.Data();
+    float* as = alphas.Data();
+    if (alpha_is_shape) {
+      for (std::ptrdiff_t k = 0; k < n; ++k) {
+        fs[k] = alpha * m[k];
+        qs[k] = pm[k];
+      }
+    } else {
+      for (std::ptrdiff_t k = 0; k < n; ++k) {
+        fs[k] = 1.0f;
+        qs[k] = (alpha * pm[k]) * m[k];
+      }
+    }
+    for (std::ptrdiff_t k = 0; k < n; ++k)
+      as[k] = fs[k] * qs[k];
+    CompositeElement(line, i, ElementPiece{fs, qs, as}, colours, Transparency().GetBlendMode(),
+                     pools);
   }
   line.Coalesce();
 }

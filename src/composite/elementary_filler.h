@@ -11,7 +11,9 @@
 //   Cr = (1 − αs)·Cb + (1 − αb)·Cs + BlendTerm(αb, Cb, αs, Cs)
 //   α  ← αb + αs − αb·αs   (own alpha likewise)   f ← fb + fs − fb·fs
 // An Absent component leaves its colour plane as it is; the auxiliary planes are
-// updated all the same.
+// updated all the same. A soft mask's value m multiplies the opacity (qs·m) or, with
+// alpha-is-shape set, the shape (fs·m); masked objects and objects on knockout levels
+// go through CompositeElement with those operands as lines.
 #pragma once
 
 #include <memory>
@@ -21,6 +23,8 @@
 #include "qordoc/content.h"
 
 namespace QorSc {
+
+class ConversionPools;
 
 class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
  public:
@@ -39,6 +43,9 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
   void CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source, const Run& run) const;
   void CompositeBlended(LineBuffer& line, const SourcePaintBuffers& source, const Run& run,
                         float alpha) const;
+  void CompositeElementRun(ConversionPools& pools, LineBuffer& line,
+                           const SourcePaintBuffers& source, const Run& run, float alpha,
+                           const float* mask, long long maskLeft) const;
 
   const QorDoc::ContentObject* content_object_;
   std::shared_ptr<PaintGetter> paint_;

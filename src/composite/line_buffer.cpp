@@ -21,6 +21,68 @@ LineBuffer::LineBuffer(std::size_t planes, long long left, long long right)
 void LineBuffer::Reset() {
   keys_.assign({left_, right_});
   rows_.assign(2 * planes_, kStateZero);
+  knockout_ = false;
+  initial_backdrop_ = nullptr;
+}
+
+void LineBuffer::MarkColoursAbsent() {
+  for (std::size_t i = 0; i < IntervalCount(); ++i)
+    std::fill(Row(i), Row(i) + ColourPlanes(), kStateAbsent);
+}
+
+void LineBuffer::CopyFrom(const LineBuffer& source, long long from, long long to) {
+  from = std::max(from, left_);
+  to = std::min(to, right_);
+  if (from >= to) return;
+  const std::size_t target = Cover(from, to);
+  // The target interval becomes the source's intervals over [from, to).
+  const std::size_t first = source.Find(from);
+  std::size_t last = first;
+  while (source.End(last) < to)
+    ++last;
+  const std::size_t extra = last - first;
+  keys_.insert(keys_.begin() + static_cast<std::ptrdiff_t>(target + 1), extra, 0);
+  rows_.insert(rows_.begin() + static_cast<std::ptrdiff_t>((target + 1) * planes_), extra * planes_,
+               0);
+  for (std::size_t k = 0; k <= extra; ++k) {
+    const std::size_t i = first + k;
+    const long long s = std::max(source.Start(i), from);
+    const long long e = std::min(source.End(i), to);
+    keys_[target + k] = s;
+    const std::uint8_t* states = source.Row(i);
+    std::copy(states, states + planes_, Row(target + k));
+    for (std::size_t p = 0; p < planes_; ++p) {
+      if (states[p] == kStatePerPixel) {
+        std::copy(source.Plane(p).At(s), source.Plane(p).At(e), Plane(p).At(s));
+      } else if (states[p] == kStateConstant) {
+        Plane(p)[s] = source.Plane(p)[source.Start(i)];
+      }
+    }
+  }
+}
+
+void LineBuffer::ResolveInto(std::size_t p, long long from, long long to, float* out) const {
+  for (std::size_t i = Find(from); from < to; ++i) {
+    const long long e = std::min(End(i), to);
+    const auto n = static_cast<std::size_t>(e - from);
+    const PixelPlane<const float> v = Plane(p);
+    switch (Row(i)[p]) {
+      case kStatePerPixel:
+        std::copy(v.At(from), v.At(e), out);
+        break;
+      case kStateConstant:
+        std::fill(out, out + n, v[Start(i)]);
+        break;
+      case kStateFull:
+        std::fill(out, out + n, 1.0f);
+        break;
+      default:
+        std::fill(out, out + n, 0.0f);
+        break;
+    }
+    out += n;
+    from = e;
+  }
 }
 
 std::size_t LineBuffer::Find(long long x) const {

@@ -10,8 +10,12 @@
 //   Full (1)      every pixel is 1
 //   PerPixel (2)  the plane's array holds one value per pixel of the interval
 //   Constant (3)  one value for the interval, stored at the interval's first x
+//   Absent (4)    a colour plane no object of this level has painted yet: it reads
+//                 as 0 ink, and a group leaves the enclosing plane as it is there
 //
 // (the numbers are the paint getters' component kinds, so a kind is stored as is).
+// A group's line also knows whether its level is a knockout level and, for one, the
+// line holding the level's initial backdrop (none: the backdrop is empty).
 // A sentinel key at `right` closes the last interval. Keys, rows and planes are
 // vectors reused from line to line: splitting inserts in place, nothing allocates
 // once the vectors have grown.
@@ -30,6 +34,7 @@ enum PlaneState : std::uint8_t {
   kStateFull = 1,
   kStatePerPixel = 2,
   kStateConstant = 3,
+  kStateAbsent = 4,
 };
 
 class LineBuffer {
@@ -50,8 +55,25 @@ class LineBuffer {
     return {values_.data() + p * width_, left_};
   }
 
-  // One interval over the whole span, every plane Zero.
+  // One interval over the whole span, every plane Zero; not a knockout level.
   void Reset();
+  // Every colour plane Absent over the whole span (a fresh line of an isolated group).
+  void MarkColoursAbsent();
+  // Takes the intervals, states and values of `source` over [from, to) (the same
+  // span and plane count); the rest of this line is left as it is.
+  void CopyFrom(const LineBuffer& source, long long from, long long to);
+  // Plane p over [from, to) as one value per pixel into out[0 .. to − from), whatever
+  // the states; Absent reads as 0.
+  void ResolveInto(std::size_t p, long long from, long long to, float* out) const;
+
+  // Knockout levels: each object composites against `initialBackdrop` (null: an
+  // empty backdrop) and replaces what the level painted before it, by its shape.
+  void SetKnockout(bool knockout, const LineBuffer* initialBackdrop) {
+    knockout_ = knockout;
+    initial_backdrop_ = initialBackdrop;
+  }
+  bool IsKnockout() const { return knockout_; }
+  const LineBuffer* InitialBackdrop() const { return initial_backdrop_; }
 
   std::size_t IntervalCount() const { return keys_.size() - 1; }
   long long Start(std::size_t i) const { return keys_[i]; }
@@ -84,6 +106,8 @@ class LineBuffer {
   std::vector<float> values_;
   std::vector<long long> keys_;
   std::vector<std::uint8_t> rows_;
+  bool knockout_ = false;
+  const LineBuffer* initial_backdrop_ = nullptr;
 };
 
 }  // namespace QorSc

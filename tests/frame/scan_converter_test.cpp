@@ -9,6 +9,7 @@
 #include <optional>
 #include <random>
 
+#include "composite/blend_term.h"
 #include "composite/intervals_filler.h"
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
