@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "allocation_counter.h"
+#include "qordoc/document.h"
+#include "scan/collect_objects.h"
 #include "scan/scan_converter.h"
 #include "test_scene.h"
 
@@ -31,6 +33,58 @@ TEST(SteadyState, ConvertingLinesAllocatesNothing) {
                                                      QorScTest::kWidth));
   }
   ASSERT_NE(converter.GetLine(), nullptr);
+  EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
+}
+
+// Groups (isolated, non-isolated, knockout, nested) and soft masks take their group
+// lines, scratch lines and mask lines from the pools as well.
+TEST(SteadyState, GroupsAndSoftMasksAllocateNothingPerLine) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto shape = [](double x0, double y0, double x1, double y1) {
+    return Morv::PathBuilder().Polygon(QorScTest::ToWorld(Rect(x0, y0, x1, y1))).BuildShared();
+  };
+  auto fill = [](const char* ink, float tint, float alpha) {
+    QorDoc::Fillable::Painting p;
+    p.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{ink, tint}});
+    p.transparency =
+        std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, alpha, alpha);
+    return p;
+  };
+  b.AddPath(page, shape(0.5, 0.5, 40.5, 30.5), fill("Gold", 0.4f, 1.0f));
+  auto& mask_content = b.AddContent();
+  b.AddPath(mask_content, shape(3.5, 0.5, 30.5, 30.5), fill("Cyan", 0.5f, 0.7f));
+  auto& inner = b.AddContent();
+  b.AddPath(inner, shape(6.5, 2.5, 20.5, 28.5), fill("Cyan", 0.6f, 0.5f));
+  b.AddPath(inner, shape(12.5, 2.5, 28.5, 28.5), fill("Magenta", 0.6f, 0.5f));
+  auto& outer = b.AddContent();
+  auto knockout = std::make_shared<QorBlend::Transparency>(QorBlend::kScreen, 0.8f, 0.8f);
+  knockout->SetGroupFlags(0, 1);
+  b.AddGroup(outer, inner, {}, knockout);
+  QorDoc::Fillable::Painting masked = fill("Magenta", 0.9f, 0.6f);
+  auto masked_t = std::make_shared<QorBlend::Transparency>(QorBlend::kNormal, 0.6f, 0.6f);
+  masked_t->SetSoftMask(
+      std::make_shared<QorBlend::SoftMask>(&mask_content, Morv::MilliPointTransformation{}, true));
+  masked.transparency = masked_t;
+  b.AddPath(outer, shape(2.5, 1.5, 35.5, 25.5), masked);
+  auto isolated = std::make_shared<QorBlend::Transparency>(QorBlend::kMultiply, 0.7f, 0.7f);
+  isolated->SetGroupFlags(1, 0);
+  isolated->SetSoftMask(
+      std::make_shared<QorBlend::SoftMask>(&mask_content, Morv::MilliPointTransformation{}, false));
+  b.AddGroup(page, outer, {}, isolated);
+  auto doc = b.Build();
+
+  const QorColor::Color plates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
+  const QorScTest::Box box{0, 0, QorScTest::kWidth, 30};
+  QorSc::ScanConverter converter(QorSc::CollectObjects(QorScTest::PixelEnvironment(),
+                                                       QorSc::Options(plates, {}), box, page, {},
+                                                       QorSc::kAllSelection));
+  std::vector<unsigned char> bytes(3 * QorScTest::kWidth);
+  for (int y = 0; y < 4; ++y)
+    converter.GetLine255PlaneInterleaved(bytes.data());
+  const long before = QorScTest::AllocationCount();
+  for (int y = 4; y < 24; ++y)
+    ASSERT_TRUE(converter.GetLine255PlaneInterleaved(bytes.data()));
   EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
 }
 
