@@ -24,15 +24,10 @@ QorPdf::Document OpenDocument(const std::string& path);
 std::vector<std::size_t> ZeroBasedPages(const std::vector<std::size_t>& pages,
                                         std::size_t page_count);
 
-// What the commands import: everything the renderer can draw. It cannot draw soft
-// masks and transparency groups yet, so they are left out (the importer warns once
-// per page and feature) rather than failing the whole page. Turn these on as the
-// renderer learns them.
+// What the commands import: everything the renderer can draw, soft masks and
+// transparency groups included.
 inline QorPdf::ImportOptions RenderableImportOptions() {
-  QorPdf::ImportOptions options;
-  options.keep_soft_masks = false;
-  options.keep_transparency_groups = false;
-  return options;
+  return QorPdf::ImportOptions();
 }
 
 // Prints the importer's warnings for one page (or, with no page, for the whole

@@ -459,6 +459,51 @@ def hairlines():
     return flat_document(bodies)
 
 
+def soft_masks_extra(pdf):
+    def group(content, resources=""):
+        return pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] %s"
+                       "/Group << /S /Transparency /CS /DeviceGray >> >>" % resources, content)
+    white = group(b"1 g 0 0 200 200 re f")
+    half = group(b"0.5 g 0 0 200 200 re f")
+    # A mask whose group sets the very same mask again.
+    self_mask, self_group = pdf.reserve(), pdf.reserve()
+    pdf.set(self_mask, "<< /S /Alpha /G %d 0 R >>" % self_group)
+    pdf.set(self_group, "<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] "
+            "/Resources << /ExtGState << /S << /SMask %d 0 R >> >> >> "
+            "/Group << /S /Transparency >> >>" % self_mask, b"/S gs 0 g 0 0 200 200 re f")
+    # A chain of masks, each group drawing under the next mask, deeper than the limit.
+    chain = group(b"0 g 0 0 200 200 re f")
+    for _ in range(70):
+        mask = pdf.add("<< /S /Alpha /G %d 0 R >>" % chain)
+        chain = group(b"/M gs 0 g 0 0 200 200 re f",
+                      "/Resources << /ExtGState << /M << /SMask %d 0 R >> >> >> " % mask)
+    knockout = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] "
+                       "/Resources << /ExtGState << /H << /ca 0.5 >> >> >> "
+                       "/Group << /S /Transparency /I true /K true >> >>",
+                       b"/H gs 0 1 0 0 k 10 100 40 30 re f 1 0 0 0 k 30 100 40 30 re f")
+    return {"white": white, "half": half, "self": self_mask, "chain": chain,
+            "knockout": knockout}
+
+
+def soft_masks():
+    """Soft masks good and bad: a luminosity mask at half, a /BC of the wrong size, a
+    /TR that is not a function, a mask that refers to itself, masks nested past the
+    limit, and a knockout group of two half-opaque fills."""
+    return content_page(b"""q /Lum gs 1 0 0 0 k 10 10 30 30 re f Q
+q /BadBC gs 1 0 0 0 k 50 10 30 30 re f Q
+q /BadTR gs 1 0 0 0 k 90 10 30 30 re f Q
+q /Self gs 1 0 0 0 k 130 10 30 30 re f Q
+q /Deep gs 1 0 0 0 k 10 50 30 30 re f Q
+/Ko Do
+""", "/XObject << /Ko %(knockout)d 0 R >> /ExtGState << "
+         "/Lum << /SMask << /S /Luminosity /G %(half)d 0 R /BC [0] >> >> "
+         "/BadBC << /SMask << /S /Luminosity /G %(white)d 0 R /BC [0 0] >> >> "
+         "/BadTR << /SMask << /S /Alpha /G %(white)d 0 R /TR 5 >> >> "
+         "/Self << /SMask %(self)d 0 R >> "
+         "/Deep << /SMask << /S /Alpha /G %(chain)d 0 R >> >> >>",
+                        extra=soft_masks_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -485,6 +530,7 @@ def main():
         "text.pdf": text(),
         "image_masks.pdf": image_masks(),
         "hairlines.pdf": hairlines().build(),
+        "soft_masks.pdf": soft_masks(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

@@ -1,5 +1,6 @@
 // The gs operator: line style, overprint, blend mode, opacities, alpha-is-shape and
 // soft masks from an ExtGState dictionary, and the transparency they make.
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <utility>
@@ -150,6 +151,12 @@ std::shared_ptr<const QorBlend::SoftMask> ContentInterpreter::ReadSoftMask(QPDFO
     Warn("/SMask", "nested deeper than " + std::to_string(context_.limits.max_nesting));
     return nullptr;
   }
+  const QPDFObjGen id = group.getObjGen();
+  if (id.isIndirect() && std::find(masks_in_progress_.begin(), masks_in_progress_.end(), id) !=
+                             masks_in_progress_.end()) {
+    Warn("/SMask", "the mask's group refers to itself: drawn without that mask");
+    return nullptr;
+  }
   const bool alpha = mask.getKey("/S").isNameAndEquals("/Alpha");
   QorBlend::SoftMask::TransferFunction transfer = true;
   QPDFObjectHandle tr = mask.getKey("/TR");
@@ -174,7 +181,9 @@ std::shared_ptr<const QorBlend::SoftMask> ContentInterpreter::ReadSoftMask(QPDFO
   initial.fill.space = context_.colors.DeviceGray();
   initial.fill.components = initial.fill.space->InitialColor();
   initial.stroke = initial.fill;
+  masks_in_progress_.push_back(id);
   RunForm(group, std::move(initial), "/SMask /G");
+  masks_in_progress_.pop_back();
 
   QorColor::Color backdrop;
   QPDFObjectHandle bc = mask.getKey("/BC");
@@ -185,7 +194,14 @@ std::shared_ptr<const QorBlend::SoftMask> ContentInterpreter::ReadSoftMask(QPDFO
     for (QPDFObjectHandle item : bc.aitems()) {
       components.push_back(item.isNumber() ? item.getNumericValue() : 0.0);
     }
-    backdrop = resolved->ToInk(components);
+    if (components.size() == resolved->ComponentCount()) {
+      backdrop = resolved->ToInk(components);
+    } else {
+      Warn("/SMask /BC", std::to_string(components.size()) + " components for a space of " +
+                             std::to_string(resolved->ComponentCount()) + ": black used");
+    }
+  } else if (!bc.isNull() && !bc.isArray()) {
+    Warn("/SMask /BC", "not an array: black used");
   }
   return std::make_shared<QorBlend::SoftMask>(&content, Matrix{}, alpha, std::move(backdrop),
                                               std::move(transfer));

@@ -83,10 +83,25 @@ struct GraphicsState {
 
   QorDoc::Content* target = nullptr;        // where painted objects go
   std::shared_ptr<const ClipRecord> clips;  // newest first; null for none
+  // The knockout flag of the transparency group being read (0 outside any).
+  std::uint8_t knockout = 0;
 
   void InvalidatePaints() {
     fill.Invalidate();
     stroke.Invalidate();
+  }
+
+  // The transparency of a group the importer makes (clip scopes, plain forms): it
+  // must not be a group of its own for compositing, so it takes the knockout flag of
+  // the level it lies in and the renderer draws its members as that level's.
+  std::shared_ptr<const QorBlend::Transparency> PlainGroupTransparency() const {
+    if (knockout == 0) return QorBlend::Transparency::Opaque();
+    static const auto in_knockout = [] {
+      auto t = std::make_shared<QorBlend::Transparency>();
+      t->SetGroupFlags(0, 1);
+      return std::shared_ptr<const QorBlend::Transparency>(std::move(t));
+    }();
+    return in_knockout;
   }
 };
 

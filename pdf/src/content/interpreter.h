@@ -185,6 +185,9 @@ class ContentInterpreter {
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
   std::set<std::string> unsupported_reported_;
   std::vector<std::shared_ptr<Font>> fonts_used_;
+  // The mask groups (/SMask /G) whose content is being read: a mask that reaches
+  // itself again is dropped there.
+  std::vector<QPDFObjGen> masks_in_progress_;
 };
 
 }  // namespace QorPdf::internal

@@ -165,7 +165,7 @@ void ContentInterpreter::OpenClipScope(std::shared_ptr<const ClipRecord> record)
   } else {
     context_.builder.AddTextGroup(members, record->texts, {}, true);
   }
-  context_.builder.AddGroup(*gs.target, members);
+  context_.builder.AddGroup(*gs.target, members, Matrix{}, gs.PlainGroupTransparency());
   gs.target = &members;
   gs.clips = std::move(record);
 }

@@ -136,6 +136,7 @@ void ContentInterpreter::DoForm(QPDFObjectHandle form, const std::string& name) 
     group_transparency->SetGroupFlags(isolated.isBool() && isolated.getBoolValue() ? 1 : 0,
                                       knockout.isBool() && knockout.getBoolValue() ? 1 : 0);
     transparency = std::move(group_transparency);
+    initial.knockout = knockout.isBool() && knockout.getBoolValue() ? 1 : 0;
     // Inside the group everything starts opaque: the group as a whole carries them.
     initial.blend_mode = QorBlend::kNormal;
     initial.fill_alpha = 1.0f;
@@ -146,6 +147,7 @@ void ContentInterpreter::DoForm(QPDFObjectHandle form, const std::string& name) 
   } else if (transparency_group) {
     Unsupported("transparency group (drawn as a plain group)");
   }
+  if (!transparency) transparency = gs.PlainGroupTransparency();
   RunForm(form, std::move(initial), name);
   context_.builder.AddGroup(*gs.target, members, Matrix{}, std::move(transparency));
 }
@@ -177,7 +179,7 @@ void ContentInterpreter::RunForm(QPDFObjectHandle form, GraphicsState initial,
         clipped,
         Morv::PathBuilder().Rectangle(r.llx, r.lly, r.urx - r.llx, r.ury - r.lly).BuildShared(), {},
         initial.ctm, true);
-    context_.builder.AddGroup(*initial.target, clipped);
+    context_.builder.AddGroup(*initial.target, clipped, Matrix{}, initial.PlainGroupTransparency());
     initial.target = &clipped;
   }
   RunNested(form, name, resources, std::move(initial));

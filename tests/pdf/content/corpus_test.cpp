@@ -1,7 +1,7 @@
 // Every page of the shared corpus of real-world and prepress PDFs imports, and the
 // only warnings are for features the importer does not support yet. Each page is
-// then collected and rendered at a low resolution with soft masks and transparency
-// groups left out, as the command-line tool renders today.
+// then collected and rendered at a low resolution, soft masks and transparency
+// groups included, as the command-line tool renders it.
 //
 // The corpus is read in place from QORSC_CORPUS, else ../shared/corpus beside the
 // repository, else /work/shared/corpus; without it the test is skipped.
@@ -46,10 +46,7 @@ TEST(Corpus, EveryPageImportsAndRendersWithOnlyNotYetSupportedWarnings) {
   for (const auto& file : files) {
     SCOPED_TRACE(file.filename().string());
     QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
-    QorPdf::ImportOptions options;
-    options.keep_soft_masks = false;
-    options.keep_transparency_groups = false;
-    const QorPdf::Import import = pdf.ImportPages({}, options);
+    const QorPdf::Import import = pdf.ImportPages({}, QorPdf::ImportOptions());
     ASSERT_EQ(import.pages.size(), pdf.PageCount());
     for (const auto& warning : pdf.Warnings()) {
       EXPECT_NE(warning.reason.find("not supported yet"), std::string::npos)

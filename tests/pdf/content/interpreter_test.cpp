@@ -281,6 +281,29 @@ TEST(Interpreter, FormsAreGroupsAndTransparencyGroupsCarryTheirFlags) {
   EXPECT_TRUE(plain_groups.Warned("transparency group"));
 }
 
+// Soft masks good and bad, and a knockout group, rendered: each bad mask warns and
+// its object still renders sensibly.
+TEST(Interpreter, SoftMasksRenderAndBadOnesWarn) {
+  const Imported imported = Import("soft_masks.pdf");
+  const std::string warnings = imported.AllWarnings();
+  EXPECT_NE(warnings.find("/SMask /BC: 2 components for a space of 1"), std::string::npos)
+      << warnings;
+  EXPECT_NE(warnings.find("/SMask /TR: transfer function not usable"), std::string::npos);
+  EXPECT_NE(warnings.find("refers to itself"), std::string::npos);
+  EXPECT_NE(warnings.find("nested deeper than"), std::string::npos);
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(0, 25, 25), 128) << "a luminosity mask of 50 % grey";
+  EXPECT_EQ(r.At(0, 65, 25), 255) << "a wrong /BC falls back to black; the content is white";
+  EXPECT_EQ(r.At(0, 105, 25), 255) << "an unusable /TR is the identity";
+  EXPECT_EQ(r.At(0, 145, 25), 255) << "the self-reference dropped inside the mask";
+  EXPECT_EQ(r.At(0, 25, 65), 255) << "masks past the limit are dropped, not the object";
+  EXPECT_EQ(r.At(1, 20, 115), 128);
+  EXPECT_EQ(r.At(0, 40, 115), 128) << "knockout: the later fill at its own 50 %";
+  EXPECT_EQ(r.At(1, 40, 115), 0) << "knockout: the earlier fill is gone";
+  EXPECT_EQ(r.At(0, 20, 115), 0);
+}
+
 TEST(Interpreter, OptionalContentBecomesLayers) {
   const Imported imported = Import("layers.pdf");
   QorPdf::Document pdf = QorPdf::Document::OpenFile(Data("layers.pdf"));
