@@ -3,8 +3,8 @@
 
 One A4 landscape page laid out as a grid of labelled cells, each showing one thing a
 separation renderer must get right: process and spot colours, overprint, standard
-fonts and text state, strokes, clips, forms and a transparency group, optional
-content, image masks and curves. Crop marks and registration targets sit outside
+fonts and text state, strokes, clips, forms, transparency groups (isolated and
+knockout) and a luminosity soft mask, optional content, image masks and curves. Crop marks and registration targets sit outside
 the trim box.
 
 The output is deterministic (no dates, fixed object order, zlib level 9), so the
@@ -373,6 +373,14 @@ def group_form(c):
     c.circle_path(40, 22, 20)("f")
 
 
+def mask_form(c):
+    """A luminosity mask's content: five grey steps from white (shows all) to black
+    (shows nothing), 10 pt each."""
+    for k, grey in enumerate((1, 0.75, 0.5, 0.25, 0)):
+        c("%s g" % num(grey))
+        c.rect(10 * k, 0, 10, 42)
+
+
 def forms_cell(c, x, y):
     left = x + 8
     c.label(left, y + 167, "One form XObject, placed twice with cm:")
@@ -385,16 +393,16 @@ def forms_cell(c, x, y):
     c.label(left + 6, y + 104, "1 0 0 1 tx ty cm", 5)
     c.label(left + 80, y + 104, "scale 1.4, rotate 20", 5)
 
-    c.label(left, y + 88, "Transparency group (/S /Transparency /I true),", 5.5)
-    c.label(left, y + 81, "discs at ca 0.6 over a black bar:", 5.5)
+    c.label(left, y + 88, "Discs at ca 0.6 in an isolated group, in an isolated", 5.5)
+    c.label(left, y + 81, "knockout group; magenta under a luminosity soft mask:", 5.5)
     c("0 0 0 1 k")
-    c.rect(left + 16, y + 30, 12, 44)
-    c("q 1 0 0 1 %s cm /Group Do Q" % nums(left, y + 8))
-    c.label(left + 92, y + 50, "The group is", 5.5)
-    c.label(left + 92, y + 43, "isolated: the discs", 5.5)
-    c.label(left + 92, y + 36, "blend with each", 5.5)
-    c.label(left + 92, y + 29, "other, then the group", 5.5)
-    c.label(left + 92, y + 22, "composites at 100 %.", 5.5)
+    c.rect(left, y + 40, 168, 8)
+    c("q 0.6 0 0 0.6 %s cm /Group Do Q" % nums(left, y + 22))
+    c("q 0.6 0 0 0.6 %s cm /Knockout Do Q" % nums(left + 58, y + 22))
+    c("q 1 0 0 1 %s cm /GSlum gs 0 1 0 0 k 0 0 50 42 re f Q" % nums(left + 118, y + 24))
+    c.label(left + 4, y + 12, "isolated", 5)
+    c.label(left + 62, y + 12, "knockout", 5)
+    c.label(left + 118, y + 12, "grey steps 0-100 % as mask", 5)
 
 
 def optional_content_cell(c, x, y):
@@ -550,7 +558,7 @@ def page_content():
     cells = [
         ("Overprint", overprint_cell), ("Text: fonts, modes, state", text_cell),
         ("Strokes: widths, caps, joins, dashes", strokes_cell), ("Clipping", clipping_cell),
-        ("Form XObjects and a transparency group", forms_cell),
+        ("Form XObjects and transparency", forms_cell),
         ("Optional content", optional_content_cell), ("Image masks", image_mask_cell),
         ("Curves", curves_cell),
     ]
@@ -602,9 +610,6 @@ def main():
                          "/Widths [%s] >>" % " ".join(["600"] * 95)))
     font_dict = "<< %s >>" % " ".join("/F%d %d 0 R" % (i + 1, f) for i, f in enumerate(fonts))
 
-    ext_gstates = pdf.add("<< /GSop << /Type /ExtGState /OP true /op true /OPM 0 >> "
-                          "/GSopm1 << /Type /ExtGState /OP true /op true /OPM 1 >> "
-                          "/GSko << /Type /ExtGState /OP false /op false /OPM 0 >> >>")
     alpha_gstate = pdf.add("<< /GSa60 << /Type /ExtGState /ca 0.6 /CA 0.6 >> >>")
 
     logo = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 40 40] "
@@ -613,6 +618,13 @@ def main():
                     "/Group << /Type /Group /S /Transparency /I true /CS /DeviceCMYK >> "
                     "/Resources << /ExtGState %d 0 R >> >>" % alpha_gstate,
                     form_data(group_form))
+    knockout = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 80 70] "
+                       "/Group << /Type /Group /S /Transparency /I true /K true "
+                       "/CS /DeviceCMYK >> /Resources << /ExtGState %d 0 R >> >>" % alpha_gstate,
+                       form_data(group_form))
+    mask_group = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 50 42] "
+                         "/Group << /Type /Group /S /Transparency /CS /DeviceGray >> >>",
+                         form_data(mask_form))
     checker = pdf.add("<< /Type /XObject /Subtype /Image /Width 8 /Height 8 /ImageMask true "
                       "/BitsPerComponent 1 >>", checkerboard_mask())
     ring_bits = ring_mask()
@@ -625,12 +637,17 @@ def main():
     notes = pdf.add("<< /Type /OCG /Name (Notes) >>")
     notes_off = pdf.add("<< /Type /OCMD /OCGs [%d 0 R] /P /AllOff >>" % notes)
 
+    ext_gstates = pdf.add("<< /GSop << /Type /ExtGState /OP true /op true /OPM 0 >> "
+                          "/GSopm1 << /Type /ExtGState /OP true /op true /OPM 1 >> "
+                          "/GSko << /Type /ExtGState /OP false /op false /OPM 0 >> "
+                          "/GSlum << /Type /ExtGState /SMask << /Type /Mask /S /Luminosity "
+                          "/G %d 0 R >> >> >>" % mask_group)
     content = pdf.add("<< >>", page_content())
     resources = ("<< /ProcSet [/PDF /Text /ImageB] /Font %s /ColorSpace %s /ExtGState %d 0 R "
-                 "/XObject << /Logo %d 0 R /Group %d 0 R /Checker %d 0 R /Ring %d 0 R "
-                 "/RingInverted %d 0 R >> "
+                 "/XObject << /Logo %d 0 R /Group %d 0 R /Knockout %d 0 R /Checker %d 0 R "
+                 "/Ring %d 0 R /RingInverted %d 0 R >> "
                  "/Properties << /ocDims %d 0 R /ocNotes %d 0 R /ocNotesOff %d 0 R >> >>" %
-                 (font_dict, colour_spaces, ext_gstates, logo, group, checker, ring,
+                 (font_dict, colour_spaces, ext_gstates, logo, group, knockout, checker, ring,
                   ring_inverted, dims, notes, notes_off))
     pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox [0 0 %d %d] /TrimBox [%s] "
             "/Resources %s /Contents %d 0 R >>" %
