@@ -255,6 +255,20 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
             Morv::MilliPointRectangle(8.0, -2.0, 24.0, 24.0));
   EXPECT_EQ(path->GetParent(), group.get());
   EXPECT_EQ(group->GetParent(), nullptr);
+  // A clipping member paints nothing and bounds the rest; with nothing left to
+  // paint the box is all zero.
+  QorDoc::DocumentBuilder clipped;
+  auto& clip_page = clipped.AddPage();
+  clipped.AddPath(clip_page, Morv::PathBuilder().Rectangle(0.0, 0.0, 100.0, 100.0).BuildShared(),
+                  {}, {}, true);
+  clipped.AddPath(clip_page, Morv::PathBuilder().Rectangle(90.0, 20.0, 30.0, 10.0).BuildShared(),
+                  stroked);
+  EXPECT_EQ(clip_page.GetBoundingBox(QorDoc::kGeometryBox),
+            Morv::MilliPointRectangle(90.0, 20.0, 10.0, 10.0));
+  auto& only_clip = clipped.AddContent();
+  clipped.AddPath(only_clip, Morv::PathBuilder().Rectangle(0.0, 0.0, 100.0, 100.0).BuildShared(),
+                  {}, {}, true);
+  EXPECT_EQ(only_clip.GetBoundingBox(QorDoc::kGeometryBox), Morv::MilliPointRectangle());
   // The colorants in order of first use, nested contents included.
   QorDoc::DocumentBuilder more;
   auto& sheet = more.AddPage();

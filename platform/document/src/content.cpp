@@ -47,9 +47,21 @@ const Rect kUnitSquare(0.0, 0.0, 1.0, 1.0);
 
 Rect Content::GetBoundingBox(int kind) const {
   BoxUnion box;
-  for (const auto& member : members_)
-    box.Add(member->GetBoundingBox(kind));
-  return box.Get();
+  for (const auto& member : members_) {
+    if (!member->IsClippingObject()) box.Add(member->GetBoundingBox(kind));
+  }
+  Rect result = box.Get();
+  // A clipping object paints nothing and bounds everything else.
+  for (const auto& member : members_) {
+    if (!member->IsClippingObject() || result.Width() <= 0.0 || result.Height() <= 0.0) continue;
+    const Rect clip = member->GetBoundingBox(kGeometryBox);
+    const double x0 = std::max(result.X(), clip.X());
+    const double y0 = std::max(result.Y(), clip.Y());
+    const double x1 = std::min(result.X() + result.Width(), clip.X() + clip.Width());
+    const double y1 = std::min(result.Y() + result.Height(), clip.Y() + clip.Height());
+    result = x1 > x0 && y1 > y0 ? Rect(x0, y0, x1 - x0, y1 - y0) : Rect();
+  }
+  return result;
 }
 
 namespace {

@@ -64,8 +64,9 @@ class Content {
   const ContentObject* GetOwner() const { return owner_; }
   // The members in painting order, first painted first.
   const std::vector<std::shared_ptr<const ContentObject>>& GetMembers() const { return members_; }
-  // The union of the members' boxes of the given kind, in this content's coordinates;
-  // all zero when there are no members.
+  // The union of the painting members' boxes of the given kind, cut to the geometry
+  // box of every clipping member, in this content's coordinates; all zero when
+  // nothing is left.
   Morv::MilliPointRectangle GetBoundingBox(int kind) const;
   // The colorants the content's flat paints use (fill and stroke, nested contents
   // and soft-mask contents included), in order of first use, tints 0.
