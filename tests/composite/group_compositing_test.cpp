@@ -26,16 +26,13 @@ using QorScTest::ReferenceGroup;
 using QorScTest::ReferenceLevel;
 using QorScTest::ReferencePaint;
 using QorScTest::ReferencePixel;
+using QorScTest::WorldShape;
 using T = Morv::MilliPointTransformation;
 
 const char* const kNames[] = {"Cyan", "Magenta", "Gold"};
 const char* const kProcess[] = {"Cyan", "Magenta", "Yellow", "Black"};
 const QorColor::Color kPlates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
 const Box kBox{0, 0, kWidth, kHeight};
-
-std::shared_ptr<const Morv::Compound> Shape(const Polygon& internal) {
-  return Morv::PathBuilder().Polygon(QorScTest::ToWorld(internal)).BuildShared(Morv::kNonZero);
-}
 
 struct MaskSpec {
   bool alpha = true;
@@ -195,7 +192,7 @@ class RandomScene {
       painting.fill = std::make_shared<QorPaint::FlatPaint>(std::move(colour));
       painting.transparency = std::make_shared<const QorBlend::Transparency>(
           static_cast<QorBlend::BlendMode>(m.paints[k].mode), m.paints[k].alpha, m.paints[k].alpha);
-      builder_.AddPath(content, Shape(m.shapes[k]), std::move(painting));
+      builder_.AddPath(content, WorldShape(m.shapes[k]), std::move(painting));
     }
     return std::make_shared<const QorBlend::SoftMask>(&content, T{}, m.alpha, m.backdropColour);
   }
@@ -216,7 +213,7 @@ class RandomScene {
       QorDoc::Fillable::Painting painting;
       painting.fill = std::make_shared<QorPaint::FlatPaint>(std::move(colour));
       painting.transparency = t;
-      n.id = builder_.AddPath(content, Shape(n.shape), std::move(painting))->GetID();
+      n.id = builder_.AddPath(content, WorldShape(n.shape), std::move(painting))->GetID();
       return;
     }
     QorDoc::Content& members = builder_.AddContent();

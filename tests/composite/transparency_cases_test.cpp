@@ -21,14 +21,11 @@ using QorScTest::kHeight;
 using QorScTest::kWidth;
 using QorScTest::Polygon;
 using QorScTest::Rect;
+using QorScTest::WorldShape;
 using T = Morv::MilliPointTransformation;
 
 const QorColor::Color kPlates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Black", 0.0f}};
 const Box kBox{0, 0, kWidth, kHeight};
-
-std::shared_ptr<const Morv::Compound> Shape(const Polygon& internal) {
-  return Morv::PathBuilder().Polygon(QorScTest::ToWorld(internal)).BuildShared(Morv::kNonZero);
-}
 
 QorDoc::Fillable::Painting Fill(const char* ink, float tint, float alpha = 1.0f) {
   QorDoc::Fillable::Painting p;
@@ -61,12 +58,12 @@ TEST(Knockout, OverlappingHalfOpaqueChildrenShowOnlyTheLater) {
   QorDoc::DocumentBuilder b;
   auto& page = b.AddPage();
   auto& members = b.AddContent();
-  b.AddPath(members, Shape(Rect(2, 2, 20, 10)), Fill("Magenta", 1.0f, 0.5f));
-  b.AddPath(members, Shape(Rect(10, 2, 30, 10)), Fill("Cyan", 1.0f, 0.5f));
+  b.AddPath(members, WorldShape(Rect(2, 2, 20, 10)), Fill("Magenta", 1.0f, 0.5f));
+  b.AddPath(members, WorldShape(Rect(10, 2, 30, 10)), Fill("Cyan", 1.0f, 0.5f));
   b.AddGroup(page, members, T{}, GroupTransparency(1, 1));
   auto& plain = b.AddContent();
-  b.AddPath(plain, Shape(Rect(2, 12, 20, 20)), Fill("Magenta", 1.0f, 0.5f));
-  b.AddPath(plain, Shape(Rect(10, 12, 30, 20)), Fill("Cyan", 1.0f, 0.5f));
+  b.AddPath(plain, WorldShape(Rect(2, 12, 20, 20)), Fill("Magenta", 1.0f, 0.5f));
+  b.AddPath(plain, WorldShape(Rect(10, 12, 30, 20)), Fill("Cyan", 1.0f, 0.5f));
   b.AddGroup(page, plain, T{}, GroupTransparency(1, 0));
   auto doc = b.Build();
 
@@ -83,9 +80,9 @@ TEST(Groups, OpacityJustBelowOneNeverCopies) {
   for (float alpha : {1.0f, 0.99999f}) {
     QorDoc::DocumentBuilder b;
     auto& page = b.AddPage();
-    b.AddPath(page, Shape(Rect(0, 0, 40, 20)), Fill("Magenta", 1.0f));
+    b.AddPath(page, WorldShape(Rect(0, 0, 40, 20)), Fill("Magenta", 1.0f));
     auto& members = b.AddContent();
-    b.AddPath(members, Shape(Rect(5, 5, 30, 15)), Fill("Cyan", 0.6f));
+    b.AddPath(members, WorldShape(Rect(5, 5, 30, 15)), Fill("Cyan", 0.6f));
     b.AddGroup(page, members, T{}, GroupTransparency(1, 0, alpha));
     auto doc = b.Build();
     const std::vector<float> line = RenderLine(page, 10);
@@ -101,13 +98,13 @@ TEST(Groups, OpacityJustBelowOneNeverCopies) {
 TEST(Groups, AbsentPlatesCarryOverprintThroughIsolatedGroups) {
   QorDoc::DocumentBuilder b;
   auto& page = b.AddPage();
-  b.AddPath(page, Shape(Rect(0, 0, 40, 20)), Fill("Magenta", 0.8f));
+  b.AddPath(page, WorldShape(Rect(0, 0, 40, 20)), Fill("Magenta", 0.8f));
   auto& members = b.AddContent();
   QorDoc::Fillable::Painting overprint = Fill("Cyan", 0.6f);
   auto colour = QorColor::Color{{"Cyan", 0.6f}};
   colour.SetPaintsNamedColorantsOnly(true);
   overprint.fill = std::make_shared<QorPaint::FlatPaint>(colour);
-  b.AddPath(members, Shape(Rect(5, 5, 30, 15)), overprint);
+  b.AddPath(members, WorldShape(Rect(5, 5, 30, 15)), overprint);
   b.AddGroup(page, members, T{}, GroupTransparency(1, 0, 0.5f));
   auto doc = b.Build();
   const std::vector<float> line = RenderLine(page, 10);
@@ -159,7 +156,7 @@ std::vector<float> MaskedLine(QorDoc::DocumentBuilder& b, QorDoc::Content& page,
   auto t = std::make_shared<QorBlend::Transparency>();
   t->SetSoftMask(std::move(mask));
   painting.transparency = t;
-  b.AddPath(page, Shape(Rect(0, 0, kWidth, kHeight)), painting);
+  b.AddPath(page, WorldShape(Rect(0, 0, kWidth, kHeight)), painting);
   auto doc = b.Build();
   QorSc::Options options(kPlates, {});
   options.SetHalftoneMode(halftones);
@@ -170,7 +167,7 @@ TEST(SoftMasks, AlphaMasksTakeTheContentsAlpha) {
   QorDoc::DocumentBuilder b;
   auto& page = b.AddPage();
   auto& content = b.AddContent();
-  b.AddPath(content, Shape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
+  b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
   const auto line =
       MaskedLine(b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, true), 3);
   EXPECT_EQ(line[15 * 3], 0.4f);
@@ -182,7 +179,7 @@ TEST(SoftMasks, LuminosityMasksReadTheContentOverTheBackdropColour) {
     QorDoc::DocumentBuilder b;
     auto& page = b.AddPage();
     auto& content = b.AddContent();
-    b.AddPath(content, Shape(Rect(10, 0, 20, kHeight)), Fill("Black", 0.3f));
+    b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 0.3f));
     QorColor::Color backdrop;
     if (white) backdrop.Add("Black", 0.0f);
     const auto line = MaskedLine(
@@ -196,7 +193,7 @@ TEST(SoftMasks, TransferFunctionsMapTheValues) {
   QorDoc::DocumentBuilder b;
   auto& page = b.AddPage();
   auto& content = b.AddContent();
-  b.AddPath(content, Shape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
+  b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
   const std::function<float(float)> invert = [](float v) { return 1.0f - v; };
   const auto line = MaskedLine(
       b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, true, QorColor::Color{}, invert),
@@ -210,7 +207,7 @@ TEST(SoftMasks, HalftoneLabelModesMakeMasksAllOrNothing) {
     QorDoc::DocumentBuilder b;
     auto& page = b.AddPage();
     auto& content = b.AddContent();
-    b.AddPath(content, Shape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f));
+    b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f));
     // Full black content: luminosity 0; mode 2 skips that step and takes coverage.
     const auto line =
         MaskedLine(b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, false), 3, mode);
@@ -225,8 +222,8 @@ TEST(SoftMasks, StateRendersOnItsOwnPlatesOncePerPosition) {
     QorDoc::DocumentBuilder b;
     b.AddPage();
     auto& content = b.AddContent();
-    b.AddPath(content, Shape(Rect(10, 0, 20, 10)), Fill(black ? "Black" : "Cyan", 1.0f, 0.5f));
-    b.AddPath(content, Shape(Rect(10, 10, 20, 20)), Fill("Black", 1.0f, 0.25f));
+    b.AddPath(content, WorldShape(Rect(10, 0, 20, 10)), Fill(black ? "Black" : "Cyan", 1.0f, 0.5f));
+    b.AddPath(content, WorldShape(Rect(10, 10, 20, 20)), Fill("Black", 1.0f, 0.25f));
     auto doc = b.Build();
     const QorSc::Options options(kPlates, {});
     const QorSc::Environment env = QorScTest::PixelEnvironment();

@@ -268,7 +268,8 @@ def two_pages():
                           ("/MediaBox [0 0 500 600]", SQUARE * 8)])
 
 
-def content_page(content, resources="", media="[0 0 200 200]", catalog_extra="", extra=None):
+def content_page(content, resources="", media="[0 0 200 200]", catalog_extra="", extra=None,
+                 page_extra=""):
     """One page with the given content stream and /Resources text; `extra` may add
     objects first: it gets the Pdf and returns a dict of names to object numbers,
     usable as %(name)d in resources and catalog_extra."""
@@ -279,7 +280,7 @@ def content_page(content, resources="", media="[0 0 200 200]", catalog_extra="",
     pdf.set(catalog, "<< /Type /Catalog /Pages %d 0 R %s >>" % (root, catalog_extra % refs))
     pdf.set(root, "<< /Type /Pages /Kids [%d 0 R] /Count 1 >>" % page)
     pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox %s /Resources << %s >> "
-            "/Contents %d 0 R >>" % (root, media, resources % refs, stream))
+            "/Contents %d 0 R %s>>" % (root, media, resources % refs, stream, page_extra))
     return pdf.build()
 
 
@@ -504,6 +505,14 @@ q /Deep gs 1 0 0 0 k 10 50 30 30 re f Q
                         extra=soft_masks_extra)
 
 
+def knockout_page():
+    """A page group with the knockout flag: two half-opaque fills, the later one
+    replacing the earlier where they overlap."""
+    return content_page(b"/H gs 0 1 0 0 k 10 10 40 30 re f 1 0 0 0 k 30 10 40 30 re f\n",
+                        "/ExtGState << /H << /ca 0.5 >> >>",
+                        page_extra="/Group << /S /Transparency /K true /CS /DeviceCMYK >> ")
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -531,6 +540,7 @@ def main():
         "image_masks.pdf": image_masks(),
         "hairlines.pdf": hairlines().build(),
         "soft_masks.pdf": soft_masks(),
+        "knockout_page.pdf": knockout_page(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

@@ -30,6 +30,11 @@ inline std::vector<Morv::MilliPointPoint> ToWorld(const Polygon& internal) {
   return world;
 }
 
+// A non-zero compound of an internal-space polygon, in world coordinates.
+inline std::shared_ptr<const Morv::Compound> WorldShape(const Polygon& internal) {
+  return Morv::PathBuilder().Polygon(ToWorld(internal)).BuildShared(Morv::kNonZero);
+}
+
 // A scene: paths of one document page, and their records in painting order.
 struct Scene {
   QorDoc::DocumentBuilder builder;

@@ -64,6 +64,19 @@ void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content
   gs.fill.components = gs.fill.space->InitialColor();
   gs.stroke = gs.fill;
 
+  // A page group is isolated already; only its knockout flag needs a group.
+  QPDFObjectHandle group = page.getKey("/Group");
+  if (context_.options.keep_transparency_groups && group.isDictionary() &&
+      group.getKey("/S").isNameAndEquals("/Transparency") && group.getKey("/K").isBool() &&
+      group.getKey("/K").getBoolValue()) {
+    auto knockout = std::make_shared<QorBlend::Transparency>();
+    knockout->SetGroupFlags(1, 1);
+    QorDoc::Content& members = context_.builder.AddContent();
+    context_.builder.AddGroup(content, members, Matrix{}, std::move(knockout));
+    gs.target = &members;
+    gs.knockout = 1;
+  }
+
   QPDFPageObjectHelper helper(page);
   QPDFObjectHandle resources = helper.getAttribute("/Resources", false);
   std::string data;

@@ -304,6 +304,18 @@ TEST(Interpreter, SoftMasksRenderAndBadOnesWarn) {
   EXPECT_EQ(r.At(0, 20, 115), 0);
 }
 
+TEST(Interpreter, AKnockoutPageGroupKnocksOutThePagesObjects) {
+  const Imported imported = Import("knockout_page.pdf");
+  ASSERT_EQ(imported.Page().GetMembers().size(), 1u) << imported.AllWarnings();
+  const auto* group = As<QorDoc::Group>(imported.Page().GetMembers().front());
+  ASSERT_NE(group, nullptr);
+  EXPECT_EQ(group->GetTransparency()->IsKnockout(), 1);
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(1, 20, 20), 128);
+  EXPECT_EQ(r.At(0, 40, 20), 128);
+  EXPECT_EQ(r.At(1, 40, 20), 0) << "the earlier fill knocked out";
+}
+
 TEST(Interpreter, OptionalContentBecomesLayers) {
   const Imported imported = Import("layers.pdf");
   QorPdf::Document pdf = QorPdf::Document::OpenFile(Data("layers.pdf"));
