@@ -19,8 +19,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "composite/operand.h"
+#include "qorcolor/cmyk.h"
 
 namespace QorSc {
 
@@ -43,8 +45,14 @@ class ElementColours {
 };
 
 // Composites the element over interval `interval` of `line` (the piece is the whole
-// interval; the operand lines are indexed from its first pixel).
+// interval; the operand lines are indexed from its first pixel). A non-separable
+// mode (QorBlend::NonSeparableMode, 0 for none) replaces `mode` on the process
+// plates, which `cmyk` names per colour plane; other plates blend Normal. There
+//   Term = (αb·as)·B(cb, cs) with B of all four process inks at once
+// (non_separable.h), an Absent source ink taken as the backdrop's.
 void CompositeElement(LineBuffer& line, std::size_t interval, const ElementPiece& piece,
-                      ElementColours& colours, std::uint32_t mode, ConversionPools& pools);
+                      ElementColours& colours, std::uint32_t mode, ConversionPools& pools,
+                      std::uint8_t nonSeparable = 0,
+                      const std::vector<QorColor::CmykIndex::Type>* cmyk = nullptr);
 
 }  // namespace QorSc

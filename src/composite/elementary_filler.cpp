@@ -67,15 +67,16 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
   const QorBlend::Transparency& t = Transparency();
   const float alpha = IsStroke() ? t.GetStrokeAlpha() : t.GetFillAlpha();
   const std::uint32_t mode = t.GetBlendMode();
+  const std::uint8_t non_separable = t.GetNonSeparableMode();
   for (const Run& run : painted_) {
-    const bool copy = mode == QorBlend::kNormal && paint_->GetPaintKind() == 1 &&
-                      SoftMask() == nullptr && alpha > 0.99999f &&
+    const bool copy = mode == QorBlend::kNormal && non_separable == 0 &&
+                      paint_->GetPaintKind() == 1 && SoftMask() == nullptr && alpha > 0.99999f &&
                       static_cast<std::uint8_t>(paint_->HasAbsentComponents()) ==
                           static_cast<std::uint8_t>(mode & 0xFFu);
     if (copy) {
       CopyOpaque(line, source, run);
-    } else if (mask != nullptr || line.IsKnockout()) {
-      CompositeElementRun(renderer.Pools(), line, source, run, alpha, mask,
+    } else if (mask != nullptr || line.IsKnockout() || non_separable != 0) {
+      CompositeElementRun(renderer, line, source, run, alpha, mask,
                           mask_state != nullptr ? mask_state->Left() : 0);
     } else {
       CompositeBlended(line, source, run, alpha);
@@ -161,14 +162,14 @@ void ElementaryObjectIntervalsFiller::CompositeBlended(LineBuffer& line,
   line.Coalesce();
 }
 
-// The general path, for masked objects and objects of knockout groups: per piece the
+// The general path, for masked objects, objects of knockout groups and non-separable
+// modes: per piece the
 // object's shape, opacity and alpha as lines, with the mask value m:
 //   alpha-is-shape clear: fs = 1, qs = (q·pm)·m;  set: fs = q·m, qs = pm;  as = fs·qs.
-void ElementaryObjectIntervalsFiller::CompositeElementRun(ConversionPools& pools, LineBuffer& line,
-                                                          const SourcePaintBuffers& source,
-                                                          const Run& run, float alpha,
-                                                          const float* mask,
-                                                          long long maskLeft) const {
+void ElementaryObjectIntervalsFiller::CompositeElementRun(
+    const LineRenderer& renderer, LineBuffer& line, const SourcePaintBuffers& source,
+    const Run& run, float alpha, const float* mask, long long maskLeft) const {
+  ConversionPools& pools = renderer.Pools();
   const bool alpha_is_shape = Transparency().GetAlphaIsShape() != 0;
   const bool masked = paint_->GetPaintKind() == 2;
   const float one = 1.0f;
@@ -199,7 +200,7 @@ void ElementaryObjectIntervalsFiller::CompositeElementRun(ConversionPools& pools
     for (std::ptrdiff_t k = 0; k < n; ++k)
       as[k] = fs[k] * qs[k];
     CompositeElement(line, i, ElementPiece{fs, qs, as}, colours, Transparency().GetBlendMode(),
-                     pools);
+                     pools, Transparency().GetNonSeparableMode(), &renderer.GetCmykIndexes());
   }
   line.Coalesce();
 }

@@ -13,7 +13,8 @@
 // An Absent component leaves its colour plane as it is; the auxiliary planes are
 // updated all the same. A soft mask's value m multiplies the opacity (qs·m) or, with
 // alpha-is-shape set, the shape (fs·m); masked objects and objects on knockout levels
-// go through CompositeElement with those operands as lines.
+// go through CompositeElement with those operands as lines, as do objects with a
+// non-separable mode (which never take the copy).
 #pragma once
 
 #include <memory>
@@ -23,8 +24,6 @@
 #include "qordoc/content.h"
 
 namespace QorSc {
-
-class ConversionPools;
 
 class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
  public:
@@ -43,7 +42,7 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
   void CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source, const Run& run) const;
   void CompositeBlended(LineBuffer& line, const SourcePaintBuffers& source, const Run& run,
                         float alpha) const;
-  void CompositeElementRun(ConversionPools& pools, LineBuffer& line,
+  void CompositeElementRun(const LineRenderer& renderer, LineBuffer& line,
                            const SourcePaintBuffers& source, const Run& run, float alpha,
                            const float* mask, long long maskLeft) const;
 

@@ -109,7 +109,8 @@ bool GroupIntervalsFiller::DrawsThrough(const LineBuffer& line) const {
   const QorBlend::Transparency& t = Transparency();
   const Clip* clip = GetClip().get();
   return !isolated_ && !knockout_ && !line.IsKnockout() && t.GetBlendMode() == QorBlend::kNormal &&
-         t.GetFillAlpha() > 0.99999f && SoftMask() == nullptr && t.GetAlphaIsShape() == 0 &&
+         t.GetNonSeparableMode() == QorBlend::kSeparable && t.GetFillAlpha() > 0.99999f &&
+         SoftMask() == nullptr && t.GetAlphaIsShape() == 0 &&
          (clip == nullptr || !clip->HasElements());
 }
 
@@ -161,7 +162,9 @@ bool GroupIntervalsFiller::CompositeBack(LineRenderer& renderer, LineBuffer& lin
   const float q = t.GetFillAlpha();
   const std::uint32_t mode = t.GetBlendMode();
   const bool alpha_is_shape = t.GetAlphaIsShape() != 0;
-  const bool copyable = mode == QorBlend::kNormal && mask == nullptr && q > 0.99999f;
+  const std::uint8_t non_separable = t.GetNonSeparableMode();
+  const bool copyable =
+      mode == QorBlend::kNormal && non_separable == 0 && mask == nullptr && q > 0.99999f;
   const std::size_t colours = line.ColourPlanes();
   ConversionPools& pools = renderer.Pools();
   bool painted = false;
@@ -223,7 +226,8 @@ bool GroupIntervalsFiller::CompositeBack(LineRenderer& renderer, LineBuffer& lin
             qs[k] = fs[k] >= 0.00001f ? as[k] / fs[k] : 0.0f;
         }
         GroupColours colours_of(group, gi, backdrop == nullptr, backdrop, pools, s, e);
-        CompositeElement(line, i, ElementPiece{fs, qs, as}, colours_of, mode, pools);
+        CompositeElement(line, i, ElementPiece{fs, qs, as}, colours_of, mode, pools, non_separable,
+                         &renderer.GetCmykIndexes());
       }
     }
   }

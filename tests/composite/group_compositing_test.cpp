@@ -29,9 +29,7 @@ using QorScTest::ReferencePixel;
 using QorScTest::WorldShape;
 using T = Morv::MilliPointTransformation;
 
-const char* const kNames[] = {"Cyan", "Magenta", "Gold"};
 const char* const kProcess[] = {"Cyan", "Magenta", "Yellow", "Black"};
-const QorColor::Color kPlates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
 const Box kBox{0, 0, kWidth, kHeight};
 
 struct MaskSpec {
@@ -57,7 +55,17 @@ struct Node {
 // A random scene: its tree for the reference, and the document it came from.
 class RandomScene {
  public:
-  explicit RandomScene(std::uint32_t seed) : random_(seed) {}
+  // With `process`, the plates are the four process inks and a spot, and objects and
+  // groups may take a non-separable mode; else two process inks and a spot.
+  RandomScene(std::uint32_t seed, bool process) : random_(seed) {
+    names_ = process ? std::vector<std::string>{"Cyan", "Magenta", "Yellow", "Black", "Gold"}
+                     : std::vector<std::string>{"Cyan", "Magenta", "Gold"};
+    for (int i = 0; i < 4; ++i)
+      process_[i] = process || i < 2 ? i : -1;
+    non_separable_ = process;
+  }
+
+  std::size_t Plates() const { return names_.size(); }
 
   void Build(int objects) {
     nodes_ = MakeList(objects, 0);
@@ -69,14 +77,17 @@ class RandomScene {
   }
 
   QorSc::ObjectCollection Collect() const {
-    const QorSc::Options options(kPlates, {});
+    QorSc::Options::SeparationList plates;
+    for (const auto& name : names_)
+      plates.Add(name, 0.0f);
+    const QorSc::Options options(plates, {});
     return QorSc::CollectObjects(QorScTest::PixelEnvironment(), options, kBox, *page_, T{},
                                  QorSc::kAllSelection);
   }
 
   ReferencePixel Expected(long long x, long long y) const {
-    ReferencePixel pixel(3);
-    Evaluate(nodes_, pixel, {}, x, y);
+    ReferencePixel pixel(names_.size());
+    Evaluate(nodes_, pixel, ReferenceLevel{false, nullptr, process_}, x, y);
     return pixel;
   }
 
@@ -89,7 +100,7 @@ class RandomScene {
 
   std::vector<std::size_t> Hits(long long y) const {
     std::vector<std::size_t> hits;
-    CollectHits(nodes_, {}, y, hits);
+    CollectHits(nodes_, ReferenceLevel{}, y, hits);
     return hits;
   }
 
@@ -119,6 +130,11 @@ class RandomScene {
   }
 
   std::uint32_t Mode() { return Unit() < 0.4f ? 0 : static_cast<std::uint32_t>(Unit() * 13); }
+
+  std::uint8_t NonSeparable() {
+    if (!non_separable_ || Unit() < 0.7f) return 0;
+    return static_cast<std::uint8_t>(1 + static_cast<int>(Unit() * 4) % 4);
+  }
 
   MaskSpec RandomMask() {
     MaskSpec m;
@@ -159,13 +175,14 @@ class RandomScene {
         n.g.alpha = Alpha();
         n.g.mode = Mode();
         n.g.alphaIsShape = Unit() < 0.2f;
+        n.g.nonSeparable = NonSeparable();
         if (Unit() < 0.3f) n.mask = RandomMask();
         n.children = MakeList(1 + static_cast<int>(Unit() * 4), depth + 1);
       } else {
         n.shape = RandomShape();
         const bool named_only = Unit() < 0.3f;
         n.namedOnly = named_only;
-        for (int c = 0; c < 3; ++c) {
+        for (std::size_t c = 0; c < names_.size(); ++c) {
           if (Unit() < 0.6f) {
             n.paint.values.push_back(Tint());
           } else {
@@ -175,6 +192,7 @@ class RandomScene {
         n.paint.alpha = Alpha();
         n.paint.mode = Mode();
         n.paint.alphaIsShape = Unit() < 0.3f;
+        n.paint.nonSeparable = NonSeparable();
         if (Unit() < 0.15f) n.mask = RandomMask();
       }
       list.push_back(std::move(n));
@@ -202,13 +220,14 @@ class RandomScene {
       // A colorant left out of a colour that paints all plates reads as 0 ink, as
       // one listed with tint 0.
       QorColor::Color colour;
-      for (int c = 0; c < 3; ++c) {
-        if (n.paint.values[c]) colour.Add(kNames[c], *n.paint.values[c]);
+      for (std::size_t c = 0; c < names_.size(); ++c) {
+        if (n.paint.values[c]) colour.Add(names_[c], *n.paint.values[c]);
       }
       colour.SetPaintsNamedColorantsOnly(n.namedOnly);
       auto t = std::make_shared<QorBlend::Transparency>(
           static_cast<QorBlend::BlendMode>(n.paint.mode), n.paint.alpha, n.paint.alpha,
           n.paint.alphaIsShape ? 1 : 0);
+      t->SetNonSeparableMode(static_cast<QorBlend::NonSeparableMode>(n.paint.nonSeparable));
       if (n.mask) t->SetSoftMask(EmitMask(*n.mask));
       QorDoc::Fillable::Painting painting;
       painting.fill = std::make_shared<QorPaint::FlatPaint>(std::move(colour));
@@ -222,6 +241,7 @@ class RandomScene {
     auto t = std::make_shared<QorBlend::Transparency>(
         static_cast<QorBlend::BlendMode>(n.g.mode), n.g.alpha, n.g.alpha, n.g.alphaIsShape ? 1 : 0);
     t->SetGroupFlags(n.g.isolated ? 1 : 0, n.g.knockout ? 1 : 0);
+    t->SetNonSeparableMode(static_cast<QorBlend::NonSeparableMode>(n.g.nonSeparable));
     if (n.mask) t->SetSoftMask(EmitMask(*n.mask));
     builder_.AddGroup(content, members, T{}, t);
   }
@@ -262,8 +282,8 @@ class RandomScene {
 
   // The collector draws such a group's members as members of the enclosing level.
   static bool Flattened(const Node& n, const ReferenceLevel& level) {
-    return n.g.mode == 0 && n.g.alpha > 0.99999f && !n.mask && !n.g.isolated &&
-           n.g.knockout == level.knockout;
+    return n.g.mode == 0 && n.g.nonSeparable == 0 && n.g.alpha > 0.99999f && !n.mask &&
+           !n.g.isolated && n.g.knockout == level.knockout;
   }
 
   static void Evaluate(const std::vector<Node>& nodes, ReferencePixel& pixel,
@@ -281,7 +301,7 @@ class RandomScene {
       ReferencePixel group = QorScTest::StartGroup(n.g, pixel, level, &backdrop);
       const ReferencePixel saved = backdrop != nullptr ? *backdrop : ReferencePixel(0);
       const ReferencePixel* kept = backdrop != nullptr ? &saved : nullptr;
-      Evaluate(n.children, group, QorScTest::GroupLevel(n.g, kept), x, y);
+      Evaluate(n.children, group, QorScTest::GroupLevel(n.g, kept, level.process), x, y);
       QorScTest::EndGroup(n.g, group, kept, pixel, level, MaskValue(n.mask, x, y));
     }
   }
@@ -305,23 +325,24 @@ class RandomScene {
   }
 
   std::mt19937 random_;
+  std::vector<std::string> names_;
+  int process_[4] = {-1, -1, -1, -1};
+  bool non_separable_ = false;
   std::vector<Node> nodes_;
   QorDoc::DocumentBuilder builder_;
   QorDoc::Content* page_ = nullptr;
   std::shared_ptr<const QorDoc::Document> document_;
 };
 
-// Random trees of objects and groups three deep (isolated, non-isolated, knockout,
-// every mode, opacities, alpha-is-shape, Absent components, alpha and luminosity
-// masks on objects and groups), bit for bit against the reference.
-TEST(GroupCompositing, MatchesTheReferenceOnRandomScenes) {
+void CompareWithReference(bool process) {
   for (std::uint32_t round = 0; round < 150; ++round) {
-    RandomScene scene(20261123 + round);
+    RandomScene scene(20261123 + round, process);
     scene.Build(2 + static_cast<int>(round % 6));
+    const std::size_t plates = scene.Plates();
     QorSc::ScanConverter floats(scene.Collect());
     QorSc::ScanConverter bytes(scene.Collect());
     QorSc::ScanConverter hits(scene.Collect());
-    std::vector<unsigned char> out(3 * kWidth), alpha(kWidth), shape(kWidth);
+    std::vector<unsigned char> out(plates * kWidth), alpha(kWidth), shape(kWidth);
     for (long long y = 0; y < kHeight; ++y) {
       const QorColor::Component* line = floats.GetLine();
       ASSERT_NE(line, nullptr);
@@ -329,8 +350,8 @@ TEST(GroupCompositing, MatchesTheReferenceOnRandomScenes) {
       ASSERT_EQ(hits.GetObjectsOnNextLine(), scene.Hits(y)) << "round " << round << " line " << y;
       for (long long x = 0; x < kWidth; ++x) {
         const ReferencePixel e = scene.Expected(x, y);
-        for (int s = 0; s < 3; ++s) {
-          ASSERT_EQ(line[x * 3 + s], e.Ink(s))
+        for (std::size_t s = 0; s < plates; ++s) {
+          ASSERT_EQ(line[x * plates + s], e.Ink(s))
               << "round " << round << " pixel " << x << "," << y << " plane " << s << "\n"
               << scene.Describe();
         }
@@ -339,6 +360,19 @@ TEST(GroupCompositing, MatchesTheReferenceOnRandomScenes) {
       }
     }
   }
+}
+
+// Random trees of objects and groups three deep (isolated, non-isolated, knockout,
+// every mode, opacities, alpha-is-shape, Absent components, alpha and luminosity
+// masks on objects and groups), bit for bit against the reference.
+TEST(GroupCompositing, MatchesTheReferenceOnRandomScenes) {
+  CompareWithReference(false);
+}
+
+// The same over the four process inks and a spot, with Hue, Saturation, Color and
+// Luminosity on objects and groups.
+TEST(GroupCompositing, NonSeparableModesMatchTheReference) {
+  CompareWithReference(true);
 }
 
 }  // namespace

@@ -489,14 +489,17 @@ def soft_masks_extra(pdf):
 def soft_masks():
     """Soft masks good and bad: a luminosity mask at half, a /BC of the wrong size, a
     /TR that is not a function, a mask that refers to itself, masks nested past the
-    limit, and a knockout group of two half-opaque fills."""
+    limit, a knockout group of two half-opaque fills, and a fill whose /BM array's
+    first known mode is the non-separable Hue."""
     return content_page(b"""q /Lum gs 1 0 0 0 k 10 10 30 30 re f Q
 q /BadBC gs 1 0 0 0 k 50 10 30 30 re f Q
 q /BadTR gs 1 0 0 0 k 90 10 30 30 re f Q
 q /Self gs 1 0 0 0 k 130 10 30 30 re f Q
 q /Deep gs 1 0 0 0 k 10 50 30 30 re f Q
 /Ko Do
+q /NS gs 0 0 0 1 k 150 150 20 20 re f Q
 """, "/XObject << /Ko %(knockout)d 0 R >> /ExtGState << "
+         "/NS << /BM [/Bogus /Hue /Multiply] >> "
          "/Lum << /SMask << /S /Luminosity /G %(half)d 0 R /BC [0] >> >> "
          "/BadBC << /SMask << /S /Luminosity /G %(white)d 0 R /BC [0 0] >> >> "
          "/BadTR << /SMask << /S /Alpha /G %(white)d 0 R /TR 5 >> >> "

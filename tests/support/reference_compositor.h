@@ -66,6 +66,77 @@ inline float ReferenceComposite(std::uint32_t mode, float ab, float Cb, float as
   return ((1.0f - as) * Cb + (1.0f - ab) * Cs) + term;
 }
 
+// The non-separable modes on CMYK ink (1 Hue, 2 Saturation, 3 Color, 4 Luminosity):
+// C, M, Y complemented to RGB for PDF's formulas, K from the backdrop (from the
+// source for Luminosity). Ties in SetSat: max is the first largest, min the first
+// smallest of the others.
+struct ReferenceRgb {
+  float r, g, b;
+};
+
+inline float ReferenceLum(const ReferenceRgb& c) {
+  return (0.3f * c.r + 0.59f * c.g) + 0.11f * c.b;
+}
+
+inline ReferenceRgb ReferenceSetLum(ReferenceRgb c, float l) {
+  const float d = l - ReferenceLum(c);
+  c = {c.r + d, c.g + d, c.b + d};
+  const float lum = ReferenceLum(c);
+  const float n = std::min(std::min(c.r, c.g), c.b);
+  const float x = std::max(std::max(c.r, c.g), c.b);
+  if (n < 0.0f) {
+    c = {lum + ((c.r - lum) * lum) / (lum - n), lum + ((c.g - lum) * lum) / (lum - n),
+         lum + ((c.b - lum) * lum) / (lum - n)};
+  }
+  if (x > 1.0f) {
+    c = {lum + ((c.r - lum) * (1.0f - lum)) / (x - lum),
+         lum + ((c.g - lum) * (1.0f - lum)) / (x - lum),
+         lum + ((c.b - lum) * (1.0f - lum)) / (x - lum)};
+  }
+  return c;
+}
+
+inline float ReferenceSat(const ReferenceRgb& c) {
+  return std::max(std::max(c.r, c.g), c.b) - std::min(std::min(c.r, c.g), c.b);
+}
+
+inline ReferenceRgb ReferenceSetSat(const ReferenceRgb& c, float s) {
+  float v[3] = {c.r, c.g, c.b};
+  int hi = v[1] > v[0] ? 1 : 0;
+  if (v[2] > v[hi]) hi = 2;
+  int lo = -1;
+  for (int i = 0; i < 3; ++i) {
+    if (i != hi && (lo < 0 || v[i] < v[lo])) lo = i;
+  }
+  const int mid = 3 - hi - lo;
+  float out[3] = {0.0f, 0.0f, 0.0f};
+  if (v[hi] > v[lo]) {
+    out[mid] = ((v[mid] - v[lo]) * s) / (v[hi] - v[lo]);
+    out[hi] = s;
+  }
+  return {out[0], out[1], out[2]};
+}
+
+inline void ReferenceNonSeparable(std::uint8_t mode, const float cb[4], const float cs[4],
+                                  float out[4]) {
+  const ReferenceRgb b{1.0f - cb[0], 1.0f - cb[1], 1.0f - cb[2]};
+  const ReferenceRgb s{1.0f - cs[0], 1.0f - cs[1], 1.0f - cs[2]};
+  ReferenceRgb r;
+  if (mode == 1) {
+    r = ReferenceSetLum(ReferenceSetSat(s, ReferenceSat(b)), ReferenceLum(b));
+  } else if (mode == 2) {
+    r = ReferenceSetLum(ReferenceSetSat(b, ReferenceSat(s)), ReferenceLum(b));
+  } else if (mode == 3) {
+    r = ReferenceSetLum(s, ReferenceLum(b));
+  } else {
+    r = ReferenceSetLum(b, ReferenceLum(s));
+  }
+  out[0] = 1.0f - r.r;
+  out[1] = 1.0f - r.g;
+  out[2] = 1.0f - r.b;
+  out[3] = mode == 4 ? cs[3] : cb[3];
+}
+
 inline float Clamp01(float v) {
   if (!(v >= 0.0f)) return 0.0f;
   return v > 1.0f ? 1.0f : v;
@@ -77,15 +148,17 @@ struct ReferencePaint {
   float alpha = 1.0f;
   std::uint32_t mode = 0;
   bool alphaIsShape = false;
+  std::uint8_t nonSeparable = 0;
 };
 
 struct ReferencePixel;
 
 // The level a pixel is painted on: knockout, and then its initial backdrop (null:
-// empty).
+// empty); and which colour plane holds each process ink (C, M, Y, K; −1 for none).
 struct ReferenceLevel {
   bool knockout = false;
   const ReferencePixel* initial = nullptr;
+  const int* process = nullptr;
 };
 
 struct ReferencePixel {
@@ -104,7 +177,15 @@ struct ReferencePixel {
 
   // An element with shape fs, opacity qs, alpha as and unpremultiplied inks cs.
   void Element(const std::vector<std::optional<float>>& cs, float fs, float qs, float as,
-               std::uint32_t mode, const ReferenceLevel& level) {
+               std::uint32_t mode, const ReferenceLevel& level, std::uint8_t nonSeparable = 0) {
+    if (nonSeparable != 0) {
+      ProcessInks(cs, fs, qs, as, nonSeparable, level);
+      std::vector<std::optional<float>> spots = cs;
+      for (int i = 0; i < 4; ++i) {
+        if (level.process[i] >= 0) spots[level.process[i]] = std::nullopt;
+      }
+      return Element(spots, fs, qs, as, 0, level);
+    }
     touched = true;
     full = false;
     if (!level.knockout) {
@@ -131,13 +212,38 @@ struct ReferencePixel {
     shape = shape + fs - shape * fs;
   }
 
+  // The process plates of a non-separable element, before the rest.
+  void ProcessInks(const std::vector<std::optional<float>>& cs, float fs, float qs, float as,
+                   std::uint8_t mode, const ReferenceLevel& level) {
+    const ReferencePixel* backdrop = level.knockout ? level.initial : this;
+    const float a = backdrop != nullptr ? backdrop->alpha : 0.0f;
+    float raw[4], cb[4], src[4], b[4];
+    for (int i = 0; i < 4; ++i) {
+      const int p = level.process[i];
+      raw[i] = p >= 0 && backdrop != nullptr ? backdrop->Ink(p) : 0.0f;
+      cb[i] = a >= 0.00001f ? raw[i] / a : 0.0f;
+      src[i] = p >= 0 && cs[p] ? *cs[p] : cb[i];
+    }
+    ReferenceNonSeparable(mode, cb, src, b);
+    const float q = level.knockout ? qs : as;
+    for (int i = 0; i < 4; ++i) {
+      const int p = level.process[i];
+      if (p < 0 || !cs[p]) continue;
+      const float source = q * src[i];
+      const float term = a >= 0.00001f && q >= 0.00001f ? (a * q) * b[i] : 0.0f;
+      const float composite = ((1.0f - q) * raw[i] + (1.0f - a) * source) + term;
+      colour[p] = level.knockout ? (1.0f - fs) * Ink(p) + fs * composite : composite;
+      absent[p] = false;
+    }
+  }
+
   // An object with a flat paint, under mask value m (nullopt: no mask).
   void Paint(const ReferencePaint& p, const ReferenceLevel& level = {},
              std::optional<float> m = std::nullopt) {
     bool any_absent = false;
     for (const auto& v : p.values)
       any_absent = any_absent || !v.has_value();
-    if (p.mode == 0 && p.alpha > 0.99999f && !any_absent && !m) {
+    if (p.mode == 0 && p.nonSeparable == 0 && p.alpha > 0.99999f && !any_absent && !m) {
       for (std::size_t c = 0; c < colour.size(); ++c) {
         colour[c] = *p.values[c];
         absent[c] = false;
@@ -149,7 +255,7 @@ struct ReferencePixel {
     const float mask = m.value_or(1.0f);
     const float fs = p.alphaIsShape ? p.alpha * mask : 1.0f;
     const float qs = p.alphaIsShape ? 1.0f : (p.alpha * 1.0f) * mask;
-    Element(p.values, fs, qs, fs * qs, p.mode, level);
+    Element(p.values, fs, qs, fs * qs, p.mode, level, p.nonSeparable);
   }
 };
 
@@ -159,6 +265,7 @@ struct ReferenceGroup {
   float alpha = 1.0f;
   std::uint32_t mode = 0;
   bool alphaIsShape = false;
+  std::uint8_t nonSeparable = 0;
 };
 
 // The pixel a group's children start from, over `backdrop` (null: none).
@@ -174,8 +281,9 @@ inline ReferencePixel StartGroup(const ReferenceGroup& g, const ReferencePixel& 
 }
 
 // The level the group's children paint on.
-inline ReferenceLevel GroupLevel(const ReferenceGroup& g, const ReferencePixel* backdrop) {
-  return {g.knockout, g.knockout ? backdrop : nullptr};
+inline ReferenceLevel GroupLevel(const ReferenceGroup& g, const ReferencePixel* backdrop,
+                                 const int* process) {
+  return {g.knockout, g.knockout ? backdrop : nullptr, process};
 }
 
 // Composites the group's result `group` (started over `backdrop`) into `pixel`.
@@ -186,7 +294,7 @@ inline void EndGroup(const ReferenceGroup& g, const ReferencePixel& group,
   bool any_absent = false;
   for (bool a : group.absent)
     any_absent = any_absent || a;
-  if (g.mode == 0 && !m && g.alpha > 0.99999f && group.full && !any_absent) {
+  if (g.mode == 0 && g.nonSeparable == 0 && !m && g.alpha > 0.99999f && group.full && !any_absent) {
     pixel.colour = group.colour;
     pixel.absent = group.absent;
     pixel.own = pixel.alpha = pixel.shape = 1.0f;
@@ -212,7 +320,7 @@ inline void EndGroup(const ReferenceGroup& g, const ReferencePixel& group,
     const float r = ag >= 0.00001f ? a0 / ag - a0 : 0.0f;
     cs[c] = Clamp01(cn + (cn - c0) * r);
   }
-  pixel.Element(cs, fs, qs, as, g.mode, level);
+  pixel.Element(cs, fs, qs, as, g.mode, level, g.nonSeparable);
 }
 
 // Mask values from a rendered mask pixel: alpha, or 1 − min(1, grey(C + (1 − α)·BC))

@@ -26,9 +26,31 @@ constexpr NamedBlendMode kBlendModes[] = {
     {"/Exclusion", QorBlend::kExclusion},
 };
 
-std::optional<QorBlend::BlendMode> BlendModeNamed(const std::string& name) {
+struct NamedNonSeparableMode {
+  const char* name;
+  QorBlend::NonSeparableMode mode;
+};
+
+constexpr NamedNonSeparableMode kNonSeparableModes[] = {
+    {"/Hue", QorBlend::kHue},
+    {"/Saturation", QorBlend::kSaturation},
+    {"/Color", QorBlend::kColor},
+    {"/Luminosity", QorBlend::kLuminosity},
+};
+
+// A blend mode and, for the non-separable ones, that mode (the blend mode is then
+// Normal, which spot colorants use).
+struct ReadBlendMode {
+  QorBlend::BlendMode mode = QorBlend::kNormal;
+  QorBlend::NonSeparableMode non_separable = QorBlend::kSeparable;
+};
+
+std::optional<ReadBlendMode> BlendModeNamed(const std::string& name) {
   for (const auto& entry : kBlendModes) {
-    if (name == entry.name) return entry.mode;
+    if (name == entry.name) return ReadBlendMode{entry.mode, QorBlend::kSeparable};
+  }
+  for (const auto& entry : kNonSeparableModes) {
+    if (name == entry.name) return ReadBlendMode{QorBlend::kNormal, entry.mode};
   }
   return std::nullopt;
 }
@@ -99,7 +121,7 @@ void ContentInterpreter::ApplyExtGState(QPDFObjectHandle dictionary) {
       gs.alpha_is_shape = value.getBoolValue();
       gs.transparency.reset();
     } else if (key == "/BM") {
-      std::optional<QorBlend::BlendMode> mode;
+      std::optional<ReadBlendMode> mode;
       if (value.isName()) {
         mode = BlendModeNamed(value.getName());
       } else if (value.isArray()) {
@@ -111,7 +133,8 @@ void ContentInterpreter::ApplyExtGState(QPDFObjectHandle dictionary) {
         Unsupported("blend mode " + (value.isName() ? value.getName() : std::string("array")) +
                     " (drawn as Normal)");
       }
-      gs.blend_mode = mode.value_or(QorBlend::kNormal);
+      gs.blend_mode = mode.value_or(ReadBlendMode{}).mode;
+      gs.non_separable = mode.value_or(ReadBlendMode{}).non_separable;
       gs.transparency.reset();
     } else if (key == "/SMask") {
       gs.soft_mask = value.isDictionary() ? ReadSoftMask(value) : nullptr;
@@ -125,13 +148,14 @@ void ContentInterpreter::ApplyExtGState(QPDFObjectHandle dictionary) {
 std::shared_ptr<const QorBlend::Transparency> ContentInterpreter::CurrentTransparency() const {
   const GraphicsState& gs = frame_->gs;
   if (gs.transparency) return gs.transparency;
-  if (gs.blend_mode == QorBlend::kNormal && gs.fill_alpha == 1.0f && gs.stroke_alpha == 1.0f &&
-      !gs.alpha_is_shape && !gs.soft_mask) {
+  if (gs.blend_mode == QorBlend::kNormal && gs.non_separable == QorBlend::kSeparable &&
+      gs.fill_alpha == 1.0f && gs.stroke_alpha == 1.0f && !gs.alpha_is_shape && !gs.soft_mask) {
     gs.transparency = QorBlend::Transparency::Opaque();
   } else {
     auto transparency = std::make_shared<QorBlend::Transparency>(
         gs.blend_mode, gs.fill_alpha, gs.stroke_alpha, gs.alpha_is_shape ? 1 : 0);
     transparency->SetSoftMask(gs.soft_mask);
+    transparency->SetNonSeparableMode(gs.non_separable);
     gs.transparency = std::move(transparency);
   }
   return gs.transparency;

@@ -72,6 +72,7 @@ struct GraphicsState {
   int overprint_mode = 0;         // OPM
 
   QorBlend::BlendMode blend_mode = QorBlend::kNormal;
+  QorBlend::NonSeparableMode non_separable = QorBlend::kSeparable;
   float fill_alpha = 1.0f;    // ca
   float stroke_alpha = 1.0f;  // CA
   bool alpha_is_shape = false;

@@ -131,6 +131,7 @@ void ContentInterpreter::DoForm(QPDFObjectHandle form, const std::string& name) 
     auto group_transparency = std::make_shared<QorBlend::Transparency>(
         gs.blend_mode, gs.fill_alpha, gs.stroke_alpha, gs.alpha_is_shape ? 1 : 0);
     group_transparency->SetSoftMask(gs.soft_mask);
+    group_transparency->SetNonSeparableMode(gs.non_separable);
     QPDFObjectHandle isolated = group.getKey("/I");
     QPDFObjectHandle knockout = group.getKey("/K");
     group_transparency->SetGroupFlags(isolated.isBool() && isolated.getBoolValue() ? 1 : 0,
@@ -139,6 +140,7 @@ void ContentInterpreter::DoForm(QPDFObjectHandle form, const std::string& name) 
     initial.knockout = knockout.isBool() && knockout.getBoolValue() ? 1 : 0;
     // Inside the group everything starts opaque: the group as a whole carries them.
     initial.blend_mode = QorBlend::kNormal;
+    initial.non_separable = QorBlend::kSeparable;
     initial.fill_alpha = 1.0f;
     initial.stroke_alpha = 1.0f;
     initial.alpha_is_shape = false;

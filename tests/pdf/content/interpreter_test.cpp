@@ -302,6 +302,12 @@ TEST(Interpreter, SoftMasksRenderAndBadOnesWarn) {
   EXPECT_EQ(r.At(0, 40, 115), 128) << "knockout: the later fill at its own 50 %";
   EXPECT_EQ(r.At(1, 40, 115), 0) << "knockout: the earlier fill is gone";
   EXPECT_EQ(r.At(0, 20, 115), 0);
+  // Hue over nothing: the black fill as it is.
+  EXPECT_EQ(r.At(3, 160, 160), 255);
+  const auto* hue = As<QorDoc::Path>(imported.Page().GetMembers().back());
+  ASSERT_NE(hue, nullptr);
+  EXPECT_EQ(hue->GetTransparency()->GetNonSeparableMode(), QorBlend::kHue);
+  EXPECT_EQ(hue->GetTransparency()->GetBlendMode(), QorBlend::kNormal);
 }
 
 TEST(Interpreter, AKnockoutPageGroupKnocksOutThePagesObjects) {

@@ -1,7 +1,8 @@
 // Transparency of an object: blend mode and opacities.
 //
 // Blend modes are numbered in the renderer's table order (not PDF's list order);
-// only the twelve separable modes exist. The alpha-is-shape flag says whether the
+// the twelve separable modes are blend modes, the four non-separable ones a mode of
+// their own. The alpha-is-shape flag says whether the
 // opacity acts as shape (coverage) rather than as opacity. A transparency may carry
 // a soft mask and, for groups, the two group flags: isolated and knockout.
 #pragma once
@@ -28,6 +29,16 @@ enum BlendMode : std::uint32_t {
   kExclusion = 11,
 };
 
+// PDF's non-separable modes on a CMYK blending space. When one is set it replaces the
+// blend mode, which stays Normal for spot colorants.
+enum NonSeparableMode : std::uint8_t {
+  kSeparable = 0,
+  kHue = 1,
+  kSaturation = 2,
+  kColor = 3,
+  kLuminosity = 4,
+};
+
 class Transparency {
  public:
   Transparency() = default;
@@ -41,6 +52,12 @@ class Transparency {
   float GetFillAlpha() const { return fill_alpha_; }
   float GetStrokeAlpha() const { return stroke_alpha_; }
   std::uint8_t GetAlphaIsShape() const { return alpha_is_shape_; }
+
+  NonSeparableMode GetNonSeparableMode() const { return non_separable_; }
+  Transparency& SetNonSeparableMode(NonSeparableMode mode) {
+    non_separable_ = mode;
+    return *this;
+  }
 
   const std::shared_ptr<const SoftMask>& GetSoftMask() const { return soft_mask_; }
   Transparency& SetSoftMask(std::shared_ptr<const SoftMask> mask) {
@@ -69,6 +86,7 @@ class Transparency {
   float fill_alpha_ = 1.0f;
   float stroke_alpha_ = 1.0f;
   std::uint8_t alpha_is_shape_ = 0;
+  NonSeparableMode non_separable_ = kSeparable;
   std::shared_ptr<const SoftMask> soft_mask_;
   std::uint8_t isolated_ = 0;
   std::uint8_t knockout_ = 0;
@@ -76,7 +94,8 @@ class Transparency {
 
 // Whether a fill with this transparency simply covers what lies below it.
 inline bool FillIsNormalOpaque(const Transparency& t) {
-  return t.GetBlendMode() == kNormal && t.GetFillAlpha() > 0.99999f;
+  return t.GetBlendMode() == kNormal && t.GetNonSeparableMode() == kSeparable &&
+         t.GetFillAlpha() > 0.99999f;
 }
 
 }  // namespace QorBlend
