@@ -58,8 +58,12 @@ const char* BlendName(QorBlend::BlendMode mode) {
 
 void AppendTransparency(std::string& text, const QorBlend::Transparency* t, bool stroke) {
   if (t == nullptr) return;
-  if (t->GetBlendMode() != QorBlend::kNormal)
+  static const char* const kNonSeparable[] = {"", "Hue", "Saturation", "Color", "Luminosity"};
+  if (t->GetNonSeparableMode() != QorBlend::kSeparable && t->GetNonSeparableMode() <= 4) {
+    text += std::string(", blend ") + kNonSeparable[t->GetNonSeparableMode()];
+  } else if (t->GetBlendMode() != QorBlend::kNormal) {
     text += std::string(", blend ") + BlendName(t->GetBlendMode());
+  }
   if (t->GetFillAlpha() < 1.0f) text += ", fill opacity " + Number(t->GetFillAlpha());
   if (stroke && t->GetStrokeAlpha() < 1.0f)
     text += ", stroke opacity " + Number(t->GetStrokeAlpha());
