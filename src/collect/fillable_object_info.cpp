@@ -12,12 +12,16 @@
 #include "paint/flat_paint_getter.h"
 #include "paint/halftone_label.h"
 #include "paint/halftone_paint_getter.h"
+#include "paint/shading_paint_getters.h"
 #include "qordoc/document.h"
 
 namespace QorSc {
 namespace {
 
-std::shared_ptr<PaintGetter> MakePaintGetter(const QorPaint::Paint& paint, LineRenderer& renderer) {
+std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPaint::Paint>& shared,
+                                             const Morv::MilliPointTransformation& placement,
+                                             LineRenderer& renderer) {
+  const QorPaint::Paint& paint = *shared;
   const Options& options = renderer.GetOptions();
   if (paint.GetType() == QorPaint::kFlatPaint) {
     const auto& color = static_cast<const QorPaint::FlatPaint&>(paint).GetColor();
@@ -25,6 +29,10 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const QorPaint::Paint& paint, LineR
       return renderer.Pools().FlatPaints().GetFullInk(options, color);
     }
     return renderer.Pools().FlatPaints().Get(options, color);
+  }
+  if (auto shading = MakeShadingPaintGetter(shared, renderer.GetEnvironment(), options, placement,
+                                            renderer.GetPixelBox(), renderer.GetScratchChains())) {
+    return shading;
   }
   throw std::logic_error("qorsc: paints of type " + std::to_string(paint.GetType()) +
                          " cannot be rendered yet");
@@ -58,7 +66,7 @@ void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
-  std::shared_ptr<PaintGetter> paint = MakePaintGetter(*paint_, renderer);
+  std::shared_ptr<PaintGetter> paint = MakePaintGetter(paint_, paint_placement_, renderer);
 
   const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();
   std::shared_ptr<const QorBlend::Transparency> transparency =

@@ -91,6 +91,11 @@ class PaintGetter {
   const ComponentKinds& Kinds() const { return kinds_; }
   bool HasAbsentComponents() const { return absent_components_; }
 
+ protected:
+  // For getters that learn while being built that a kind can be cheaper (PerPixel
+  // becoming Constant); never called once the getter is in use.
+  void SetKinds(ComponentKinds kinds) { kinds_ = std::move(kinds); }
+
  private:
   ComponentKinds kinds_;
   bool absent_components_;

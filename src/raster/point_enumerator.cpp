@@ -45,20 +45,43 @@ bool VectorPointEnumerator::Next(Point<double>& out) {
   return true;
 }
 
-BoundingBoxEnumerator::BoundingBoxEnumerator(
-    const Environment& env, const Morv::RectangleBase<Morv::PdfCoordinateSystem>& box,
-    const Morv::TransformationBase<Morv::PdfCoordinateSystem>& t) {
+namespace {
+
+// The corners of `box` (top-left, top-right, bottom-right, bottom-left on the page)
+// mapped to world millipoints by `to_world`, then to internal coordinates.
+template <class Box, class ToWorld>
+void BoxCorners(const Environment& env, const Box& box, ToWorld to_world,
+                Point<double> (&corners)[4]) {
   const double x = box.X();
   const double y = box.Y();
   const double w = box.Width();
   const double h = box.Height();
   const double xs[4] = {x, x + w, x + w, x};
   const double ys[4] = {y + h, y + h, y, y};
-  for (int i = 0; i < 4; ++i) {
-    const Morv::MilliPointPoint world(t.ApplyX(xs[i], ys[i]) * 1000.0,
-                                      t.ApplyY(xs[i], ys[i]) * 1000.0);
-    corners_[i] = env.WorldToInternal(world);
-  }
+  for (int i = 0; i < 4; ++i)
+    corners[i] = env.WorldToInternal(to_world(xs[i], ys[i]));
+}
+
+}  // namespace
+
+BoundingBoxEnumerator::BoundingBoxEnumerator(
+    const Environment& env, const Morv::RectangleBase<Morv::PdfCoordinateSystem>& box,
+    const Morv::TransformationBase<Morv::PdfCoordinateSystem>& t) {
+  BoxCorners(
+      env, box,
+      [&](double x, double y) {
+        return Morv::MilliPointPoint(t.ApplyX(x, y) * 1000.0, t.ApplyY(x, y) * 1000.0);
+      },
+      corners_);
+}
+
+BoundingBoxEnumerator::BoundingBoxEnumerator(const Environment& env,
+                                             const Morv::MilliPointRectangle& box,
+                                             const Morv::MilliPointTransformation& t) {
+  BoxCorners(
+      env, box,
+      [&](double x, double y) { return Morv::MilliPointPoint(t.ApplyX(x, y), t.ApplyY(x, y)); },
+      corners_);
 }
 
 bool BoundingBoxEnumerator::Next(Point<double>& out) {

@@ -59,6 +59,9 @@ class BoundingBoxEnumerator final : public PointEnumerator {
   BoundingBoxEnumerator(const Environment& env,
                         const Morv::RectangleBase<Morv::PdfCoordinateSystem>& box,
                         const Morv::TransformationBase<Morv::PdfCoordinateSystem>& t);
+  // The same for a box in millipoints under a transformation acting on millipoints.
+  BoundingBoxEnumerator(const Environment& env, const Morv::MilliPointRectangle& box,
+                        const Morv::MilliPointTransformation& t);
   bool Next(Point<double>& out) override;
 
  private:

@@ -4,6 +4,7 @@
 
 #include "allocation_counter.h"
 #include "qordoc/document.h"
+#include "qorpaint/shading_paint.h"
 #include "scan/collect_objects.h"
 #include "scan/scan_converter.h"
 #include "test_scene.h"
@@ -84,6 +85,42 @@ TEST(SteadyState, GroupsAndSoftMasksAllocateNothingPerLine) {
     converter.GetLine255PlaneInterleaved(bytes.data());
   const long before = QorScTest::AllocationCount();
   for (int y = 4; y < 24; ++y)
+    ASSERT_TRUE(converter.GetLine255PlaneInterleaved(bytes.data()));
+  EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
+}
+
+TEST(SteadyState, ShadedLinesAllocateNothing) {
+  QorScTest::Scene scene;
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Gold", 0}, {"Cyan", 1}}, false);
+  common.boundingBox = Morv::MilliPointRectangle(2, 2, 40, 28);
+  auto f = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, std::vector<double>{0, 1},
+      std::vector<double>{1, 0}, 1.5);
+  QorDoc::Fillable::Painting axial;
+  axial.fill = std::make_shared<QorPaint::AxialShadingPaint>(
+      common, std::array{Morv::MilliPointPoint(5, 5), Morv::MilliPointPoint(40, 25)}, f,
+      QorPaint::Interval{}, std::array{true, false});
+  scene.Add(Rect(1.3, 0.2, 30.4, 30.6), axial);
+  QorDoc::Fillable::Painting radial;
+  radial.fill = std::make_shared<QorPaint::RadialShadingPaint>(
+      common,
+      std::array{QorPaint::RadialShadingPaint::Circle{{20, 15}, 2},
+                 QorPaint::RadialShadingPaint::Circle{{25, 15}, 14}},
+      f, QorPaint::Interval{}, std::array{false, true});
+  radial.transparency = std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 0.5f, 0.5f);
+  scene.Add(Rect(10.5, 3.2, 45.4, 28.6), radial);
+
+  const QorColor::Color plates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
+  QorSc::Options options(plates, {});
+  options.SetNoiseForShadings(5);
+  QorSc::ScanConverter converter(
+      scene.Collect(options, QorScTest::Box{0, 0, QorScTest::kWidth, 30}));
+  std::vector<unsigned char> bytes(3 * QorScTest::kWidth);
+  for (int y = 0; y < 4; ++y)
+    converter.GetLine255PlaneInterleaved(bytes.data());
+  const long before = QorScTest::AllocationCount();
+  for (int y = 4; y < 28; ++y)
     ASSERT_TRUE(converter.GetLine255PlaneInterleaved(bytes.data()));
   EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
 }

@@ -516,6 +516,49 @@ def knockout_page():
                         page_extra="/Group << /S /Transparency /K true /CS /DeviceCMYK >> ")
 
 
+def shadings_extra(pdf):
+    spot = pdf.add("[/Separation /Spot#20Blue /DeviceCMYK << /FunctionType 2 /Domain [0 1] "
+                   "/C0 [0 0 0 0] /C1 [1 0.6 0 0] /N 1 >>]")
+    ramp = "<< /FunctionType 2 /Domain [0 1] /C0 [0] /C1 [1] /N 1 >>"
+    axial = pdf.add("<< /ShadingType 2 /ColorSpace %d 0 R /Coords [0 0 100 0] /Function %s "
+                    "/Extend [true true] >>" % (spot, ramp))
+    radial = pdf.add("<< /ShadingType 3 /ColorSpace /DeviceCMYK /Coords [50 50 0 50 50 40] "
+                     "/Function << /FunctionType 2 /Domain [0 1] /C0 [0 0 0 0] /C1 [0 1 0 0] "
+                     "/N 1 >> /Extend [false false] /BBox [10 10 90 90] >>")
+    gray = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceGray /Coords [0 0 0 100] "
+                   "/Function [%s] /Background [0.5] >>" % ramp)
+    tint = pdf.add("<< /FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1] >>",
+                   b"{ pop pop 0 0 0 1 }")
+    devicen = pdf.add("<< /ShadingType 2 /ColorSpace [/DeviceN [/Spot#20Blue /Gold] /DeviceCMYK "
+                      "%d 0 R] /Coords [0 0 100 0] /Function << /FunctionType 2 /Domain [0 1] "
+                      "/C0 [0 1] /C1 [1 0] /N 1 >> >>" % tint)
+    bad = pdf.add("<< /ShadingType 3 /ColorSpace /DeviceGray /Coords [0 0 -5 0 0 10] "
+                  "/Function %s >>" % ramp)
+    wrong = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceCMYK /Coords [0 0 1 0] "
+                    "/Function %s >>" % ramp)
+    mesh = pdf.add("<< /ShadingType 4 /ColorSpace /DeviceGray /BitsPerCoordinate 8 "
+                   "/BitsPerComponent 8 /BitsPerFlag 8 /Decode [0 255 0 255 0 1] >>",
+                   b"\x00\x00\x00\xff")
+    pattern = pdf.add("<< /PatternType 2 /Shading %d 0 R /Matrix [1 0 0 1 100 0] >>" % gray)
+    return {"spot": spot, "axial": axial, "radial": radial, "devicen": devicen, "bad": bad,
+            "wrong": wrong, "mesh": mesh, "pattern": pattern}
+
+
+def shadings():
+    """sh with a Separation axial shading (extended) inside a clip, a CMYK radial
+    shading with a /BBox under a CTM, a DeviceN axial shading; a DeviceGray shading
+    pattern with a background as fill of a rectangle; unusable shadings (a negative
+    radius, a function of the wrong output count) and a mesh not drawn yet."""
+    return content_page(b"""q 0 0 100 50 re W n /Sh0 sh Q
+q 1 0 0 1 100 100 cm /Sh1 sh Q
+q 0 50 100 50 re W n /Sh3 sh Q
+/Pattern cs /P0 scn 100 0 100 100 re f
+/Sh4 sh /Sh5 sh /Sh6 sh
+""", "/Shading << /Sh0 %(axial)d 0 R /Sh1 %(radial)d 0 R /Sh3 %(devicen)d 0 R "
+         "/Sh4 %(bad)d 0 R /Sh5 %(wrong)d 0 R /Sh6 %(mesh)d 0 R >> "
+         "/Pattern << /P0 %(pattern)d 0 R >>", extra=shadings_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -544,6 +587,7 @@ def main():
         "hairlines.pdf": hairlines().build(),
         "soft_masks.pdf": soft_masks(),
         "knockout_page.pdf": knockout_page(),
+        "shadings.pdf": shadings(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

@@ -7,6 +7,7 @@
 // components count as not named, so they leave their plates untouched too.
 #include <utility>
 
+#include "color/shading_reader.h"
 #include "content/interpreter_frame.h"
 #include "qorpaint/paint.h"
 
@@ -47,6 +48,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
     color.space = std::move(space);
     color.components.assign(v, v + count);
     color.pattern = false;
+    color.shading_pattern = QPDFObjectHandle();
   };
 
   switch (op[0]) {
@@ -69,6 +71,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
     color.components = color.space->InitialColor();
     // The initial colour of a pattern space paints nothing.
     color.pattern = color.space->Family() == ColorSpaceFamily::kPattern;
+    color.shading_pattern = QPDFObjectHandle();
     return;
   }
 
@@ -76,19 +79,33 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   const bool named_pattern = !operands.empty() && operands.back().IsName();
   if (color.space->Family() == ColorSpaceFamily::kPattern || named_pattern) {
     color.pattern = true;
+    color.shading_pattern = QPDFObjectHandle();
     std::string kind = "pattern";
     if (named_pattern) {
       QPDFObjectHandle pattern =
           frame_->resources.getKey("/Pattern").getKey("/" + operands.back().text);
       QPDFObjectHandle type = pattern.isStream() ? pattern.getDict().getKey("/PatternType")
                                                  : pattern.getKey("/PatternType");
-      if (type.isInteger()) kind = type.getIntValue() == 1 ? "tiling pattern" : "shading pattern";
+      const int shading_type = ShadingTypeOf(pattern.getKey("/Shading"));
+      if (type.isInteger() && type.getIntValue() == 2 && pattern.isDictionary() &&
+          (shading_type == 2 || shading_type == 3)) {
+        color.shading_pattern = pattern;
+        color.pattern_base = frame_->default_ctm;
+        SetComponents(color, operands);
+        return;
+      }
+      if (type.isInteger()) {
+        kind = type.getIntValue() == 1
+                   ? "tiling pattern"
+                   : "shading pattern of type " + std::to_string(shading_type);
+      }
     }
     Unsupported(kind);
     SetComponents(color, operands);
     return;
   }
   color.pattern = false;
+  color.shading_pattern = QPDFObjectHandle();
   SetComponents(color, operands);
 }
 
@@ -97,7 +114,11 @@ std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorSt
   if (color.paint_made) return color.paint;
   color.paint_made = true;
   color.paint.reset();
-  if (color.pattern || !color.space || color.space->PaintsNothing()) return nullptr;
+  if (color.pattern) {
+    color.paint = ShadingPatternPaint(color, overprint);
+    return color.paint;
+  }
+  if (!color.space || color.space->PaintsNothing()) return nullptr;
 
   QorColor::Color ink = color.space->ToInk(color.components);
   if (overprint) {

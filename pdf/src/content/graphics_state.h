@@ -30,7 +30,11 @@ using Matrix = Morv::MilliPointTransformation;
 struct ColorState {
   std::shared_ptr<const ColorSpace> space;
   std::vector<double> components;
-  bool pattern = false;  // a pattern was selected: painting with it is not supported yet
+  bool pattern = false;  // a pattern was selected
+  // The shading pattern selected, with the matrix of the stream's default space
+  // then; null for other patterns (tiling patterns are not drawn yet).
+  QPDFObjectHandle shading_pattern;
+  Matrix pattern_base;
   // Cached: the paint for the current overprint settings; null when not made yet.
   mutable std::shared_ptr<const QorPaint::Paint> paint;
   mutable bool paint_made = false;

@@ -173,6 +173,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
   Frame frame;
   frame.resources = resources.isDictionary() ? resources : QPDFObjectHandle::newDictionary();
   frame.gs = std::move(initial);
+  frame.default_ctm = frame.gs.ctm;
   Frame* outer = frame_;
   frame_ = &frame;
   ++depth_;
@@ -313,7 +314,7 @@ void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& op
     case Key("BI"):
       return InlineImage(operands);
     case Key("sh"):
-      return Unsupported("shading (sh)");
+      return PaintShading(operands);
 
     // Marked content and compatibility sections.
     case Key("BMC"):

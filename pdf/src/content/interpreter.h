@@ -137,6 +137,11 @@ class ContentInterpreter {
   void ColorOperator(const std::string& op, const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
 
+  // Shadings: sh, and the shading pattern a colour names.
+  void PaintShading(const std::vector<Operand>& operands);
+  std::shared_ptr<const QorPaint::Paint> ShadingPatternPaint(const ColorState& color,
+                                                             bool overprint) const;
+
   // Text.
   void TextOperator(const std::string& op, std::vector<Operand>& operands);
   void ShowText(const std::vector<Operand>& operands, bool array);

@@ -21,6 +21,8 @@ namespace QorPdf::internal {
 struct ContentInterpreter::Frame {
   QPDFObjectHandle resources;
   GraphicsState gs;
+  // The stream's default space (the CTM it started with): where its patterns live.
+  Matrix default_ctm;
   std::vector<GraphicsState> saved;
 
   // The current path, in user space.

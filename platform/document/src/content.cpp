@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "qorpaint/shading_paint.h"
+
 namespace QorDoc {
 namespace {
 
@@ -66,7 +68,7 @@ Rect Content::GetBoundingBox(int kind) const {
 
 namespace {
 
-// Gathers the colorants of flat paints, each name once, in order of first use.
+// Gathers the colorants of flat and shaded paints, each name once, in order of first use.
 class SeparationCollector final : public ConstVisitorBase {
  public:
   bool VisitGroup(const Group& group) override {
@@ -96,8 +98,19 @@ class SeparationCollector final : public ConstVisitorBase {
     return false;
   }
   void Paint(const QorPaint::Paint* paint) {
+    if (const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint)) {
+      if (shading->GetBackground()) Colour(*shading->GetBackground());
+      for (const auto& entry : shading->GetSeparationMapping().GetEntries()) {
+        if (entry.index == QorPaint::SeparationMapping::kNotPainted) continue;
+        if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
+      }
+      return;
+    }
     if (paint == nullptr || paint->GetType() != QorPaint::kFlatPaint) return;
-    for (const auto& entry : static_cast<const QorPaint::FlatPaint*>(paint)->GetColor()) {
+    Colour(static_cast<const QorPaint::FlatPaint*>(paint)->GetColor());
+  }
+  void Colour(const QorColor::Color& colour) {
+    for (const auto& entry : colour) {
       if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
     }
   }

@@ -14,6 +14,7 @@
 
 #include "qordoc/content.h"
 #include "qorpaint/paint.h"
+#include "qorpaint/shading_paint.h"
 #include "qorpdf/importer.h"
 #include "scan/collect_objects.h"
 #include "scan/scan_converter.h"
@@ -265,7 +266,7 @@ TEST(Interpreter, FormsAreGroupsAndTransparencyGroupsCarryTheirFlags) {
 
   EXPECT_TRUE(imported.Warned("Do /Self")) << imported.AllWarnings();
   EXPECT_TRUE(imported.Warned("image XObject"));
-  EXPECT_TRUE(imported.Warned("shading"));
+  EXPECT_TRUE(imported.Warned("sh /Sh")) << "a shading missing from the resources";
   EXPECT_TRUE(imported.Warned("frobnicate"));
 
   // Without transparency groups the members carry the group's opacity themselves.
@@ -423,6 +424,82 @@ TEST(Interpreter, TextShowsGlyphOutlinesAlongTheBaseline) {
   EXPECT_EQ(r.At(3, 153, 153), 255) << "the first Type3 box";
   EXPECT_EQ(r.At(3, 163, 153), 255) << "the second, one em further";
   EXPECT_EQ(r.At(3, 159, 153), 0) << "the gap between the boxes";
+}
+
+}  // namespace
+
+namespace {
+
+// Every shaded paint of the content tree, in painting order (groups entered).
+void CollectShadings(const QorDoc::Content& content,
+                     std::vector<std::shared_ptr<const QorPaint::ShadingPaint>>& out) {
+  for (const auto& member : content.GetMembers()) {
+    if (const auto* group = As<QorDoc::Group>(member)) {
+      CollectShadings(group->GetMembers(), out);
+    } else if (const auto* path = As<QorDoc::Path>(member)) {
+      if (auto s = std::dynamic_pointer_cast<const QorPaint::ShadingPaint>(path->GetFillPaint())) {
+        out.push_back(std::move(s));
+      }
+    }
+  }
+}
+
+TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
+  const Imported imported = Import("shadings.pdf");
+  std::vector<std::shared_ptr<const QorPaint::ShadingPaint>> shadings;
+  CollectShadings(imported.Page(), shadings);
+  ASSERT_EQ(shadings.size(), 4u) << imported.AllWarnings();
+
+  // sh of a Separation: the function drives the spot alone; user space is the CTM's.
+  const auto* spot = dynamic_cast<const QorPaint::AxialShadingPaint*>(shadings[0].get());
+  ASSERT_NE(spot, nullptr);
+  ASSERT_EQ(spot->GetSeparationMapping().GetEntries().size(), 1u);
+  EXPECT_EQ(spot->GetSeparationMapping().GetEntries()[0].name, "Spot Blue");
+  EXPECT_EQ(spot->GetSeparationMapping().GetEntries()[0].index, 0u);
+  EXPECT_EQ(spot->GetExtends(), (std::array{true, true}));
+  EXPECT_EQ(spot->GetTransformation(), (Matrix{1000, 0, 0, 1000, 0, 0}));
+
+  const auto* radial = dynamic_cast<const QorPaint::RadialShadingPaint*>(shadings[1].get());
+  ASSERT_NE(radial, nullptr);
+  EXPECT_EQ(radial->GetTransformation(), (Matrix{1000, 0, 0, 1000, 100000, 100000}));
+  ASSERT_TRUE(radial->GetBoundingBox());
+  EXPECT_EQ(radial->GetBoundingBox()->Width(), 80.0);
+  EXPECT_EQ(radial->GetSeparationMapping().GetEntries().size(), 4u) << "DeviceCMYK is direct";
+
+  const auto& devicen = shadings[2]->GetSeparationMapping().GetEntries();
+  ASSERT_EQ(devicen.size(), 2u);
+  EXPECT_EQ(devicen[1].name, "Gold");
+  EXPECT_EQ(devicen[1].index, 1u);
+
+  // A DeviceGray pattern: converted to process inks, placed by its matrix in the
+  // page's default space, with its background.
+  const auto& gray = *shadings[3];
+  EXPECT_EQ(gray.GetSeparationMapping().GetEntries().size(), 4u);
+  EXPECT_EQ(gray.GetTransformation(), (Matrix{1000, 0, 0, 1000, 100000, 0}));
+  ASSERT_TRUE(gray.GetBackground());
+
+  EXPECT_TRUE(imported.Warned("shading 10 0 R")) << "negative radius";
+  EXPECT_TRUE(imported.Warned("shading 11 0 R")) << "wrong output count";
+  EXPECT_TRUE(imported.Warned("shading type 4"));
+
+  const Raster raster = Render(imported, {"Cyan", "Magenta", "Black", "Spot Blue", "Gold"});
+  // The Separation ramp: 0 at x = 0, full at x = 100, only on its plate, and
+  // knocking out the process plates it does not name (overprint off).
+  EXPECT_EQ(raster.At(3, 0, 10), 0);
+  EXPECT_EQ(raster.At(3, 49, 10), 126);
+  EXPECT_EQ(raster.At(3, 99, 10), 255);
+  EXPECT_EQ(raster.At(0, 49, 10), 0);
+  EXPECT_EQ(raster.At(4, 49, 10), 0);
+  // DeviceN above it: Spot Blue up, Gold down.
+  EXPECT_GT(raster.At(3, 80, 70), raster.At(3, 20, 70));
+  EXPECT_LT(raster.At(4, 80, 70), raster.At(4, 20, 70));
+  // The radial: magenta rises from the centre (150, 150) outwards, nothing beyond 40.
+  EXPECT_LT(raster.At(1, 150, 150), 10);
+  EXPECT_GT(raster.At(1, 180, 150), 180);
+  EXPECT_EQ(raster.At(1, 195, 150), 0);
+  // The gray pattern: black falls from the bottom of its rectangle to the top.
+  EXPECT_GT(raster.At(2, 150, 5), 240);
+  EXPECT_LT(raster.At(2, 150, 95), 15);
 }
 
 }  // namespace

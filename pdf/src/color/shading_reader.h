@@ -1,0 +1,47 @@
+// Reading PDF shading dictionaries into the document model's shaded paints.
+//
+// A shading's colour becomes ink the way flat colours do: when every component of
+// its space is one named colorant's tint (DeviceCMYK, Separation, DeviceN, a
+// four-component ICC space), the shading function's outputs are mapped straight to
+// those colorants, so a spot vignette ramps exactly its own plate; any other space
+// (DeviceGray, RGB, Lab, ICC, Indexed) is converted through its ColorSpace at import,
+// sampled finely over the parameter domain into a function of the process inks.
+// Reading never throws: an unusable shading is reported and yields null.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+
+#include "color/color_space.h"
+#include "morv/transformation.h"
+#include "qorpaint/shading_paint.h"
+#include "qpdf_headers.h"
+#include "warning_list.h"
+
+namespace QorPdf::internal {
+
+// Grid points of the sampled ink function of a converted shading.
+inline constexpr std::size_t kShadingConversionSamples = 1024;
+
+struct ShadingContext {
+  ColorContext& colors;
+  QPDFObjectHandle resources;
+  WarningList& warnings;
+  std::optional<std::size_t> page;
+};
+
+// The /ShadingType of a shading dictionary or stream, 0 when it has none.
+int ShadingTypeOf(QPDFObjectHandle shading);
+
+// `shading` is a shading dictionary or stream; `t` maps shading space to world
+// coordinates; `overprint` makes the shading paint its named colorants only;
+// `background` takes the shading's /Background (patterns; `sh` ignores it). Null,
+// with a warning, when the shading cannot be used; null without one for the types
+// not drawn yet (other than 2 and 3; see ShadingTypeOf).
+std::shared_ptr<const QorPaint::ShadingPaint> ReadShading(QPDFObjectHandle shading,
+                                                          const Morv::MilliPointTransformation& t,
+                                                          bool overprint, bool background,
+                                                          ShadingContext& context);
+
+}  // namespace QorPdf::internal

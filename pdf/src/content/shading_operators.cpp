@@ -1,0 +1,68 @@
+// Shadings in content: the sh operator and shading patterns used as fill or
+// stroke colour (paths, text, strokes).
+//
+// sh paints the shading over the current clip: one object whose outline is the
+// shading's /BBox when it has one, else a rectangle beyond any page, placed in world
+// coordinates; the clip scopes in force restrict it. A shading pattern's space is the
+// default space of the stream that selected it, then the pattern's /Matrix.
+#include <string>
+
+#include "color/shading_reader.h"
+#include "content/interpreter_frame.h"
+#include "qorpaint/shading_paint.h"
+
+namespace QorPdf::internal {
+namespace {
+
+// Half the side of the square, in world millipoints, that sh covers without a
+// /BBox: about 35 m, beyond any page, small enough for every resolution's pixels.
+constexpr double kShadingReach = 1.0e8;
+
+}  // namespace
+
+void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
+  if (operands.empty() || !operands.back().IsName()) return Warn("sh", "needs a name");
+  const std::string& name = operands.back().text;
+  QPDFObjectHandle shading = frame_->resources.getKey("/Shading").getKey("/" + name);
+  if (!shading.isDictionary() && !shading.isStream()) {
+    return Warn("sh /" + name, "no such shading in the resources");
+  }
+  const int type = ShadingTypeOf(shading);
+  if (type != 2 && type != 3) {
+    return Unsupported("shading type " + std::to_string(type) + " (sh)");
+  }
+  Frame& f = *frame_;
+  ShadingContext context{context_.colors, f.resources, context_.warnings, page_};
+  auto paint = ReadShading(shading, f.gs.ctm, f.gs.fill_overprint, false, context);
+  if (!paint || !CountObject()) return;
+
+  QorDoc::Fillable::Painting painting;
+  painting.fill = paint;
+  painting.transparency = CurrentTransparency();
+  if (const auto& box = paint->GetBoundingBox()) {
+    auto outline = Morv::PathBuilder()
+                       .Rectangle(box->X(), box->Y(), box->Width(), box->Height())
+                       .BuildShared();
+    context_.builder.AddPath(*f.gs.target, outline, std::move(painting), f.gs.ctm);
+    return;
+  }
+  auto outline = Morv::PathBuilder()
+                     .Rectangle(-kShadingReach, -kShadingReach, 2 * kShadingReach, 2 * kShadingReach)
+                     .BuildShared();
+  context_.builder.AddPath(*f.gs.target, outline, std::move(painting), Matrix{});
+}
+
+std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
+    const ColorState& color, bool overprint) const {
+  QPDFObjectHandle pattern = color.shading_pattern;
+  if (!pattern.isDictionary()) return nullptr;
+  QPDFObjectHandle shading = pattern.getKey("/Shading");
+  Matrix placement = color.pattern_base;
+  if (auto matrix = ReadMatrix(pattern.getKey("/Matrix"))) {
+    placement = Morv::Compose(placement, *matrix);
+  }
+  ShadingContext context{context_.colors, frame_->resources, context_.warnings, page_};
+  return ReadShading(shading, placement, overprint, true, context);
+}
+
+}  // namespace QorPdf::internal

@@ -1,0 +1,149 @@
+// Radial shadings: the circle equation solved per pixel in shading space.
+//
+// With d = c1 − c0, dr = r1 − r0 and q = p − c0, |q − s·d| = r0 + s·dr becomes
+// a·s² − 2·b·s + c = 0 with a = d·d − dr², b = q·d + r0·dr, c = q·q − r0². The
+// larger root is tried first (later circles paint over earlier ones).
+
+#include "paint/radial_shading_paint_getter.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace QorSc {
+
+RadialShadingPaintGetter::RadialShadingPaintGetter(
+    std::shared_ptr<const QorPaint::RadialShadingPaint> paint, const Environment& env,
+    const Options& options, const Morv::MilliPointTransformation& transformation,
+    const QorMath::Rectangle<long long>& pixelBox, ScratchChains& chains)
+    : PaintGetter(DescribeShadingComponents(options, paint->GetSeparationMapping()).kinds,
+                  DescribeShadingComponents(options, paint->GetSeparationMapping()).absent),
+      paint_(std::move(paint)),
+      box_runs_(*paint_, env, Morv::Compose(transformation, paint_->GetTransformation()), pixelBox,
+                chains) {
+  const Morv::MilliPointTransformation t =
+      Morv::Compose(transformation, paint_->GetTransformation());
+  auto to_internal = [&](double x, double y) {
+    return env.WorldToInternal(Morv::MilliPointPoint(t.ApplyX(x, y), t.ApplyY(x, y)));
+  };
+  const Point<double> o = to_internal(0.0, 0.0);
+  const Point<double> ux = to_internal(1.0, 0.0);
+  const Point<double> uy = to_internal(0.0, 1.0);
+  const double a = ux.x - o.x, b = ux.y - o.y, c = uy.x - o.x, d = uy.y - o.y;
+  const double det = a * d - b * c;
+  invertible_ = det != 0.0 && std::isfinite(det);
+  if (invertible_) {
+    origin_x_ = o.x;
+    origin_y_ = o.y;
+    ia_ = d / det;
+    ib_ = -b / det;
+    ic_ = -c / det;
+    id_ = a / det;
+  }
+
+  const auto& circles = paint_->GetCircles();
+  c0x_ = circles[0].centre.x.Value();
+  c0y_ = circles[0].centre.y.Value();
+  r0_ = circles[0].radius;
+  cdx_ = circles[1].centre.x.Value() - c0x_;
+  cdy_ = circles[1].centre.y.Value() - c0y_;
+  dr_ = circles[1].radius - r0_;
+  a_ = cdx_ * cdx_ + cdy_ * cdy_ - dr_ * dr_;
+  extend_start_ = paint_->GetExtends()[0];
+  extend_end_ = paint_->GetExtends()[1];
+
+  // Table size: how far the parameter travels on the page, at most the distance of
+  // the centres plus the change of radius, both in pixels.
+  const Point<double> p0 = to_internal(c0x_, c0y_);
+  const Point<double> p1 = to_internal(c0x_ + cdx_, c0y_ + cdy_);
+  const double scale = std::max(std::hypot(a, b), std::hypot(c, d));
+  const double length = std::hypot(p1.x - p0.x, p1.y - p0.y) + std::fabs(dr_) * scale;
+  table_ = MakeShadingTable(options, paint_->GetSeparationMapping(), *paint_->GetFunction(),
+                            paint_->GetDomain(), length, noise_);
+  for (std::size_t i = 0; i < Kinds().size(); ++i) {
+    if (Kinds()[i] == kKindPerPixel) per_pixel_.push_back(i);
+  }
+}
+
+RadialShadingPaintGetter::~RadialShadingPaintGetter() = default;
+
+bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const {
+  const double qx = x - c0x_;
+  const double qy = y - c0y_;
+  const double b = qx * cdx_ + qy * cdy_ + r0_ * dr_;
+  const double c = qx * qx + qy * qy - r0_ * r0_;
+  double roots[2];
+  int count = 0;
+  if (a_ == 0.0) {
+    if (b == 0.0) return false;
+    roots[count++] = c / (2.0 * b);
+  } else {
+    const double disc = b * b - a_ * c;
+    if (!(disc >= 0.0)) return false;
+    const double root = std::sqrt(disc);
+    const double s1 = (b + root) / a_;
+    const double s2 = (b - root) / a_;
+    roots[count++] = std::max(s1, s2);
+    roots[count++] = std::min(s1, s2);
+  }
+  for (int i = 0; i < count; ++i) {
+    const double r = roots[i];
+    if (!(r0_ + r * dr_ >= 0.0)) continue;
+    if (r > 1.0 && !extend_end_) continue;
+    if (r < 0.0 && !extend_start_) continue;
+    s = r;
+    return true;
+  }
+  return false;
+}
+
+template <bool kNoise>
+void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuffers& buffers,
+                                       RunList& painted) {
+  const double entries = static_cast<double>(table_.Entries());
+  const auto last = static_cast<std::int64_t>(table_.Entries()) - 1;
+  const double dy = yc - origin_y_;
+  long long open = -1;  // start of the painted stretch being built, or −1
+  for (long long x = run.start; x < run.End(); ++x) {
+    const double dx = static_cast<double>(x) + 0.5 - origin_x_;
+    const double sx = ia_ * dx + ic_ * dy;
+    const double sy = ib_ * dx + id_ * dy;
+    double s;
+    if (!ParameterAt(sx, sy, s)) {
+      if (open >= 0) painted.push_back({open, x - open});
+      open = -1;
+      continue;
+    }
+    if (open < 0) open = x;
+    const double clamped = s < 0.0 ? 0.0 : (s > 1.0 ? 1.0 : s);
+    auto row = static_cast<std::int64_t>(std::floor(clamped * entries));
+    if (row > last) row = last;
+    if constexpr (kNoise) row = noise_->Perturb(row);
+    const float* values = table_.Row(static_cast<std::size_t>(row));
+    for (std::size_t c : per_pixel_)
+      buffers.Component(c)[x] = values[c];
+  }
+  if (open >= 0) painted.push_back({open, run.End() - open});
+}
+
+void RadialShadingPaintGetter::Compute(const PaintLine& line, const RunList& runs,
+                                       SourcePaintBuffers& buffers, RunList& painted) {
+  painted.clear();
+  if (!invertible_ || table_.Entries() == 0) return;
+  if (!started_ || line.y > last_line_) {
+    started_ = true;
+    last_line_ = line.y;
+    box_runs_.Advance(line.y);
+  }
+  const RunList* input = box_runs_.Restrict(runs);
+  if (input == nullptr) return;
+  const double yc = static_cast<double>(line.y) + 0.5;
+  for (const Run& run : *input) {
+    if (noise_) {
+      FillRun<true>(run, yc, buffers, painted);
+    } else {
+      FillRun<false>(run, yc, buffers, painted);
+    }
+  }
+}
+
+}  // namespace QorSc
