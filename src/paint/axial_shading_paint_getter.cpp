@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "raster/path_run_length_generator_builder.h"
 #include "raster/pixel_rounding.h"
-#include "raster/point_enumerator.h"
 
 namespace QorSc {
 
@@ -31,30 +29,6 @@ void ShadingStepper::Place(long long x) {
   fraction = f - whole;
 }
 
-ShadingBoxRuns::ShadingBoxRuns(const QorPaint::ShadingPaint& paint, const Environment& env,
-                               const Morv::MilliPointTransformation& t,
-                               const QorMath::Rectangle<long long>& pixelBox,
-                               ScratchChains& chains) {
-  if (!paint.GetBoundingBox()) return;
-  PathRunLengthGeneratorBuilder builder(1, pixelBox, chains);
-  BoundingBoxEnumerator corners(env, *paint.GetBoundingBox(), t);
-  builder.AddPoints(corners);
-  generator_ = builder.Release();
-}
-
-ShadingBoxRuns::~ShadingBoxRuns() = default;
-
-void ShadingBoxRuns::Advance(long long line) {
-  if (generator_) generator_->GenerateRuns(line);
-}
-
-const RunList* ShadingBoxRuns::Restrict(const RunList& runs) {
-  if (!generator_) return &runs;
-  if (generator_->GetState() != RunLengthGenerator::kActive) return nullptr;
-  IntersectRuns(runs, generator_->Runs(), clipped_);
-  return &clipped_;
-}
-
 namespace {
 
 // The row range's limit: a row index must stay in [0, entries − 1].
@@ -68,15 +42,11 @@ AxialShadingPaintGetter::AxialShadingPaintGetter(
     std::shared_ptr<const QorPaint::AxialShadingPaint> paint, const Environment& env,
     const Options& options, const Morv::MilliPointTransformation& transformation,
     const QorMath::Rectangle<long long>& pixelBox, ScratchChains& chains)
-    : PaintGetter(DescribeShadingComponents(options, paint->GetSeparationMapping()).kinds,
-                  DescribeShadingComponents(options, paint->GetSeparationMapping()).absent),
+    : ShadingPaintGetter(*paint, env, options, transformation, pixelBox, chains),
       paint_(std::move(paint)),
       left_(pixelBox.left),
-      right_(pixelBox.right),
-      box_runs_(*paint_, env, Morv::Compose(transformation, paint_->GetTransformation()), pixelBox,
-                chains) {
-  const Morv::MilliPointTransformation t =
-      Morv::Compose(transformation, paint_->GetTransformation());
+      right_(pixelBox.right) {
+  const Morv::MilliPointTransformation& t = Placement();
   const auto& points = paint_->GetPoints();
   const double x0 = points[0].x.Value();
   const double y0 = points[0].y.Value();
@@ -136,7 +106,6 @@ AxialShadingPaintGetter::~AxialShadingPaintGetter() = default;
 
 void AxialShadingPaintGetter::SetUpLine(long long y) {
   const double yc = static_cast<double>(y) + 0.5;
-  last_line_centre_ = yc;
   segments_.clear();
   const long long l0 = left_;
   const long long l1 = right_;
@@ -234,11 +203,8 @@ void AxialShadingPaintGetter::FillAlongAxis(const Run& piece, SourcePaintBuffers
 void AxialShadingPaintGetter::Compute(const PaintLine& line, const RunList& runs,
                                       SourcePaintBuffers& buffers, RunList& painted) {
   painted.clear();
-  if (static_cast<double>(line.y) + 0.5 > last_line_centre_) {
-    SetUpLine(line.y);
-    box_runs_.Advance(line.y);
-  }
-  const RunList* input = box_runs_.Restrict(runs);
+  if (BeginsLine(line.y)) SetUpLine(line.y);
+  const RunList* input = InBox(runs);
   if (input == nullptr) return;
   for (const Run& run : *input) {
     for (const Segment& segment : segments_) {

@@ -21,7 +21,7 @@
 
 #include <boost/container/small_vector.hpp>
 
-#include "paint/paint_getter.h"
+#include "paint/shading_paint_getter.h"
 #include "paint/shading_table.h"
 #include "qorpaint/shading_paint.h"
 #include "raster/path_edges.h"
@@ -55,28 +55,7 @@ struct ShadingStepper {
   }
 };
 
-// The bounding box of a shading, scan-converted over the pixel box, restricting the
-// runs of each line; a paint without a box lets every run through.
-class ShadingBoxRuns {
- public:
-  ShadingBoxRuns(const QorPaint::ShadingPaint& paint, const Environment& env,
-                 const Morv::MilliPointTransformation& t,
-                 const QorMath::Rectangle<long long>& pixelBox, ScratchChains& chains);
-  ShadingBoxRuns(ShadingBoxRuns&&) noexcept = default;
-  ShadingBoxRuns& operator=(ShadingBoxRuns&&) noexcept = default;
-  ~ShadingBoxRuns();
-
-  void Advance(long long line);
-  // `runs` within the box on the line last advanced to; null when the box does not
-  // reach that line.
-  const RunList* Restrict(const RunList& runs);
-
- private:
-  std::unique_ptr<RunLengthGenerator> generator_;
-  RunList clipped_;
-};
-
-class AxialShadingPaintGetter final : public PaintGetter {
+class AxialShadingPaintGetter final : public ShadingPaintGetter {
  public:
   enum SegmentKind : std::uint8_t {
     kBeforeStart = 0,
@@ -100,7 +79,6 @@ class AxialShadingPaintGetter final : public PaintGetter {
 
   void Compute(const PaintLine& line, const RunList& runs, SourcePaintBuffers& buffers,
                RunList& painted) override;
-  int GetPaintKind() const override { return 1; }
 
   std::size_t Entries() const { return table_.Entries(); }
   const ShadingTable& Table() const { return table_; }
@@ -122,7 +100,6 @@ class AxialShadingPaintGetter final : public PaintGetter {
   bool horizontal_ = false;
   long long left_;
   long long right_;
-  double last_line_centre_ = -1e300;
   ShadingStepper stepper_;
   std::uint64_t row_index_ = 0;
   boost::container::small_vector<Segment, 1> segments_;
@@ -132,7 +109,6 @@ class AxialShadingPaintGetter final : public PaintGetter {
   std::vector<float> extend_start_colour_;
   std::vector<float> extend_end_colour_;
   std::vector<float> row_;
-  ShadingBoxRuns box_runs_;
   std::vector<std::size_t> per_pixel_;
   std::vector<std::size_t> constant_;
 };

@@ -15,25 +15,15 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
     std::shared_ptr<const QorPaint::RadialShadingPaint> paint, const Environment& env,
     const Options& options, const Morv::MilliPointTransformation& transformation,
     const QorMath::Rectangle<long long>& pixelBox, ScratchChains& chains)
-    : PaintGetter(DescribeShadingComponents(options, paint->GetSeparationMapping()).kinds,
-                  DescribeShadingComponents(options, paint->GetSeparationMapping()).absent),
-      paint_(std::move(paint)),
-      box_runs_(*paint_, env, Morv::Compose(transformation, paint_->GetTransformation()), pixelBox,
-                chains) {
-  const Morv::MilliPointTransformation t =
-      Morv::Compose(transformation, paint_->GetTransformation());
-  auto to_internal = [&](double x, double y) {
-    return env.WorldToInternal(Morv::MilliPointPoint(t.ApplyX(x, y), t.ApplyY(x, y)));
-  };
-  const Point<double> o = to_internal(0.0, 0.0);
-  const Point<double> ux = to_internal(1.0, 0.0);
-  const Point<double> uy = to_internal(0.0, 1.0);
-  const double a = ux.x - o.x, b = ux.y - o.y, c = uy.x - o.x, d = uy.y - o.y;
+    : ShadingPaintGetter(*paint, env, options, transformation, pixelBox, chains),
+      paint_(std::move(paint)) {
+  const Morv::MilliPointTransformation m = ShadingPlacementInPixels(env, Placement());
+  const double a = m.a, b = m.b, c = m.c, d = m.d;
   const double det = a * d - b * c;
   invertible_ = det != 0.0 && std::isfinite(det);
   if (invertible_) {
-    origin_x_ = o.x;
-    origin_y_ = o.y;
+    origin_x_ = m.e;
+    origin_y_ = m.f;
     ia_ = d / det;
     ib_ = -b / det;
     ic_ = -c / det;
@@ -53,10 +43,8 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
 
   // Table size: how far the parameter travels on the page, at most the distance of
   // the centres plus the change of radius, both in pixels.
-  const Point<double> p0 = to_internal(c0x_, c0y_);
-  const Point<double> p1 = to_internal(c0x_ + cdx_, c0y_ + cdy_);
   const double scale = std::max(std::hypot(a, b), std::hypot(c, d));
-  const double length = std::hypot(p1.x - p0.x, p1.y - p0.y) + std::fabs(dr_) * scale;
+  const double length = std::hypot(a * cdx_ + c * cdy_, b * cdx_ + d * cdy_) + std::fabs(dr_) * scale;
   table_ = MakeShadingTable(options, paint_->GetSeparationMapping(), *paint_->GetFunction(),
                             paint_->GetDomain(), length, noise_);
   for (std::size_t i = 0; i < Kinds().size(); ++i) {
@@ -129,12 +117,8 @@ void RadialShadingPaintGetter::Compute(const PaintLine& line, const RunList& run
                                        SourcePaintBuffers& buffers, RunList& painted) {
   painted.clear();
   if (!invertible_ || table_.Entries() == 0) return;
-  if (!started_ || line.y > last_line_) {
-    started_ = true;
-    last_line_ = line.y;
-    box_runs_.Advance(line.y);
-  }
-  const RunList* input = box_runs_.Restrict(runs);
+  BeginsLine(line.y);
+  const RunList* input = InBox(runs);
   if (input == nullptr) return;
   const double yc = static_cast<double>(line.y) + 0.5;
   for (const Run& run : *input) {

@@ -16,8 +16,7 @@
 #include <memory>
 #include <optional>
 
-#include "paint/axial_shading_paint_getter.h"
-#include "paint/paint_getter.h"
+#include "paint/shading_paint_getter.h"
 #include "paint/shading_table.h"
 #include "qorpaint/shading_paint.h"
 #include "raster/path_edges.h"
@@ -27,7 +26,7 @@
 
 namespace QorSc {
 
-class RadialShadingPaintGetter final : public PaintGetter {
+class RadialShadingPaintGetter final : public ShadingPaintGetter {
  public:
   RadialShadingPaintGetter(std::shared_ptr<const QorPaint::RadialShadingPaint> paint,
                            const Environment& env, const Options& options,
@@ -37,7 +36,6 @@ class RadialShadingPaintGetter final : public PaintGetter {
 
   void Compute(const PaintLine& line, const RunList& runs, SourcePaintBuffers& buffers,
                RunList& painted) override;
-  int GetPaintKind() const override { return 1; }
 
   std::size_t Entries() const { return table_.Entries(); }
   const ShadingTable& Table() const { return table_; }
@@ -63,9 +61,6 @@ class RadialShadingPaintGetter final : public PaintGetter {
   bool extend_start_ = false;
   bool extend_end_ = false;
   std::optional<ShadingNoise> noise_;
-  ShadingBoxRuns box_runs_;
-  long long last_line_ = 0;
-  bool started_ = false;
   std::vector<std::size_t> per_pixel_;
 };
 

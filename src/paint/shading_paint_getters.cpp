@@ -3,6 +3,7 @@
 #include "paint/shading_paint_getters.h"
 
 #include "paint/axial_shading_paint_getter.h"
+#include "paint/default_shading_paint_getter.h"
 #include "paint/radial_shading_paint_getter.h"
 
 namespace QorSc {
@@ -19,6 +20,10 @@ std::shared_ptr<PaintGetter> MakeShadingPaintGetter(
     case QorPaint::kRadialShadingPaint:
       return std::make_shared<RadialShadingPaintGetter>(
           std::static_pointer_cast<const QorPaint::RadialShadingPaint>(paint), env, options,
+          transformation, pixelBox, chains);
+    case QorPaint::kDefaultShadingPaint:
+      return std::make_shared<DefaultShadingPaintGetter>(
+          std::static_pointer_cast<const QorPaint::DefaultShadingPaint>(paint), env, options,
           transformation, pixelBox, chains);
     default:
       return nullptr;

@@ -1,4 +1,4 @@
-// The paint getters of shaded paints (axial, radial), chosen by paint type.
+// The paint getters of shaded paints (axial, radial, general), chosen by paint type.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,8 @@
 
 namespace QorSc {
 
-// The getter of a paint of type 3 (axial) or 4 (radial), or null for other paints.
+// The getter of a paint of type 3 (axial), 4 (radial) or 5 (general), or null for
+// other paints.
 // `transformation` places the object in the world; `pixelBox` is the target box.
 std::shared_ptr<PaintGetter> MakeShadingPaintGetter(
     const std::shared_ptr<const QorPaint::Paint>& paint, const Environment& env,

@@ -37,6 +37,17 @@ constexpr std::size_t kMaxShadingOutputs = 64;
 
 }  // namespace
 
+Morv::MilliPointTransformation ShadingPlacementInPixels(const Environment& env,
+                                                        const Morv::MilliPointTransformation& t) {
+  auto to_internal = [&](double x, double y) {
+    return env.WorldToInternal(Morv::MilliPointPoint(t.ApplyX(x, y), t.ApplyY(x, y)));
+  };
+  const Point<double> o = to_internal(0.0, 0.0);
+  const Point<double> ux = to_internal(1.0, 0.0);
+  const Point<double> uy = to_internal(0.0, 1.0);
+  return {ux.x - o.x, ux.y - o.y, uy.x - o.x, uy.y - o.y, o.x, o.y};
+}
+
 ShadingComponents DescribeShadingComponents(const Options& options,
                                             const QorPaint::SeparationMapping& mapping) {
   ShadingComponents result;

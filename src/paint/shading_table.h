@@ -18,9 +18,15 @@
 
 #include "paint/paint_getter.h"
 #include "qorpaint/shading_paint.h"
+#include "morv/transformation.h"
+#include "scan/environment.h"
 #include "scan/options.h"
 
 namespace QorSc {
+
+// The map from a shading's space (placed by `t` in the world) into target pixels.
+Morv::MilliPointTransformation ShadingPlacementInPixels(const Environment& env,
+                                                        const Morv::MilliPointTransformation& t);
 
 // Relative tolerance below which an isoline counts as horizontal or vertical.
 inline constexpr double kIsolineTolerance = 0.00001;

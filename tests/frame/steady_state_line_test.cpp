@@ -110,6 +110,14 @@ TEST(SteadyState, ShadedLinesAllocateNothing) {
       f, QorPaint::Interval{}, std::array{false, true});
   radial.transparency = std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 0.5f, 0.5f);
   scene.Add(Rect(10.5, 3.2, 45.4, 28.6), radial);
+  auto mesh = std::make_shared<QorPaint::ShadingMesh>();
+  mesh->kind = QorPaint::ShadingMesh::kTriangles;
+  mesh->components = 2;
+  mesh->vertices = {2, 2, 0, 1, 40, 5, 1, 0, 20, 28, 0.5, 0.5, 46, 30, 1, 1};
+  mesh->triangles = {0, 1, 2, 1, 3, 2};
+  QorDoc::Fillable::Painting gouraud;
+  gouraud.fill = std::make_shared<QorPaint::DefaultShadingPaint>(common, mesh);
+  scene.Add(Rect(0.5, 0.5, 47.5, 31.5), gouraud);
 
   const QorColor::Color plates{{"Cyan", 0.0f}, {"Magenta", 0.0f}, {"Gold", 0.0f}};
   QorSc::Options options(plates, {});

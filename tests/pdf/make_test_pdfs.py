@@ -536,9 +536,11 @@ def shadings_extra(pdf):
                   "/Function %s >>" % ramp)
     wrong = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceCMYK /Coords [0 0 1 0] "
                     "/Function %s >>" % ramp)
+    # A free-form mesh in the top right corner whose stream ends inside its second
+    # triangle's vertex.
     mesh = pdf.add("<< /ShadingType 4 /ColorSpace /DeviceGray /BitsPerCoordinate 8 "
                    "/BitsPerComponent 8 /BitsPerFlag 8 /Decode [0 255 0 255 0 1] >>",
-                   b"\x00\x00\x00\xff")
+                   b"\x00\xbe\xbe\xff\x00\xc8\xbe\x80\x00\xc3\xc8\x00\x01\x10")
     pattern = pdf.add("<< /PatternType 2 /Shading %d 0 R /Matrix [1 0 0 1 100 0] >>" % gray)
     return {"spot": spot, "axial": axial, "radial": radial, "devicen": devicen, "bad": bad,
             "wrong": wrong, "mesh": mesh, "pattern": pattern}
@@ -548,7 +550,7 @@ def shadings():
     """sh with a Separation axial shading (extended) inside a clip, a CMYK radial
     shading with a /BBox under a CTM, a DeviceN axial shading; a DeviceGray shading
     pattern with a background as fill of a rectangle; unusable shadings (a negative
-    radius, a function of the wrong output count) and a mesh not drawn yet."""
+    radius, a function of the wrong output count) and a truncated mesh."""
     return content_page(b"""q 0 0 100 50 re W n /Sh0 sh Q
 q 1 0 0 1 100 100 cm /Sh1 sh Q
 q 0 50 100 50 re W n /Sh3 sh Q
@@ -557,6 +559,84 @@ q 0 50 100 50 re W n /Sh3 sh Q
 """, "/Shading << /Sh0 %(axial)d 0 R /Sh1 %(radial)d 0 R /Sh3 %(devicen)d 0 R "
          "/Sh4 %(bad)d 0 R /Sh5 %(wrong)d 0 R /Sh6 %(mesh)d 0 R >> "
          "/Pattern << /P0 %(pattern)d 0 R >>", extra=shadings_extra)
+
+
+def pack(fields):
+    """Packs (value, bits) pairs most significant bit first; each element given as a
+    list of fields starts on a byte boundary."""
+    out = bytearray()
+    for element in fields:
+        acc, n = 0, 0
+        for value, bits in element:
+            acc = (acc << bits) | value
+            n += bits
+        if n % 8:
+            acc <<= 8 - n % 8
+            n += 8 - n % 8
+        out += acc.to_bytes(n // 8, "big")
+    return bytes(out)
+
+
+def mesh_types_extra(pdf):
+    cmyk_decode = "/Decode [0 200 0 200 0 1 0 1 0 1 0 1]"
+    f1 = pdf.add("<< /ShadingType 1 /ColorSpace /DeviceCMYK /Domain [0 1 0 1] "
+                 "/Matrix [80 0 0 80 10 110] /Function << /FunctionType 4 /Domain [0 1 0 1] "
+                 "/Range [0 1 0 1 0 1 0 1] /Length 20 >> >>")
+    calc = pdf.add("<< /FunctionType 4 /Domain [0 1 0 1] /Range [0 1 0 1 0 1 0 1] >>",
+                   b"{ 0 0 4 2 roll 0 exch }")
+    pdf.set(f1, "<< /ShadingType 1 /ColorSpace /DeviceCMYK /Domain [0 1 0 1] "
+                "/Matrix [80 0 0 80 10 110] /Function %d 0 R >>" % calc)
+
+    def v4(flag, x, y, c, m, yy, k):
+        return [(flag, 8), (x, 16), (y, 16), (c, 8), (m, 8), (yy, 8), (k, 8)]
+    s = 65535 / 200.0
+    def px(v):
+        return int(round(v * s))
+    free = pack([v4(0, px(110), px(110), 255, 0, 0, 0), v4(0, px(190), px(110), 0, 255, 0, 0),
+                 v4(0, px(110), px(190), 0, 0, 255, 0), v4(1, px(190), px(190), 0, 0, 0, 255),
+                 v4(2, px(150), px(199), 255, 255, 0, 0)])
+    f4 = pdf.add("<< /ShadingType 4 /ColorSpace /DeviceCMYK /BitsPerCoordinate 16 "
+                 "/BitsPerComponent 8 /BitsPerFlag 8 %s >>" % cmyk_decode, free)
+    lattice = []
+    for r in range(4):
+        for c in range(5):
+            lattice.append([(px(10 + 20 * c), 16), (px(10 + 25 * r), 16), (int(255 * c / 4), 8)])
+    f5 = pdf.add("<< /ShadingType 5 /ColorSpace /DeviceGray /BitsPerCoordinate 16 "
+                 "/BitsPerComponent 8 /VerticesPerRow 5 /Decode [0 200 0 200 0 1] >>",
+                 pack(lattice))
+    def coons(flag, points, colours, bits=8):
+        element = [(flag, 8)]
+        for x, y in points:
+            element += [(px(x), 16), (px(y), 16)]
+        for t in colours:
+            element += [(t, 8)]
+        return element
+    # Two Coons patches sharing an edge (flag 2), a spot ramp through a function.
+    boundary = [(115, 20), (125, 15), (140, 25), (150, 20), (155, 35), (150, 50), (152, 65),
+                (140, 60), (125, 70), (115, 65), (110, 50), (118, 35)]
+    second = [(165, 70), (180, 60), (185, 65), (190, 40), (188, 25), (185, 10), (170, 15),
+              (160, 18)]
+    spot = pdf.add("[/Separation /Mesh#20Green /DeviceCMYK << /FunctionType 2 /Domain [0 1] "
+                   "/C0 [0 0 0 0] /C1 [0.8 0 1 0] /N 1 >>]")
+    f6 = pdf.add("<< /ShadingType 6 /ColorSpace %d 0 R /BitsPerCoordinate 16 /BitsPerComponent 8 "
+                 "/BitsPerFlag 8 /Decode [0 200 0 200 0 1] /Function << /FunctionType 2 "
+                 "/Domain [0 1] /C0 [0] /C1 [1] /N 1 >> >>" % spot,
+                 pack([coons(0, boundary, [0, 80, 160, 255]), coons(2, second, [40, 200])]))
+    tensor = boundary + [(125, 30), (125, 55), (140, 55), (140, 30)]
+    f7 = pdf.add("<< /ShadingType 7 /ColorSpace /DeviceRGB /BitsPerCoordinate 16 "
+                 "/BitsPerComponent 8 /BitsPerFlag 8 /Decode [0 200 0 200 0 1 0 1 0 1] >>",
+                 pack([coons(0, [(x - 100, y + 80) for x, y in tensor],
+                             [255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0])]))
+    return {"f1": f1, "f4": f4, "f5": f5, "f6": f6, "f7": f7}
+
+
+def mesh_types():
+    """One shading of each type 1, 4, 5, 6, 7: function-based CMYK, a free-form
+    mesh with both shared-edge flags, a grey lattice, two Coons patches of a spot
+    through a function, an RGB tensor-product patch."""
+    return content_page(b"/F1 sh /F4 sh /F5 sh /F6 sh /F7 sh\n",
+                        "/Shading << /F1 %(f1)d 0 R /F4 %(f4)d 0 R /F5 %(f5)d 0 R "
+                        "/F6 %(f6)d 0 R /F7 %(f7)d 0 R >>", extra=mesh_types_extra)
 
 
 def main():
@@ -588,6 +668,7 @@ def main():
         "soft_masks.pdf": soft_masks(),
         "knockout_page.pdf": knockout_page(),
         "shadings.pdf": shadings(),
+        "mesh_types.pdf": mesh_types(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "color/function_reader.h"
+#include "color/mesh_reader.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -59,14 +60,15 @@ std::vector<double> Numbers(QPDFObjectHandle array, std::size_t count, const cha
 
 // The colour function, as one function of the space's component count.
 std::shared_ptr<const Function> ReadColourFunction(QPDFObjectHandle value, std::size_t components,
-                                                   ShadingContext& context) {
+                                                   ShadingContext& context, std::size_t inputs = 1) {
   if (value.isArray()) {
     std::vector<std::shared_ptr<const Function>> parts;
     for (QPDFObjectHandle item : value.getArrayAsVector()) {
       auto f = ReadFunction(item, context.warnings, context.page);
       if (!f) throw ShadingError("its /Function array holds an unusable function");
-      if (f->InputCount() != 1 || f->OutputCount() != 1) {
-        throw ShadingError("a function of its /Function array is not one input to one output");
+      if (f->InputCount() != inputs || f->OutputCount() != 1) {
+        throw ShadingError("a function of its /Function array has the wrong number of inputs or "
+                           "outputs");
       }
       parts.push_back(std::move(f));
     }
@@ -78,7 +80,9 @@ std::shared_ptr<const Function> ReadColourFunction(QPDFObjectHandle value, std::
   }
   auto f = ReadFunction(value, context.warnings, context.page);
   if (!f) throw ShadingError("its /Function is unusable");
-  if (f->InputCount() != 1) throw ShadingError("/Function does not take one input");
+  if (f->InputCount() != inputs) {
+    throw ShadingError("/Function does not take " + std::to_string(inputs) + " input(s)");
+  }
   if (f->OutputCount() != components) {
     throw ShadingError("/Function has " + std::to_string(f->OutputCount()) + " outputs for " +
                        std::to_string(components) + " colour components");
@@ -167,6 +171,158 @@ InkFunction InkOf(std::shared_ptr<const Function> colour, const ColorSpace& spac
   return {std::move(sampled), SeparationMapping(std::move(entries), overprint)};
 }
 
+// The process colorants a converted space yields, in its order.
+std::vector<std::string> ConvertedColorants(const ColorSpace& space) {
+  std::vector<std::string> names;
+  for (const auto& entry : space.ToInk(space.InitialColor()))
+    names.push_back(entry.name);
+  return names;
+}
+
+SeparationMapping MappingOf(const std::vector<std::string>& names, bool overprint) {
+  std::vector<SeparationMapping::Entry> entries;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!names[i].empty()) entries.push_back({names[i], i});
+  }
+  return SeparationMapping(std::move(entries), overprint);
+}
+
+// The inks of `count` colour values of `space`, one per name.
+void ConvertValues(const ColorSpace& space, const std::vector<std::string>& names,
+                   const double* values, double* inks) {
+  const QorColor::Color ink = space.ToInk(std::span<const double>(values, space.ComponentCount()));
+  for (std::size_t k = 0; k < names.size(); ++k) {
+    inks[k] = 0.0;
+    for (const auto& entry : ink) {
+      if (entry.name == names[k]) inks[k] = entry.tint;
+    }
+  }
+}
+
+// Types 1 and 4 to 7: the shading as a mesh the renderer resolves.
+std::shared_ptr<const QorPaint::ShadingPaint> ReadGeneral(QPDFObjectHandle shading,
+                                                          QPDFObjectHandle dict, int type,
+                                                          const ColorSpace& space,
+                                                          QorPaint::ShadingPaint::Common common,
+                                                          bool overprint,
+                                                          ShadingContext& context) {
+  auto mesh = std::make_shared<QorPaint::ShadingMesh>();
+  const std::size_t components = space.ComponentCount();
+  const std::vector<std::string> direct = DirectColorants(space);
+  QPDFObjectHandle function = dict.getKey("/Function");
+
+  if (type == 1) {
+    mesh->kind = QorPaint::ShadingMesh::kFunctionBased;
+    mesh->domain = {Interval{0, 1}, Interval{0, 1}};
+    if (!dict.getKey("/Domain").isNull()) {
+      const auto d = Numbers(dict.getKey("/Domain"), 4, "/Domain");
+      mesh->domain = {Interval{d[0], d[1]}, Interval{d[2], d[3]}};
+    }
+    if (!dict.getKey("/Matrix").isNull()) {
+      const auto m = Numbers(dict.getKey("/Matrix"), 6, "/Matrix");
+      mesh->matrix = {m[0], m[1], m[2], m[3], m[4], m[5]};
+    }
+    auto colour = ReadColourFunction(function, components, context, 2);
+    if (!direct.empty()) {
+      mesh->function = std::move(colour);
+      common.mapping = MappingOf(direct, overprint);
+    } else {
+      // Sampled through the space's conversion on a grid over the domain.
+      const std::vector<std::string> names = ConvertedColorants(space);
+      constexpr std::uint32_t kGrid = 65;
+      std::vector<double> samples(kGrid * kGrid * names.size());
+      std::vector<double> values(colour->OutputCount());
+      for (std::uint32_t j = 0; j < kGrid; ++j) {
+        for (std::uint32_t i = 0; i < kGrid; ++i) {
+          const double in[2] = {
+              mesh->domain[0].min + (mesh->domain[0].max - mesh->domain[0].min) * i / (kGrid - 1),
+              mesh->domain[1].min + (mesh->domain[1].max - mesh->domain[1].min) * j / (kGrid - 1)};
+          colour->Evaluate(in, values);
+          ConvertValues(space, names, values.data(),
+                        samples.data() + (j * kGrid + i) * names.size());
+        }
+      }
+      mesh->function = std::make_shared<QorPaint::SampledFunction>(
+          std::vector<Interval>{mesh->domain[0], mesh->domain[1]},
+          std::vector<Interval>(names.size(), Interval{0.0, 1.0}),
+          std::vector<std::uint32_t>{kGrid, kGrid}, std::move(samples));
+      common.mapping = MappingOf(names, overprint);
+    }
+    return std::make_shared<QorPaint::DefaultShadingPaint>(std::move(common), std::move(mesh));
+  }
+
+  if (!shading.isStream()) throw ShadingError("a mesh shading must be a stream");
+  MeshLayout layout;
+  layout.type = type;
+  auto integer = [&](const char* key, int fallback) {
+    QPDFObjectHandle v = dict.getKey(key);
+    return v.isInteger() ? static_cast<int>(v.getIntValue()) : fallback;
+  };
+  layout.bitsPerCoordinate = integer("/BitsPerCoordinate", 0);
+  layout.bitsPerComponent = integer("/BitsPerComponent", 0);
+  layout.bitsPerFlag = integer("/BitsPerFlag", 0);
+  layout.verticesPerRow = integer("/VerticesPerRow", 0);
+  const bool has_function = !function.isNull();
+  layout.components = has_function ? 1 : components;
+  QPDFObjectHandle decode = dict.getKey("/Decode");
+  if (!decode.isArray()) throw ShadingError("has no /Decode");
+  layout.decode = Numbers(decode, static_cast<std::size_t>(decode.getArrayNItems()), "/Decode");
+
+  std::string data;
+  try {
+    const std::shared_ptr<Buffer> bytes = shading.getStreamData(qpdf_dl_generalized);
+    data.assign(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw ShadingError(std::string("mesh data not readable: ") + e.what());
+  }
+  bool truncated = false;
+  DecodeMesh(data, layout, *mesh, truncated);
+  if (truncated) {
+    context.warnings.Add(context.page, "shading",
+                         "mesh data end inside a vertex or patch (or exceed the limit): drawn up "
+                         "to there");
+  }
+
+  if (has_function) {
+    auto colour = ReadColourFunction(function, components, context);
+    const Interval t_range{layout.decode[4], layout.decode[5]};
+    InkFunction ink = InkOf(std::move(colour), space, t_range, overprint);
+    mesh->function = std::move(ink.function);
+    common.mapping = std::move(ink.mapping);
+  } else if (!direct.empty()) {
+    common.mapping = MappingOf(direct, overprint);
+  } else {
+    // Vertex colours become process inks here; the renderer interpolates inks.
+    const std::vector<std::string> names = ConvertedColorants(space);
+    QorPaint::ShadingMesh converted = *mesh;
+    converted.components = names.size();
+    converted.vertices.clear();
+    converted.patches.clear();
+    std::vector<double> inks(names.size());
+    const std::size_t vstride = mesh->VertexStride();
+    for (std::size_t v = 0; v + vstride <= mesh->vertices.size(); v += vstride) {
+      converted.vertices.push_back(mesh->vertices[v]);
+      converted.vertices.push_back(mesh->vertices[v + 1]);
+      ConvertValues(space, names, mesh->vertices.data() + v + 2, inks.data());
+      converted.vertices.insert(converted.vertices.end(), inks.begin(), inks.end());
+    }
+    const std::size_t pstride = mesh->PatchStride();
+    for (std::size_t p = 0; p + pstride <= mesh->patches.size(); p += pstride) {
+      converted.patches.insert(converted.patches.end(), mesh->patches.begin() + p,
+                               mesh->patches.begin() + p + 32);
+      for (std::size_t c = 0; c < 4; ++c) {
+        ConvertValues(space, names, mesh->patches.data() + p + 32 + c * components, inks.data());
+        converted.patches.insert(converted.patches.end(), inks.begin(), inks.end());
+      }
+    }
+    *mesh = std::move(converted);
+    common.mapping = MappingOf(names, overprint);
+  }
+  return std::make_shared<QorPaint::DefaultShadingPaint>(std::move(common), std::move(mesh));
+}
+
 std::shared_ptr<const QorPaint::ShadingPaint> Read(QPDFObjectHandle shading,
                                                    const Morv::MilliPointTransformation& t,
                                                    bool overprint, bool background,
@@ -176,7 +332,7 @@ std::shared_ptr<const QorPaint::ShadingPaint> Read(QPDFObjectHandle shading,
   const int type = dict.getKey("/ShadingType").isInteger()
                        ? static_cast<int>(dict.getKey("/ShadingType").getIntValue())
                        : 0;
-  if (type != 2 && type != 3) return nullptr;
+  if (type < 1 || type > 7) return nullptr;
 
   QPDFObjectHandle space_object = dict.getKey("/ColorSpace");
   if (space_object.isNull()) throw ShadingError("has no /ColorSpace");
@@ -185,19 +341,8 @@ std::shared_ptr<const QorPaint::ShadingPaint> Read(QPDFObjectHandle shading,
     throw ShadingError("cannot have a Pattern colour space");
   }
   const std::size_t components = space->ComponentCount();
-
-  Interval domain{0.0, 1.0};
-  if (!dict.getKey("/Domain").isNull()) {
-    const auto d = Numbers(dict.getKey("/Domain"), 2, "/Domain");
-    domain = {d[0], d[1]};
-  }
-  std::array<bool, 2> extends{false, false};
-  QPDFObjectHandle extend = dict.getKey("/Extend");
-  if (extend.isArray() && extend.getArrayNItems() == 2) {
-    for (int i = 0; i < 2; ++i) {
-      QPDFObjectHandle item = extend.getArrayItem(i);
-      extends[static_cast<std::size_t>(i)] = item.isBool() && item.getBoolValue();
-    }
+  if (space->Family() == ColorSpaceFamily::kIndexed && (type == 2 || type == 3)) {
+    throw ShadingError("an axial or radial shading cannot use an Indexed space");
   }
 
   QorPaint::ShadingPaint::Common common;
@@ -214,6 +359,23 @@ std::shared_ptr<const QorPaint::ShadingPaint> Read(QPDFObjectHandle shading,
     QorColor::Color ink = space->ToInk(values);
     ink.SetPaintsNamedColorantsOnly(overprint);
     common.background = std::move(ink);
+  }
+
+  if (type != 2 && type != 3) {
+    return ReadGeneral(shading, dict, type, *space, std::move(common), overprint, context);
+  }
+  Interval domain{0.0, 1.0};
+  if (!dict.getKey("/Domain").isNull()) {
+    const auto d = Numbers(dict.getKey("/Domain"), 2, "/Domain");
+    domain = {d[0], d[1]};
+  }
+  std::array<bool, 2> extends{false, false};
+  QPDFObjectHandle extend = dict.getKey("/Extend");
+  if (extend.isArray() && extend.getArrayNItems() == 2) {
+    for (int i = 0; i < 2; ++i) {
+      QPDFObjectHandle item = extend.getArrayItem(i);
+      extends[static_cast<std::size_t>(i)] = item.isBool() && item.getBoolValue();
+    }
   }
 
   auto colour = ReadColourFunction(dict.getKey("/Function"), components, context);

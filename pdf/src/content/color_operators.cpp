@@ -88,7 +88,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
                                                  : pattern.getKey("/PatternType");
       const int shading_type = ShadingTypeOf(pattern.getKey("/Shading"));
       if (type.isInteger() && type.getIntValue() == 2 && pattern.isDictionary() &&
-          (shading_type == 2 || shading_type == 3)) {
+          shading_type >= 1 && shading_type <= 7) {
         color.shading_pattern = pattern;
         color.pattern_base = frame_->default_ctm;
         SetComponents(color, operands);

@@ -28,9 +28,7 @@ void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
     return Warn("sh /" + name, "no such shading in the resources");
   }
   const int type = ShadingTypeOf(shading);
-  if (type != 2 && type != 3) {
-    return Unsupported("shading type " + std::to_string(type) + " (sh)");
-  }
+  if (type < 1 || type > 7) return Warn("sh /" + name, "not a shading of types 1 to 7");
   Frame& f = *frame_;
   ShadingContext context{context_.colors, f.resources, context_.warnings, page_};
   auto paint = ReadShading(shading, f.gs.ctm, f.gs.fill_overprint, false, context);

@@ -94,10 +94,40 @@ std::array<Component, 4> ConvertToProcess(const QorColor::Color& color,
   return plates;
 }
 
-Component ConvertToGray(const QorColor::Color& color, const std::vector<Separation::Entry>& table) {
-  const std::array<Component, 4> cmyk = ConvertToProcess(color, table);
+namespace {
+
+Component GrayOf(const std::array<Component, 4>& cmyk) {
   const Component gray = 0.3f * cmyk[0] + 0.59f * cmyk[1] + 0.11f * cmyk[2] + cmyk[3];
   return gray < 1.0f ? gray : 1.0f;
+}
+
+}  // namespace
+
+Component ConvertToGray(const QorColor::Color& color, const std::vector<Separation::Entry>& table) {
+  return GrayOf(ConvertToProcess(color, table));
+}
+
+ProcessConverter::ProcessConverter(const std::vector<std::string>& names,
+                                   const std::vector<Separation::Entry>& table) {
+  for (const auto& name : names)
+    looks_.push_back(Representation(name, table));
+}
+
+std::array<Component, 4> ProcessConverter::ToProcess(const Component* tints) const {
+  std::array<Component, 4> plates{0.0f, 0.0f, 0.0f, 0.0f};
+  for (std::size_t i = 0; i < looks_.size(); ++i) {
+    if (!looks_[i]) continue;
+    const Component tint = ClampInk(tints[i]);
+    for (int k = 0; k < 4; ++k) {
+      // A process ink's look is its unit vector: layering weight 0 changes nothing.
+      if ((*looks_[i])[k] != 0.0f) Layer(plates[k], (*looks_[i])[k], tint);
+    }
+  }
+  return plates;
+}
+
+Component ProcessConverter::ToGray(const Component* tints) const {
+  return GrayOf(ToProcess(tints));
 }
 
 }  // namespace QorDoc

@@ -45,6 +45,11 @@ RadialShadingPaint::RadialShadingPaint(Common common, std::array<Circle, 2> circ
   if (!function_) throw std::invalid_argument("RadialShadingPaint: a shading needs a function");
 }
 
+DefaultShadingPaint::DefaultShadingPaint(Common common, std::shared_ptr<const ShadingMesh> mesh)
+    : ShadingPaint(std::move(common)), mesh_(std::move(mesh)) {
+  if (!mesh_) throw std::invalid_argument("DefaultShadingPaint: a shading needs its mesh");
+}
+
 std::size_t CountLeafFunctions(const Function& f) {
   if (f.GetType() != Function::kStitching) return 1;
   std::size_t count = 0;

@@ -448,7 +448,7 @@ TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
   const Imported imported = Import("shadings.pdf");
   std::vector<std::shared_ptr<const QorPaint::ShadingPaint>> shadings;
   CollectShadings(imported.Page(), shadings);
-  ASSERT_EQ(shadings.size(), 4u) << imported.AllWarnings();
+  ASSERT_EQ(shadings.size(), 5u) << imported.AllWarnings();
 
   // sh of a Separation: the function drives the spot alone; user space is the CTM's.
   const auto* spot = dynamic_cast<const QorPaint::AxialShadingPaint*>(shadings[0].get());
@@ -480,7 +480,11 @@ TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
 
   EXPECT_TRUE(imported.Warned("shading 10 0 R")) << "negative radius";
   EXPECT_TRUE(imported.Warned("shading 11 0 R")) << "wrong output count";
-  EXPECT_TRUE(imported.Warned("shading type 4"));
+  // The truncated mesh keeps its complete triangle.
+  const auto* truncated = dynamic_cast<const QorPaint::DefaultShadingPaint*>(shadings[4].get());
+  ASSERT_NE(truncated, nullptr);
+  EXPECT_EQ(truncated->GetMesh()->triangles.size(), 3u);
+  EXPECT_TRUE(imported.Warned("shading")) << "mesh data ends inside a vertex";
 
   const Raster raster = Render(imported, {"Cyan", "Magenta", "Black", "Spot Blue", "Gold"});
   // The Separation ramp: 0 at x = 0, full at x = 100, only on its plate, and
@@ -500,6 +504,47 @@ TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
   // The gray pattern: black falls from the bottom of its rectangle to the top.
   EXPECT_GT(raster.At(2, 150, 5), 240);
   EXPECT_LT(raster.At(2, 150, 95), 15);
+}
+
+TEST(Interpreter, FunctionBasedAndMeshShadingsKeepTheirGeometry) {
+  const Imported imported = Import("mesh_types.pdf");
+  EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
+  std::vector<std::shared_ptr<const QorPaint::ShadingPaint>> shadings;
+  CollectShadings(imported.Page(), shadings);
+  ASSERT_EQ(shadings.size(), 5u);
+  std::vector<const QorPaint::ShadingMesh*> meshes;
+  for (const auto& s : shadings) {
+    const auto* general = dynamic_cast<const QorPaint::DefaultShadingPaint*>(s.get());
+    ASSERT_NE(general, nullptr);
+    meshes.push_back(general->GetMesh().get());
+  }
+  EXPECT_EQ(meshes[0]->kind, QorPaint::ShadingMesh::kFunctionBased);
+  EXPECT_EQ(meshes[0]->matrix, (Matrix{80, 0, 0, 80, 10, 110}));
+  // Free-form: a triangle, then flag 1 (b, c, new), then flag 2 (a, c, new).
+  EXPECT_EQ(meshes[1]->triangles, (std::vector<std::uint32_t>{0, 1, 2, 1, 2, 3, 1, 3, 4}));
+  // Lattice of 4 rows of 5: two triangles per cell.
+  EXPECT_EQ(meshes[2]->triangles.size(), 3u * 4u * 2u * 3u);
+  // DeviceGray vertex colours became process inks: black 1 − g.
+  EXPECT_EQ(meshes[2]->components, 4u);
+  EXPECT_EQ(meshes[2]->vertices[2 + 3], 1.0);
+  // Two Coons patches, the second sharing the first's edge p33 p32 p31 p30 (flag 2).
+  ASSERT_EQ(meshes[3]->patches.size(), 2 * meshes[3]->PatchStride());
+  const double* first = meshes[3]->patches.data();
+  const double* second = first + meshes[3]->PatchStride();
+  EXPECT_NEAR(second[0], first[2 * (4 * 3 + 3)], 0.01);
+  EXPECT_NEAR(second[2 * 3], first[2 * (4 * 3 + 0)], 0.01);
+  EXPECT_EQ(second[32], first[32 + 2]) << "c00 of the second is c33 of the first";
+  ASSERT_EQ(shadings[3]->GetSeparationMapping().GetEntries().size(), 1u);
+  EXPECT_EQ(shadings[3]->GetSeparationMapping().GetEntries()[0].name, "Mesh Green");
+  EXPECT_EQ(meshes[4]->patches.size(), meshes[4]->PatchStride()) << "one tensor patch";
+
+  const Raster raster = Render(imported, {"Magenta", "Black", "Mesh Green"});
+  // The grey lattice darkens from right to left (Black = 1 − g, g rising with x).
+  EXPECT_GT(raster.At(1, 12, 50), 240);
+  EXPECT_LT(raster.At(1, 88, 50), 15);
+  // The spot patches paint the spot plate only.
+  EXPECT_GT(raster.At(2, 150, 45), 0);
+  EXPECT_EQ(raster.At(1, 150, 45), 0);
 }
 
 }  // namespace

@@ -16,6 +16,8 @@
 #pragma once
 
 #include <array>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "qorcolor/color_list.h"
@@ -40,5 +42,20 @@ std::array<QorColor::Component, 4> ConvertToProcess(const QorColor::Color& color
 // in float, left to right. A pure black tint comes out bit for bit unchanged.
 QorColor::Component ConvertToGray(const QorColor::Color& color,
                                   const std::vector<Separation::Entry>& table);
+
+// ConvertToProcess and ConvertToGray for a fixed list of colorants, looked up once,
+// then converting tints (one per colorant, in the list's order) without allocating:
+// for colours that change per pixel. Same arithmetic, to the bit.
+class ProcessConverter {
+ public:
+  ProcessConverter(const std::vector<std::string>& names,
+                   const std::vector<Separation::Entry>& table);
+  std::array<QorColor::Component, 4> ToProcess(const QorColor::Component* tints) const;
+  QorColor::Component ToGray(const QorColor::Component* tints) const;
+
+ private:
+  // Per colorant: its process ink, or its representation's weights, or nothing.
+  std::vector<std::optional<std::array<QorColor::Component, 4>>> looks_;
+};
 
 }  // namespace QorDoc

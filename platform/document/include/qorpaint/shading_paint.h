@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -134,6 +135,51 @@ class RadialShadingPaint final : public ShadingPaint {
   std::shared_ptr<const Function> function_;
   Interval domain_;
   std::array<bool, 2> extends_;
+};
+
+// A general shading in the form the renderer resolves: a function of two variables
+// over a rectangle (kind 1), triangles with a colour at each vertex (kind 4, for
+// free-form and lattice meshes alike) or bicubic patches with a colour at each
+// corner (kind 6, Coons patches given in their tensor form). A colour is
+// `components` values: ink tints, or with a function its parameter, which the
+// function maps to tints.
+struct ShadingMesh {
+  enum Kind : int { kFunctionBased = 1, kTriangles = 4, kPatches = 6 };
+
+  int kind = kTriangles;
+  std::size_t components = 0;
+  // Kind 1: (x, y) -> tints; kinds 4 and 6: optional, t -> tints.
+  std::shared_ptr<const Function> function;
+
+  // Kind 1: the domain rectangle and the map from it into shading space.
+  std::array<Interval, 2> domain{};
+  Morv::MilliPointTransformation matrix;
+
+  // Kind 4: per vertex x, y and `components` values; three vertex indices per
+  // triangle, painted in order.
+  std::vector<double> vertices;
+  std::vector<std::uint32_t> triangles;
+
+  // Kind 6: per patch the 16 control points p[i][j] (i along u, j along v; x then y,
+  // p00 p01 p02 p03 p10 ... p33) and the colours of the corners (u, v) = (0, 0),
+  // (0, 1), (1, 1), (1, 0); painted in order.
+  std::vector<double> patches;
+
+  std::size_t PatchStride() const { return 32 + 4 * components; }
+  std::size_t VertexStride() const { return 2 + components; }
+  // Values of one resolved colour: the function's outputs, or the components.
+  std::size_t OutputCount() const { return function ? function->OutputCount() : components; }
+};
+
+// Any other shading: function-based, free-form and lattice meshes, patch meshes.
+class DefaultShadingPaint final : public ShadingPaint {
+ public:
+  DefaultShadingPaint(Common common, std::shared_ptr<const ShadingMesh> mesh);
+  int GetType() const override { return kDefaultShadingPaint; }
+  const std::shared_ptr<const ShadingMesh>& GetMesh() const { return mesh_; }
+
+ private:
+  std::shared_ptr<const ShadingMesh> mesh_;
 };
 
 // The number of leaf functions of `f`: 1, or for a stitching function the sum over

@@ -1,0 +1,68 @@
+// General shadings through their getter: lines the mesh does not reach paint
+// nothing, separation output takes each plate's mapped value, process output
+// converts the mapped colorants per pixel like a flat colour.
+
+#include <gtest/gtest.h>
+
+#include "paint/default_shading_paint_getter.h"
+#include "paint/flat_paint_getter.h"
+#include "pixel_space.h"
+
+namespace {
+
+using QorSc::DefaultShadingPaintGetter;
+using QorSc::Options;
+using QorSc::RunList;
+using QorSc::SourcePaintBuffers;
+
+// One triangle in the upper half of UnitEnvironment (world y 60 to 100), values
+// (Gold, Cyan) constant 0.25 and 0.5.
+std::shared_ptr<const QorPaint::DefaultShadingPaint> Triangle() {
+  auto mesh = std::make_shared<QorPaint::ShadingMesh>();
+  mesh->kind = QorPaint::ShadingMesh::kTriangles;
+  mesh->components = 2;
+  mesh->vertices = {0, 60, 0.25, 0.5, 100, 60, 0.25, 0.5, 50, 100, 0.25, 0.5};
+  mesh->triangles = {0, 1, 2};
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Gold", 0}, {"Cyan", 1}}, false);
+  return std::make_shared<QorPaint::DefaultShadingPaint>(common, mesh);
+}
+
+TEST(DefaultShading, PaintsWhereTheMeshReachesInTheMappedPlates) {
+  const QorSc::Environment env = QorScTest::UnitEnvironment();
+  QorSc::ScratchChains chains;
+  Options::SeparationList plates;
+  plates.Add("Cyan", 0.0f);
+  plates.Add("Magenta", 0.0f);
+  plates.Add("Gold", 0.0f);
+  DefaultShadingPaintGetter getter(Triangle(), env, Options(plates, {}), {}, {0, 0, 100, 100},
+                                   chains);
+  EXPECT_EQ(getter.Kinds()[1], QorSc::kKindZero);
+  SourcePaintBuffers buffers(3, 0, 100);
+  RunList runs{{0, 100}}, painted;
+  getter.Compute({20}, runs, buffers, painted);
+  ASSERT_EQ(painted.size(), 1u);
+  EXPECT_EQ(buffers.Component(0)[50], 0.5f);
+  EXPECT_EQ(buffers.Component(2)[50], 0.25f);
+  getter.Compute({60}, runs, buffers, painted);
+  EXPECT_TRUE(painted.empty()) << "below the mesh the object is transparent";
+}
+
+TEST(DefaultShading, ProcessOutputConvertsLikeAFlatColour) {
+  const QorSc::Environment env = QorScTest::UnitEnvironment();
+  QorSc::ScratchChains chains;
+  const Options::SeparationInfo table{QorDoc::Separation::Entry(
+      "Gold", QorDoc::Separation::Representation({0.0f, 0.3f, 0.9f, 0.1f}))};
+  const Options process(true, table);
+  DefaultShadingPaintGetter getter(Triangle(), env, process, {}, {0, 0, 100, 100}, chains);
+  SourcePaintBuffers buffers(4, 0, 100);
+  RunList runs{{40, 20}}, painted;
+  getter.Compute({30}, runs, buffers, painted);
+  ASSERT_EQ(painted.size(), 1u);
+  const auto flat = QorSc::DescribeFlatPaint(
+      process, QorColor::Color{{"Gold", 0.25f}, {"Cyan", 0.5f}});
+  for (std::size_t c = 0; c < 4; ++c)
+    EXPECT_EQ(buffers.Component(c)[45], flat.values[c]) << c;
+}
+
+}  // namespace
