@@ -12,6 +12,7 @@
 #include "collect/group_flattening.h"
 #include "morv/flatten.h"
 #include "morv/stroke.h"
+#include "qorpaint/shading_paint.h"
 #include "raster/dropout_pixels.h"
 #include "raster/pixel_rounding.h"
 #include "scan/collect_objects.h"
@@ -202,6 +203,23 @@ std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
   return std::make_shared<const Morv::Compound>(std::move(subpaths), glyphs->GetWindingRule());
 }
 
+void ObjectCollector::AppendShadingBackground(const QorDoc::Fillable& object,
+                                              const GeometrySource& geometry,
+                                              const QorPaint::Paint& paint, bool stroke) {
+  const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(&paint);
+  if (shading == nullptr || !shading->GetBackground()) return;
+  // Under the object's own opacity, blend mode or soft mask the background and the
+  // shading would have to be composited as one group first; such objects go
+  // without their background.
+  const QorBlend::Transparency& t = *object.GetTransparency();
+  const float alpha = stroke ? t.GetStrokeAlpha() : t.GetFillAlpha();
+  if (t.GetBlendMode() != QorBlend::kNormal || alpha <= 0.99999f || t.GetSoftMask()) return;
+  Append(std::make_unique<FillableObjectInfo>(
+      &object, &object, clips_.back(), geometry,
+      std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
+      object.GetTransparency(), stroke));
+}
+
 void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
                                   const std::shared_ptr<const Morv::Compound>& compound,
                                   const Transformation& own, bool glyphs) {
@@ -212,9 +230,11 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     // still composites once.
     const std::shared_ptr<const Morv::Compound> fill =
         glyphs ? WithDropouts(compound, t) : compound;
-    auto record = std::make_unique<FillableObjectInfo>(
-        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, fill, t),
-        object.GetFillPaint(), Current(), object.GetTransparency(), false);
+    const GeometrySource geometry = MakeGeometrySource(env_, clip_box, fill, t);
+    AppendShadingBackground(object, geometry, *object.GetFillPaint(), false);
+    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
+                                                       object.GetFillPaint(), Current(),
+                                                       object.GetTransparency(), false);
     record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
     Append(std::move(record));
   }
@@ -227,9 +247,11 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
         Morv::Stroke(*compound, StrokeWidth(style.width, t), style.cap, style.join,
                      style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash,
                      Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
-    auto record = std::make_unique<FillableObjectInfo>(
-        &object, &object, clips_.back(), MakeGeometrySource(env_, clip_box, outline, t),
-        object.GetStrokePaint(), Current(), object.GetTransparency(), true);
+    const GeometrySource geometry = MakeGeometrySource(env_, clip_box, outline, t);
+    AppendShadingBackground(object, geometry, *object.GetStrokePaint(), true);
+    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
+                                                       object.GetStrokePaint(), Current(),
+                                                       object.GetTransparency(), true);
     record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
     Append(std::move(record));
   }

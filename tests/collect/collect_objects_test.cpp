@@ -9,6 +9,7 @@
 
 #include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
+#include "qorpaint/shading_paint.h"
 #include "composite/intervals_filler.h"
 #include "raster/clip.h"
 #include "reference_compositor.h"
@@ -408,6 +409,43 @@ TEST(CollectObjects, ClipsOutsideTheBoxEmptyTheScope) {
   auto* record = dynamic_cast<const QorSc::FillableObjectInfo*>(c.objects->records[0].get());
   ASSERT_NE(record, nullptr);
   EXPECT_FALSE(record->GetClip()->HasElements());
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CollectObjects, AShadingsBackgroundIsAFlatRecordJustBeforeIt) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Cyan", 0}}, false);
+  common.background = QorColor::Color{{"Magenta", 0.5f}};
+  // A ramp of Cyan from x = 10 to x = 30 (world = internal x), not extended.
+  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, std::vector<double>{0},
+      std::vector<double>{1}, 1.0);
+  QorDoc::Fillable::Painting painting;
+  painting.fill = std::make_shared<QorPaint::AxialShadingPaint>(
+      common, std::array{Morv::MilliPointPoint(10, 0), Morv::MilliPointPoint(30, 0)}, ramp);
+  builder.AddPath(page, Shape(Rect(0, 0, 40, 10)), painting);
+  QorDoc::Fillable::Painting faded = painting;
+  faded.transparency = std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 1.0f);
+  builder.AddPath(page, Shape(Rect(0, 20, 40, 30)), faded);
+  const auto document = builder.Build();
+
+  QorSc::ObjectCollection collection = Collect(page);
+  // The opaque object has its background record first; the translucent one none.
+  ASSERT_EQ(collection.objects->records.size(), 3u);
+  QorSc::ScanConverter converter(std::move(collection));
+  std::vector<unsigned char> line(4 * kWidth);
+  for (int y = 0; y <= 5; ++y)
+    ASSERT_TRUE(converter.GetLine255PlaneInterleaved(line.data()));
+  // Process planes, plane-interleaved: Cyan row, then Magenta row.
+  EXPECT_EQ(line[5], 0) << "no shading before the axis start";
+  EXPECT_EQ(line[kWidth + 5], 128) << "the background there";
+  EXPECT_GT(line[25], 100) << "the shading along the axis";
+  EXPECT_EQ(line[kWidth + 25], 0) << "which knocks out the background";
 }
 
 }  // namespace
