@@ -639,6 +639,54 @@ def mesh_types():
                         "/F6 %(f6)d 0 R /F7 %(f7)d 0 R >>", extra=mesh_types_extra)
 
 
+def shading_types_extra(pdf):
+    refs = mesh_types_extra(pdf)
+    s = 65535 / 200.0
+
+    def px(v):
+        return int(round(v * s))
+    refs["axial"] = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceCMYK /Coords [10 110 90 190] "
+                            "/Function << /FunctionType 2 /Domain [0 1] /C0 [1 0 0 0] "
+                            "/C1 [0 0 1 0.2] /N 1 >> /Extend [true true] >>")
+    refs["radial"] = pdf.add("<< /ShadingType 3 /ColorSpace /DeviceCMYK "
+                             "/Coords [150 150 5 160 140 45] /Function << /FunctionType 2 "
+                             "/Domain [0 1] /C0 [0 1 0 0] /C1 [0 0 0 1] /N 1 >> >>")
+    # A 12 × 12 grid of Coons patches over (100..200, 100..200) whose wavy edges
+    # match their neighbours', so the subdivision has work to do and no gap opens.
+    patches = []
+    n = 12
+    step = 100.0 / n
+    for row in range(n):
+        for col in range(n):
+            x0, y0 = 100 + col * step, 100 + row * step
+            x1, y1 = x0 + step, y0 + step
+            wob = step / 4
+            bnd = [(x0, y0), (x0 + wob, y0 + step / 3), (x0 - wob, y0 + 2 * step / 3), (x0, y1),
+                   (x0 + step / 3, y1 + wob), (x0 + 2 * step / 3, y1 - wob), (x1, y1),
+                   (x1 - wob, y1 - step / 3), (x1 + wob, y1 - 2 * step / 3), (x1, y0),
+                   (x0 + 2 * step / 3, y0 - wob), (x0 + step / 3, y0 + wob)]
+            shade = [int(255 * (row + col) / (2 * n))] * 4
+            element = [(0, 8)]
+            for x, y in bnd:
+                element += [(px(min(max(x, 0), 200)), 16), (px(min(max(y, 0), 200)), 16)]
+            element += [(v, 8) for v in shade]
+            patches.append(element)
+    refs["grid"] = pdf.add("<< /ShadingType 6 /ColorSpace /DeviceGray /BitsPerCoordinate 16 "
+                           "/BitsPerComponent 8 /BitsPerFlag 8 /Decode [0 200 0 200 0 1] >>",
+                           pack(patches))
+    return refs
+
+
+def shading_types():
+    """Every shading type 1 to 7 on one page, among them a 12 × 12 grid of Coons
+    patches: the benchmark page of shadings."""
+    return content_page(b"q 0 0 100 100 re W n /F1 sh /F5 sh Q q 0 100 100 100 re W n /A sh Q "
+                        b"/F4 sh /F6 sh /F7 sh /G sh /R sh\n",
+                        "/Shading << /F1 %(f1)d 0 R /F4 %(f4)d 0 R /F5 %(f5)d 0 R "
+                        "/F6 %(f6)d 0 R /F7 %(f7)d 0 R /A %(axial)d 0 R /R %(radial)d 0 R "
+                        "/G %(grid)d 0 R >>", extra=shading_types_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -669,6 +717,7 @@ def main():
         "knockout_page.pdf": knockout_page(),
         "shadings.pdf": shadings(),
         "mesh_types.pdf": mesh_types(),
+        "shading_types.pdf": shading_types(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

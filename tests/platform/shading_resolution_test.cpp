@@ -107,7 +107,7 @@ TEST(ShadingResolution, FlatPatchCoversItsParallelogramWithBilinearColours) {
   const double c00 = 0.0, c01 = 1.0, c11 = 0.2, c10 = 0.6;
   patch.insert(patch.end(), {c00, c01, c11, c10});
   mesh->patches = patch;
-  auto shading = ShadingFactory::MakeShading(mesh, {}, kBox, 2.0);
+  auto shading = ShadingFactory::MakeShading(mesh, {}, kBox);
   std::vector<Span> spans;
   const double det = ux * vy - vx * uy;
   for (long long y = 0; y < 64; ++y) {

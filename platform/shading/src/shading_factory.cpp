@@ -13,7 +13,7 @@
 namespace QorShading {
 namespace {
 
-constexpr int kMaxPiecesPerSide = 128;
+constexpr int kMaxPiecesPerSide = 64;
 
 struct Builder {
   const PixelPlacement& placement;
@@ -71,18 +71,31 @@ void AddPatch(Builder& b, const double* patch, std::size_t components, double to
       py[i][j] = p[1];
     }
   }
-  // Pieces per side from the longest control polyline, in either direction.
-  double longest = 0.0;
+  // Pieces per side so that straight pieces stay within `tolerance` pixels of the
+  // surface: a cubic's second derivative is at most 6 times its control points'
+  // largest second difference M, and a chord of step 1/n deviates at most
+  // 6M / (8 n^2). The colours' bilinear term gets the same treatment in levels of
+  // 1/255, so triangles do not flatten it visibly.
+  double second = 0.0;
   for (int i = 0; i < 4; ++i) {
-    double along_u = 0.0, along_v = 0.0;
-    for (int k = 0; k < 3; ++k) {
-      along_v += std::hypot(px[i][k + 1] - px[i][k], py[i][k + 1] - py[i][k]);
-      along_u += std::hypot(px[k + 1][i] - px[k][i], py[k + 1][i] - py[k][i]);
+    for (int k = 0; k < 2; ++k) {
+      second = std::max({second,
+                         std::hypot(px[i][k] - 2 * px[i][k + 1] + px[i][k + 2],
+                                    py[i][k] - 2 * py[i][k + 1] + py[i][k + 2]),
+                         std::hypot(px[k][i] - 2 * px[k + 1][i] + px[k + 2][i],
+                                    py[k][i] - 2 * py[k + 1][i] + py[k + 2][i])});
     }
-    longest = std::max({longest, along_u, along_v});
   }
-  if (!std::isfinite(longest)) return;
-  const int n = std::clamp(static_cast<int>(std::ceil(longest / tolerance)), 1, kMaxPiecesPerSide);
+  double twist = 0.0;
+  for (std::size_t k = 0; k < components; ++k) {
+    const double* c = patch + 32;
+    twist = std::max(twist, std::fabs(c[k] - c[components + k] + c[2 * components + k] -
+                                      c[3 * components + k]));
+  }
+  if (!std::isfinite(second) || !std::isfinite(twist)) return;
+  const double pieces = std::max(std::sqrt(6.0 * second / (8.0 * tolerance)),
+                                 std::sqrt(2.0 * twist * 255.0 / 8.0));
+  const int n = std::clamp(static_cast<int>(std::ceil(pieces)), 1, kMaxPiecesPerSide);
 
   const double* colour = patch + 32;  // corners (0,0) (0,1) (1,1) (1,0)
   std::vector<double> gx((n + 1) * (n + 1)), gy((n + 1) * (n + 1));
@@ -132,7 +145,7 @@ std::unique_ptr<Shading> ShadingFactory::MakeShading(
   const QorPaint::ShadingMesh& m = *mesh;
   const std::size_t inputs = m.kind == QorPaint::ShadingMesh::kFunctionBased ? 2 : m.components;
   Builder b{placement, inputs, {}, {}};
-  if (!(tolerance > 0.0)) tolerance = 4.0;
+  if (!(tolerance > 0.0)) tolerance = 0.25;
 
   if (m.kind == QorPaint::ShadingMesh::kFunctionBased) {
     const double us[4] = {m.domain[0].min, m.domain[0].max, m.domain[0].max, m.domain[0].min};

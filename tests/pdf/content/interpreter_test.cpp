@@ -547,4 +547,18 @@ TEST(Interpreter, FunctionBasedAndMeshShadingsKeepTheirGeometry) {
   EXPECT_EQ(raster.At(1, 150, 45), 0);
 }
 
+TEST(Interpreter, EveryShadingTypeImportsAndRenders) {
+  const Imported imported = Import("shading_types.pdf");
+  EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
+  std::vector<std::shared_ptr<const QorPaint::ShadingPaint>> shadings;
+  CollectShadings(imported.Page(), shadings);
+  ASSERT_EQ(shadings.size(), 8u);
+  const auto* grid = dynamic_cast<const QorPaint::DefaultShadingPaint*>(shadings[6].get());
+  ASSERT_NE(grid, nullptr);
+  EXPECT_EQ(grid->GetMesh()->patches.size(), 144 * grid->GetMesh()->PatchStride());
+  const Raster raster = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  // The patch grid's grey (as black ink) grows darker towards the bottom left.
+  EXPECT_GT(raster.At(3, 104, 104), raster.At(3, 196, 196));
+}
+
 }  // namespace

@@ -3,7 +3,7 @@
 // A Shading is built by ShadingFactory from a QorPaint::ShadingMesh and the map of
 // shading space into target pixels. It turns the mesh into triangles in pixel space
 // (a function-based shading's domain is two triangles carrying the domain
-// coordinates, a patch is subdivided into triangles finer than a few pixels), each
+// coordinates, a patch is subdivided into triangles to a tolerance in pixels), each
 // with values that vary linearly over it. Per scan line it yields the sorted spans
 // that the triangles cover by the pixel-centre rule (pixel i of line j is covered
 // when (i + 0.5, j + 0.5) lies inside: edges crossed where ymin < j + 0.5 <= ymax,
@@ -80,12 +80,13 @@ class Shading {
 
 class ShadingFactory {
  public:
-  // Patches are cut until a piece spans about `tolerance` pixels along its control
-  // polygon (at most 128 pieces per side).
+  // Patches are cut into pieces whose straight edges stay within `tolerance`
+  // pixels of the surface and whose colours stay within about a level of the
+  // bilinear ones (at most 64 pieces per side).
   static std::unique_ptr<Shading> MakeShading(std::shared_ptr<const QorPaint::ShadingMesh> mesh,
                                               const PixelPlacement& placement,
                                               const QorMath::Rectangle<long long>& box,
-                                              double tolerance = 4.0);
+                                              double tolerance = 0.25);
 };
 
 }  // namespace QorShading
