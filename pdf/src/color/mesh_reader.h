@@ -17,7 +17,7 @@
 
 namespace QorPdf::internal {
 
-inline constexpr std::size_t kMaxMeshElements = std::size_t{1} << 22;
+inline constexpr std::size_t kMaxMeshElements = std::size_t{1} << 20;
 
 struct MeshLayout {
   int type = 4;

@@ -14,6 +14,9 @@ namespace QorShading {
 namespace {
 
 constexpr int kMaxPiecesPerSide = 64;
+// The most triangles all patches of one shading are cut into together: beyond it
+// every patch gets fewer pieces, so hostile meshes cannot exhaust memory.
+constexpr double kMaxPatchTriangles = 4.0 * 1024 * 1024;
 
 struct Builder {
   const PixelPlacement& placement;
@@ -61,7 +64,8 @@ double Bernstein(int i, double t) {
   }
 }
 
-void AddPatch(Builder& b, const double* patch, std::size_t components, double tolerance) {
+void AddPatch(Builder& b, const double* patch, std::size_t components, double tolerance,
+              int maxPieces) {
   // Control points in pixels: the surface is affine-invariant.
   double px[4][4], py[4][4];
   for (int i = 0; i < 4; ++i) {
@@ -95,7 +99,7 @@ void AddPatch(Builder& b, const double* patch, std::size_t components, double to
   if (!std::isfinite(second) || !std::isfinite(twist)) return;
   const double pieces = std::max(std::sqrt(6.0 * second / (8.0 * tolerance)),
                                  std::sqrt(2.0 * twist * 255.0 / 8.0));
-  const int n = std::clamp(static_cast<int>(std::ceil(pieces)), 1, kMaxPiecesPerSide);
+  const int n = std::clamp(static_cast<int>(std::ceil(pieces)), 1, maxPieces);
 
   const double* colour = patch + 32;  // corners (0,0) (0,1) (1,1) (1,0)
   std::vector<double> gx((n + 1) * (n + 1)), gy((n + 1) * (n + 1));
@@ -186,8 +190,12 @@ std::unique_ptr<Shading> ShadingFactory::MakeShading(
     }
   } else {
     const std::size_t stride = m.PatchStride();
+    const double count = static_cast<double>(m.patches.size() / stride);
+    const int max_pieces = std::clamp(
+        static_cast<int>(std::sqrt(kMaxPatchTriangles / (2.0 * std::max(count, 1.0)))), 1,
+        kMaxPiecesPerSide);
     for (std::size_t p = 0; p + stride <= m.patches.size(); p += stride)
-      AddPatch(b, m.patches.data() + p, m.components, tolerance);
+      AddPatch(b, m.patches.data() + p, m.components, tolerance, max_pieces);
   }
   return std::make_unique<Shading>(std::move(mesh), std::move(b.triangles), std::move(b.values),
                                    inputs, box);
