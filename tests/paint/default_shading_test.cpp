@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "paint/axial_shading_paint_getter.h"
 #include "paint/default_shading_paint_getter.h"
 #include "paint/flat_paint_getter.h"
 #include "pixel_space.h"
@@ -63,6 +64,53 @@ TEST(DefaultShading, ProcessOutputConvertsLikeAFlatColour) {
       process, QorColor::Color{{"Gold", 0.25f}, {"Cyan", 0.5f}});
   for (std::size_t c = 0; c < 4; ++c)
     EXPECT_EQ(buffers.Component(c)[45], flat.values[c]) << c;
+}
+
+TEST(DefaultShading, AgreesWithTheAxialGetterOnTheSameRamp) {
+  const QorSc::Environment env = QorScTest::UnitEnvironment();
+  QorSc::ScratchChains chains;
+  Options::SeparationList plates;
+  plates.Add("Gold", 0.0f);
+  const Options options(plates, {});
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Gold", 0}}, false);
+  // An axial ramp t² from (10, 30) to (90, 70) in the world...
+  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, std::vector<double>{0},
+      std::vector<double>{1}, 2.0);
+  auto axial = std::make_shared<QorPaint::AxialShadingPaint>(
+      common, std::array{Morv::MilliPointPoint(10, 30), Morv::MilliPointPoint(90, 70)}, ramp,
+      QorPaint::Interval{}, std::array{true, true});
+  // ...and as a function of (x, y): the projection on the axis, clipped, squared.
+  auto mesh = std::make_shared<QorPaint::ShadingMesh>();
+  mesh->kind = QorPaint::ShadingMesh::kFunctionBased;
+  mesh->components = 1;
+  mesh->domain = {QorPaint::Interval{0, 100}, QorPaint::Interval{0, 100}};
+  mesh->function = std::make_shared<QorPaint::CalculatorFunction>(
+      std::vector<QorPaint::Interval>{{0, 100}, {0, 100}}, std::vector<QorPaint::Interval>{{0, 1}},
+      "30 sub 40 mul exch 10 sub 80 mul add 8000 div "
+      "dup 0 lt { pop 0 } if dup 1 gt { pop 1 } if dup mul");
+  auto general = std::make_shared<QorPaint::DefaultShadingPaint>(common, mesh);
+  QorSc::AxialShadingPaintGetter a(axial, env, options, {}, {0, 0, 100, 100}, chains);
+  DefaultShadingPaintGetter d(general, env, options, {}, {0, 0, 100, 100}, chains);
+  SourcePaintBuffers from_axial(1, 0, 100), from_mesh(1, 0, 100);
+  const double row = 1.0 / static_cast<double>(a.Entries());
+  for (long long y = 1; y < 99; y += 7) {
+    RunList runs{{1, 98}}, painted_a, painted_d;
+    a.Compute({y}, runs, from_axial, painted_a);
+    d.Compute({y}, runs, from_mesh, painted_d);
+    // The axial getter paints the run in pieces (extend, axis, extend).
+    long long covered = 0;
+    for (const auto& run : painted_a)
+      covered += run.length;
+    ASSERT_EQ(covered, 98);
+    ASSERT_EQ(painted_d, runs);
+    for (long long x = 1; x < 99; ++x) {
+      // Within one table row of the parameter: |t² − t'²| <= 2·row.
+      EXPECT_NEAR(from_axial.Component(0)[x], from_mesh.Component(0)[x], 2 * row + 1e-6)
+          << x << "," << y;
+    }
+  }
 }
 
 }  // namespace
