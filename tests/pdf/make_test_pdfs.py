@@ -550,15 +550,18 @@ def shadings():
     """sh with a Separation axial shading (extended) inside a clip, a CMYK radial
     shading with a /BBox under a CTM, a DeviceN axial shading; a DeviceGray shading
     pattern with a background as fill of a rectangle; unusable shadings (a negative
-    radius, a function of the wrong output count) and a truncated mesh."""
+    radius, a function of the wrong output count) and a truncated mesh; the pattern
+    once more under an opacity, where its background is not drawn."""
     return content_page(b"""q 0 0 100 50 re W n /Sh0 sh Q
 q 1 0 0 1 100 100 cm /Sh1 sh Q
 q 0 50 100 50 re W n /Sh3 sh Q
 /Pattern cs /P0 scn 100 0 100 100 re f
 /Sh4 sh /Sh5 sh /Sh6 sh
+/GSa gs 190 90 5 5 re f
 """, "/Shading << /Sh0 %(axial)d 0 R /Sh1 %(radial)d 0 R /Sh3 %(devicen)d 0 R "
          "/Sh4 %(bad)d 0 R /Sh5 %(wrong)d 0 R /Sh6 %(mesh)d 0 R >> "
-         "/Pattern << /P0 %(pattern)d 0 R >>", extra=shadings_extra)
+         "/Pattern << /P0 %(pattern)d 0 R >> /ExtGState << /GSa << /ca 0.5 >> >>",
+                        extra=shadings_extra)
 
 
 def pack(fields):

@@ -128,6 +128,7 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
   const auto compound = TakePath(fill_rule);
   if ((fill || stroke) && CountObject()) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
+    CheckShadingBackgrounds(painting);
     if (painting.fill || painting.stroke) {
       context_.builder.AddPath(*f.gs.target, compound, std::move(painting), f.gs.ctm);
     }

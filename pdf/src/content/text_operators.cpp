@@ -203,6 +203,7 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
   const bool stroke = mode == 1 || mode == 2 || mode == 5 || mode == 6;
   if (fill || stroke) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
+    CheckShadingBackgrounds(painting);
     if (stroke) painting.strokeStyle = TextStrokeStyle(painting.strokeStyle, own_to_user);
     if (painting.fill || painting.stroke) {
       context_.builder.AddText(*f.gs.target, outlines, std::move(painting), own_to_world);

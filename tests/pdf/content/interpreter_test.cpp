@@ -448,7 +448,7 @@ TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
   const Imported imported = Import("shadings.pdf");
   std::vector<std::shared_ptr<const QorPaint::ShadingPaint>> shadings;
   CollectShadings(imported.Page(), shadings);
-  ASSERT_EQ(shadings.size(), 5u) << imported.AllWarnings();
+  ASSERT_EQ(shadings.size(), 6u) << imported.AllWarnings();
 
   // sh of a Separation: the function drives the spot alone; user space is the CTM's.
   const auto* spot = dynamic_cast<const QorPaint::AxialShadingPaint*>(shadings[0].get());
@@ -485,6 +485,7 @@ TEST(Interpreter, ShadingsBecomeShadedPaintsOnTheirOwnPlates) {
   ASSERT_NE(truncated, nullptr);
   EXPECT_EQ(truncated->GetMesh()->triangles.size(), 3u);
   EXPECT_TRUE(imported.Warned("shading")) << "mesh data ends inside a vertex";
+  EXPECT_TRUE(imported.Warned("shading pattern background under transparency"));
 
   const Raster raster = Render(imported, {"Cyan", "Magenta", "Black", "Spot Blue", "Gold"});
   // The Separation ramp: 0 at x = 0, full at x = 100, only on its plate, and
