@@ -20,7 +20,8 @@ DefaultShadingPaintGetter::DefaultShadingPaintGetter(
     const QorMath::Rectangle<long long>& pixelBox, ScratchChains& chains)
     : ShadingPaintGetter(*paint, env, options, transformation, pixelBox, chains),
       paint_(std::move(paint)),
-      mode_(options.GetOutputMode()) {
+      mode_(options.GetOutputMode()),
+      inverted_(paint_->GetMesh()->additive) {
   shading_ = QorShading::ShadingFactory::MakeShading(
       paint_->GetMesh(), ShadingPlacementInPixels(env, Placement()), pixelBox);
   // One span per active triangle at most: no line allocates.
@@ -58,15 +59,22 @@ void DefaultShadingPaintGetter::Fill(const Run& piece, SourcePaintBuffers& buffe
         std::fill(out.At(piece.start), out.At(piece.End()), 0.0f);
         continue;
       }
-      for (long long x = piece.start; x < piece.End(); ++x)
-        out[x] = Tint(shading_->ValuesAt(x)[k]);
+      if (inverted_) {
+        for (long long x = piece.start; x < piece.End(); ++x)
+          out[x] = Tint(1.0f - shading_->ValuesAt(x)[k]);
+      } else {
+        for (long long x = piece.start; x < piece.End(); ++x)
+          out[x] = Tint(shading_->ValuesAt(x)[k]);
+      }
     }
     return;
   }
   for (long long x = piece.start; x < piece.End(); ++x) {
     const float* values = shading_->ValuesAt(x);
-    for (std::size_t i = 0; i < colorant_values_.size(); ++i)
-      tints_[i] = values[colorant_values_[i]];
+    for (std::size_t i = 0; i < colorant_values_.size(); ++i) {
+      const float v = values[colorant_values_[i]];
+      tints_[i] = inverted_ ? 1.0f - v : v;
+    }
     if (mode_ == Options::kProcess) {
       const auto cmyk = converter_->ToProcess(tints_.data());
       for (std::size_t c = 0; c < 4; ++c)

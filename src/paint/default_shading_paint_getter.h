@@ -3,8 +3,8 @@
 //
 // Per line the resolved shading reports the spans it covers and a colour for each
 // covered pixel (function outputs or vertex values, ink tints of the paint's
-// mapping); the getter paints the object's runs where they meet the spans and the
-// bounding box. Separation output takes each plate's mapped tint; process and grey
+// mapping, or additive grey levels written as 1 − value); the getter paints the
+// object's runs where they meet the spans and the bounding box. Separation output takes each plate's mapped tint; process and grey
 // output convert the mapped colorants per pixel without allocating.
 //
 // Invariants: lines come top to bottom; Compute allocates nothing once the span
@@ -41,6 +41,7 @@ class DefaultShadingPaintGetter final : public ShadingPaintGetter {
   std::shared_ptr<const QorPaint::DefaultShadingPaint> paint_;
   std::unique_ptr<QorShading::Shading> shading_;
   Options::OutputMode mode_;
+  bool inverted_;
   // Separation output: (component, resolved value index) of every PerPixel component.
   std::vector<std::pair<std::size_t, std::size_t>> mapping_;
   // Process and grey output: the mapped colorants' value indexes and their converter.

@@ -113,4 +113,29 @@ TEST(DefaultShading, AgreesWithTheAxialGetterOnTheSameRamp) {
   }
 }
 
+TEST(DefaultShading, AdditiveGreyLevelsAreWrittenAsInk) {
+  auto mesh = std::make_shared<QorPaint::ShadingMesh>();
+  mesh->kind = QorPaint::ShadingMesh::kTriangles;
+  mesh->components = 1;
+  mesh->additive = true;
+  mesh->vertices = {0, 0, 0.25, 100, 0, 0.25, 50, 100, 0.25};
+  mesh->triangles = {0, 1, 2};
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping(
+      {{"Cyan", QorPaint::SeparationMapping::kNotPainted}, {"Black", 0}}, false);
+  const QorSc::Environment env = QorScTest::UnitEnvironment();
+  QorSc::ScratchChains chains;
+  Options::SeparationList plates;
+  plates.Add("Cyan", 0.0f);
+  plates.Add("Black", 0.0f);
+  DefaultShadingPaintGetter getter(std::make_shared<QorPaint::DefaultShadingPaint>(common, mesh),
+                                   env, Options(plates, {}), {}, {0, 0, 100, 100}, chains);
+  EXPECT_EQ(getter.Kinds()[0], QorSc::kKindZero) << "named, not painted: knocked out";
+  SourcePaintBuffers buffers(2, 0, 100);
+  RunList runs{{45, 10}}, painted;
+  getter.Compute({80}, runs, buffers, painted);
+  ASSERT_EQ(painted.size(), 1u);
+  EXPECT_EQ(buffers.Component(1)[50], 0.75f);
+}
+
 }  // namespace

@@ -293,6 +293,15 @@ std::shared_ptr<const QorPaint::ShadingPaint> ReadGeneral(QPDFObjectHandle shadi
     common.mapping = std::move(ink.mapping);
   } else if (!direct.empty()) {
     common.mapping = MappingOf(direct, overprint);
+  } else if (space.Family() == ColorSpaceFamily::kDeviceGray) {
+    // Grey levels stay as they are; the renderer writes their ink, 1 − g, to Black
+    // and knocks out the other process plates as a grey flat colour does.
+    mesh->additive = true;
+    common.mapping = SeparationMapping({{"Cyan", SeparationMapping::kNotPainted},
+                                        {"Magenta", SeparationMapping::kNotPainted},
+                                        {"Yellow", SeparationMapping::kNotPainted},
+                                        {"Black", 0}},
+                                       overprint);
   } else {
     // Vertex colours become process inks here; the renderer interpolates inks.
     const std::vector<std::string> names = ConvertedColorants(space);

@@ -525,9 +525,10 @@ TEST(Interpreter, FunctionBasedAndMeshShadingsKeepTheirGeometry) {
   EXPECT_EQ(meshes[1]->triangles, (std::vector<std::uint32_t>{0, 1, 2, 1, 2, 3, 1, 3, 4}));
   // Lattice of 4 rows of 5: two triangles per cell.
   EXPECT_EQ(meshes[2]->triangles.size(), 3u * 4u * 2u * 3u);
-  // DeviceGray vertex colours became process inks: black 1 − g.
-  EXPECT_EQ(meshes[2]->components, 4u);
-  EXPECT_EQ(meshes[2]->vertices[2 + 3], 1.0);
+  // DeviceGray vertex colours stay grey levels, written as Black 1 − g.
+  EXPECT_TRUE(meshes[2]->additive);
+  EXPECT_EQ(meshes[2]->components, 1u);
+  EXPECT_EQ(meshes[2]->vertices[2], 0.0);
   // Two Coons patches, the second sharing the first's edge p33 p32 p31 p30 (flag 2).
   ASSERT_EQ(meshes[3]->patches.size(), 2 * meshes[3]->PatchStride());
   const double* first = meshes[3]->patches.data();

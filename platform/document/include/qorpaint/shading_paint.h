@@ -148,6 +148,8 @@ struct ShadingMesh {
 
   int kind = kTriangles;
   std::size_t components = 0;
+  // The resolved values are additive grey levels (1 no ink): ink is 1 − value.
+  bool additive = false;
   // Kind 1: (x, y) -> tints; kinds 4 and 6: optional, t -> tints.
   std::shared_ptr<const Function> function;
 
