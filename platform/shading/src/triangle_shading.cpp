@@ -46,10 +46,10 @@ Shading::Shading(std::shared_ptr<const QorPaint::ShadingMesh> mesh, std::vector<
   by_first_line_.resize(triangles_.size());
   for (std::size_t i = 0; i < triangles_.size(); ++i)
     by_first_line_[i] = static_cast<std::uint32_t>(i);
-  std::stable_sort(by_first_line_.begin(), by_first_line_.end(),
-                   [&](std::uint32_t a, std::uint32_t b) {
-                     return triangles_[a].firstLine < triangles_[b].firstLine;
-                   });
+  std::sort(by_first_line_.begin(), by_first_line_.end(), [&](std::uint32_t a, std::uint32_t b) {
+    const auto fa = triangles_[a].firstLine, fb = triangles_[b].firstLine;
+    return fa < fb || (fa == fb && a < b);
+  });
   const auto width = static_cast<std::size_t>(box_.right > box_.left ? box_.right - box_.left : 0);
   row_.assign(width * outputs_, 0.0f);
   // A line never has more active triangles than the mesh: no line allocates.
