@@ -13,6 +13,7 @@
 
 #include "color/function_reader.h"
 #include "color/mesh_reader.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -268,18 +269,23 @@ std::shared_ptr<const QorPaint::ShadingPaint> ReadGeneral(QPDFObjectHandle shadi
   if (!decode.isArray()) throw ShadingError("has no /Decode");
   layout.decode = Numbers(decode, static_cast<std::size_t>(decode.getArrayNItems()), "/Decode");
 
-  std::string data;
+  DecodedStream data;
   try {
-    const std::shared_ptr<Buffer> bytes = shading.getStreamData(qpdf_dl_generalized);
-    data.assign(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+    data = DecodeStream(shading, kMaxResourceBytes, qpdf_dl_generalized);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& e) {
     throw ShadingError(std::string("mesh data not readable: ") + e.what());
   }
   bool truncated = false;
-  DecodeMesh(data, layout, *mesh, truncated);
-  if (truncated) {
+  DecodeMesh(data.data, layout, *mesh, truncated);
+  if (data.truncated || data.damaged) {
+    context.warnings.Add(context.page, "shading",
+                         "mesh data " +
+                             (data.truncated ? data.Excess(kMaxResourceBytes)
+                                             : std::string("damaged")) +
+                             ": drawn up to there");
+  } else if (truncated) {
     context.warnings.Add(context.page, "shading",
                          "mesh data end inside a vertex or patch (or exceed the limit): drawn up "
                          "to there");
