@@ -168,8 +168,7 @@ double ParseNumber(std::string_view text, std::string_view what) {
 
 double ParseResolution(std::string_view text) {
   const double value = ParseNumber(text, "resolution");
-  // Beyond 100 000 dpi a letter page is millions of pixels wide: surely a typo.
-  if (value <= 0.0 || value > 100000.0) {
+  if (value <= 0.0 || value > kMaxResolution) {
     throw UsageError("resolution: " + std::string(text) + " is not between 0 and 100000 dpi");
   }
   return value;

@@ -39,6 +39,10 @@ enum class OutputFormat { kTiff, kTiffSep, kPng, kPam };
 enum class AntiAliasFilter { kTent, kBox };
 enum class TiffCompression { kNone, kLzw, kDeflate };
 
+// The highest resolution accepted: beyond it a letter page is millions of pixels
+// wide, surely a typo.
+inline constexpr double kMaxResolution = 100000.0;
+
 struct RenderArguments {
   std::string input;
   std::vector<std::size_t> pages;  // 1-based, in the order given; empty = every page

@@ -1,0 +1,207 @@
+"""Separations of PDF pages as numpy arrays.
+
+    >>> import qorsc
+    >>> page = qorsc.open("samples/press_sheet.pdf")[0]
+    >>> plates = page.render(dpi=150)
+    >>> plates.shape, plates.plate_names[:4]
+    ((6, 1170, 1245), ['Cyan', 'Magenta', 'Yellow', 'Black'])
+
+Plates hold ink amounts: 0 is no ink, 255 (or 1.0 as float32) full ink. Pages render
+exactly as `qorsc render` renders them: the same plates, anti-aliasing and bytes.
+
+Errors are exceptions: ImportError (a ValueError) for files that cannot be read,
+IndexError for pages and pixels outside the document, ValueError for bad arguments.
+"""
+
+import os
+
+import numpy
+
+from . import _qorsc
+
+ImportError = _qorsc.ImportError  # noqa: A001 - the package's own, a ValueError
+Hit = _qorsc.Hit
+
+__all__ = ["open", "Document", "Page", "Plates", "Hit", "ImportError"]
+
+
+class Plates(numpy.ndarray):
+    """A render: an array of shape (plates, height, width) whose plate_names name
+    the first axis, in order."""
+
+    def __new__(cls, array, plate_names):
+        plates = numpy.asarray(array).view(cls)
+        plates.plate_names = list(plate_names)
+        return plates
+
+    def __array_finalize__(self, source):
+        self.plate_names = getattr(source, "plate_names", None)
+
+    def plate(self, name):
+        """The plane of the plate called `name` (a KeyError if there is none)."""
+        try:
+            return numpy.asarray(self)[self.plate_names.index(name)]
+        except ValueError:
+            raise KeyError(name) from None
+
+
+def open(source):  # noqa: A001 - qorsc.open reads like the built-in
+    """Opens a PDF document from a path (str or os.PathLike) or from its bytes
+    (bytes, bytearray or memoryview). Raises qorsc.ImportError when the file is
+    missing, unreadable, not a PDF or needs a password."""
+    if isinstance(source, (bytes, bytearray, memoryview)):
+        return Document(_qorsc.open_bytes(bytes(source)))
+    return Document(_qorsc.open_file(os.fspath(source)))
+
+
+class Document:
+    """An open PDF document: a sequence of pages.
+
+    Pages are imported when first asked for and kept. A document may be used from
+    several threads; each page renders independently of the others."""
+
+    def __init__(self, core):
+        self._core = core
+        self._pages = {}
+
+    def __len__(self):
+        return self._core.page_count
+
+    def __getitem__(self, index):
+        """The page at zero-based `index` (negative counts from the end); IndexError
+        when there is no such page."""
+        count = len(self)
+        if not isinstance(index, int):
+            raise TypeError("page indices are integers")
+        if index < 0:
+            index += count
+        if not 0 <= index < count:
+            raise IndexError(f"page index {index} is out of range: the document has {count} pages")
+        page = self._pages.get(index)
+        if page is None:
+            page = self._pages.setdefault(index, Page(self._core.page(index)))
+        return page
+
+    def __iter__(self):
+        for index in range(len(self)):
+            yield self[index]
+
+    @property
+    def name(self):
+        """The file's name, or "(memory)" for a document opened from bytes."""
+        return self._core.name
+
+    @property
+    def output_intent(self):
+        """The output intent's ICC profile (bytes), or None when there is none."""
+        return self._core.output_intent
+
+    @property
+    def warnings(self):
+        """Warnings about the file as a whole, as "subject: reason" strings."""
+        return self._core.warnings
+
+
+def _threads(threads):
+    return (os.cpu_count() or 1) if threads is None else threads
+
+
+def _dtype(dtype):
+    try:
+        name = numpy.dtype(dtype).name
+    except TypeError:
+        raise ValueError(f"dtype: {dtype!r} is neither uint8 nor float32") from None
+    if name not in ("uint8", "float32"):
+        raise ValueError(f"dtype: {name} is neither uint8 nor float32")
+    return name
+
+
+def _box(box):
+    if box is None:
+        return None
+    left, top, right, bottom = (int(v) for v in box)
+    return (left, top, right, bottom)
+
+
+class Page:
+    """One page of a document, imported and ready to render.
+
+    Render arguments, shared by render(), lines() and preview():
+      dpi        resolution in dots per inch (0 < dpi <= 100000)
+      colorants  "auto" (CMYK then the page's spot colours in order of use), "cmyk",
+                 "gray" (one plate "Black"), or a list of plate names
+      aa         anti-aliasing: 1 (none) to 4, converting that many times finer
+      aa_filter  "tent" or "box", the anti-aliasing reduction
+      threads    rendering threads; None: one per core
+      dtype      numpy.uint8 (0..255) or numpy.float32 (0.0..1.0, needs aa=1)
+      box        (left, top, right, bottom) in pixels of the page at dpi, or None
+                 for the whole page
+    """
+
+    def __init__(self, core):
+        self._core = core
+
+    def __repr__(self):
+        width, height = self.size
+        return f"<qorsc.Page {self.index} {width:g} x {height:g} pt>"
+
+    @property
+    def index(self):
+        """The zero-based page index."""
+        return self._core.index
+
+    @property
+    def size(self):
+        """(width, height) of the page as displayed, in points (1/72 inch)."""
+        return self._core.size
+
+    @property
+    def colorants(self):
+        """The colorants the page uses (process and spot), in order of first use."""
+        return self._core.colorants
+
+    @property
+    def warnings(self):
+        """What the importer skipped or repaired on this page, as "subject: reason"
+        strings."""
+        return self._core.warnings
+
+    def render(self, dpi=300, colorants="auto", aa=1, aa_filter="tent", threads=None,
+               dtype=numpy.uint8, box=None):
+        """Renders the page to a Plates array of shape (plates, height, width).
+
+        The bytes are those `qorsc render` writes with the same settings. The
+        interpreter lock is released while rendering, so other Python threads run
+        (and may render too)."""
+        array, names = self._core.render(dpi, colorants, aa, aa_filter, _threads(threads),
+                                         _dtype(dtype), _box(box))
+        return Plates(array, names)
+
+    def lines(self, dpi=300, colorants="auto", aa=1, aa_filter="tent", threads=None,
+              dtype=numpy.uint8, box=None):
+        """Renders the page one line at a time: a generator of arrays of shape
+        (plates, width), top to bottom. Memory follows the page width, not its
+        area, so very large pages can be processed. The plate names are those
+        render() gives for the same arguments."""
+        stream = self._core.lines(dpi, colorants, aa, aa_filter, _threads(threads),
+                                  _dtype(dtype), _box(box))
+        try:
+            yield from stream
+        finally:
+            stream.close()
+
+    def plate_names(self, colorants="auto"):
+        """The plates a render with these colorants produces, in order."""
+        return self._core.lines(72, colorants, 1, "tent", 1, "uint8", None).plate_names
+
+    def hits(self, x, y, dpi=300):
+        """The objects painting pixel (x, y) of the page at dpi (on the "auto"
+        plates), first painted first, as Hit objects. IndexError when the pixel
+        lies outside the page."""
+        return self._core.hits(int(x), int(y), dpi)
+
+    def preview(self, dpi=72, colorants="auto", aa=1, aa_filter="tent", threads=None):
+        """An RGB picture of the page (uint8, shape (height, width, 3)): the plates'
+        inks as printed on white paper, through the document's output intent when
+        it has a usable CMYK profile."""
+        return self._core.preview(dpi, colorants, aa, aa_filter, _threads(threads))
