@@ -13,6 +13,8 @@
 #include <pybind11/stl.h>
 
 #include <array>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -189,6 +191,33 @@ QorScTool::RenderSettings Settings(double dpi, int aa, const std::string& filter
   return settings;
 }
 
+// Lets Ctrl-C stop a render: at most every 100 ms the calling thread takes the
+// interpreter lock and runs Python's signal handlers. A handler's exception (such as
+// KeyboardInterrupt) stays set and stops the render with Interrupted; Rendering()
+// turns that back into the Python exception.
+std::function<void()> SignalPoll() {
+  using Clock = std::chrono::steady_clock;
+  return [next = Clock::now()]() mutable {
+    const Clock::time_point now = Clock::now();
+    if (now < next) return;
+    next = now + std::chrono::milliseconds(100);
+    py::gil_scoped_acquire acquire;
+    if (PyErr_CheckSignals() != 0) throw QorScTool::Interrupted();
+  };
+}
+
+// Runs `render` without the interpreter lock.
+template <class Render>
+void Rendering(Render&& render) {
+  try {
+    py::gil_scoped_release release;
+    render();
+  } catch (const QorScTool::Interrupted&) {
+    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+    throw;
+  }
+}
+
 SampleType ToSampleType(const std::string& dtype) {
   if (dtype == "uint8") return SampleType::kByte;
   if (dtype == "float32") return SampleType::kFloat;
@@ -203,7 +232,8 @@ RenderRequest Request(const Page& page, double dpi, const Colorants& colorants, 
   if (box) pixels = PixelBox{(*box)[0], (*box)[1], (*box)[2], (*box)[3]};
   return RenderRequest{
       QorScTool::ChoosePlates(ToChoice(colorants), input.colorants, page.SeparationTable()),
-      Settings(dpi, aa, filter, threads), ChooseBox(input, dpi, pixels), ToSampleType(dtype)};
+      Settings(dpi, aa, filter, threads), ChooseBox(input, dpi, pixels), ToSampleType(dtype),
+      SignalPoll()};
 }
 
 py::array NewArray(const RenderRequest& request, std::vector<py::ssize_t> shape) {
@@ -220,10 +250,7 @@ py::tuple Render(const Page& page, double dpi, const Colorants& colorants, int a
                                        static_cast<py::ssize_t>(request.box.Width())});
   void* out = array.mutable_data();
   const QorScTool::PageInput input = page.Input();
-  {
-    py::gil_scoped_release release;
-    RenderInto(input, request, out);
-  }
+  Rendering([&] { RenderInto(input, request, out); });
   return py::make_tuple(array, request.plates.names);
 }
 
@@ -283,17 +310,17 @@ py::array Preview(const Page& page, double dpi, const Colorants& colorants, int 
       {static_cast<py::ssize_t>(height), static_cast<py::ssize_t>(width), py::ssize_t{3}});
   unsigned char* out = rgb.mutable_data();
   const QorScTool::PageInput input = page.Input();
-  {
-    py::gil_scoped_release release;
+  Rendering([&] {
     QorScTool::Preview preview(request.plates.names, page.SeparationTable(), page.OutputIntent(),
                                width);
     LineSource lines(input, request);
     std::vector<unsigned char> line(request.plates.names.size() * width);
     while (lines.Next(line.data())) {
+      request.poll();
       preview.Convert(line.data(), out);
       out += 3 * width;
     }
-  }
+  });
   return rgb;
 }
 

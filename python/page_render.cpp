@@ -2,6 +2,7 @@
 #include "page_render.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <stdexcept>
@@ -18,6 +19,10 @@ using QorScTool::PageInput;
 
 // Thrown by a sink after the box's last line: the rest of the page is not needed.
 struct BoxComplete {};
+
+// Thrown in a float band because another band failed; that band's error is the one
+// to report.
+struct StoppedByOtherBand {};
 
 // Hands the box's part of each line of the render job to `row`, as plates × box
 // width bytes; throws BoxComplete after the last one.
@@ -58,8 +63,10 @@ void RenderBytes(const PageInput& page, const RenderRequest& request,
   const QorScTool::PixelSize size =
       QorScTool::PagePixelSize(page.world_box, request.settings.resolution);
   CroppingSink sink(request, size.width, row);
+  QorScTool::ProgressFunction progress;
+  if (request.poll) progress = [&](long long) { request.poll(); };
   try {
-    QorScTool::RenderPage(page, request.plates, request.settings, sink);
+    QorScTool::RenderPage(page, request.plates, request.settings, sink, progress);
   } catch (const BoxComplete&) {
     return;
   }
@@ -92,14 +99,19 @@ bool NextFloatLine(QorSc::ScanConverter& converter, std::size_t plates, std::siz
   return true;
 }
 
+// The calling thread converts the first band and polls; the others stop at their
+// next line once any band has failed.
 void RenderFloats(const PageInput& page, const RenderRequest& request, float* out) {
   const PixelBox& box = request.box;
   const auto width = static_cast<std::size_t>(box.Width());
   const std::size_t plates = request.plates.names.size();
   const std::size_t plane = width * static_cast<std::size_t>(box.Height());
-  auto band = [&](long long top, long long bottom) {
+  std::atomic<bool> stop{false};
+  auto band = [&](long long top, long long bottom, bool calling_thread) {
     QorSc::ScanConverter converter = FloatConverter(page, request, top, bottom);
     for (long long y = top; y < bottom; ++y) {
+      if (calling_thread && request.poll) request.poll();
+      if (stop.load(std::memory_order_relaxed)) throw StoppedByOtherBand();
       float* row = out + static_cast<std::size_t>(y - box.top) * width;
       if (!NextFloatLine(converter, plates, width, row, plane)) {
         throw std::logic_error("the conversion ended early");
@@ -108,24 +120,23 @@ void RenderFloats(const PageInput& page, const RenderRequest& request, float* ou
   };
   const long long threads =
       std::clamp<long long>(request.settings.threads, 1, std::max(1LL, box.Height() / 16));
-  if (threads == 1) {
-    band(box.top, box.bottom);
-    return;
-  }
-  std::vector<std::exception_ptr> errors(static_cast<std::size_t>(threads));
-  std::vector<std::thread> workers;
   const long long step = (box.Height() + threads - 1) / threads;
-  for (long long t = 0; t < threads; ++t) {
+  std::vector<std::exception_ptr> errors(static_cast<std::size_t>(threads));
+  auto run = [&](long long t) {
     const long long top = box.top + t * step;
     const long long bottom = std::min(box.bottom, top + step);
-    workers.emplace_back([&, t, top, bottom] {
-      try {
-        if (top < bottom) band(top, bottom);
-      } catch (...) {
-        errors[static_cast<std::size_t>(t)] = std::current_exception();
-      }
-    });
-  }
+    try {
+      if (top < bottom) band(top, bottom, t == 0);
+    } catch (const StoppedByOtherBand&) {
+    } catch (...) {
+      errors[static_cast<std::size_t>(t)] = std::current_exception();
+      stop = true;
+    }
+  };
+  std::vector<std::thread> workers;
+  for (long long t = 1; t < threads; ++t)
+    workers.emplace_back(run, t);
+  run(0);
   for (std::thread& worker : workers)
     worker.join();
   for (const std::exception_ptr& error : errors) {
@@ -170,6 +181,7 @@ void RenderInto(const PageInput& page, const RenderRequest& request, void* out) 
 LineSource::LineSource(PageInput page, RenderRequest request)
     : page_(std::move(page)), request_(std::move(request)), next_row_(request_.box.top) {
   request_.settings.interrupt = &interrupt_;
+  request_.poll = nullptr;  // the rendering thread is not the caller's
   line_.resize(request_.plates.names.size() * static_cast<std::size_t>(request_.box.Width()));
 }
 

@@ -14,6 +14,7 @@
 
 #include <condition_variable>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -36,6 +37,10 @@ struct RenderRequest {
   QorScTool::RenderSettings settings;
   PixelBox box;  // within the page's pixels, not empty
   SampleType type = SampleType::kByte;
+  // Called from the calling thread between lines while RenderInto runs (and by the
+  // caller's own loops): the module checks for Ctrl-C there. Throwing stops the
+  // render, its threads included, and passes through.
+  std::function<void()> poll;
 
   std::size_t SampleSize() const { return type == SampleType::kByte ? 1 : sizeof(float); }
 };

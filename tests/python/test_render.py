@@ -1,6 +1,11 @@
 """Renders through the module against the `qorsc` command, and its shapes of output
 against each other."""
 
+import os
+import signal
+import threading
+import time
+
 import numpy
 import pytest
 
@@ -129,3 +134,22 @@ def test_preview_is_rgb_white_where_there_is_no_ink(press_sheet):
     assert blank.any() and (~blank).any()
     assert (rgb[blank] == 255).all()
     assert (rgb[~blank] < 255).any()
+
+
+def test_ctrl_c_stops_a_long_render(press_sheet):
+    # Every line of the page at 2400 dpi, four times finer, is rendered for a box 10
+    # pixels wide: many seconds of work, interrupted after a fraction of one.
+    page = press_sheet[0]
+    timer = threading.Timer(0.3, lambda: os.kill(os.getpid(), signal.SIGINT))
+    finished = False
+    start = time.monotonic()
+    timer.start()
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            page.render(dpi=2400, aa=4, box=(0, 0, 10, 19833), threads=2)
+            finished = True
+            time.sleep(10)
+    finally:
+        timer.cancel()
+    assert not finished
+    assert time.monotonic() - start < 3
