@@ -4,7 +4,7 @@
     >>> page = qorsc.open("samples/press_sheet.pdf")[0]
     >>> plates = page.render(dpi=150)
     >>> plates.shape, plates.plate_names[:4]
-    ((6, 1170, 1245), ['Cyan', 'Magenta', 'Yellow', 'Black'])
+    ((6, 1240, 1754), ['Cyan', 'Magenta', 'Yellow', 'Black'])
 
 Plates hold ink amounts: 0 is no ink, 255 (or 1.0 as float32) full ink. Pages render
 exactly as `qorsc render` renders them: the same plates, anti-aliasing and bytes.

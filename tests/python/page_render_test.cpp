@@ -31,7 +31,10 @@ RenderRequest Request(const PageInput& page, double dpi, int aa, unsigned thread
   settings.band_lines = 16;
   return RenderRequest{
       QorScTool::ChoosePlates(choice, page.colorants, page.document->GetSeparationInfo()),
-      settings, QorScPy::ChooseBox(page, dpi, box), type, {}};
+      settings,
+      QorScPy::ChooseBox(page, dpi, box),
+      type,
+      {}};
 }
 
 template <class T>
@@ -127,10 +130,9 @@ TEST(PageRender, StoppingEndsEveryThread) {
     request.poll = [&] {
       if (++polls == 30) throw std::runtime_error("stop");
     };
-    std::vector<unsigned char> out(request.plates.names.size() *
-                                   static_cast<std::size_t>(request.box.Width()) *
-                                   static_cast<std::size_t>(request.box.Height()) *
-                                   request.SampleSize());
+    std::vector<unsigned char> out(
+        request.plates.names.size() * static_cast<std::size_t>(request.box.Width()) *
+        static_cast<std::size_t>(request.box.Height()) * request.SampleSize());
     EXPECT_THROW(RenderInto(page, request, out.data()), std::runtime_error);
   }
   // A source dropped after a few lines, its thread still rendering ahead.
