@@ -331,6 +331,7 @@ py::array Preview(const Page& page, double dpi, const Colorants& colorants, int 
 PYBIND11_MODULE(_qorsc, m) {
   using namespace QorScPy;
   m.doc() = "The compiled core of the qorsc package; use the qorsc package itself.";
+  m.attr("__version__") = QORSC_VERSION;
 
   py::register_exception<QorPdf::ImportError>(m, "ImportError", PyExc_ValueError);
   py::register_exception_translator([](std::exception_ptr error) {

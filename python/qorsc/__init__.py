@@ -21,6 +21,7 @@ from . import _qorsc
 
 ImportError = _qorsc.ImportError  # noqa: A001 - the package's own, a ValueError
 Hit = _qorsc.Hit
+__version__ = _qorsc.__version__
 
 __all__ = ["open", "Document", "Page", "Plates", "Hit", "ImportError"]
 
@@ -63,6 +64,9 @@ class Document:
     def __init__(self, core):
         self._core = core
         self._pages = {}
+
+    def __repr__(self):
+        return f"<qorsc.Document {self.name!r}, {len(self)} pages>"
 
     def __len__(self):
         return self._core.page_count

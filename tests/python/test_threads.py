@@ -46,3 +46,28 @@ def test_pages_are_imported_once_from_several_threads():
     for thread in threads:
         thread.join()
     assert all(page is pages[0] for page in pages)
+
+
+def test_python_runs_on_while_a_page_renders(press_sheet):
+    # With the interpreter lock held by the render, the counting thread could not
+    # count at all while it runs.
+    page = press_sheet[0]
+    count = [0]
+    stop = threading.Event()
+
+    def counter():
+        while not stop.is_set():
+            count[0] += 1
+
+    thread = threading.Thread(target=counter)
+    thread.start()
+    try:
+        while count[0] == 0:
+            pass
+        before = count[0]
+        page.render(dpi=2400, box=(0, 0, 10, 19833), threads=1)
+        during = count[0] - before
+    finally:
+        stop.set()
+        thread.join()
+    assert during > 1000
