@@ -125,6 +125,11 @@ def test_hits_name_the_objects_painting_a_pixel(press_sheet):
         assert page.hits(int(bx), int(by), dpi=72) == []
 
 
+def test_preview_equals_the_commands_png(press_sheet, cli_render):
+    expected = cli_render(PRESS_SHEET, "-f", "png", "-r", "40", "--aa", "2")
+    numpy.testing.assert_array_equal(press_sheet[0].preview(dpi=40, aa=2), expected)
+
+
 def test_preview_is_rgb_white_where_there_is_no_ink(press_sheet):
     page = press_sheet[0]
     rgb = page.preview(dpi=36)
