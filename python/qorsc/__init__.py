@@ -28,7 +28,10 @@ __all__ = ["open", "Document", "Page", "Plates", "Hit", "ImportError"]
 
 class Plates(numpy.ndarray):
     """A render: an array of shape (plates, height, width) whose plate_names name
-    the first axis, in order."""
+    the first axis, in order.
+
+    Slicing the first axis slices the names too; one plate (plates[i] or
+    plates.plate(name)) is a plain (height, width) array."""
 
     def __new__(cls, array, plate_names):
         plates = numpy.asarray(array).view(cls)
@@ -37,6 +40,20 @@ class Plates(numpy.ndarray):
 
     def __array_finalize__(self, source):
         self.plate_names = getattr(source, "plate_names", None)
+
+    def __getitem__(self, key):
+        result = super().__getitem__(key)
+        first = key[0] if isinstance(key, tuple) and key else key
+        if isinstance(result, Plates) and self.plate_names is not None:
+            if isinstance(first, (int, numpy.integer)):
+                return result.view(numpy.ndarray)
+            if isinstance(first, slice):
+                result.plate_names = self.plate_names[first]
+        return result
+
+    def __iter__(self):
+        for index in range(len(self)):
+            yield self[index]
 
     def plate(self, name):
         """The plane of the plate called `name` (a KeyError if there is none)."""

@@ -101,6 +101,10 @@ def test_page_properties_and_plate_names(press_sheet):
     assert page.plate_names("gray") == ["Black"]
     plates = page.render(dpi=20)
     numpy.testing.assert_array_equal(plates.plate("Silver"), plates[5])
+    assert type(plates[5]) is numpy.ndarray and plates[5].shape == plates.shape[1:]
+    assert all(type(plate) is numpy.ndarray for plate in plates)
+    assert plates[4:].plate_names == ["PANTONE 185 C", "Silver"]
+    assert plates[::-3, 2:5].plate_names == ["Silver", "Yellow"]
     with pytest.raises(KeyError):
         plates.plate("Orange")
 
