@@ -34,12 +34,6 @@ namespace {
 
 using QorScTool::ColorantChoice;
 
-struct Hit {
-  std::size_t id;
-  std::string kind;
-  std::string description;
-};
-
 std::string FormatWarning(const QorPdf::Warning& w) {
   return w.subject + (w.subject.empty() ? "" : ": ") + w.reason;
 }
@@ -290,14 +284,10 @@ class Lines {
   std::unique_ptr<LineSource> source_;
 };
 
-std::vector<Hit> Hits(const Page& page, long long x, long long y, double dpi) {
+std::vector<QorScTool::Hit> Hits(const Page& page, long long x, long long y, double dpi) {
   CheckDpi(dpi);
   py::gil_scoped_release release;
-  std::vector<Hit> hits;
-  for (QorScTool::Hit& hit : QorScTool::FindHits(page.Input(), dpi, x, y)) {
-    hits.push_back({hit.id, std::move(hit.kind), std::move(hit.description)});
-  }
-  return hits;
+  return QorScTool::FindHits(page.Input(), dpi, x, y);
 }
 
 py::array Preview(const Page& page, double dpi, const Colorants& colorants, int aa,
@@ -342,6 +332,7 @@ PYBIND11_MODULE(_qorsc, m) {
     }
   });
 
+  using QorScTool::Hit;
   py::class_<Hit>(m, "Hit", "An object painting a pixel.")
       .def_readonly("id", &Hit::id, "The object's identifier in the page's document model.")
       .def_readonly("kind", &Hit::kind, "What it is: 'path', 'text', 'image mask', ...")
