@@ -165,7 +165,7 @@ void CheckDpi(double dpi) {
 }
 
 QorScTool::RenderSettings Settings(double dpi, int aa, const std::string& filter,
-                                   unsigned threads) {
+                                   long long threads) {
   CheckDpi(dpi);
   if (aa < 1 || aa > 4) throw QorScTool::UsageError("aa: " + std::to_string(aa) + " is not 1 to 4");
   if (threads < 1 || threads > 1024) {
@@ -181,7 +181,7 @@ QorScTool::RenderSettings Settings(double dpi, int aa, const std::string& filter
   } else {
     throw QorScTool::UsageError("aa_filter: '" + filter + "' is neither 'tent' nor 'box'");
   }
-  settings.threads = threads;
+  settings.threads = static_cast<unsigned>(threads);
   return settings;
 }
 
@@ -219,7 +219,7 @@ SampleType ToSampleType(const std::string& dtype) {
 }
 
 RenderRequest Request(const Page& page, double dpi, const Colorants& colorants, int aa,
-                      const std::string& filter, unsigned threads, const std::string& dtype,
+                      const std::string& filter, long long threads, const std::string& dtype,
                       const std::optional<std::array<long long, 4>>& box) {
   const QorScTool::PageInput input = page.Input();
   std::optional<PixelBox> pixels;
@@ -236,7 +236,7 @@ py::array NewArray(const RenderRequest& request, std::vector<py::ssize_t> shape)
 }
 
 py::tuple Render(const Page& page, double dpi, const Colorants& colorants, int aa,
-                 const std::string& filter, unsigned threads, const std::string& dtype,
+                 const std::string& filter, long long threads, const std::string& dtype,
                  const std::optional<std::array<long long, 4>>& box) {
   const RenderRequest request = Request(page, dpi, colorants, aa, filter, threads, dtype, box);
   py::array array = NewArray(request, {static_cast<py::ssize_t>(request.plates.names.size()),
@@ -291,7 +291,7 @@ std::vector<QorScTool::Hit> Hits(const Page& page, long long x, long long y, dou
 }
 
 py::array Preview(const Page& page, double dpi, const Colorants& colorants, int aa,
-                  const std::string& filter, unsigned threads) {
+                  const std::string& filter, long long threads) {
   const RenderRequest request =
       Request(page, dpi, colorants, aa, filter, threads, "uint8", std::nullopt);
   const auto width = static_cast<std::size_t>(request.box.Width());
@@ -362,7 +362,7 @@ PYBIND11_MODULE(_qorsc, m) {
       .def(
           "lines",
           [](const Page& page, double dpi, const Colorants& colorants, int aa,
-             const std::string& filter, unsigned threads, const std::string& dtype,
+             const std::string& filter, long long threads, const std::string& dtype,
              const std::optional<std::array<long long, 4>>& box) {
             return std::make_unique<Lines>(
                 page, Request(page, dpi, colorants, aa, filter, threads, dtype, box));

@@ -32,7 +32,7 @@ def test_pages_outside_the_document_raise_index_error(press_sheet):
     dict(dpi=0), dict(dpi=-72), dict(dpi=float("nan")), dict(dpi=float("inf")), dict(dpi=2e5),
     dict(colorants="CMYK"), dict(colorants="Cyan,Black"), dict(colorants=[]),
     dict(colorants=["Cyan", ""]), dict(colorants=["Cyan", "Cyan"]),
-    dict(aa=0), dict(aa=5), dict(aa_filter="gauss"), dict(threads=0),
+    dict(aa=0), dict(aa=5), dict(aa_filter="gauss"), dict(threads=0), dict(threads=-2),
     dict(dtype=numpy.int16), dict(dtype="complex"), dict(dtype=numpy.float32, aa=2),
     dict(box=(0, 0, 0, 10)), dict(box=(-1, 0, 10, 10)), dict(box=(0, 0, 10, 100000)),
 ])
