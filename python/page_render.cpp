@@ -17,6 +17,9 @@ namespace {
 using QorScTool::LineSink;
 using QorScTool::PageInput;
 
+// What a LineSource's band buffers may hold together.
+constexpr double kLineSourceBandBytes = 32.0 * 1024 * 1024;
+
 // Thrown by a sink after the box's last line: the rest of the page is not needed.
 struct BoxComplete {};
 
@@ -182,6 +185,17 @@ LineSource::LineSource(PageInput page, RenderRequest request)
     : page_(std::move(page)), request_(std::move(request)), next_row_(request_.box.top) {
   request_.settings.interrupt = &interrupt_;
   request_.poll = nullptr;  // the rendering thread is not the caller's
+  // The render job buffers two bands per thread: sized from the budget, its memory
+  // does not grow with the thread count (down to bands of 16 lines).
+  if (request_.settings.threads > 1 && request_.settings.band_lines == 0) {
+    const QorScTool::PixelSize size =
+        QorScTool::PagePixelSize(page_.world_box, request_.settings.resolution);
+    const double line_bytes =
+        static_cast<double>(request_.plates.names.size()) * static_cast<double>(size.width);
+    const double band_lines =
+        kLineSourceBandBytes / (2.0 * request_.settings.threads * std::max(line_bytes, 1.0));
+    request_.settings.band_lines = std::clamp(static_cast<long long>(band_lines), 16LL, 1024LL);
+  }
   line_.resize(request_.plates.names.size() * static_cast<std::size_t>(request_.box.Width()));
 }
 

@@ -55,8 +55,9 @@ PixelBox ChooseBox(const QorScTool::PageInput& page, double resolution,
 void RenderInto(const QorScTool::PageInput& page, const RenderRequest& request, void* out);
 
 // The box's lines one at a time, top to bottom. Byte lines are rendered on a thread
-// of their own, at most one line ahead of the reader; destroying the source stops
-// and joins it. Not for use from two threads at once.
+// of their own, at most one line ahead of the reader; with several threads, bands
+// are sized so that all band buffers together stay near 32 MB. Destroying the source
+// stops and joins it. Not for use from two threads at once.
 class LineSource {
  public:
   LineSource(QorScTool::PageInput page, RenderRequest request);
