@@ -76,13 +76,33 @@ class Document:
     """An open PDF document: a sequence of pages.
 
     Pages are imported when first asked for and kept. A document may be used from
-    several threads; each page renders independently of the others."""
+    several threads; each page renders independently of the others. The file stays
+    open until close() (or the end of a `with` block); pages already taken stay
+    usable after it."""
 
     def __init__(self, core):
-        self._core = core
+        self._open_core = core
         self._pages = {}
 
+    @property
+    def _core(self):
+        if self._open_core is None:
+            raise ValueError("the document is closed")
+        return self._open_core
+
+    def close(self):
+        """Closes the file. Pages taken before stay usable."""
+        self._open_core = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.close()
+
     def __repr__(self):
+        if self._open_core is None:
+            return "<qorsc.Document (closed)>"
         return f"<qorsc.Document {self.name!r}, {len(self)} pages>"
 
     def __len__(self):

@@ -115,6 +115,19 @@ def test_bytes_open_like_the_file(press_sheet):
     numpy.testing.assert_array_equal(document[0].render(dpi=40), press_sheet[0].render(dpi=40))
 
 
+def test_pages_outlive_their_closed_document(press_sheet):
+    with qorsc.open(PRESS_SHEET) as document:
+        page = document[0]
+        lines = page.lines(dpi=30)
+        first = next(lines)
+    assert "closed" in repr(document)
+    with pytest.raises(ValueError):
+        len(document)
+    numpy.testing.assert_array_equal(page.render(dpi=30), press_sheet[0].render(dpi=30))
+    numpy.testing.assert_array_equal(first, press_sheet[0].render(dpi=30)[:, 0])
+    assert len(list(lines)) == page.render(dpi=30).shape[1] - 1
+
+
 def test_hits_name_the_objects_painting_a_pixel(press_sheet):
     page = press_sheet[0]
     plates = page.render(dpi=72)
