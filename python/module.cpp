@@ -40,11 +40,21 @@ std::string FormatWarning(const QorPdf::Warning& w) {
 
 class Page {
  public:
-  Page(QorPdf::Import import, std::vector<std::string> warnings,
+  Page(std::string file_name, QorPdf::Import import, std::vector<std::string> warnings,
        std::vector<unsigned char> output_intent)
-      : import_(std::move(import)),
+      : file_name_(std::move(file_name)),
+        import_(std::move(import)),
         warnings_(std::move(warnings)),
         output_intent_(std::move(output_intent)) {}
+
+  // Like `qorsc render`, a page whose content was not read to its end (the file asks
+  // for more than any real page needs) is not rendered as if it were whole.
+  void CheckComplete() const {
+    if (!Imported().incomplete.empty()) {
+      throw QorPdf::ImportError(file_name_, "page " + std::to_string(Imported().index + 1) +
+                                                " is refused: " + Imported().incomplete);
+    }
+  }
 
   const QorPdf::ImportedPage& Imported() const { return import_.pages.at(0); }
 
@@ -67,6 +77,7 @@ class Page {
   }
 
  private:
+  std::string file_name_;
   QorPdf::Import import_;
   std::vector<std::string> warnings_;
   std::vector<unsigned char> output_intent_;
@@ -91,7 +102,8 @@ class Document {
     const std::vector<std::size_t> indices =
         QorScTool::ZeroBasedPages({index + 1}, document_.PageCount());
     QorPdf::Import import = document_.ImportPages(indices, QorScTool::RenderableImportOptions());
-    return std::make_shared<Page>(std::move(import), WarningsOf(index), OutputIntentLocked());
+    return std::make_shared<Page>(document_.Name(), std::move(import), WarningsOf(index),
+                                  OutputIntentLocked());
   }
 
   // The whole file's warnings (those of no particular page).
@@ -221,13 +233,17 @@ SampleType ToSampleType(const std::string& dtype) {
 RenderRequest Request(const Page& page, double dpi, const Colorants& colorants, int aa,
                       const std::string& filter, long long threads, const std::string& dtype,
                       const std::optional<std::array<long long, 4>>& box) {
+  page.CheckComplete();
   const QorScTool::PageInput input = page.Input();
   std::optional<PixelBox> pixels;
   if (box) pixels = PixelBox{(*box)[0], (*box)[1], (*box)[2], (*box)[3]};
-  return RenderRequest{
+  RenderRequest request{
       QorScTool::ChoosePlates(ToChoice(colorants), input.colorants, page.SeparationTable()),
       Settings(dpi, aa, filter, threads), ChooseBox(input, dpi, pixels), ToSampleType(dtype),
       SignalPoll()};
+  QorScTool::CheckPageSize(QorScTool::PagePixelSize(input.world_box, dpi),
+                           request.plates.names.size(), request.settings);
+  return request;
 }
 
 py::array NewArray(const RenderRequest& request, std::vector<py::ssize_t> shape) {
@@ -357,6 +373,11 @@ PYBIND11_MODULE(_qorsc, m) {
                              })
       .def_property_readonly("colorants", &Page::Colorants)
       .def_property_readonly("warnings", &Page::Warnings)
+      .def_property_readonly("incomplete",
+                             [](const Page& p) -> std::optional<std::string> {
+                               if (p.Imported().incomplete.empty()) return std::nullopt;
+                               return p.Imported().incomplete;
+                             })
       .def("render", &Render, py::arg("dpi"), py::arg("colorants"), py::arg("aa"),
            py::arg("aa_filter"), py::arg("threads"), py::arg("dtype"), py::arg("box"))
       .def(

@@ -210,6 +210,14 @@ class Page:
         strings."""
         return self._core.warnings
 
+    @property
+    def incomplete(self):
+        """Why the page's content was not read to its end (the file asks for more
+        work or memory than any real page needs), or None. Such a page is refused
+        by render(), lines() and preview() with qorsc.ImportError, as by `qorsc
+        render`."""
+        return self._core.incomplete
+
     def render(self, dpi=300, colorants="auto", aa=1, aa_filter="tent", threads=None,
                dtype=numpy.uint8, box=None):
         """Renders the page to a Plates array of shape (plates, height, width).

@@ -4,6 +4,7 @@ import numpy
 import pytest
 
 import qorsc
+from conftest import SOURCE_DIR
 
 
 def test_unreadable_files_raise_import_error(tmp_path):
@@ -56,3 +57,19 @@ def test_pixels_outside_the_page_raise_index_error(press_sheet):
 def test_a_page_too_large_for_memory_raises_memory_error(press_sheet):
     with pytest.raises(MemoryError):
         press_sheet[0].render(dpi=100000)
+
+
+def test_hostile_pages_are_refused_like_the_command():
+    hostile = SOURCE_DIR / "tests" / "pdf" / "data" / "hostile"
+    page = qorsc.open(hostile / "form_chain.pdf")[0]
+    assert "placements" in page.incomplete
+    with pytest.raises(qorsc.ImportError, match="is refused"):
+        page.render(dpi=10)
+    with pytest.raises(qorsc.ImportError, match="is refused"):
+        next(page.lines(dpi=10))
+    huge = qorsc.open(hostile / "huge_media_box.pdf")[0]
+    assert huge.incomplete is None
+    with pytest.raises(ValueError, match="too large"):
+        huge.render(dpi=300)
+    with pytest.raises(ValueError, match="too large"):
+        huge.render(dpi=300, dtype=numpy.float32, box=(0, 0, 1, 1))
