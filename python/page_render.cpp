@@ -84,10 +84,13 @@ QorSc::ScanConverter FloatConverter(const PageInput& page, const RenderRequest& 
   const QorScTool::PixelSize size =
       QorScTool::PagePixelSize(page.world_box, request.settings.resolution);
   const QorSc::Environment environment(page.world_box, size.width, size.height);
-  return QorSc::ScanConverter(
-      QorSc::CollectObjects(environment, request.plates.options,
-                            PixelBox{request.box.left, top, request.box.right, bottom},
-                            *page.content, {}, QorScTool::DefaultVisibility()));
+  // Hairlines print as wide as in the render job's bytes.
+  QorSc::Options options = request.plates.options;
+  options.SetMinimalStrokeWidth(
+      QorScTool::MinimalStrokeWidthFor(environment, request.settings.min_line_width));
+  return QorSc::ScanConverter(QorSc::CollectObjects(
+      environment, options, PixelBox{request.box.left, top, request.box.right, bottom},
+      *page.content, {}, QorScTool::DefaultVisibility()));
 }
 
 // Writes one float line of every plate, plate p at out + p × stride.
