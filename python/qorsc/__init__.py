@@ -237,8 +237,8 @@ class Page:
         render() gives for the same arguments.
 
         threads=None uses at most two: the reader is usually slower than the
-        render, and each thread adds band buffers (A4 at 2400 dpi: about 50 MB
-        with one thread, 85 MB with two, 90 MB with four, all told). Float lines
+        render, and each thread adds band buffers (A4 at 2400 dpi: about 55 MB
+        with one thread, 90 MB with two, all told). Float lines
         are converted by the reading thread itself."""
         stream = self._core.lines(dpi, colorants, aa, aa_filter, _threads(threads, most=2),
                                   _dtype(dtype), _box(box))
