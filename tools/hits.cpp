@@ -151,7 +151,8 @@ std::string DescribeObject(const QorDoc::ContentObject& object) {
     return text;
   }
   if (const auto* image = dynamic_cast<const QorDoc::Image*>(&object)) {
-    const auto& p = image->GetPicture();
+    const auto& picture = image->GetPaintedPicture();
+    const auto* p = picture ? picture->GetPictureData().get() : nullptr;
     std::string text =
         p ? std::to_string(p->GetWidth()) + "x" + std::to_string(p->GetHeight()) : "no samples";
     if (image->GetHalftoneSet()) text += ", halftone " + image->GetHalftoneSet()->GetName();

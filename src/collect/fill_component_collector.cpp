@@ -15,6 +15,7 @@
 #include "collect/fillable_object_info.h"
 #include "collect/group_flattening.h"
 #include "collect/group_object_info.h"
+#include "collect/image_object_info.h"
 #include "ovrel/fill.h"
 #include "scan/collect_fill_components.h"
 
@@ -83,8 +84,11 @@ class FillComponentCollector {
       Malformed("an element component with member components");
     }
     if (attribute->PaintedPicture()) {
-      level.Append(std::make_unique<ImageObjectInfo>(nullptr, nullptr, geometry_,
-                                                     CollectSoftMask(component)));
+      const QorDoc::ContentObject* selection = attribute->ObjectForSelection();
+      level.Append(std::make_unique<ImageObjectInfo>(
+          dynamic_cast<const QorDoc::Image*>(selection), selection, nullptr, geometry_,
+          attribute->PaintedPicture(), attribute->ObjectTransformation(),
+          attribute->Transparency(), CollectSoftMask(component)));
       return;
     }
     if (!attribute->Paint()) Malformed("an element component with neither picture nor paint");

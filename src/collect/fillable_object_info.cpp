@@ -72,14 +72,10 @@ std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& 
   std::shared_ptr<const QorBlend::Transparency> transparency =
       PrepareHalftoneTransparency(transparency_, halftones);
   if (halftones != kHalftoneNone) {
-    const QorDoc::Content* content =
-        document_object_ != nullptr ? document_object_->GetContent() : nullptr;
-    const QorDoc::Document* document = content != nullptr ? content->GetDocument() : nullptr;
-    if (document == nullptr) {
-      throw std::logic_error("qorsc: halftone labels need objects that belong to a document");
-    }
-    const float label = EncodeHalftoneLabel(*document, document_object_->GetHalftoneSet().get());
-    paint = std::make_shared<HalftonePaintGetter>(label, std::move(paint), halftones);
+    paint = WithHalftoneLabel(
+        std::move(paint), document_object_,
+        document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
+        halftones);
   }
 
   std::unique_ptr<SoftMaskState> mask;

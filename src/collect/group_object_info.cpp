@@ -26,8 +26,4 @@ std::unique_ptr<IntervalsFiller> GroupObjectInfo::CreateFiller(LineRenderer& ren
       CreateRunLengthGenerator(geometry_, renderer), std::move(mask), std::move(transparency));
 }
 
-std::unique_ptr<IntervalsFiller> ImageObjectInfo::CreateFiller(LineRenderer&) {
-  throw std::logic_error("qorsc: images cannot be rendered yet");
-}
-
 }  // namespace QorSc

@@ -1,13 +1,11 @@
-// Records of transparency groups, images and soft masks.
+// Records of transparency groups and soft masks.
 //
 // A group that cannot be flattened into its level becomes one GroupObjectInfo
 // holding its members' records in a container of their own (with the group's
-// isolated and knockout flags); an image becomes an ImageObjectInfo; a soft mask's
-// content is collected into a SoftMaskRecord that travels with the masked record.
-// A group becomes a GroupIntervalsFiller over a line renderer of its own members; a
-// soft mask becomes the SoftMaskState of its object's filler. Images arrive with
-// picture paint: until then activating one fails with a std::logic_error that names
-// what is missing, never silently.
+// isolated and knockout flags); a soft mask's content is collected into a
+// SoftMaskRecord that travels with the masked record. A group becomes a
+// GroupIntervalsFiller over a line renderer of its own members; a soft mask becomes
+// the SoftMaskState of its object's filler.
 #pragma once
 
 #include <memory>
@@ -55,28 +53,6 @@ class GroupObjectInfo final : public ObjectInfo {
   GeometrySource geometry_;
   std::shared_ptr<const QorBlend::Transparency> transparency_;
   std::unique_ptr<ObjectInfoContainer> members_;
-  std::unique_ptr<SoftMaskRecord> soft_mask_;
-};
-
-class ImageObjectInfo final : public ObjectInfo {
- public:
-  ImageObjectInfo(const QorDoc::Image* image, std::shared_ptr<Clip> clip,
-                  const GeometrySource& geometry, std::unique_ptr<SoftMaskRecord> softMask)
-      : ObjectInfo(geometry.pixelBox),
-        image_(image),
-        clip_(std::move(clip)),
-        geometry_(geometry),
-        soft_mask_(std::move(softMask)) {}
-
-  std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
-
-  const QorDoc::Image* GetImage() const { return image_; }
-  const SoftMaskRecord* GetSoftMask() const { return soft_mask_.get(); }
-
- private:
-  const QorDoc::Image* image_;
-  std::shared_ptr<Clip> clip_;
-  GeometrySource geometry_;
   std::unique_ptr<SoftMaskRecord> soft_mask_;
 };
 

@@ -10,6 +10,7 @@
 #include "collect/clip_object_visitor.h"
 #include "collect/fillable_object_info.h"
 #include "collect/group_flattening.h"
+#include "collect/image_object_info.h"
 #include "morv/flatten.h"
 #include "morv/stroke.h"
 #include "qorpaint/shading_paint.h"
@@ -318,9 +319,12 @@ bool ObjectCollector::VisitImage(const QorDoc::Image& image) {
   if (!IsSelected(image)) return false;
   const Box target = TargetBox(image);
   if (target.IsEmpty()) return false;
-  const GeometrySource geometry{target, nullptr, nullptr,
-                                Morv::Compose(Current(), image.GetTransformation())};
-  Append(std::make_unique<ImageObjectInfo>(&image, clips_.back(), geometry,
+  if (!image.GetPaintedPicture()) return false;
+  const Transformation placement = Morv::Compose(Current(), image.GetTransformation());
+  const GeometrySource geometry{target, nullptr, nullptr, placement};
+  Append(std::make_unique<ImageObjectInfo>(&image, &image, clips_.back(), geometry,
+                                           image.GetPaintedPicture(), placement,
+                                           image.GetTransparency(),
                                            CollectSoftMask(image.GetTransparency())));
   return false;
 }

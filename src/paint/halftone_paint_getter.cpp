@@ -6,7 +6,11 @@
 
 #include "paint/halftone_paint_getter.h"
 
+#include <stdexcept>
 #include <utility>
+
+#include "paint/halftone_label.h"
+#include "qordoc/document.h"
 
 namespace QorSc {
 namespace {
@@ -75,6 +79,19 @@ void HalftonePaintGetter::Compute(const PaintLine& line, const RunList& runs,
         values[x] = label_ * mask[x];
     }
   }
+}
+
+std::shared_ptr<PaintGetter> WithHalftoneLabel(std::shared_ptr<PaintGetter> paint,
+                                               const QorDoc::ContentObject* object,
+                                               const QorDoc::HalftoneSet* set, HalftoneMode mode) {
+  if (mode == kHalftoneNone) return paint;
+  const QorDoc::Content* content = object != nullptr ? object->GetContent() : nullptr;
+  const QorDoc::Document* document = content != nullptr ? content->GetDocument() : nullptr;
+  if (document == nullptr) {
+    throw std::logic_error("qorsc: halftone labels need objects that belong to a document");
+  }
+  return std::make_shared<HalftonePaintGetter>(EncodeHalftoneLabel(*document, set),
+                                               std::move(paint), mode);
 }
 
 }  // namespace QorSc

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "paint/paint_getter.h"
+#include "qordoc/content.h"
 #include "scan/options.h"
 
 namespace QorSc {
@@ -30,5 +31,12 @@ class HalftonePaintGetter final : public PaintGetter {
   bool masked_;
   float label_;
 };
+
+// `paint` wrapped in the label of `set` for halftone modes other than none, else
+// `paint` itself. The document comes from `object`'s content; an object outside a
+// document cannot be labelled (std::logic_error).
+std::shared_ptr<PaintGetter> WithHalftoneLabel(std::shared_ptr<PaintGetter> paint,
+                                               const QorDoc::ContentObject* object,
+                                               const QorDoc::HalftoneSet* set, HalftoneMode mode);
 
 }  // namespace QorSc

@@ -10,6 +10,9 @@
 #include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
 #include "qorpaint/shading_paint.h"
+
+#include "collect/image_object_info.h"
+#include "test_picture.h"
 #include "composite/intervals_filler.h"
 #include "raster/clip.h"
 #include "reference_compositor.h"
@@ -258,7 +261,7 @@ TEST(CollectObjects, TextsImagesAndSingleObjects) {
   mask->SetBit(1, 0, true);
   auto image_mask =
       b.AddImageMask(page, mask, Fill("Magenta", 1.0f), T{8.0, 0.0, 0.0, 8.0, 20.0, 20.0});
-  auto image = b.AddImage(page, mask, T{8.0, 0.0, 0.0, 8.0, 30.0, 20.0});
+  auto image = b.AddImage(page, QorTest::MakeBitPicture(mask, "Black"), T{8.0, 0.0, 0.0, 8.0, 30.0, 20.0});
   auto& members = b.AddContent();
   auto nested = b.AddPath(members, Morv::PathBuilder().Rectangle(0.0, 0.0, 2.0, 2.0).BuildShared(),
                           Fill("Cyan", 1.0f));

@@ -10,6 +10,8 @@
 
 #include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
+#include "collect/image_object_info.h"
+#include "test_picture.h"
 #include "composite/blend_term.h"
 #include "ovrel/fill.h"
 #include "ovrel/fill_builder.h"
@@ -344,7 +346,7 @@ TEST(FillComponents, SoftMasksAreCollectedWithTheirContent) {
   auto group_mask =
       TFillBuilder::Mask(std::make_shared<const Ovrel::TSoftMaskAttribute>(luminosity_mask), {});
   Ovrel::TElementAttribute::Definition picture;
-  picture.paintedPicture = std::make_shared<const QorImg::PictureBuffer>(2, 2, 8);
+  picture.paintedPicture = QorTest::MakeInkPicture(2, 2, {"Black"}, {});
   auto fill = TFillBuilder()
                   .Add(TFillBuilder::Element(*a, false, {mask, ignored}))
                   // A mask makes even a plain group keep its level.
@@ -395,7 +397,7 @@ TEST(FillComponents, EveryRecordCoversThePixelBox) {
                              std::make_shared<const QorBlend::SoftMask>(nullptr, T{}, true)),
                          {TFillBuilder::Element(*b)});
   Ovrel::TElementAttribute::Definition picture;
-  picture.paintedPicture = std::make_shared<const QorImg::PictureBuffer>(1, 1, 8);
+  picture.paintedPicture = QorTest::MakeInkPicture(1, 1, {"Black"}, {});
   auto fill =
       TFillBuilder()
           .Add(TFillBuilder::Element(*a, false, {mask}))

@@ -96,8 +96,19 @@ std::shared_ptr<const ImageMask> DocumentBuilder::AddImageMask(
   return image;
 }
 
+DocumentBuilder& DocumentBuilder::SetWorkingSpaceProfile(
+    std::shared_ptr<const std::vector<unsigned char>> icc) {
+  document_->working_space_profile_ = std::move(icc);
+  return *this;
+}
+
+const std::shared_ptr<const std::vector<unsigned char>>& GetWorkingSpaceProfile(
+    const Document& document) {
+  return document.GetWorkingSpaceProfile();
+}
+
 std::shared_ptr<const Image> DocumentBuilder::AddImage(
-    Content& content, std::shared_ptr<const QorImg::PictureBuffer> picture,
+    Content& content, std::shared_ptr<const QorImg::PaintedPicture> picture,
     const Morv::MilliPointTransformation& t,
     std::shared_ptr<const QorBlend::Transparency> transparency,
     std::shared_ptr<HalftoneSet> halftone) {

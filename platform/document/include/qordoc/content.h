@@ -21,6 +21,7 @@
 #include "qordoc/fwd.h"
 #include "qordoc/halftone.h"
 #include "qordoc/layer.h"
+#include "qorimg/painted_picture.h"
 #include "qorimg/picture_buffer.h"
 #include "qorpaint/paint.h"
 
@@ -226,11 +227,11 @@ class ImageMask final : public Fillable {
   std::shared_ptr<const QorImg::PictureBuffer> mask_;
 };
 
-// A sampled image on the unit square; its samples and colour arrive with the
-// picture paint.
+// A sampled image on the unit square (row 0 at the top), painted by its picture:
+// samples, channel mapping, rendering intent and the picture's own soft mask.
 class Image final : public ContentObject {
  public:
-  Image(std::shared_ptr<const QorImg::PictureBuffer> picture,
+  Image(std::shared_ptr<const QorImg::PaintedPicture> picture,
         const Morv::MilliPointTransformation& t,
         std::shared_ptr<const QorBlend::Transparency> transparency,
         std::shared_ptr<HalftoneSet> halftone = nullptr)
@@ -239,7 +240,9 @@ class Image final : public ContentObject {
         transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()),
         halftone_(std::move(halftone)) {}
 
-  const std::shared_ptr<const QorImg::PictureBuffer>& GetPicture() const { return picture_; }
+  const std::shared_ptr<const QorImg::PaintedPicture>& GetPaintedPicture() const {
+    return picture_;
+  }
   const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const {
     return transparency_;
   }
@@ -248,7 +251,7 @@ class Image final : public ContentObject {
   void Accept(ConstVisitorBase& visitor) const override { visitor.VisitImage(*this); }
 
  private:
-  std::shared_ptr<const QorImg::PictureBuffer> picture_;
+  std::shared_ptr<const QorImg::PaintedPicture> picture_;
   std::shared_ptr<const QorBlend::Transparency> transparency_;
   std::shared_ptr<HalftoneSet> halftone_;
 };

@@ -13,6 +13,12 @@
 
 namespace QorDoc {
 
+class Document;
+
+// The working space of `document`'s pictures (see Document::GetWorkingSpaceProfile).
+const std::shared_ptr<const std::vector<unsigned char>>& GetWorkingSpaceProfile(
+    const Document& document);
+
 class Document {
  public:
   Document(const Document&) = delete;
@@ -20,6 +26,11 @@ class Document {
 
   const std::vector<Separation::Entry>& GetSeparationInfo() const { return separations_; }
   const Halftones& GetHalftones() const { return halftones_; }
+  // The ICC profile of the inks pictures are converted into (the output intent), or
+  // null when the built-in separation serves.
+  const std::shared_ptr<const std::vector<unsigned char>>& GetWorkingSpaceProfile() const {
+    return working_space_profile_;
+  }
   // The pages' contents, in page order.
   const std::vector<const Content*>& GetPages() const { return pages_; }
 
@@ -29,6 +40,7 @@ class Document {
 
   std::vector<Separation::Entry> separations_;
   Halftones halftones_;
+  std::shared_ptr<const std::vector<unsigned char>> working_space_profile_;
   std::vector<const Content*> pages_;
   std::vector<std::unique_ptr<Content>> contents_;  // every content: pages, groups, masks
 };
@@ -43,6 +55,7 @@ class DocumentBuilder {
 
   DocumentBuilder& AddSeparation(Separation::Entry entry);
   std::shared_ptr<HalftoneSet> AddHalftoneSet(std::string name);
+  DocumentBuilder& SetWorkingSpaceProfile(std::shared_ptr<const std::vector<unsigned char>> icc);
   // A new empty page; the returned content stays valid (and owned by the document).
   Content& AddPage();
   // A new empty content for a group, a layer or a soft mask.
@@ -71,7 +84,7 @@ class DocumentBuilder {
                                                 Fillable::Painting painting,
                                                 const Morv::MilliPointTransformation& t);
   std::shared_ptr<const Image> AddImage(
-      Content& content, std::shared_ptr<const QorImg::PictureBuffer> picture,
+      Content& content, std::shared_ptr<const QorImg::PaintedPicture> picture,
       const Morv::MilliPointTransformation& t,
       std::shared_ptr<const QorBlend::Transparency> transparency = nullptr,
       std::shared_ptr<HalftoneSet> halftone = nullptr);

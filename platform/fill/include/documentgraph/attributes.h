@@ -41,7 +41,7 @@ class ElementAttribute {
  public:
   struct Definition {
     // Set for a sampled picture; such an element paints the picture, not `paint`.
-    std::shared_ptr<const QorImg::PictureBuffer> paintedPicture;
+    std::shared_ptr<const QorImg::PaintedPicture> paintedPicture;
     std::shared_ptr<const QorBlend::Transparency> transparency;
     // Places the element's own coordinates on the page.
     Morv::MilliPointTransformation objectTransformation;
@@ -56,7 +56,7 @@ class ElementAttribute {
 
   explicit ElementAttribute(Definition definition) : definition_(std::move(definition)) {}
 
-  const std::shared_ptr<const QorImg::PictureBuffer>& PaintedPicture() const {
+  const std::shared_ptr<const QorImg::PaintedPicture>& PaintedPicture() const {
     return definition_.paintedPicture;
   }
   const std::shared_ptr<const QorBlend::Transparency>& Transparency() const {

@@ -1,0 +1,439 @@
+// Picture paint: placement, line set-up and the per-pixel sampling loops.
+//
+// The sampling loop is instantiated per orientation case, sample depth and decode
+// rule so that nothing is decided per pixel; the case-0 direct-decode loop has two
+// faster forms for steps of one sample per pixel and of one sample per k pixels.
+
+#include "paint/picture_paint_getter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+#include "qordoc/color_conversion.h"
+#include "raster/pixel_rounding.h"
+
+namespace QorSc {
+namespace {
+
+constexpr double kIndexLimit = 4611686018427387904.0;  // 2^62
+
+long long FloorToIndex(double f) {
+  if (!(f > -kIndexLimit)) return -static_cast<long long>(kIndexLimit);
+  if (!(f < kIndexLimit)) return static_cast<long long>(kIndexLimit);
+  return static_cast<long long>(std::floor(f));
+}
+
+inline std::uint8_t ReadByte(const PicturePaintGetter::Samples& s, std::size_t offset,
+                             long long row, long long column) {
+  const std::uint8_t* r = s.base + static_cast<std::size_t>(row) * s.stride;
+  if (s.bits) {
+    const auto c = static_cast<std::size_t>(column);
+    return ((r[c / 8] >> (7 - c % 8)) & 1u) != 0 ? 255 : 0;
+  }
+  return r[static_cast<std::size_t>(column) * s.channels + offset];
+}
+
+template <int Rule>
+inline float Decode(std::uint8_t b, const QorImg::DecodePair& d) {
+  if constexpr (Rule == PicturePaintGetter::kDecodeDirect) {
+    return QorImg::IntToComponent(b);
+  } else if constexpr (Rule == PicturePaintGetter::kDecodeInverted) {
+    return static_cast<float>(255 - b) * 0.003921569f;
+  } else {
+    float value;
+    if (b == 0) {
+      value = d.dmin;
+    } else if (b >= 255) {
+      value = d.dmax;
+    } else {
+      const double t = b * 0.00392156862745098;
+      value = static_cast<float>((1.0 - t) * d.dmin + t * d.dmax);
+    }
+    if (!(value >= 0.0f)) return 0.0f;
+    return value > 1.0f ? 1.0f : value;
+  }
+}
+
+// One channel over n pixels from x. Case 0 steps the column, case 1 the row, case 2
+// both; an index that does not step was fixed at line set-up (kFixed: neither).
+enum Walk : int { kFixed = 0, kColumns = 1, kRows = 2, kBoth = 3 };
+
+template <int W, int Rule>
+void SampleLoop(const PicturePaintGetter::Samples& s, PictureStepper columns, PictureStepper rows,
+                const PicturePaintGetter::Channel& ch, long long x, long long n, float* out) {
+  if constexpr ((W & kColumns) != 0) columns.Place(x);
+  if constexpr ((W & kRows) != 0) rows.Place(x);
+  for (long long i = 0; i < n; ++i) {
+    out[i] = Decode<Rule>(ReadByte(s, ch.offset, rows.Clamped(), columns.Clamped()), ch.decode);
+    if constexpr ((W & kColumns) != 0) columns.Advance();
+    if constexpr ((W & kRows) != 0) rows.Advance();
+  }
+}
+
+template <int W>
+void SampleWalk(const PicturePaintGetter::Samples& s, const PictureStepper& columns,
+                const PictureStepper& rows, const PicturePaintGetter::Channel& ch, long long x,
+                long long n, float* out) {
+  switch (ch.rule) {
+    case PicturePaintGetter::kDecodeDirect:
+      return SampleLoop<W, PicturePaintGetter::kDecodeDirect>(s, columns, rows, ch, x, n, out);
+    case PicturePaintGetter::kDecodeInverted:
+      return SampleLoop<W, PicturePaintGetter::kDecodeInverted>(s, columns, rows, ch, x, n, out);
+    default:
+      return SampleLoop<W, PicturePaintGetter::kDecodeOther>(s, columns, rows, ch, x, n, out);
+  }
+}
+
+// Case 0, direct decode: one sample per pixel, or one sample per k pixels, when the
+// step is that within 0.0001; otherwise the general loop.
+void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper columns,
+                       const PictureStepper& rows, const PicturePaintGetter::Channel& ch,
+                       long long x, long long n, float* out) {
+  const double step = columns.step;
+  const long long row = rows.Clamped();
+  if (std::fabs(step - 1.0) < 0.0001) {
+    columns.Place(x);
+    long long index = columns.index;
+    for (long long i = 0; i < n; ++i, ++index) {
+      const long long c = index < 0 ? 0 : (index >= columns.count ? columns.count - 1 : index);
+      out[i] = QorImg::IntToComponent(ReadByte(s, ch.offset, row, c));
+    }
+    return;
+  }
+  if (step > 0.001 && step < 1.0) {
+    const double reciprocal = 1.0 / step;
+    const double k_real = std::round(reciprocal);
+    if (std::fabs(reciprocal - k_real) < 0.0001) {
+      const auto k = static_cast<long long>(k_real);
+      columns.Place(x);
+      long long index = columns.index;
+      long long block = k - static_cast<long long>(std::floor(columns.fraction * k_real));
+      block = std::clamp(block, 1LL, k);
+      long long i = 0;
+      while (i < n) {
+        const long long c = index < 0 ? 0 : (index >= columns.count ? columns.count - 1 : index);
+        const float value = QorImg::IntToComponent(ReadByte(s, ch.offset, row, c));
+        const long long stop = std::min(n, i + block);
+        for (; i < stop; ++i)
+          out[i] = value;
+        ++index;
+        block = k;
+      }
+      return;
+    }
+  }
+  SampleLoop<kColumns, PicturePaintGetter::kDecodeDirect>(s, columns, rows, ch, x, n, out);
+}
+
+const QorImg::PaintedPicture& Checked(const std::shared_ptr<const QorImg::PaintedPicture>& p) {
+  if (!p) throw std::invalid_argument("PicturePaintGetter: no picture");
+  return *p;
+}
+
+PicturePaintGetter::DecodeRule RuleOf(const QorImg::DecodePair& d) {
+  if (d.dmin == 0.0f && d.dmax == 1.0f) return PicturePaintGetter::kDecodeDirect;
+  if (d.dmin == 1.0f && d.dmax == 0.0f) return PicturePaintGetter::kDecodeInverted;
+  return PicturePaintGetter::kDecodeOther;
+}
+
+PicturePaintGetter::Samples SamplesOf(const QorImg::PictureData& data, int intent) {
+  PicturePaintGetter::Samples s;
+  s.buffer = data.Get1BitPictureBuffer();
+  s.bits = s.buffer != nullptr;
+  if (!s.bits) {
+    s.buffer = data.Get8BitPictureBuffer(intent);
+    s.channels = data.Get8BitChannelCount();
+  }
+  s.base = s.buffer->GetBuffer();
+  s.stride = s.buffer->GetRowStride();
+  return s;
+}
+
+// The weight of one full-tint colorant on every output component.
+std::vector<float> WeightsOf(const std::string& colorant, const Options& options) {
+  QorColor::Color color;
+  color.Add(colorant, 1.0f);
+  const auto& table = options.GetSeparationInfo();
+  switch (options.GetOutputMode()) {
+    case Options::kProcess: {
+      const auto cmyk = QorDoc::ConvertToProcess(color, table);
+      return {cmyk.begin(), cmyk.end()};
+    }
+    case Options::kGray:
+      return std::vector<float>(options.GetBlendingSeparations().Size(),
+                                QorDoc::ConvertToGray(color, table));
+    default:
+      return QorDoc::ConvertToSeparations(color, options.GetBlendingSeparations(), table);
+  }
+}
+
+}  // namespace
+
+void PictureStepper::SetStep(double o, double s) {
+  origin = o;
+  step = s;
+  const double w = std::floor(s);
+  whole = FloorToIndex(w);
+  fractional = s - w;
+}
+
+void PictureStepper::Place(long long x) {
+  const double f = (static_cast<double>(x) + 0.5 - origin) * step;
+  index = FloorToIndex(f);
+  fraction = f - std::floor(f);
+}
+
+PicturePlacement::PicturePlacement(const Environment& env, const Morv::MilliPointTransformation& t,
+                                   long long columnCount, long long rowCount)
+    : columns(columnCount), rows(rowCount) {
+  const Morv::MilliPointPoint unit[4] = {{0.0, 0.0}, {1.0, 0.0}, {1.0, 1.0}, {0.0, 1.0}};
+  for (int i = 0; i < 4; ++i)
+    corners[i] = env.WorldToInternal(t.Apply(unit[i]));
+  origin = corners[3];
+  u = {corners[2].x - origin.x, corners[2].y - origin.y};
+  v = {corners[0].x - origin.x, corners[0].y - origin.y};
+  det = u.x * v.y - u.y * v.x;
+  if (std::fabs(u.y) < 0.5) {
+    orientation = 0;
+  } else if (std::fabs(v.y) < 0.5) {
+    orientation = 1;
+  } else {
+    orientation = 2;
+  }
+}
+
+bool PicturePlacement::Singular() const {
+  return !(det != 0.0 && std::isfinite(det)) || columns <= 0 || rows <= 0;
+}
+
+void PicturePlacement::LineRange(long long line, long long& first, long long& end) const {
+  first = end = 0;
+  if (Singular()) return;
+  const double ys = static_cast<double>(line) + 0.5;
+  double xs[4];
+  int active = 0;
+  for (int i = 0; i < 4; ++i) {
+    const Point<double>& a = corners[i];
+    const Point<double>& b = corners[(i + 1) % 4];
+    if (a.y == b.y) continue;
+    const Point<double>& lo = a.y < b.y ? a : b;
+    const Point<double>& hi = a.y < b.y ? b : a;
+    if (!(RoundToPixel(lo.y) <= line && line < RoundToPixel(hi.y))) continue;
+    const double dxdy = (hi.x - lo.x) / (hi.y - lo.y);
+    xs[active++] = lo.x + (ys - lo.y) * dxdy;
+  }
+  if (active < 2) return;
+  const double left = *std::min_element(xs, xs + active);
+  const double right = *std::max_element(xs, xs + active);
+  first = RoundToPixel(left);
+  end = RoundToPixel(right);
+}
+
+long long PicturePlacement::ColumnAt(long long x, long long line) const {
+  const double dx = (static_cast<double>(x) + 0.5) - origin.x;
+  const double dy = (static_cast<double>(line) + 0.5) - origin.y;
+  return FloorToIndex((dx * v.y - dy * v.x) / det * static_cast<double>(columns));
+}
+
+long long PicturePlacement::RowAt(long long x, long long line) const {
+  const double dx = (static_cast<double>(x) + 0.5) - origin.x;
+  const double dy = (static_cast<double>(line) + 0.5) - origin.y;
+  return FloorToIndex((dy * u.x - dx * u.y) / det * static_cast<double>(rows));
+}
+
+void PicturePlacement::ColumnStep(long long line, double& o, double& step) const {
+  const double yc = static_cast<double>(line) + 0.5;
+  o = origin.x + (yc - origin.y) * v.x / v.y;
+  step = static_cast<double>(columns) * v.y / det;
+}
+
+void PicturePlacement::RowStep(long long line, double& o, double& step) const {
+  const double yc = static_cast<double>(line) + 0.5;
+  o = origin.x + (yc - origin.y) * u.x / u.y;
+  step = -static_cast<double>(rows) * u.y / det;
+}
+
+PicturePaintGetter::Plan PicturePaintGetter::MakePlan(const QorImg::PaintedPicture& picture,
+                                                      const Options& options, bool bits) {
+  // Every channel reaches the components its colorant converts onto at full tint.
+  Plan plan;
+  const bool process = options.GetOutputMode() == Options::kProcess;
+  const std::size_t components = process ? 4 : options.GetBlendingSeparations().Size();
+  std::vector<int> reached(components, 0);
+  bool unit_weights = true;
+  for (const QorImg::ChannelMappingEntry& entry : picture.GetChannelMapping().entries) {
+    Channel channel;
+    channel.offset = bits ? 0 : entry.channel;
+    channel.decode = entry.decode;
+    channel.rule = RuleOf(entry.decode);
+    const std::vector<float> weights = WeightsOf(entry.colorant, options);
+    for (std::size_t c = 0; c < components && c < weights.size(); ++c) {
+      if (!(weights[c] > 0.0f)) continue;
+      channel.weights.emplace_back(c, weights[c]);
+      channel.component = c;
+      ++reached[c];
+      if (weights[c] != 1.0f) unit_weights = false;
+    }
+    if (channel.weights.empty()) continue;
+    if (channel.weights.size() != 1) unit_weights = false;
+    plan.channels.push_back(std::move(channel));
+  }
+  // Process output always layers; elsewhere a channel that is exactly one plate is
+  // copied, unless two channels meet on one plate.
+  plan.weighted = process || !unit_weights ||
+                  std::any_of(reached.begin(), reached.end(), [](int r) { return r > 1; });
+
+  const bool overprint = options.GetOutputMode() == Options::kSeparations &&
+                         picture.GetChannelMapping().paintsNamedColorantsOnly;
+  for (std::size_t c = 0; c < components; ++c) {
+    if (reached[c] > 0) {
+      plan.kinds.push_back(kKindPerPixel);
+    } else if (overprint) {
+      plan.kinds.push_back(kKindAbsent);
+      plan.absent = true;
+    } else {
+      plan.kinds.push_back(kKindZero);
+    }
+  }
+  return plan;
+}
+
+PicturePaintGetter::PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPicture> picture,
+                                       const Environment& env, const Options& options,
+                                       const Morv::MilliPointTransformation& transformation)
+    : PicturePaintGetter(picture, env, transformation,
+                         MakePlan(Checked(picture), options,
+                                  picture->GetPictureData()->Get1BitPictureBuffer() != nullptr)) {}
+
+PicturePaintGetter::PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPicture> picture,
+                                       const Environment& env,
+                                       const Morv::MilliPointTransformation& transformation,
+                                       Plan plan)
+    : PaintGetter(std::move(plan.kinds), plan.absent),
+      picture_(std::move(picture)),
+      channels_(std::move(plan.channels)),
+      weighted_(plan.weighted) {
+  const auto place = [&](const QorImg::PictureData& data, Samples& samples,
+                         PicturePlacement& placement, PictureStepper& columns,
+                         PictureStepper& rows) {
+    samples = SamplesOf(data, picture_->GetRenderingIntent());
+    placement = PicturePlacement(env, transformation, static_cast<long long>(data.GetWidth()),
+                                 static_cast<long long>(data.GetHeight()));
+    columns.count = placement.columns;
+    rows.count = placement.rows;
+  };
+  place(*picture_->GetPictureData(), samples_, placement_, columns_, rows_);
+  masked_ = picture_->GetMaskKind() == QorImg::kSoftMask;
+  if (masked_) {
+    place(*picture_->GetMaskData(), mask_samples_, mask_placement_, mask_columns_, mask_rows_);
+    mask_channel_.decode = picture_->GetSoftMaskMapping();
+    mask_channel_.rule = RuleOf(mask_channel_.decode);
+  }
+}
+
+void PicturePaintGetter::SetUpLine(long long line) {
+  last_line_ = line;
+  placement_.LineRange(line, range_first_, range_end_);
+  if (range_first_ >= range_end_) return;
+  auto set_up = [line, this](const PicturePlacement& p, PictureStepper& columns,
+                             PictureStepper& rows) {
+    double origin, step;
+    if (p.orientation != 1 && p.v.y != 0.0) {
+      p.ColumnStep(line, origin, step);
+      columns.SetStep(origin, step);
+    } else {
+      columns.SetStep(0.0, 0.0);
+      columns.index = p.ColumnAt(range_first_, line);
+    }
+    if (p.orientation != 0 && p.u.y != 0.0) {
+      p.RowStep(line, origin, step);
+      rows.SetStep(origin, step);
+    } else {
+      rows.SetStep(0.0, 0.0);
+      rows.index = p.RowAt(range_first_, line);
+    }
+  };
+  set_up(placement_, columns_, rows_);
+  if (masked_) set_up(mask_placement_, mask_columns_, mask_rows_);
+}
+
+Run PicturePaintGetter::LineRangeOf(long long line) {
+  if (line > last_line_) SetUpLine(line);
+  return {range_first_, range_end_ > range_first_ ? range_end_ - range_first_ : 0};
+}
+
+void PicturePaintGetter::Sample(const Samples& s, const PictureStepper& columns,
+                                const PictureStepper& rows, const Channel& ch, long long x,
+                                long long n, float* out) const {
+  // A stepper with step 0 keeps the index set at line set-up; the case decides which
+  // ones move. Degenerate edges (v.y or u.y of 0) fall back to the fixed index.
+  const int walk = (columns.step != 0.0 ? kColumns : 0) | (rows.step != 0.0 ? kRows : 0);
+  switch (walk) {
+    case kFixed:
+      return SampleWalk<kFixed>(s, columns, rows, ch, x, n, out);
+    case kColumns:
+      if (ch.rule == kDecodeDirect) return SampleCase0Direct(s, columns, rows, ch, x, n, out);
+      return SampleWalk<kColumns>(s, columns, rows, ch, x, n, out);
+    case kRows:
+      return SampleWalk<kRows>(s, columns, rows, ch, x, n, out);
+    default:
+      return SampleWalk<kBoth>(s, columns, rows, ch, x, n, out);
+  }
+}
+
+void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
+                                 SourcePaintBuffers& buffers, RunList& painted) {
+  painted.clear();
+  if (line.y > last_line_) SetUpLine(line.y);
+  if (range_first_ >= range_end_) return;
+  for (const Run& run : runs) {
+    const long long x = std::max(run.start, range_first_);
+    const long long end = std::min(run.start + run.length, range_end_);
+    if (x >= end) continue;
+    const long long n = end - x;
+    painted.push_back({x, n});
+    float* mask = nullptr;
+    if (masked_) {
+      mask = buffers.Mask().At(x);
+      Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, mask);
+    }
+    if (!weighted_) {
+      for (const Channel& channel : channels_) {
+        float* out = buffers.Component(channel.component).At(x);
+        Sample(samples_, columns_, rows_, channel, x, n, out);
+        if (mask != nullptr) {
+          for (long long i = 0; i < n; ++i)
+            out[i] *= mask[i];
+        }
+      }
+      continue;
+    }
+    const ComponentKinds& kinds = Kinds();
+    for (std::size_t c = 0; c < kinds.size(); ++c) {
+      if (kinds[c] == kKindPerPixel) std::fill_n(buffers.Component(c).At(x), n, 0.0f);
+    }
+    const auto width = static_cast<std::size_t>(buffers.Right() - buffers.Left());
+    if (scratch_.size() < width) scratch_.resize(width);
+    float* s = scratch_.data();
+    for (const Channel& channel : channels_) {
+      Sample(samples_, columns_, rows_, channel, x, n, s);
+      for (const auto& [component, w] : channel.weights) {
+        float* o = buffers.Component(component).At(x);
+        for (long long i = 0; i < n; ++i)
+          o[i] = o[i] + w * s[i] - o[i] * w * s[i];
+      }
+    }
+    if (mask != nullptr) {
+      for (std::size_t c = 0; c < kinds.size(); ++c) {
+        if (kinds[c] != kKindPerPixel) continue;
+        float* o = buffers.Component(c).At(x);
+        for (long long i = 0; i < n; ++i)
+          o[i] *= mask[i];
+      }
+    }
+  }
+}
+
+}  // namespace QorSc

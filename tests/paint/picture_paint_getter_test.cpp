@@ -1,0 +1,469 @@
+// Picture paint: random placements in all three orientation cases against a
+// per-pixel oracle (bit for bit), the line range against the path generator's runs
+// of the same unit square, the fast paths of upright pictures, the decode rules,
+// 1-bit samples, soft masks and the layering of process output.
+
+#include "paint/picture_paint_getter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qordoc/document.h"
+#include "raster/path_run_length_generator_builder.h"
+#include "raster/point_enumerator.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
+#include "test_picture.h"
+
+namespace {
+
+using QorSc::Options;
+using QorSc::RunList;
+using QorSc::SourcePaintBuffers;
+using T = Morv::MilliPointTransformation;
+using Box = QorMath::Rectangle<long long>;
+
+constexpr long long kSize = 200;
+constexpr float kMarker = -7.0f;
+
+// One millipoint is one pixel; world y runs up, internal y down.
+QorSc::Environment Env() {
+  return QorSc::Environment(Morv::MilliPointRectangle(0.0, 0.0, kSize, kSize), kSize, kSize);
+}
+
+Options Plates(std::initializer_list<const char*> names) {
+  Options::SeparationList plates;
+  for (const char* name : names)
+    plates.Add(name, 0.0f);
+  return Options(plates, {});
+}
+
+void Mark(SourcePaintBuffers& buffers) {
+  for (std::size_t i = 0; i <= buffers.ComponentCount(); ++i) {
+    for (long long x = buffers.Left(); x < buffers.Right(); ++x)
+      buffers.Component(i)[x] = kMarker;
+  }
+}
+
+// The path generator's runs of the placed unit square, one list per line.
+std::vector<RunList> UnitSquareRuns(const T& t, const QorSc::Environment& env, const Box& box) {
+  const std::vector<Morv::MilliPointPoint> square = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+  QorSc::ScratchChains chains;
+  QorSc::PathRunLengthGeneratorBuilder builder(1, box, chains);
+  QorSc::VectorPointEnumerator points(square, t, env);
+  builder.AddPoints(points);
+  auto generator = builder.Release();
+  std::vector<RunList> lines;
+  for (long long y = box.top; y < box.bottom; ++y) {
+    generator->GenerateRuns(y);
+    lines.push_back(generator->Runs());
+  }
+  return lines;
+}
+
+// The decode rules, written out independently of the getter.
+float Decoded(std::uint8_t b, QorImg::DecodePair d) {
+  if (d.dmin == 0.0f && d.dmax == 1.0f) return static_cast<float>(b) * 0.003921569f;
+  if (d.dmin == 1.0f && d.dmax == 0.0f) return static_cast<float>(255 - b) * 0.003921569f;
+  float v = b == 0 ? d.dmin
+                   : (b == 255 ? d.dmax
+                               : static_cast<float>((1.0 - b * 0.00392156862745098) * d.dmin +
+                                                    b * 0.00392156862745098 * d.dmax));
+  if (!(v >= 0.0f)) v = 0.0f;
+  return v > 1.0f ? 1.0f : v;
+}
+
+struct RandomPicture {
+  std::size_t width, height;
+  std::vector<std::string> colorants;
+  std::vector<std::uint8_t> samples;
+  QorImg::DecodePair decode;
+  std::size_t mask_width = 0, mask_height = 0;
+  std::vector<std::uint8_t> mask;
+  QorImg::DecodePair mask_decode;
+};
+
+// The sample index under pixel x of `line`: the stepped index along the line for the
+// index the case steps, the index at the range's first pixel for the other.
+long long OracleIndex(const QorSc::PicturePlacement& p, bool column, long long x, long long line,
+                      long long first) {
+  const bool steps =
+      column ? (p.orientation != 1 && p.v.y != 0.0) : (p.orientation != 0 && p.u.y != 0.0);
+  long long index;
+  if (steps) {
+    double origin, step;
+    if (column) {
+      p.ColumnStep(line, origin, step);
+    } else {
+      p.RowStep(line, origin, step);
+    }
+    index = static_cast<long long>(std::floor((x + 0.5 - origin) * step));
+  } else {
+    index = column ? p.ColumnAt(first, line) : p.RowAt(first, line);
+  }
+  const long long count = column ? p.columns : p.rows;
+  return index < 0 ? 0 : (index >= count ? count - 1 : index);
+}
+
+bool NearFastStep(double step) {
+  if (std::fabs(step - 1.0) < 1e-3) return true;
+  if (step > 0.0005 && step < 1.0) {
+    const double r = 1.0 / step;
+    return std::fabs(r - std::round(r)) < 1e-3;
+  }
+  return false;
+}
+
+// A placement of the wanted case, scales between 3 and 150 pixels.
+T RandomPlacement(std::mt19937& rng, int wanted) {
+  std::uniform_real_distribution<double> scale(3.0, 150.0), small(-0.45, 0.45), shear(-30, 30),
+      offset(-30.0, 170.0), angle(0.0, 6.283185307179586), sign(0.0, 1.0);
+  auto s = [&] { return sign(rng) < 0.5 ? -scale(rng) : scale(rng); };
+  switch (wanted) {
+    case 0:
+      return T{s(), small(rng), shear(rng), s(), offset(rng), offset(rng)};
+    case 1:
+      return T{shear(rng), s(), s(), small(rng), offset(rng), offset(rng)};
+    default: {
+      const double a = angle(rng), w = scale(rng), h = scale(rng);
+      return T{w * std::cos(a), w * std::sin(a), -h * std::sin(a) + shear(rng),
+               h * std::cos(a), offset(rng),     offset(rng)};
+    }
+  }
+}
+
+TEST(PicturePaintGetter, RandomPlacementsMatchThePerPixelOracle) {
+  std::mt19937 rng(20261123);
+  const QorSc::Environment env = Env();
+  const Box box{0, 0, kSize, kSize};
+  const std::vector<QorImg::DecodePair> decodes = {{0.0f, 1.0f}, {1.0f, 0.0f}, {0.2f, 0.8f}};
+  const Options separations = Plates({"Cyan", "Magenta", "Yellow", "Black"});
+  const Options process(true, {});
+  int done[3] = {0, 0, 0};
+  std::uniform_int_distribution<int> byte(0, 255), dim(1, 40), pick(0, 2);
+
+  for (int attempt = 0; attempt < 2000 && (done[0] + done[1] + done[2]) < 90; ++attempt) {
+    const int wanted = attempt % 3;
+    if (done[wanted] >= 30) continue;
+    const T t = RandomPlacement(rng, wanted);
+    RandomPicture r;
+    r.width = dim(rng);
+    r.height = dim(rng);
+    // Channels: one plate each; every third picture has two channels on Black.
+    r.colorants = attempt % 3 == 0   ? std::vector<std::string>{"Magenta"}
+                  : attempt % 3 == 1 ? std::vector<std::string>{"Cyan", "Yellow", "Black"}
+                                     : std::vector<std::string>{"Black", "Black"};
+    r.samples.resize(r.width * r.height * r.colorants.size());
+    for (auto& b : r.samples)
+      b = static_cast<std::uint8_t>(byte(rng) < 20 ? (byte(rng) < 128 ? 0 : 255) : byte(rng));
+    r.decode = decodes[pick(rng)];
+    std::shared_ptr<const QorImg::PictureData> mask;
+    if (attempt % 2 == 0) {
+      r.mask_width = dim(rng);
+      r.mask_height = dim(rng);
+      r.mask.resize(r.mask_width * r.mask_height);
+      for (auto& b : r.mask)
+        b = static_cast<std::uint8_t>(byte(rng));
+      r.mask_decode = decodes[pick(rng)];
+      mask = QorTest::MakeInkPicture(r.mask_width, r.mask_height, {"m"}, r.mask)->GetPictureData();
+    }
+    const auto picture = QorTest::MakeInkPicture(r.width, r.height, r.colorants, r.samples,
+                                                 r.decode, mask, r.mask_decode);
+
+    const bool use_process = attempt % 4 == 1;
+    const Options& options = use_process ? process : separations;
+    QorSc::PicturePaintGetter getter(picture, env, options, t);
+    const auto& p = getter.GetPlacement();
+    if (p.orientation != wanted || p.Singular()) continue;
+    // The fast paths of upright pictures intentionally round the step; they have a
+    // test of their own.
+    if (wanted == 0 && p.v.y != 0.0) {
+      double o, step;
+      p.ColumnStep(0, o, step);
+      if (NearFastStep(step)) continue;
+      if (mask) {
+        QorSc::PicturePlacement mp(env, t, r.mask_width, r.mask_height);
+        mp.ColumnStep(0, o, step);
+        if (NearFastStep(step)) continue;
+      }
+    }
+    ++done[wanted];
+    EXPECT_EQ(getter.GetPaintKind(), mask ? 2 : 1);
+    const QorSc::PicturePlacement mp(env, t, r.mask_width, r.mask_height);
+
+    // The range is the picture's own, not cut by the box: the index held along a line
+    // must not depend on which pixels are asked for.
+    const auto ranges = UnitSquareRuns(t, env, Box{-1000000, 0, 1000000, kSize});
+    SourcePaintBuffers buffers(4, box.left, box.right);
+    std::uniform_int_distribution<long long> at(-10, kSize + 10);
+    for (long long y = 0; y < kSize; ++y) {
+      RunList runs;
+      if (y % 2 == 0) {
+        runs.push_back({0, kSize});
+      } else {
+        long long a = at(rng), b = at(rng);
+        if (a > b) std::swap(a, b);
+        a = std::clamp(a, 0LL, kSize);
+        b = std::clamp(b, 0LL, kSize);
+        if (a < b) runs.push_back({a, b - a});
+      }
+      Mark(buffers);
+      RunList painted;
+      getter.Compute({y}, runs, buffers, painted);
+
+      RunList expected;
+      const RunList& range = ranges[y];
+      long long first = 0;
+      if (!range.empty()) {
+        ASSERT_EQ(range.size(), 1u);
+        first = range[0].start;
+        for (const auto& run : runs) {
+          const long long x0 = std::max(run.start, range[0].start);
+          const long long x1 = std::min(run.End(), range[0].End());
+          if (x0 < x1) expected.push_back({x0, x1 - x0});
+        }
+      }
+      ASSERT_EQ(painted, expected) << "case " << wanted << " line " << y;
+      for (const auto& run : painted) {
+        for (long long x = run.start; x < run.End(); ++x) {
+          const long long col = OracleIndex(p, true, x, y, first);
+          const long long row = OracleIndex(p, false, x, y, first);
+          float m = 1.0f;
+          if (mask) {
+            const long long mc = OracleIndex(mp, true, x, y, first);
+            const long long mr = OracleIndex(mp, false, x, y, first);
+            m = Decoded(r.mask[mr * r.mask_width + mc], r.mask_decode);
+            ASSERT_EQ(buffers.Mask()[x], m) << "case " << wanted << " line " << y << " x " << x
+                                            << " first " << first << " " << mc << "," << mr;
+          }
+          const char* names[4] = {"Cyan", "Magenta", "Yellow", "Black"};
+          for (std::size_t c = 0; c < 4; ++c) {
+            float o = 0.0f;
+            bool reached = false;
+            for (std::size_t k = 0; k < r.colorants.size(); ++k) {
+              if (r.colorants[k] != names[c]) continue;
+              reached = true;
+              const float s =
+                  Decoded(r.samples[(row * r.width + col) * r.colorants.size() + k], r.decode);
+              o = o + 1.0f * s - o * 1.0f * s;
+            }
+            if (!reached) {
+              ASSERT_EQ(getter.Kinds()[c], QorSc::kKindZero);
+              ASSERT_EQ(buffers.Component(c)[x], kMarker);
+              continue;
+            }
+            if (mask) o *= m;
+            ASSERT_EQ(buffers.Component(c)[x], o)
+                << "case " << wanted << " line " << y << " x " << x << " component " << c;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_EQ(done[0], 30);
+  EXPECT_EQ(done[1], 30);
+  EXPECT_EQ(done[2], 30);
+}
+
+TEST(PicturePaintGetter, LineRangeIsThePathGeneratorsRunOfTheUnitSquare) {
+  std::mt19937 rng(7);
+  const QorSc::Environment env = Env();
+  const Box box{-1000000, 0, 1000000, kSize};
+  const auto picture = QorTest::MakeInkPicture(3, 3, {"Black"}, {});
+  const Options options = Plates({"Black"});
+  for (int i = 0; i < 300; ++i) {
+    T t = RandomPlacement(rng, i % 3);
+    // Every tenth placement sits on half pixels, where the rounding rule decides.
+    if (i % 10 == 0) t = T{std::round(t.a) + 0.5, 0.0, 0.0, std::round(t.d), 10.5, 20.5};
+    QorSc::PicturePaintGetter getter(picture, env, options, t);
+    const auto runs = UnitSquareRuns(t, env, box);
+    for (long long y = 0; y < kSize; ++y) {
+      const QorSc::Run range = getter.LineRangeOf(y);
+      if (runs[y - box.top].empty()) {
+        EXPECT_EQ(range.length, 0) << i << " line " << y;
+      } else {
+        ASSERT_EQ(runs[y - box.top].size(), 1u);
+        EXPECT_EQ(range, runs[y - box.top][0]) << i << " line " << y;
+      }
+    }
+  }
+}
+
+TEST(PicturePaintGetter, UprightFastPathsRepeatSamples) {
+  const QorSc::Environment env = Env();
+  const Box box{0, 0, kSize, kSize};
+  std::vector<std::uint8_t> samples(64);
+  for (std::size_t i = 0; i < samples.size(); ++i)
+    samples[i] = static_cast<std::uint8_t>(i * 3 + 1);
+  const auto picture = QorTest::MakeInkPicture(64, 1, {"Black"}, samples);
+  const Options options = Plates({"Black"});
+  // One sample per pixel, then three pixels per sample with the picture starting a
+  // third of a pixel left of a pixel edge, so the first block is shortened.
+  for (const auto& [width, left, per] : {std::tuple{64.0, 10.0, 1}, std::tuple{192.0, 4.25, 3}}) {
+    const T t{width, 0.0, 0.0, 10.0, left, 100.0};
+    QorSc::PicturePaintGetter getter(picture, env, options, t);
+    ASSERT_EQ(getter.GetOrientationCase(), 0);
+    SourcePaintBuffers buffers(1, box.left, box.right);
+    Mark(buffers);
+    RunList painted;
+    const long long line = 95;
+    getter.Compute({line}, RunList{{0, kSize}}, buffers, painted);
+    ASSERT_EQ(painted.size(), 1u);
+    for (long long x = painted[0].start; x < painted[0].End(); ++x) {
+      const double f = (x + 0.5 - left) / per;
+      const auto column = std::min<long long>(63, static_cast<long long>(std::floor(f)));
+      EXPECT_EQ(buffers.Component(0)[x], static_cast<float>(samples[column]) * 0.003921569f)
+          << "x " << x << " per " << per;
+    }
+  }
+}
+
+TEST(PicturePaintGetter, CasesDecodeRulesBitsAndLayering) {
+  const QorSc::Environment env = Env();
+  const Box box{0, 0, kSize, kSize};
+  const Options black = Plates({"Black"});
+  const auto gray = QorTest::MakeInkPicture(2, 2, {"Black"}, {0, 255, 128, 64});
+
+  // A whole picture rising less than half a pixel is upright; a quarter turn is case 1.
+  EXPECT_EQ(
+      QorSc::PicturePaintGetter(gray, env, black, T{100, 0.49, 0, 50, 10, 10}).GetOrientationCase(),
+      0);
+  EXPECT_EQ(
+      QorSc::PicturePaintGetter(gray, env, black, T{0, 100, -50, 0, 80, 10}).GetOrientationCase(),
+      1);
+  EXPECT_EQ(
+      QorSc::PicturePaintGetter(gray, env, black, T{70, 70, -30, 30, 80, 10}).GetOrientationCase(),
+      2);
+
+  // A run outside the parallelogram paints nothing and writes nothing.
+  {
+    QorSc::PicturePaintGetter getter(gray, env, black, T{20, 0, 0, 20, 10, 150});
+    SourcePaintBuffers buffers(1, box.left, box.right);
+    Mark(buffers);
+    RunList painted;
+    getter.Compute({40}, RunList{{100, 50}}, buffers, painted);
+    EXPECT_TRUE(painted.empty());
+    for (long long x = box.left; x < box.right; ++x)
+      ASSERT_EQ(buffers.Component(0)[x], kMarker);
+  }
+
+  // Decode pairs: top-left sample 0, top-right 255, bottom-left 128.
+  auto values = [&](QorImg::DecodePair decode) {
+    const auto picture = QorTest::MakeInkPicture(2, 2, {"Black"}, {0, 255, 128, 64}, decode);
+    QorSc::PicturePaintGetter getter(picture, env, black, T{20, 0, 0, 20, 0, 180});
+    SourcePaintBuffers buffers(1, box.left, box.right);
+    RunList painted;
+    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    const float top_left = buffers.Component(0)[5], top_right = buffers.Component(0)[15];
+    getter.Compute({15}, RunList{{0, kSize}}, buffers, painted);
+    return std::tuple{top_left, top_right, buffers.Component(0)[5]};
+  };
+  const auto [i0, i255, i128] = values({1.0f, 0.0f});
+  EXPECT_EQ(i0, 1.0f);
+  EXPECT_EQ(i255, 0.0f);
+  EXPECT_EQ(i128, 127.0f * 0.003921569f);
+  const auto [o0, o255, o128] = values({0.2f, 0.8f});
+  EXPECT_EQ(o0, 0.2f);
+  EXPECT_EQ(o255, 0.8f);
+  EXPECT_NEAR(o128, 0.2 + 0.6 * 128.0 / 255.0, 1e-6);
+
+  // 1-bit samples, most significant bit first: 0b10100000 over three columns.
+  {
+    auto bits = std::make_shared<QorImg::PictureBuffer>(3, 1, 1);
+    bits->GetRowPtr(0)[0] = 0xA0;
+    const auto picture = QorTest::MakeBitPicture(bits, "Black");
+    QorSc::PicturePaintGetter getter(picture, env, black, T{30, 0, 0, 10, 0, 190});
+    SourcePaintBuffers buffers(1, box.left, box.right);
+    RunList painted;
+    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    EXPECT_EQ(buffers.Component(0)[5], 1.0f);
+    EXPECT_EQ(buffers.Component(0)[15], 0.0f);
+    EXPECT_EQ(buffers.Component(0)[25], 1.0f);
+  }
+
+  // Process output layers channels: two weight-1 channels of 0.5 give 0.75.
+  {
+    const QorImg::DecodePair half{0.5f, 0.5f};
+    const auto picture = QorTest::MakeInkPicture(1, 1, {"Cyan", "Cyan"}, {0, 0}, half);
+    QorSc::PicturePaintGetter getter(picture, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
+    EXPECT_EQ(getter.Kinds(), QorSc::ComponentKinds({2, 0, 0, 0}));
+    SourcePaintBuffers buffers(4, box.left, box.right);
+    RunList painted;
+    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    EXPECT_EQ(buffers.Component(0)[5], 0.75f);
+  }
+
+  // A spot channel without its plate goes through its representation; overprint
+  // leaves foreign plates Absent in separation output.
+  {
+    using Entry = QorDoc::Separation::Entry;
+    using Rep = QorDoc::Separation::Representation;
+    Options::SeparationList plates;
+    plates.Add("Cyan", 0.0f);
+    plates.Add("Black", 0.0f);
+    plates.Add("Gold", 0.0f);
+    const Options options(plates, {Entry("Gold", Rep({0.0f, 0.25f, 1.0f, 0.0f})),
+                                   Entry("Teal", Rep({0.5f, 0.0f, 0.0f, 0.0f}))});
+    const auto teal = QorTest::MakeInkPicture(1, 1, {"Teal"}, {255});
+    QorSc::PicturePaintGetter getter(teal, env, options, T{20, 0, 0, 20, 0, 180});
+    EXPECT_EQ(getter.Kinds(), QorSc::ComponentKinds({2, 0, 0}));
+    SourcePaintBuffers buffers(3, box.left, box.right);
+    RunList painted;
+    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    EXPECT_EQ(buffers.Component(0)[5], 0.5f);
+
+    QorImg::ChannelMapping mapping;
+    mapping.entries.push_back({"Gold", 0, {}});
+    mapping.paintsNamedColorantsOnly = true;
+    const auto gold =
+        std::make_shared<const QorImg::PaintedPicture>(teal->GetPictureData(), mapping);
+    QorSc::PicturePaintGetter spot(gold, env, options, T{20, 0, 0, 20, 0, 180});
+    EXPECT_EQ(spot.Kinds(), QorSc::ComponentKinds({4, 4, 2}));
+    EXPECT_TRUE(spot.HasAbsentComponents());
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// A page with one picture through collection and the scan converter: the picture's
+// samples land on their plates, the rest of the page stays blank, and halftone labels
+// mark the picture like any object.
+TEST(PicturePaintGetter, PicturesRenderThroughTheScanConverter) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  // Two by two CMYK samples over 8 × 8 pixels at (2, 2) from the top-left.
+  const auto picture =
+      QorTest::MakeInkPicture(2, 2, {"Cyan", "Magenta", "Yellow", "Black"},
+                              {255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 128});
+  builder.AddImage(page, picture, T{8, 0, 0, 8, 2, 10});
+  const auto document = builder.Build();
+  const QorSc::Environment env(Morv::MilliPointRectangle(0, 0, 20, 20), 20, 20);
+  const Options cmyk(true, document->GetSeparationInfo());
+  QorSc::ScanConverter converter(
+      QorSc::CollectObjects(env, cmyk, {0, 0, 20, 20}, page, {}, QorSc::kAllSelection));
+  std::vector<unsigned char> line(4 * 20);
+  std::vector<std::vector<unsigned char>> lines;
+  while (converter.GetLine255PlaneInterleaved(line.data()))
+    lines.push_back(line);
+  ASSERT_EQ(lines.size(), 20u);
+  auto at = [&](int plate, int x, int y) { return lines[y][plate * 20 + x]; };
+  EXPECT_EQ(at(0, 2, 2), 255);  // top-left sample: cyan
+  EXPECT_EQ(at(1, 9, 5), 255);  // top-right: magenta
+  EXPECT_EQ(at(2, 2, 9), 255);  // bottom-left: yellow
+  EXPECT_EQ(at(3, 9, 9), 128);  // bottom-right: half black
+  EXPECT_EQ(at(0, 6, 2), 0);
+  for (int plate = 0; plate < 4; ++plate) {
+    EXPECT_EQ(at(plate, 1, 5), 0);
+    EXPECT_EQ(at(plate, 10, 5), 0);
+    EXPECT_EQ(at(plate, 5, 1), 0);
+    EXPECT_EQ(at(plate, 5, 10), 0);
+  }
+}
+
+}  // namespace
