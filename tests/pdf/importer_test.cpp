@@ -83,6 +83,8 @@ void AddPainted(const QorDoc::Content& content, std::vector<std::string>& out) {
       out.push_back(fill && stroke ? "B" : fill ? "f" : "S");
     } else if (dynamic_cast<const QorDoc::ImageMask*>(object)) {
       out.push_back("mask");
+    } else if (dynamic_cast<const QorDoc::Image*>(object)) {
+      out.push_back("image");
     } else {
       out.push_back("text");
     }
@@ -310,9 +312,9 @@ TEST_F(PdfMalformed, GoodPagesStayGood) {
 TEST(PdfContent, StreamsOfAPageAreOneSequence) {
   Document document = Document::OpenFile(DataFile("content.pdf"));
   // The first stream ends with "1 0 0" and the second, compressed one starts with
-  // "rg": read as one sequence, rg finds its operands. The inline image (not a mask)
-  // and the unknown operator are reported; the text has no font resource.
-  EXPECT_EQ(Painted(document, 0), (std::vector<std::string>{"f", "S"}));
+  // "rg": read as one sequence, rg finds its operands. The inline image is drawn,
+  // the unknown operator reported; the text has no font resource.
+  EXPECT_EQ(Painted(document, 0), (std::vector<std::string>{"f", "S", "image"}));
   const auto subjects = SubjectsOf(document, 0);
   for (const std::string& subject : subjects)
     EXPECT_NE(subject, "rg") << "rg lost its operands";
@@ -353,7 +355,7 @@ TEST(PdfOpen, FromMemoryMatchesFromFile) {
 TEST(PdfOpen, MovedDocumentStaysUsable) {
   Document first = Document::OpenFile(DataFile("content.pdf"));
   Document second = std::move(first);
-  EXPECT_EQ(Painted(second, 0), (std::vector<std::string>{"f", "S"}));
+  EXPECT_EQ(Painted(second, 0), (std::vector<std::string>{"f", "S", "image"}));
   first = Document::OpenFile(DataFile("boxes.pdf"));
   EXPECT_EQ(first.PageCount(), 5u);
 }

@@ -438,6 +438,70 @@ q 1 0 0 0 k 40 0 0 20 10 50 cm /MI Do Q
 q 0 1 0 0 k 40 0 0 20 10 100 cm BI /W 4 /H 2 /IM true /F /AHx ID 50C0> EI Q
 """, "/XObject << /M %(mask)d 0 R /MI %(inverted)d 0 R >>", extra=image_masks_extra)
 
+# 8 x 8 JPEGs of one colour each: CMYK (200, 50, 0, 100) written inverted with
+# Adobe's APP14 marker, as most CMYK JPEG writers do, and grey 64.
+JPEG_CMYK = bytes.fromhex(
+    "ffd8ffee000e41646f626500640000000000ffdb00430001010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101ffc000140800080008044311004d11005911004b1100ffc4001f0000010501010101010100000000000000000102030405060708090a0bffc400b5100002010303020403050504040000017d01020300041105122131410613516107227114328191a1082342b1c11552d1f02433627282090a161718191a25262728292a3435363738393a434445464748494a535455565758595a636465666768696a737475767778797a838485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9faffda000e0443004d0059004b00003f00fe6debfa68afefe2bed8afffd9")
+JPEG_GRAY = bytes.fromhex(
+    "ffd8ffe000104a46494600010100000100010000ffdb00430001010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101ffc0000b080008000801011100ffc4001f0000010501010101010100000000000000000102030405060708090a0bffc400b5100002010303020403050504040000017d01020300041105122131410613516107227114328191a1082342b1c11552d1f02433627282090a161718191a25262728292a3435363738393a434445464748494a535455565758595a636465666768696a737475767778797a838485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9faffda0008010100003f00fe7febffd9")
+
+
+def images_extra(pdf):
+    def image(keys, data, compress=True):
+        return pdf.add("<< /Type /XObject /Subtype /Image %s >>" % keys, data, compress=compress)
+    spot = pdf.add("[/Separation /Gold /DeviceCMYK << /FunctionType 2 /Domain [0 1] "
+                   "/C0 [0 0 0 0] /C1 [0 0.25 1 0] /N 1 >>]")
+    return {
+        # 2 x 2 grey: 0, 255 / 128, 64.
+        "gray": image("/Width 2 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 8",
+                      bytes([0, 255, 128, 64])),
+        # 1 bit: 10 / 01; 4 bits: 0, 15 / 5, 10; 16-bit CMYK with /Decode on cyan.
+        "bits1": image("/Width 2 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 1",
+                       bytes([0b10000000, 0b01000000])),
+        "bits4": image("/Width 2 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 4",
+                       bytes([0x0F, 0x5A])),
+        "cmyk16": image("/Width 1 /Height 1 /ColorSpace /DeviceCMYK /BitsPerComponent 16 "
+                        "/Decode [1 0 0 1 0 1 0 1]", bytes([0, 0, 255, 255, 128, 0, 0, 0])),
+        # Indexed over RGB: index 0 red, 1 white.
+        "indexed": image("/Width 2 /Height 1 /ColorSpace [/Indexed /DeviceRGB 1 <FF0000FFFFFF>] "
+                         "/BitsPerComponent 8", bytes([0, 1])),
+        "spot": image("/Width 1 /Height 1 /ColorSpace %d 0 R /BitsPerComponent 8" % spot,
+                      bytes([255])),
+        "rgb": image("/Width 1 /Height 1 /ColorSpace /DeviceRGB /BitsPerComponent 8",
+                     bytes([0, 0, 0])),
+        # Two rows of four promised, one row given; and a huge image with ten bytes.
+        "short": image("/Width 4 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 8",
+                       bytes([0, 0, 0, 0])),
+        "huge": image("/Width 100000 /Height 100000 /ColorSpace /DeviceGray "
+                      "/BitsPerComponent 8", bytes(10)),
+        "jcmyk": image("/Width 8 /Height 8 /ColorSpace /DeviceCMYK /BitsPerComponent 8 "
+                       "/Filter /DCTDecode", JPEG_CMYK, compress=False),
+        "jgray": image("/Width 8 /Height 8 /ColorSpace /DeviceGray /BitsPerComponent 8 "
+                       "/Filter [/ASCIIHexDecode /DCTDecode]",
+                       JPEG_GRAY.hex().encode() + b">", compress=False),
+    }
+
+
+def images():
+    """Sampled images, one per 20 x 20 square along the page: grey (Flate), 1 and 4
+    bits, 16-bit CMYK with /Decode, Indexed RGB, a Separation, RGB black, short
+    data, a huge image with ten bytes, CMYK and grey JPEGs, and an inline image."""
+    return content_page(b"""q 20 0 0 20 0 180 cm /G Do Q
+q 20 0 0 20 20 180 cm /B1 Do Q
+q 20 0 0 20 40 180 cm /B4 Do Q
+q 20 0 0 20 60 180 cm /C16 Do Q
+q 20 0 0 20 80 180 cm /IX Do Q
+q 20 0 0 20 100 180 cm /SP Do Q
+q 20 0 0 20 120 180 cm /RGB Do Q
+q 20 0 0 20 140 180 cm /SH Do Q
+q 20 0 0 20 160 180 cm /HU Do Q
+q 20 0 0 20 0 160 cm /JC Do Q
+q 20 0 0 20 20 160 cm /JG Do Q
+q 20 0 0 20 40 160 cm BI /W 2 /H 1 /CS /G /BPC 8 /F /AHx ID 00FF> EI Q
+""", "/XObject << /G %(gray)d 0 R /B1 %(bits1)d 0 R /B4 %(bits4)d 0 R /C16 %(cmyk16)d 0 R "
+       "/IX %(indexed)d 0 R /SP %(spot)d 0 R /RGB %(rgb)d 0 R /SH %(short)d 0 R "
+       "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R >>", extra=images_extra)
+
 
 def hairlines():
     """One black stroke per page of 200 x 200 pt, off the pixel grid: pages 1-4
@@ -699,6 +763,7 @@ def main():
         "rotation.pdf": rotation(),
         "malformed.pdf": malformed(),
         "content.pdf": content(),
+        "images.pdf": images(),
         "encrypted_empty_password.pdf": encrypted(""),
         "encrypted_user_password.pdf": encrypted("secret"),
         # Every cross-reference offset points 7 bytes too far.

@@ -167,6 +167,8 @@ class ContentInterpreter {
   std::size_t FormPlacements(QPDFObjectHandle form, QPDFObjectHandle resources, std::size_t depth);
   void DoImageMask(QPDFObjectHandle dictionary, const std::string& data, const std::string& name);
   void InlineImage(std::vector<Operand>& operands);
+  // A sampled image; `stream` holds its (full-key) dictionary and data.
+  void DoImage(QPDFObjectHandle stream, const std::string& name);
 
   // Marked content and layers.
   void BeginMarkedContent(const std::vector<Operand>& operands, bool with_properties);

@@ -1,6 +1,6 @@
 // XObjects (Do) and inline images (BI ID EI): forms as groups, transparency groups
-// with their flags, image masks as ImageMask objects, optional content on XObjects
-// as layers.
+// with their flags, image masks as ImageMask objects, sampled images as Image
+// objects (image_operators.cpp), optional content on XObjects as layers.
 //
 // Image masks: the model marks painted samples with a set bit. In PDF a sample of 0
 // paints under the default /Decode [0 1], so samples are inverted unless /Decode is
@@ -55,7 +55,8 @@ std::string FullFilter(const std::string& name) {
   static constexpr const char* kFilters[][2] = {
       {"AHx", "ASCIIHexDecode"}, {"A85", "ASCII85Decode"},  {"LZW", "LZWDecode"},
       {"Fl", "FlateDecode"},     {"RL", "RunLengthDecode"}, {"CCF", "CCITTFaxDecode"},
-      {"DCT", "DCTDecode"}};
+      {"DCT", "DCTDecode"},      {"G", "DeviceGray"},       {"RGB", "DeviceRGB"},
+      {"CMYK", "DeviceCMYK"},    {"I", "Indexed"}};
   for (const auto& entry : kFilters) {
     if (name == entry[0]) return entry[1];
   }
@@ -108,7 +109,7 @@ void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
         Unsupported("image mask with filter " + dictionary.getKey("/Filter").unparse());
       }
     } else {
-      Unsupported("image XObject (only image masks are drawn)");
+      DoImage(xobject, name);
     }
   } else if (!subtype.isNameAndEquals("/PS")) {
     Warn(name, "XObject of unknown subtype: skipped");
@@ -285,14 +286,17 @@ void ContentInterpreter::InlineImage(std::vector<Operand>& operands) {
     if (!operands[i].IsName()) continue;
     Operand key = operands[i];
     key.text = FullKey(key.text);
-    Operand value = key.text == "Filter" ? ExpandFilters(operands[i + 1]) : operands[i + 1];
+    const bool abbreviated = key.text == "Filter" || key.text == "ColorSpace";
+    Operand value = abbreviated ? ExpandFilters(operands[i + 1]) : operands[i + 1];
     dictionary.elements.push_back(std::move(key));
     dictionary.elements.push_back(std::move(value));
   }
   QPDFObjectHandle dict = dictionary.ToObject();
   QPDFObjectHandle mask = dict.getKey("/ImageMask");
   if (!mask.isBool() || !mask.getBoolValue()) {
-    return Unsupported("inline image (only image masks are drawn)");
+    QPDFObjectHandle stream = QPDFObjectHandle::newStream(&context_.pdf, data);
+    stream.replaceDict(dict);
+    return DoImage(stream, "inline image");
   }
   if (dict.hasKey("/Filter")) {
     try {

@@ -1,0 +1,66 @@
+// Sampled images (XObjects and inline images) as Image objects with their pictures.
+//
+// The picture covers the unit square of the current transformation with row 0 at
+// the top, as PDF places images. Samples are read within the image's dimensions;
+// what could not be read is reported and the rest painted.
+#include <utility>
+
+#include "content/interpreter_frame.h"
+#include "image/image_samples.h"
+#include "image/picture_builder.h"
+
+namespace QorPdf::internal {
+
+void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& name) {
+  QPDFObjectHandle dictionary = stream.getDict();
+  QPDFObjectHandle width = dictionary.getKey("/Width");
+  QPDFObjectHandle height = dictionary.getKey("/Height");
+  if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
+      height.getIntValue() <= 0) {
+    return Warn(name, "image without a usable /Width and /Height");
+  }
+  QPDFObjectHandle space_object = dictionary.getKey("/ColorSpace");
+  if (space_object.isNull()) return Warn(name, "image without /ColorSpace: skipped");
+  std::shared_ptr<const ColorSpace> space =
+      context_.colors.Resolve(space_object, frame_->resources, page_);
+  QPDFObjectHandle bits_object = dictionary.getKey("/BitsPerComponent");
+  const long long bits = bits_object.isInteger() ? bits_object.getIntValue() : 8;
+  if (bits != 1 && bits != 2 && bits != 4 && bits != 8 && bits != 16) {
+    return Warn(name, "image with " + std::to_string(bits) + " bits per component: skipped");
+  }
+  if (dictionary.hasKey("/SMask") || dictionary.hasKey("/Mask")) {
+    Unsupported("image /SMask and /Mask (images drawn unmasked)");
+  }
+
+  ImageSamples samples = ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
+                                          static_cast<std::size_t>(height.getIntValue()),
+                                          space->ComponentCount(), static_cast<std::size_t>(bits));
+  if (!samples.problem.empty()) Warn(name, samples.problem);
+  if (samples.data.empty() || samples.rows_decoded == 0) return;
+  // Rows that did not decode stay unpainted: the picture shrinks to the rows that
+  // did, over the top part of the unit square they occupy.
+  Matrix placement = frame_->gs.ctm;
+  if (samples.rows_decoded < samples.height) {
+    const double kept = static_cast<double>(samples.rows_decoded) / samples.height;
+    placement = Morv::Compose(placement, Matrix{1.0, 0.0, 0.0, kept, 0.0, 1.0 - kept});
+    samples.height = samples.rows_decoded;
+    samples.data.resize(samples.row_bytes * samples.height);
+  }
+  // Adobe's CMYK JPEGs store inverted inks; a file that gives /Decode has already
+  // said how to read them.
+  QPDFObjectHandle decode = dictionary.getKey("/Decode");
+  if (samples.adobe_inverted && !decode.isArray()) {
+    decode = QPDFObjectHandle::parse("[1 0 1 0 1 0 1 0]");
+  }
+  std::string problem;
+  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, problem);
+  if (!picture) {
+    if (!problem.empty()) Warn(name, problem);
+    return;
+  }
+  if (!CountObject()) return;
+  context_.builder.AddImage(*frame_->gs.target, std::move(picture), placement,
+                            CurrentTransparency());
+}
+
+}  // namespace QorPdf::internal

@@ -1,0 +1,194 @@
+// Image samples: qpdf's filters into a capped buffer, JPEG through libjpeg-turbo.
+
+#include "image/image_samples.h"
+
+// clang-format off
+#include <cstdio>
+#include <jpeglib.h>
+// clang-format on
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstring>
+#include <memory>
+#include <qpdf/Pipeline.hh>
+
+namespace QorPdf::internal {
+namespace {
+
+// Keeps the first `limit` bytes written to it and counts the rest.
+class CappedPipeline final : public Pipeline {
+ public:
+  CappedPipeline(std::vector<std::uint8_t>& out, std::size_t limit)
+      : Pipeline("image samples", nullptr), out_(out), limit_(limit) {}
+  void write(unsigned char const* data, size_t len) override {
+    const std::size_t room = limit_ - out_.size();
+    const std::size_t take = std::min(room, len);
+    out_.insert(out_.end(), data, data + take);
+  }
+  void finish() override {}
+
+ private:
+  std::vector<std::uint8_t>& out_;
+  std::size_t limit_;
+};
+
+std::vector<std::string> FilterNames(QPDFObjectHandle filter) {
+  std::vector<std::string> names;
+  if (filter.isName()) names.push_back(filter.getName());
+  if (filter.isArray()) {
+    for (int i = 0; i < filter.getArrayNItems(); ++i) {
+      if (filter.getArrayItem(i).isName()) names.push_back(filter.getArrayItem(i).getName());
+    }
+  }
+  return names;
+}
+
+struct JpegError {
+  jpeg_error_mgr manager;
+  std::jmp_buf jump;
+  char message[JMSG_LENGTH_MAX];
+};
+
+void OnJpegError(j_common_ptr info) {
+  auto* error = reinterpret_cast<JpegError*>(info->err);
+  (*info->err->format_message)(info, error->message);
+  std::longjmp(error->jump, 1);
+}
+
+void OnJpegMessage(j_common_ptr, int) {}
+
+// Decodes a baseline or progressive JPEG into `samples` (8 bits per component).
+void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
+  jpeg_decompress_struct info;
+  JpegError error;
+  info.err = jpeg_std_error(&error.manager);
+  error.manager.error_exit = OnJpegError;
+  error.manager.emit_message = OnJpegMessage;
+  error.message[0] = '\0';
+  // Everything that must survive the jump lives outside this frame's registers.
+  std::vector<std::uint8_t>& out = samples.data;
+  if (setjmp(error.jump) != 0) {
+    samples.problem = std::string("JPEG data: ") + error.message;
+    jpeg_destroy_decompress(&info);
+    return;
+  }
+  jpeg_create_decompress(&info);
+  jpeg_mem_src(&info, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+  jpeg_read_header(&info, TRUE);
+  if (info.num_components == 3) info.out_color_space = JCS_RGB;
+  if (info.num_components == 4) info.out_color_space = JCS_CMYK;
+  jpeg_start_decompress(&info);
+  const std::size_t components = static_cast<std::size_t>(info.output_components);
+  if (info.output_width != samples.width || info.output_height != samples.height ||
+      (components != samples.components && samples.components != 0)) {
+    samples.problem = "JPEG dimensions differ from the image's: the JPEG's are used";
+  }
+  samples.width = info.output_width;
+  samples.height = info.output_height;
+  samples.components = components;
+  samples.bits = 8;
+  samples.row_bytes = samples.width * components;
+  if (samples.height != 0 && samples.row_bytes > kMaxImageBytes / samples.height) {
+    samples.problem = "JPEG too large";
+    jpeg_destroy_decompress(&info);
+    return;
+  }
+  out.assign(samples.row_bytes * samples.height, 0);
+  samples.adobe_inverted = info.saw_Adobe_marker && components == 4;
+  while (info.output_scanline < info.output_height) {
+    JSAMPROW row = out.data() + info.output_scanline * samples.row_bytes;
+    if (jpeg_read_scanlines(&info, &row, 1) != 1) break;
+    samples.rows_decoded = info.output_scanline;
+  }
+  jpeg_finish_decompress(&info);
+  jpeg_destroy_decompress(&info);
+}
+
+}  // namespace
+
+ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
+                              std::size_t components, std::size_t bits) {
+  ImageSamples samples;
+  samples.width = width;
+  samples.height = height;
+  samples.components = components;
+  samples.bits = bits;
+  if (width == 0 || height == 0 || components == 0 || bits == 0) {
+    samples.problem = "image without usable dimensions";
+    return samples;
+  }
+  if (width > kMaxImageBytes / components / bits * 8) {
+    samples.problem = "image too large";
+    return samples;
+  }
+  samples.row_bytes = (width * components * bits + 7) / 8;
+  if (samples.row_bytes > kMaxImageBytes / height) {
+    samples.problem = "image too large";
+    return samples;
+  }
+  const std::size_t expected = samples.row_bytes * height;
+
+  QPDFObjectHandle dictionary = stream.getDict();
+  std::vector<std::string> filters = FilterNames(dictionary.getKey("/Filter"));
+  const bool jpeg = !filters.empty() && filters.back() == "/DCTDecode";
+  if (!filters.empty() && !jpeg &&
+      (filters.back() == "/JPXDecode" || filters.back() == "/CCITTFaxDecode" ||
+       filters.back() == "/JBIG2Decode")) {
+    samples.problem = "filter " + filters.back() + " is not supported yet";
+    return samples;
+  }
+
+  std::vector<std::uint8_t> bytes;
+  try {
+    if (jpeg) {
+      // The filters before the JPEG one run through qpdf on a copy of the stream.
+      QPDFObjectHandle prefix = stream;
+      if (filters.size() > 1) {
+        const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
+        prefix = QPDFObjectHandle::newStream(
+            stream.getOwningQPDF(),
+            std::string(reinterpret_cast<const char*>(raw->getBuffer()), raw->getSize()));
+        QPDFObjectHandle copy = dictionary.shallowCopy();
+        QPDFObjectHandle filter = dictionary.getKey("/Filter");
+        QPDFObjectHandle rest = QPDFObjectHandle::newArray();
+        for (int i = 0; i + 1 < filter.getArrayNItems(); ++i)
+          rest.appendItem(filter.getArrayItem(i));
+        copy.replaceKey("/Filter", rest);
+        QPDFObjectHandle parms = dictionary.getKey("/DecodeParms");
+        if (parms.isArray()) {
+          QPDFObjectHandle kept = QPDFObjectHandle::newArray();
+          for (int i = 0; i + 1 < parms.getArrayNItems(); ++i)
+            kept.appendItem(parms.getArrayItem(i));
+          copy.replaceKey("/DecodeParms", kept);
+        }
+        prefix.replaceDict(copy);
+        CappedPipeline pipe(bytes, kMaxImageBytes);
+        if (!prefix.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false)) {
+          samples.problem = "image filters could not be applied";
+          return samples;
+        }
+      } else {
+        const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
+        bytes.assign(raw->getBuffer(), raw->getBuffer() + raw->getSize());
+      }
+      DecodeJpeg(bytes, samples);
+      return samples;
+    }
+    CappedPipeline pipe(bytes, expected);
+    if (!stream.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false)) {
+      samples.problem = "image data damaged: the rows that decoded are kept";
+    }
+  } catch (const std::exception& e) {
+    samples.problem = std::string("image data not readable: ") + e.what();
+  }
+  samples.rows_decoded = bytes.size() / samples.row_bytes;
+  if (bytes.size() < expected && samples.problem.empty()) {
+    samples.problem = "image data short: the rows that decoded are drawn";
+  }
+  bytes.resize(expected, 0);
+  samples.data = std::move(bytes);
+  return samples;
+}
+
+}  // namespace QorPdf::internal

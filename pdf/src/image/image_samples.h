@@ -1,0 +1,45 @@
+// Image samples out of PDF streams, within the bounds of the image's dimensions.
+//
+// ReadImageSamples decodes an image (or image mask) stream into packed rows of
+// width × components × bits bits each, rows padded to whole bytes, as PDF lays
+// them out. qpdf runs the general filters (Flate with predictors, LZW, RunLength,
+// ASCIIHex, ASCII85); a final DCTDecode goes through libjpeg-turbo, which yields 8
+// bits per component as stored (Adobe CMYK JPEGs, marked by their APP14 segment,
+// store inverted inks: `adobe_inverted` says so, and the caller decides).
+//
+// Invariants: no more than the rows the dimensions call for is ever held, whatever
+// the stream would inflate to; short data keeps the rows that decoded and says so.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qpdf_headers.h"
+
+namespace QorPdf::internal {
+
+struct ImageSamples {
+  std::size_t width = 0;
+  std::size_t height = 0;
+  std::size_t components = 0;
+  std::size_t bits = 0;  // per component
+  std::size_t row_bytes = 0;
+  std::vector<std::uint8_t> data;  // height × row_bytes
+  std::size_t rows_decoded = 0;
+  bool adobe_inverted = false;  // a four-component JPEG with Adobe's APP14 marker
+  std::string problem;          // why the samples are incomplete or missing; empty when whole
+};
+
+// Images larger than this many bytes of samples are refused.
+inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 31;
+
+// `stream` is the image stream (its dictionary already expanded for inline
+// images); `components` and `bits` as the dictionary and colour space say (a DCT
+// stream overrides them with its own). On failure `data` is empty and `problem`
+// says why.
+ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
+                              std::size_t components, std::size_t bits);
+
+}  // namespace QorPdf::internal

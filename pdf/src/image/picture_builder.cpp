@@ -1,0 +1,196 @@
+// Pictures from samples: channel layout, decode pairs and the colour converter.
+
+#include "image/picture_builder.h"
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace QorPdf::internal {
+namespace {
+
+// Sample `index` (component-wise) of a packed row.
+unsigned RawSample(const std::uint8_t* row, std::size_t index, std::size_t bits) {
+  switch (bits) {
+    case 8:
+      return row[index];
+    case 16:
+      return (static_cast<unsigned>(row[2 * index]) << 8) | row[2 * index + 1];
+    default: {
+      const std::size_t bit = index * bits;
+      const unsigned byte = row[bit / 8];
+      return (byte >> (8 - bits - bit % 8)) & ((1u << bits) - 1u);
+    }
+  }
+}
+
+struct Range {
+  double low;
+  double high;
+};
+
+std::vector<Range> DecodeRanges(QPDFObjectHandle decode, const ColorSpace& space,
+                                std::size_t components, unsigned max) {
+  std::vector<Range> ranges;
+  const bool given =
+      decode.isArray() && decode.getArrayNItems() >= static_cast<int>(2 * components);
+  for (std::size_t i = 0; i < components; ++i) {
+    if (given && decode.getArrayItem(static_cast<int>(2 * i)).isNumber() &&
+        decode.getArrayItem(static_cast<int>(2 * i + 1)).isNumber()) {
+      ranges.push_back({decode.getArrayItem(static_cast<int>(2 * i)).getNumericValue(),
+                        decode.getArrayItem(static_cast<int>(2 * i + 1)).getNumericValue()});
+    } else if (space.Family() == ColorSpaceFamily::kIndexed) {
+      ranges.push_back({0.0, static_cast<double>(max)});
+    } else {
+      const auto [low, high] = space.ComponentRange(i);
+      ranges.push_back({low, high});
+    }
+  }
+  return ranges;
+}
+
+// Raw samples (up to 8 bits; 16-bit ones by their high byte) into the space's inks.
+class SpaceConverter final : public QorImg::PictureConverter {
+ public:
+  SpaceConverter(std::shared_ptr<const ColorSpace> space, std::vector<Range> ranges, double max,
+                 QorColor::Color probe)
+      : space_(std::move(space)), ranges_(std::move(ranges)), max_(max), probe_(std::move(probe)) {}
+
+  std::size_t InputChannels() const override { return ranges_.size(); }
+  std::size_t OutputChannels() const override { return probe_.Size(); }
+
+  void Convert(const std::uint8_t* in, std::uint8_t* out, std::size_t samples,
+               int /*intent*/) const override {
+    const std::size_t n = ranges_.size();
+    const std::size_t m = probe_.Size();
+    // Neighbouring samples repeat: a small direct-mapped cache of converted ones.
+    constexpr std::size_t kSlots = 1024;
+    std::vector<std::uint32_t> keys(kSlots, 0xFFFFFFFFu);
+    std::vector<std::uint8_t> values(kSlots * m);
+    std::vector<double> components(n);
+    for (std::size_t s = 0; s < samples; ++s, in += n, out += m) {
+      std::uint32_t key = 0;
+      const bool cacheable = n <= 4;
+      for (std::size_t i = 0; i < n && cacheable; ++i)
+        key = (key << 8) | in[i];
+      const std::size_t slot = (key * 2654435761u) >> 22;
+      if (cacheable && keys[slot] == key) {
+        std::copy_n(values.data() + slot * m, m, out);
+        continue;
+      }
+      for (std::size_t i = 0; i < n; ++i)
+        components[i] = ranges_[i].low + in[i] * (ranges_[i].high - ranges_[i].low) / max_;
+      const QorColor::Color color = space_->ToInk(components);
+      for (std::size_t j = 0; j < m; ++j) {
+        const auto found = color.Find(probe_.GetName(j));
+        const double tint = found ? color[*found].tint : 0.0;
+        out[j] = static_cast<std::uint8_t>(std::lround(std::clamp(tint, 0.0, 1.0) * 255.0));
+      }
+      if (cacheable) {
+        keys[slot] = key;
+        std::copy_n(out, m, values.data() + slot * m);
+      }
+    }
+  }
+
+ private:
+  std::shared_ptr<const ColorSpace> space_;
+  std::vector<Range> ranges_;
+  double max_;
+  QorColor::Color probe_;
+};
+
+}  // namespace
+
+std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& samples,
+                                                           std::shared_ptr<const ColorSpace> space,
+                                                           QPDFObjectHandle decode, bool overprint,
+                                                           std::string& problem) {
+  const std::size_t n = samples.components;
+  const std::size_t w = samples.width;
+  const std::size_t h = samples.height;
+  if (n != space->ComponentCount()) {
+    problem = "image samples do not match the colour space's components";
+    return nullptr;
+  }
+  if (space->PaintsNothing()) return nullptr;
+  const unsigned max = samples.bits == 16 ? 65535u : (1u << samples.bits) - 1u;
+  const std::vector<Range> ranges = DecodeRanges(decode, *space, n, max);
+  const QorColor::Color probe = space->ToInk(space->InitialColor());
+  if (probe.Size() == 0 || probe.PaintsAllColorants()) {
+    problem = "image in a colour space that paints all or no colorants";
+    return nullptr;
+  }
+  const ColorSpaceFamily family = space->Family();
+  const bool gray = family == ColorSpaceFamily::kDeviceGray;
+  const bool inks =
+      gray || family == ColorSpaceFamily::kDeviceCMYK ||
+      ((family == ColorSpaceFamily::kSeparation || family == ColorSpaceFamily::kDeviceN) &&
+       probe.Size() == n);
+
+  QorImg::ChannelMapping mapping;
+  mapping.paintsNamedColorantsOnly = overprint && (family == ColorSpaceFamily::kSeparation ||
+                                                   family == ColorSpaceFamily::kDeviceN);
+  std::shared_ptr<const QorImg::PictureData> data;
+  if (inks) {
+    const auto channel_name = [&](std::size_t i) -> std::string {
+      if (gray) return "Black";
+      if (family == ColorSpaceFamily::kDeviceCMYK) {
+        static const char* const kProcess[] = {"Cyan", "Magenta", "Yellow", "Black"};
+        return kProcess[i];
+      }
+      return probe.GetName(i);
+    };
+    for (std::size_t i = 0; i < n; ++i) {
+      // Grey is an amount of white: its ink runs the other way.
+      const QorImg::DecodePair pair =
+          gray ? QorImg::DecodePair{static_cast<float>(1.0 - ranges[i].low),
+                                    static_cast<float>(1.0 - ranges[i].high)}
+               : QorImg::DecodePair{static_cast<float>(ranges[i].low),
+                                    static_cast<float>(ranges[i].high)};
+      mapping.entries.push_back({channel_name(i), i, pair});
+    }
+    if (n == 1 && samples.bits == 1) {
+      auto bits = std::make_shared<QorImg::PictureBuffer>(w, h, 1, samples.row_bytes);
+      std::copy(samples.data.begin(), samples.data.end(), bits->GetBuffer());
+      data = std::make_shared<QorImg::PictureData>(std::move(bits), 1);
+    } else {
+      auto bytes = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n));
+      for (std::size_t r = 0; r < h; ++r) {
+        const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
+        std::uint8_t* out = bytes->GetRowPtr(r);
+        if (samples.bits == 8) {
+          std::copy_n(in, w * n, out);
+          continue;
+        }
+        for (std::size_t i = 0; i < w * n; ++i) {
+          const unsigned raw = RawSample(in, i, samples.bits);
+          out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? (raw * 255u + 32767u) / 65535u
+                                                                : raw * 255u / max);
+        }
+      }
+      data = std::make_shared<QorImg::PictureData>(std::move(bytes), n);
+    }
+  } else {
+    // Raw values for the converter; 16-bit samples keep their high byte.
+    auto raw = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n));
+    for (std::size_t r = 0; r < h; ++r) {
+      const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
+      std::uint8_t* out = raw->GetRowPtr(r);
+      for (std::size_t i = 0; i < w * n; ++i) {
+        const unsigned v = RawSample(in, i, samples.bits);
+        out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? v >> 8 : v);
+      }
+    }
+    const double scale = samples.bits == 16 ? 255.0 : static_cast<double>(max);
+    std::vector<Range> converter_ranges = ranges;
+    auto converter =
+        std::make_shared<SpaceConverter>(space, std::move(converter_ranges), scale, probe);
+    for (std::size_t j = 0; j < probe.Size(); ++j)
+      mapping.entries.push_back({probe.GetName(j), j, {}});
+    data = std::make_shared<QorImg::PictureData>(std::move(raw), n, std::move(converter));
+  }
+  return std::make_shared<const QorImg::PaintedPicture>(std::move(data), std::move(mapping));
+}
+
+}  // namespace QorPdf::internal
