@@ -476,6 +476,18 @@ def images_extra(pdf):
                       "/BitsPerComponent 8", bytes(10)),
         "jcmyk": image("/Width 8 /Height 8 /ColorSpace /DeviceCMYK /BitsPerComponent 8 "
                        "/Filter /DCTDecode", JPEG_CMYK, compress=False),
+        # Black 2 x 1 images masked on the right by a soft mask (255 | 0) and by a
+        # stencil (01), and 10 | 200 grey keyed out on 0..20.
+        "smasked": image("/Width 2 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 "
+                         "/SMask %d 0 R" % image("/Width 2 /Height 1 /ColorSpace /DeviceGray "
+                                                 "/BitsPerComponent 8", bytes([255, 0])),
+                         bytes([0, 0])),
+        "stenciled": image("/Width 2 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 "
+                           "/Mask %d 0 R" % image("/Width 2 /Height 1 /ImageMask true "
+                                                  "/BitsPerComponent 1", bytes([0b01000000])),
+                           bytes([0, 0])),
+        "keyed": image("/Width 2 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 "
+                       "/Mask [0 20]", bytes([10, 200])),
         "jgray": image("/Width 8 /Height 8 /ColorSpace /DeviceGray /BitsPerComponent 8 "
                        "/Filter [/ASCIIHexDecode /DCTDecode]",
                        JPEG_GRAY.hex().encode() + b">", compress=False),
@@ -485,7 +497,8 @@ def images_extra(pdf):
 def images():
     """Sampled images, one per 20 x 20 square along the page: grey (Flate), 1 and 4
     bits, 16-bit CMYK with /Decode, Indexed RGB, a Separation, RGB black, short
-    data, a huge image with ten bytes, CMYK and grey JPEGs, and an inline image."""
+    data, a huge image with ten bytes, CMYK and grey JPEGs, an inline image, and
+    images masked by a soft mask, a stencil and a colour key."""
     return content_page(b"""q 20 0 0 20 0 180 cm /G Do Q
 q 20 0 0 20 20 180 cm /B1 Do Q
 q 20 0 0 20 40 180 cm /B4 Do Q
@@ -498,9 +511,13 @@ q 20 0 0 20 160 180 cm /HU Do Q
 q 20 0 0 20 0 160 cm /JC Do Q
 q 20 0 0 20 20 160 cm /JG Do Q
 q 20 0 0 20 40 160 cm BI /W 2 /H 1 /CS /G /BPC 8 /F /AHx ID 00FF> EI Q
+q 20 0 0 20 60 160 cm /SM Do Q
+q 20 0 0 20 80 160 cm /ST Do Q
+q 20 0 0 20 100 160 cm /KY Do Q
 """, "/XObject << /G %(gray)d 0 R /B1 %(bits1)d 0 R /B4 %(bits4)d 0 R /C16 %(cmyk16)d 0 R "
        "/IX %(indexed)d 0 R /SP %(spot)d 0 R /RGB %(rgb)d 0 R /SH %(short)d 0 R "
-       "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R >>", extra=images_extra)
+       "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R /SM %(smasked)d 0 R "
+       "/ST %(stenciled)d 0 R /KY %(keyed)d 0 R >>", extra=images_extra)
 
 
 def hairlines():

@@ -10,6 +10,64 @@
 #include "image/picture_builder.h"
 
 namespace QorPdf::internal {
+namespace {
+
+// The first number of a /Decode array, or `otherwise`.
+double FirstDecode(QPDFObjectHandle dictionary, double otherwise) {
+  QPDFObjectHandle decode = dictionary.getKey("/Decode");
+  if (decode.isArray() && decode.getArrayNItems() >= 2 && decode.getArrayItem(0).isNumber()) {
+    return decode.getArrayItem(0).getNumericValue();
+  }
+  return otherwise;
+}
+
+}  // namespace
+
+PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,
+                                                const std::string& name) {
+  PictureMask mask;
+  QPDFObjectHandle smask = dictionary.getKey("/SMask");
+  QPDFObjectHandle stencil = dictionary.getKey("/Mask");
+  if (smask.isStream()) {
+    // A soft-mask image: grey samples whose value is the opacity.
+    QPDFObjectHandle d = smask.getDict();
+    QPDFObjectHandle w = d.getKey("/Width"), h = d.getKey("/Height"),
+                     b = d.getKey("/BitsPerComponent");
+    if (!w.isInteger() || !h.isInteger() || w.getIntValue() <= 0 || h.getIntValue() <= 0) {
+      Warn(name, "/SMask without a usable /Width and /Height: drawn unmasked");
+      return mask;
+    }
+    const long long bits = b.isInteger() ? b.getIntValue() : 8;
+    ImageSamples alpha = ReadImageSamples(
+        smask, static_cast<std::size_t>(w.getIntValue()), static_cast<std::size_t>(h.getIntValue()),
+        1, static_cast<std::size_t>(bits == 16 || bits <= 8 ? bits : 8));
+    if (!alpha.problem.empty()) Warn(name + " /SMask", alpha.problem);
+    if (alpha.data.empty() || alpha.components != 1) return mask;
+    mask.data = MaskData(alpha);
+    const double low = FirstDecode(d, 0.0);
+    mask.decode = {static_cast<float>(low), static_cast<float>(1.0 - low)};
+    UndoMatte(samples, *mask.data, d.getKey("/Matte"));
+  } else if (stencil.isStream()) {
+    // A stencil: set samples (under the default /Decode) are masked out.
+    QPDFObjectHandle d = stencil.getDict();
+    QPDFObjectHandle w = d.getKey("/Width"), h = d.getKey("/Height");
+    if (!w.isInteger() || !h.isInteger() || w.getIntValue() <= 0 || h.getIntValue() <= 0) {
+      Warn(name, "/Mask without a usable /Width and /Height: drawn unmasked");
+      return mask;
+    }
+    ImageSamples bits = ReadImageSamples(stencil, static_cast<std::size_t>(w.getIntValue()),
+                                         static_cast<std::size_t>(h.getIntValue()), 1, 1);
+    if (!bits.problem.empty()) Warn(name + " /Mask", bits.problem);
+    if (bits.data.empty()) return mask;
+    mask.data = MaskData(bits);
+    mask.decode = FirstDecode(d, 0.0) == 1.0 ? QorImg::DecodePair{0.0f, 1.0f}
+                                             : QorImg::DecodePair{1.0f, 0.0f};
+  } else if (stencil.isArray()) {
+    mask.data = ColorKeyMask(samples, stencil);
+    if (!mask.data) Warn(name, "unusable colour-key /Mask: drawn unmasked");
+  }
+  return mask;
+}
 
 void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& name) {
   QPDFObjectHandle dictionary = stream.getDict();
@@ -27,9 +85,6 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   const long long bits = bits_object.isInteger() ? bits_object.getIntValue() : 8;
   if (bits != 1 && bits != 2 && bits != 4 && bits != 8 && bits != 16) {
     return Warn(name, "image with " + std::to_string(bits) + " bits per component: skipped");
-  }
-  if (dictionary.hasKey("/SMask") || dictionary.hasKey("/Mask")) {
-    Unsupported("image /SMask and /Mask (images drawn unmasked)");
   }
 
   ImageSamples samples = ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
@@ -53,7 +108,8 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
     decode = QPDFObjectHandle::parse("[1 0 1 0 1 0 1 0]");
   }
   std::string problem;
-  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, problem);
+  const PictureMask mask = ReadPictureMask(dictionary, samples, name);
+  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, mask, problem);
   if (!picture) {
     if (!problem.empty()) Warn(name, problem);
     return;

@@ -37,6 +37,7 @@
 #include "content/graphics_state.h"
 #include "content/optional_content.h"
 #include "font/font.h"
+#include "image/picture_builder.h"
 #include "qordoc/document.h"
 #include "qpdf_headers.h"
 #include "warning_list.h"
@@ -169,6 +170,10 @@ class ContentInterpreter {
   void InlineImage(std::vector<Operand>& operands);
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);
+  // The image's own /SMask or /Mask as a picture mask (none when it has neither);
+  // undoes a soft mask's /Matte in `samples`.
+  PictureMask ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,
+                              const std::string& name);
 
   // Marked content and layers.
   void BeginMarkedContent(const std::vector<Operand>& operands, bool with_properties);

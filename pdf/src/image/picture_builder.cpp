@@ -2,6 +2,7 @@
 
 #include "image/picture_builder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -105,6 +106,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
 std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
+                                                           const PictureMask& mask,
                                                            std::string& problem) {
   const std::size_t n = samples.components;
   const std::size_t w = samples.width;
@@ -190,7 +192,84 @@ std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& s
       mapping.entries.push_back({probe.GetName(j), j, {}});
     data = std::make_shared<QorImg::PictureData>(std::move(raw), n, std::move(converter));
   }
-  return std::make_shared<const QorImg::PaintedPicture>(std::move(data), std::move(mapping));
+  return std::make_shared<const QorImg::PaintedPicture>(
+      std::move(data), std::move(mapping), QorImg::kRelativeColorimetric,
+      mask.data ? QorImg::kSoftMask : QorImg::kNoMask, mask.data, mask.decode);
+}
+
+std::shared_ptr<const QorImg::PictureData> MaskData(const ImageSamples& samples) {
+  const std::size_t w = samples.width;
+  const std::size_t h = samples.height;
+  if (samples.bits == 1) {
+    auto bits = std::make_shared<QorImg::PictureBuffer>(w, h, 1, samples.row_bytes);
+    std::copy(samples.data.begin(), samples.data.end(), bits->GetBuffer());
+    return std::make_shared<QorImg::PictureData>(std::move(bits), 1);
+  }
+  const unsigned max = samples.bits == 16 ? 65535u : (1u << samples.bits) - 1u;
+  auto bytes = std::make_shared<QorImg::PictureBuffer>(w, h, 8);
+  for (std::size_t r = 0; r < h; ++r) {
+    const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
+    std::uint8_t* out = bytes->GetRowPtr(r);
+    for (std::size_t i = 0; i < w; ++i) {
+      const unsigned raw = RawSample(in, i * samples.components, samples.bits);
+      out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? (raw * 255u + 32767u) / 65535u
+                                                            : raw * 255u / max);
+    }
+  }
+  return std::make_shared<QorImg::PictureData>(std::move(bytes), 1);
+}
+
+std::shared_ptr<const QorImg::PictureData> ColorKeyMask(const ImageSamples& samples,
+                                                        QPDFObjectHandle ranges) {
+  const std::size_t n = samples.components;
+  if (!ranges.isArray() || ranges.getArrayNItems() < static_cast<int>(2 * n)) return nullptr;
+  std::vector<std::pair<long long, long long>> keys;
+  for (std::size_t i = 0; i < n; ++i) {
+    QPDFObjectHandle low = ranges.getArrayItem(static_cast<int>(2 * i));
+    QPDFObjectHandle high = ranges.getArrayItem(static_cast<int>(2 * i + 1));
+    if (!low.isNumber() || !high.isNumber()) return nullptr;
+    keys.emplace_back(std::llround(low.getNumericValue()), std::llround(high.getNumericValue()));
+  }
+  auto bits = std::make_shared<QorImg::PictureBuffer>(samples.width, samples.height, 1);
+  for (std::size_t r = 0; r < samples.height; ++r) {
+    const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
+    for (std::size_t x = 0; x < samples.width; ++x) {
+      bool keyed = true;
+      for (std::size_t i = 0; i < n && keyed; ++i) {
+        const long long v = RawSample(in, x * n + i, samples.bits);
+        keyed = v >= keys[i].first && v <= keys[i].second;
+      }
+      bits->SetBit(x, r, !keyed);
+    }
+  }
+  return std::make_shared<QorImg::PictureData>(std::move(bits), 1);
+}
+
+void UndoMatte(ImageSamples& samples, const QorImg::PictureData& mask, QPDFObjectHandle matte) {
+  const std::size_t n = samples.components;
+  if (samples.bits != 8 || !matte.isArray() || matte.getArrayNItems() < static_cast<int>(n) ||
+      mask.GetWidth() != samples.width || mask.GetHeight() != samples.height) {
+    return;
+  }
+  std::vector<double> m(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    QPDFObjectHandle v = matte.getArrayItem(static_cast<int>(i));
+    if (!v.isNumber()) return;
+    m[i] = v.getNumericValue() * 255.0;
+  }
+  const auto alphas = mask.Get8BitPictureBuffer(QorImg::kRelativeColorimetric);
+  for (std::size_t r = 0; r < samples.height; ++r) {
+    std::uint8_t* row = samples.data.data() + r * samples.row_bytes;
+    const std::uint8_t* a = alphas->GetRowPtr(r);
+    for (std::size_t x = 0; x < samples.width; ++x) {
+      if (a[x] == 0) continue;
+      const double alpha = a[x] / 255.0;
+      for (std::size_t i = 0; i < n; ++i) {
+        const double c = m[i] + (row[x * n + i] - m[i]) / alpha;
+        row[x * n + i] = static_cast<std::uint8_t>(std::lround(std::clamp(c, 0.0, 255.0)));
+      }
+    }
+  }
 }
 
 }  // namespace QorPdf::internal

@@ -18,10 +18,32 @@
 
 namespace QorPdf::internal {
 
+// The picture's own mask: one channel whose decoded value is the opacity.
+struct PictureMask {
+  std::shared_ptr<const QorImg::PictureData> data;
+  QorImg::DecodePair decode;
+};
+
 // Null with `problem` set when the samples cannot be painted in `space`.
 std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
+                                                           const PictureMask& mask,
                                                            std::string& problem);
+
+// A mask picture of one channel from samples of 1, 2, 4, 8 or 16 bits: packed when
+// 1 bit, otherwise widened to 8 bits.
+std::shared_ptr<const QorImg::PictureData> MaskData(const ImageSamples& samples);
+
+// The colour-key mask of `samples` (opaque = 1): a sample whose every raw component
+// lies in its [min, max] pair of `ranges` is masked out. Null when `ranges` is not
+// two numbers per component.
+std::shared_ptr<const QorImg::PictureData> ColorKeyMask(const ImageSamples& samples,
+                                                        QPDFObjectHandle ranges);
+
+// Undoes the premultiplication of 8-bit samples against `matte` (one value per
+// component) by the mask's opacities when it has the samples' dimensions:
+// c = m + (c' − m) / α, clipped; samples where α is 0 are left alone.
+void UndoMatte(ImageSamples& samples, const QorImg::PictureData& mask, QPDFObjectHandle matte);
 
 }  // namespace QorPdf::internal

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "image/picture_builder.h"
 #include "qordoc/document.h"
 #include "qorpdf/importer.h"
 #include "scan/collect_objects.h"
@@ -108,6 +109,34 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_TRUE(near(p.At(K, 30, 30), 191)) << p.At(K, 30, 30);
   EXPECT_EQ(p.At(K, 45, 30), 255);
   EXPECT_EQ(p.At(K, 55, 30), 0);
+
+  // Black masked on the right by a soft mask and by a stencil; grey 10 | 200 with
+  // 0..20 keyed out.
+  EXPECT_EQ(p.At(K, 65, 30), 255);
+  EXPECT_EQ(p.At(K, 75, 30), 0);
+  EXPECT_EQ(p.At(K, 85, 30), 255);
+  EXPECT_EQ(p.At(K, 95, 30), 0);
+  EXPECT_EQ(p.At(K, 105, 30), 0);
+  EXPECT_EQ(p.At(K, 115, 30), 55);
+}
+
+// A soft mask's /Matte is undone before the samples are used.
+TEST(PdfImages, MatteIsUndoneAgainstTheSoftMask) {
+  QorPdf::internal::ImageSamples samples;
+  samples.width = 2;
+  samples.height = 1;
+  samples.components = 1;
+  samples.bits = 8;
+  samples.row_bytes = 2;
+  samples.data = {191, 191};
+  auto alpha = std::make_shared<QorImg::PictureBuffer>(2, 1, 8);
+  alpha->GetRowPtr(0)[0] = 128;
+  alpha->GetRowPtr(0)[1] = 0;
+  const QorImg::PictureData mask(alpha, 1);
+  QorPdf::internal::UndoMatte(samples, mask, QPDFObjectHandle::parse("[1]"));
+  // 255 + (191 − 255) / (128 / 255), and a fully transparent sample left alone.
+  EXPECT_EQ(samples.data[0], 128);
+  EXPECT_EQ(samples.data[1], 191);
 }
 
 }  // namespace
