@@ -254,7 +254,8 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
                                   *impl_->optional_content,
                                   builder,
                                   internal::ImportLimits{},
-                                  content_options};
+                                  content_options,
+                                  {}};
 
   Import result;
   for (std::size_t index : indices) {

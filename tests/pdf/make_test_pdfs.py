@@ -498,7 +498,7 @@ def images():
     """Sampled images, one per 20 x 20 square along the page: grey (Flate), 1 and 4
     bits, 16-bit CMYK with /Decode, Indexed RGB, a Separation, RGB black, short
     data, a huge image with ten bytes, CMYK and grey JPEGs, an inline image, and
-    images masked by a soft mask, a stencil and a colour key."""
+    images masked by a soft mask, a stencil and a colour key; the grey image again."""
     return content_page(b"""q 20 0 0 20 0 180 cm /G Do Q
 q 20 0 0 20 20 180 cm /B1 Do Q
 q 20 0 0 20 40 180 cm /B4 Do Q
@@ -514,6 +514,7 @@ q 20 0 0 20 40 160 cm BI /W 2 /H 1 /CS /G /BPC 8 /F /AHx ID 00FF> EI Q
 q 20 0 0 20 60 160 cm /SM Do Q
 q 20 0 0 20 80 160 cm /ST Do Q
 q 20 0 0 20 100 160 cm /KY Do Q
+q 20 0 0 20 120 160 cm /G Do Q
 """, "/XObject << /G %(gray)d 0 R /B1 %(bits1)d 0 R /B4 %(bits4)d 0 R /C16 %(cmyk16)d 0 R "
        "/IX %(indexed)d 0 R /SP %(spot)d 0 R /RGB %(rgb)d 0 R /SH %(short)d 0 R "
        "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R /SM %(smasked)d 0 R "

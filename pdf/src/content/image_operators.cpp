@@ -70,34 +70,59 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
 }
 
 void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& name) {
+  // An image XObject is decoded once per import and shared by all its placements.
+  CachedPicture picture;
+  if (stream.isIndirect()) {
+    const auto key = std::make_pair(stream.getObjGen(), frame_->gs.fill_overprint);
+    const auto found = context_.pictures.find(key);
+    if (found != context_.pictures.end()) {
+      picture = found->second;
+    } else {
+      picture = ReadPicture(stream, name);
+      context_.pictures.emplace(key, picture);
+    }
+  } else {
+    picture = ReadPicture(stream, name);
+  }
+  if (!picture.picture || !CountObject()) return;
+  context_.builder.AddImage(*frame_->gs.target, picture.picture,
+                            Morv::Compose(frame_->gs.ctm, picture.within), CurrentTransparency());
+}
+
+CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std::string& name) {
+  CachedPicture result;
   QPDFObjectHandle dictionary = stream.getDict();
   QPDFObjectHandle width = dictionary.getKey("/Width");
   QPDFObjectHandle height = dictionary.getKey("/Height");
   if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
       height.getIntValue() <= 0) {
-    return Warn(name, "image without a usable /Width and /Height");
+    Warn(name, "image without a usable /Width and /Height");
+    return result;
   }
   QPDFObjectHandle space_object = dictionary.getKey("/ColorSpace");
-  if (space_object.isNull()) return Warn(name, "image without /ColorSpace: skipped");
+  if (space_object.isNull()) {
+    Warn(name, "image without /ColorSpace: skipped");
+    return result;
+  }
   std::shared_ptr<const ColorSpace> space =
       context_.colors.Resolve(space_object, frame_->resources, page_);
   QPDFObjectHandle bits_object = dictionary.getKey("/BitsPerComponent");
   const long long bits = bits_object.isInteger() ? bits_object.getIntValue() : 8;
   if (bits != 1 && bits != 2 && bits != 4 && bits != 8 && bits != 16) {
-    return Warn(name, "image with " + std::to_string(bits) + " bits per component: skipped");
+    Warn(name, "image with " + std::to_string(bits) + " bits per component: skipped");
+    return result;
   }
 
   ImageSamples samples = ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
                                           static_cast<std::size_t>(height.getIntValue()),
                                           space->ComponentCount(), static_cast<std::size_t>(bits));
   if (!samples.problem.empty()) Warn(name, samples.problem);
-  if (samples.data.empty() || samples.rows_decoded == 0) return;
+  if (samples.data.empty() || samples.rows_decoded == 0) return result;
   // Rows that did not decode stay unpainted: the picture shrinks to the rows that
   // did, over the top part of the unit square they occupy.
-  Matrix placement = frame_->gs.ctm;
   if (samples.rows_decoded < samples.height) {
     const double kept = static_cast<double>(samples.rows_decoded) / samples.height;
-    placement = Morv::Compose(placement, Matrix{1.0, 0.0, 0.0, kept, 0.0, 1.0 - kept});
+    result.within = Matrix{1.0, 0.0, 0.0, kept, 0.0, 1.0 - kept};
     samples.height = samples.rows_decoded;
     samples.data.resize(samples.row_bytes * samples.height);
   }
@@ -109,14 +134,9 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   }
   std::string problem;
   const PictureMask mask = ReadPictureMask(dictionary, samples, name);
-  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, mask, problem);
-  if (!picture) {
-    if (!problem.empty()) Warn(name, problem);
-    return;
-  }
-  if (!CountObject()) return;
-  context_.builder.AddImage(*frame_->gs.target, std::move(picture), placement,
-                            CurrentTransparency());
+  result.picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, mask, problem);
+  if (!result.picture && !problem.empty()) Warn(name, problem);
+  return result;
 }
 
 }  // namespace QorPdf::internal

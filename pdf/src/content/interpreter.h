@@ -59,6 +59,13 @@ struct ContentOptions {
   bool keep_transparency_groups = true;
 };
 
+// A decoded image and where its picture lies within the unit square (all of it,
+// unless the data ended early).
+struct CachedPicture {
+  std::shared_ptr<const QorImg::PaintedPicture> picture;
+  Matrix within;
+};
+
 // Document-wide services shared by the pages of one import.
 struct ImportContext {
   QPDF& pdf;
@@ -69,6 +76,9 @@ struct ImportContext {
   QorDoc::DocumentBuilder& builder;
   ImportLimits limits;
   ContentOptions options;
+  // Image XObjects decoded so far, by object and fill overprint (failures too, so
+  // each is reported once).
+  std::map<std::pair<QPDFObjGen, bool>, CachedPicture> pictures;
 };
 
 class ContentInterpreter {
@@ -170,6 +180,7 @@ class ContentInterpreter {
   void InlineImage(std::vector<Operand>& operands);
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);
+  CachedPicture ReadPicture(QPDFObjectHandle stream, const std::string& name);
   // The image's own /SMask or /Mask as a picture mask (none when it has neither);
   // undoes a soft mask's /Matte in `samples`.
   PictureMask ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,

@@ -43,6 +43,15 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_TRUE(short_reported) << warnings;
   EXPECT_TRUE(huge_reported) << warnings;
   EXPECT_EQ(warnings.find("not supported"), std::string::npos) << warnings;
+  // The grey image placed twice is decoded once.
+  std::vector<const QorImg::PaintedPicture*> pictures;
+  for (const auto& object : import.pages.front().content->GetMembers()) {
+    if (const auto* image = dynamic_cast<const QorDoc::Image*>(object.get())) {
+      pictures.push_back(image->GetPaintedPicture().get());
+    }
+  }
+  ASSERT_EQ(pictures.size(), 15u);
+  EXPECT_EQ(pictures.front(), pictures.back());
 
   // One pixel per point.
   const auto& page = import.pages.front();
@@ -118,6 +127,7 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_EQ(p.At(K, 95, 30), 0);
   EXPECT_EQ(p.At(K, 105, 30), 0);
   EXPECT_EQ(p.At(K, 115, 30), 55);
+  EXPECT_EQ(p.At(K, 125, 25), 255);
 }
 
 // A soft mask's /Matte is undone before the samples are used.

@@ -126,7 +126,7 @@ class PageBudget : public ::testing::Test {
     FontCache fonts(warnings_);
     OptionalContent optional(objects_.pdf, warnings_);
     QorDoc::DocumentBuilder builder;
-    ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}};
+    ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}, {}};
     QorDoc::Content& target = builder.AddPage();
     ContentInterpreter interpreter(context, 0);
     interpreter.RunPage(page, target, Matrix{});
