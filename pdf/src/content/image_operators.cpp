@@ -65,6 +65,14 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
   } else if (stencil.isArray()) {
     mask.data = ColorKeyMask(samples, stencil);
     if (!mask.data) Warn(name, "unusable colour-key /Mask: drawn unmasked");
+  } else if (!samples.alpha.empty()) {
+    // A JPEG 2000 image's own alpha, which /SMaskInData 1 or 2 asks for.
+    QPDFObjectHandle in_data = dictionary.getKey("/SMaskInData");
+    if (in_data.isInteger() && in_data.getIntValue() != 0) {
+      auto alpha = std::make_shared<QorImg::PictureBuffer>(samples.width, samples.height, 8);
+      std::copy(samples.alpha.begin(), samples.alpha.end(), alpha->GetBuffer());
+      mask.data = std::make_shared<QorImg::PictureData>(std::move(alpha), 1);
+    }
   }
   return mask;
 }
@@ -99,23 +107,32 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
     Warn(name, "image without a usable /Width and /Height");
     return result;
   }
+  // JPEG 2000 images may leave their colour space, depth and alpha to the stream.
+  const bool jpx = LastFilter(stream) == "/JPXDecode";
   QPDFObjectHandle space_object = dictionary.getKey("/ColorSpace");
-  if (space_object.isNull()) {
+  if (space_object.isNull() && !jpx) {
     Warn(name, "image without /ColorSpace: skipped");
     return result;
   }
   std::shared_ptr<const ColorSpace> space =
-      context_.colors.Resolve(space_object, frame_->resources, page_);
+      space_object.isNull() ? nullptr
+                            : context_.colors.Resolve(space_object, frame_->resources, page_);
   QPDFObjectHandle bits_object = dictionary.getKey("/BitsPerComponent");
-  const long long bits = bits_object.isInteger() ? bits_object.getIntValue() : 8;
+  const long long bits = jpx ? 8 : bits_object.isInteger() ? bits_object.getIntValue() : 8;
   if (bits != 1 && bits != 2 && bits != 4 && bits != 8 && bits != 16) {
     Warn(name, "image with " + std::to_string(bits) + " bits per component: skipped");
     return result;
   }
 
-  ImageSamples samples = ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
-                                          static_cast<std::size_t>(height.getIntValue()),
-                                          space->ComponentCount(), static_cast<std::size_t>(bits));
+  ImageSamples samples =
+      ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
+                       static_cast<std::size_t>(height.getIntValue()),
+                       space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits));
+  if (!space && !samples.data.empty()) {
+    space = samples.components == 1   ? context_.colors.DeviceGray()
+            : samples.components == 3 ? context_.colors.DeviceRGB()
+                                      : context_.colors.DeviceCMYK();
+  }
   if (!samples.problem.empty()) Warn(name, samples.problem);
   if (samples.data.empty() || samples.rows_decoded == 0) return result;
   // Rows that did not decode stay unpainted: the picture shrinks to the rows that

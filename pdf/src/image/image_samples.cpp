@@ -2,6 +2,8 @@
 
 #include "image/image_samples.h"
 
+#include "image/jpx_samples.h"
+
 // clang-format off
 #include <cstdio>
 #include <jpeglib.h>
@@ -105,7 +107,44 @@ void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
   jpeg_destroy_decompress(&info);
 }
 
+// The stream's data after every filter but the last, which the caller decodes.
+bool DataBeforeLastFilter(QPDFObjectHandle stream, const std::vector<std::string>& filters,
+                          std::vector<std::uint8_t>& bytes) {
+  if (filters.size() == 1) {
+    const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
+    bytes.assign(raw->getBuffer(), raw->getBuffer() + raw->getSize());
+    return true;
+  }
+  // The earlier filters run through qpdf on a copy of the stream.
+  QPDFObjectHandle dictionary = stream.getDict();
+  const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
+  QPDFObjectHandle prefix = QPDFObjectHandle::newStream(
+      stream.getOwningQPDF(),
+      std::string(reinterpret_cast<const char*>(raw->getBuffer()), raw->getSize()));
+  QPDFObjectHandle copy = dictionary.shallowCopy();
+  QPDFObjectHandle filter = dictionary.getKey("/Filter");
+  QPDFObjectHandle rest = QPDFObjectHandle::newArray();
+  for (int i = 0; i + 1 < filter.getArrayNItems(); ++i)
+    rest.appendItem(filter.getArrayItem(i));
+  copy.replaceKey("/Filter", rest);
+  QPDFObjectHandle parms = dictionary.getKey("/DecodeParms");
+  if (parms.isArray()) {
+    QPDFObjectHandle kept = QPDFObjectHandle::newArray();
+    for (int i = 0; i + 1 < parms.getArrayNItems(); ++i)
+      kept.appendItem(parms.getArrayItem(i));
+    copy.replaceKey("/DecodeParms", kept);
+  }
+  prefix.replaceDict(copy);
+  CappedPipeline pipe(bytes, kMaxImageBytes);
+  return prefix.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false);
+}
+
 }  // namespace
+
+std::string LastFilter(QPDFObjectHandle stream) {
+  const std::vector<std::string> filters = FilterNames(stream.getDict().getKey("/Filter"));
+  return filters.empty() ? std::string() : filters.back();
+}
 
 ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
                               std::size_t components, std::size_t bits) {
@@ -114,6 +153,26 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
   samples.height = height;
   samples.components = components;
   samples.bits = bits;
+  const std::vector<std::string> filters = FilterNames(stream.getDict().getKey("/Filter"));
+  const std::string last = filters.empty() ? std::string() : filters.back();
+  if (last == "/DCTDecode" || last == "/JPXDecode") {
+    std::vector<std::uint8_t> bytes;
+    try {
+      if (!DataBeforeLastFilter(stream, filters, bytes)) {
+        samples.problem = "image filters could not be applied";
+        return samples;
+      }
+    } catch (const std::exception& e) {
+      samples.problem = std::string("image data not readable: ") + e.what();
+      return samples;
+    }
+    if (last == "/DCTDecode") {
+      DecodeJpeg(bytes, samples);
+    } else {
+      DecodeJpx(bytes, components, samples, &samples.alpha);
+    }
+    return samples;
+  }
   if (width == 0 || height == 0 || components == 0 || bits == 0) {
     samples.problem = "image without usable dimensions";
     return samples;
@@ -129,52 +188,13 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
   }
   const std::size_t expected = samples.row_bytes * height;
 
-  QPDFObjectHandle dictionary = stream.getDict();
-  std::vector<std::string> filters = FilterNames(dictionary.getKey("/Filter"));
-  const bool jpeg = !filters.empty() && filters.back() == "/DCTDecode";
-  if (!filters.empty() && !jpeg &&
-      (filters.back() == "/JPXDecode" || filters.back() == "/CCITTFaxDecode" ||
-       filters.back() == "/JBIG2Decode")) {
-    samples.problem = "filter " + filters.back() + " is not supported yet";
+  if (last == "/CCITTFaxDecode" || last == "/JBIG2Decode") {
+    samples.problem = "filter " + last + " is not supported yet";
     return samples;
   }
 
   std::vector<std::uint8_t> bytes;
   try {
-    if (jpeg) {
-      // The filters before the JPEG one run through qpdf on a copy of the stream.
-      QPDFObjectHandle prefix = stream;
-      if (filters.size() > 1) {
-        const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
-        prefix = QPDFObjectHandle::newStream(
-            stream.getOwningQPDF(),
-            std::string(reinterpret_cast<const char*>(raw->getBuffer()), raw->getSize()));
-        QPDFObjectHandle copy = dictionary.shallowCopy();
-        QPDFObjectHandle filter = dictionary.getKey("/Filter");
-        QPDFObjectHandle rest = QPDFObjectHandle::newArray();
-        for (int i = 0; i + 1 < filter.getArrayNItems(); ++i)
-          rest.appendItem(filter.getArrayItem(i));
-        copy.replaceKey("/Filter", rest);
-        QPDFObjectHandle parms = dictionary.getKey("/DecodeParms");
-        if (parms.isArray()) {
-          QPDFObjectHandle kept = QPDFObjectHandle::newArray();
-          for (int i = 0; i + 1 < parms.getArrayNItems(); ++i)
-            kept.appendItem(parms.getArrayItem(i));
-          copy.replaceKey("/DecodeParms", kept);
-        }
-        prefix.replaceDict(copy);
-        CappedPipeline pipe(bytes, kMaxImageBytes);
-        if (!prefix.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false)) {
-          samples.problem = "image filters could not be applied";
-          return samples;
-        }
-      } else {
-        const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
-        bytes.assign(raw->getBuffer(), raw->getBuffer() + raw->getSize());
-      }
-      DecodeJpeg(bytes, samples);
-      return samples;
-    }
     CappedPipeline pipe(bytes, expected);
     if (!stream.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false)) {
       samples.problem = "image data damaged: the rows that decoded are kept";

@@ -28,12 +28,16 @@ struct ImageSamples {
   std::size_t row_bytes = 0;
   std::vector<std::uint8_t> data;  // height × row_bytes
   std::size_t rows_decoded = 0;
-  bool adobe_inverted = false;  // a four-component JPEG with Adobe's APP14 marker
-  std::string problem;          // why the samples are incomplete or missing; empty when whole
+  bool adobe_inverted = false;      // a four-component JPEG with Adobe's APP14 marker
+  std::vector<std::uint8_t> alpha;  // a JPEG 2000 image's own opacity, width × height
+  std::string problem;              // why the samples are incomplete or missing; empty when whole
 };
 
 // Images larger than this many bytes of samples are refused.
 inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 31;
+
+// The stream's last filter ("/DCTDecode", ...), or empty.
+std::string LastFilter(QPDFObjectHandle stream);
 
 // `stream` is the image stream (its dictionary already expanded for inline
 // images); `components` and `bits` as the dictionary and colour space say (a DCT

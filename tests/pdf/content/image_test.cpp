@@ -1,8 +1,8 @@
 // Sampled images through the importer and the renderer: bit depths, /Decode,
-// Indexed, Separation and RGB spaces, JPEGs (with Adobe's inverted CMYK), inline
-// images, and damaged data (short streams keep their decoded rows, impossible sizes
-// are refused without allocating them). The page is tests/pdf/make_test_pdfs.py's
-// images(): 20 × 20 point squares along the top, one image each.
+// Indexed, Separation and RGB spaces, JPEGs (with Adobe's inverted CMYK), JPEG
+// 2000 with its own alpha, inline images, image masks, and damaged data (short streams keep their
+// decoded rows, impossible sizes are refused without allocating them). The page is
+// tests/pdf/make_test_pdfs.py's images(): 20 × 20 point squares along the top, one image each.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -50,8 +50,8 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
       pictures.push_back(image->GetPaintedPicture().get());
     }
   }
-  ASSERT_EQ(pictures.size(), 15u);
-  EXPECT_EQ(pictures.front(), pictures.back());
+  ASSERT_EQ(pictures.size(), 17u);
+  EXPECT_EQ(pictures.front(), pictures[14]);
 
   // One pixel per point.
   const auto& page = import.pages.front();
@@ -128,6 +128,14 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_EQ(p.At(K, 105, 30), 0);
   EXPECT_EQ(p.At(K, 115, 30), 55);
   EXPECT_EQ(p.At(K, 125, 25), 255);
+  // JPEG 2000: red, black / transparent (the black below shows), and grey 0 | 255.
+  EXPECT_EQ(p.At(M, 145, 25), 255);
+  EXPECT_EQ(p.At(Y, 145, 25), 255);
+  EXPECT_EQ(p.At(K, 145, 25), 0);
+  EXPECT_EQ(p.At(K, 155, 25), 255);
+  EXPECT_EQ(p.At(K, 145, 35), 255);
+  EXPECT_EQ(p.At(K, 165, 30), 255);
+  EXPECT_EQ(p.At(K, 175, 30), 0);
 }
 
 // A soft mask's /Matte is undone before the samples are used.
