@@ -448,6 +448,10 @@ JPX_RGBA = bytes.fromhex(
     "0000000c6a5020200d0a870a00000014667479706a703220000000006a7032200000002d6a703268000000166968647200000002000000020004070700000000000f636f6c7201000000000010000000b76a703263ff4fff510032000000000002000000020000000000000000000000020000000200000000000000000004070101070101070101070101ff52000c00000001000104040001ff5c00074040484850ff640025000143726561746564206279204f70656e4a5045472076657273696f6e20322e352e30ff90000a0000000000390001ff9380cfb4040780c7d40204cfc00409cfc0067e0031f80080070409a7e00200c7da033f0028fc004004067f04ffd9")
 J2K_GRAY = bytes.fromhex(
     "ff4fff510029000000000002000000010000000000000000000000020000000100000000000000000001070101ff52000c00000001000004040001ff5c00044040ff640025000143726561746564206279204f70656e4a5045472076657273696f6e20322e352e30ff90000a0000000000140001ff93df801805a2ddffd9")
+# A 16 x 2 fax picture: row 0 eight 0 bits then eight 1 bits, row 1 the reverse,
+# as Group 4 and as Group 3 1-D data (bits as written: 0 runs are fax white).
+FAX_G4 = bytes.fromhex("33149a8b001001")
+FAX_G3 = bytes.fromhex("00198a0026a2cc")
 JPEG_GRAY = bytes.fromhex(
     "ffd8ffe000104a46494600010100000100010000ffdb00430001010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101ffc0000b080008000801011100ffc4001f0000010501010101010100000000000000000102030405060708090a0bffc400b5100002010303020403050504040000017d01020300041105122131410613516107227114328191a1082342b1c11552d1f02433627282090a161718191a25262728292a3435363738393a434445464748494a535455565758595a636465666768696a737475767778797a838485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9faffda0008010100003f00fe7febffd9")
 
@@ -498,6 +502,13 @@ def images_extra(pdf):
                      compress=False),
         "j2k": image("/Width 2 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 "
                      "/Filter /JPXDecode", J2K_GRAY, compress=False),
+        "g4": image("/Width 16 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 1 "
+                    "/Filter /CCITTFaxDecode "
+                    "/DecodeParms << /K -1 /Columns 16 /Rows 2 /BlackIs1 true >>", FAX_G4,
+                    compress=False),
+        "g3": image("/Width 16 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 1 "
+                    "/Filter /CCITTFaxDecode /DecodeParms << /K 0 /Columns 16 >>", FAX_G3,
+                    compress=False),
         "jgray": image("/Width 8 /Height 8 /ColorSpace /DeviceGray /BitsPerComponent 8 "
                        "/Filter [/ASCIIHexDecode /DCTDecode]",
                        JPEG_GRAY.hex().encode() + b">", compress=False),
@@ -509,7 +520,8 @@ def images():
     bits, 16-bit CMYK with /Decode, Indexed RGB, a Separation, RGB black, short
     data, a huge image with ten bytes, CMYK and grey JPEGs, an inline image, and
     images masked by a soft mask, a stencil and a colour key; the grey image again;
-    JPEG 2000 with its own alpha (over black) and a bare grey codestream."""
+    JPEG 2000 with its own alpha (over black) and a bare grey codestream; fax
+    images (Group 4 with /BlackIs1, Group 3 1-D) and an inline fax image mask."""
     return content_page(b"""q 20 0 0 20 0 180 cm /G Do Q
 q 20 0 0 20 20 180 cm /B1 Do Q
 q 20 0 0 20 40 180 cm /B4 Do Q
@@ -528,10 +540,15 @@ q 20 0 0 20 100 160 cm /KY Do Q
 q 20 0 0 20 120 160 cm /G Do Q
 q 0 0 0 1 k 140 160 20 20 re f 20 0 0 20 140 160 cm /JX Do Q
 q 20 0 0 20 160 160 cm /JK Do Q
+q 20 0 0 20 0 140 cm /F4 Do Q
+q 20 0 0 20 20 140 cm /F3 Do Q
+q 0 0 0 1 k 20 0 0 20 40 140 cm BI /W 16 /H 2 /IM true /F [/AHx /CCF]
+/DP [null << /K -1 /Columns 16 /BlackIs1 true >>] ID 33149a8b001001> EI Q
 """, "/XObject << /G %(gray)d 0 R /B1 %(bits1)d 0 R /B4 %(bits4)d 0 R /C16 %(cmyk16)d 0 R "
        "/IX %(indexed)d 0 R /SP %(spot)d 0 R /RGB %(rgb)d 0 R /SH %(short)d 0 R "
        "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R /SM %(smasked)d 0 R "
-       "/ST %(stenciled)d 0 R /KY %(keyed)d 0 R /JX %(jpx)d 0 R /JK %(j2k)d 0 R >>",
+       "/ST %(stenciled)d 0 R /KY %(keyed)d 0 R /JX %(jpx)d 0 R /JK %(j2k)d 0 R "
+       "/F4 %(g4)d 0 R /F3 %(g3)d 0 R >>",
        extra=images_extra)
 
 

@@ -177,6 +177,8 @@ class ContentInterpreter {
   // for 2^40 placements in a few kilobytes, and this refuses them before the first.
   std::size_t FormPlacements(QPDFObjectHandle form, QPDFObjectHandle resources, std::size_t depth);
   void DoImageMask(QPDFObjectHandle dictionary, const std::string& data, const std::string& name);
+  // An image mask stream through the decoder its last filter needs.
+  void DoImageMaskStream(QPDFObjectHandle stream, const std::string& name);
   void InlineImage(std::vector<Operand>& operands);
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);

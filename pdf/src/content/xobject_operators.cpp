@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "content/interpreter_frame.h"
+#include "image/image_samples.h"
 #include "qorimg/picture_buffer.h"
 #include "stream_data.h"
 
@@ -99,15 +100,7 @@ void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
   } else if (subtype.isNameAndEquals("/Image")) {
     QPDFObjectHandle mask = dictionary.getKey("/ImageMask");
     if (mask.isBool() && mask.getBoolValue()) {
-      try {
-        DoImageMask(dictionary,
-                    DecodeStream(xobject, MaskDataLimit(dictionary), qpdf_dl_specialized).data,
-                    name);
-      } catch (const std::bad_alloc&) {
-        throw;
-      } catch (const std::exception& e) {
-        Unsupported("image mask with filter " + dictionary.getKey("/Filter").unparse());
-      }
+      DoImageMaskStream(xobject, name);
     } else {
       DoImage(xobject, name);
     }
@@ -298,18 +291,44 @@ void ContentInterpreter::InlineImage(std::vector<Operand>& operands) {
     stream.replaceDict(dict);
     return DoImage(stream, "inline image");
   }
-  if (dict.hasKey("/Filter")) {
+  QPDFObjectHandle stream = QPDFObjectHandle::newStream(&context_.pdf, data);
+  stream.replaceDict(dict);
+  DoImageMaskStream(stream, "inline image");
+}
+
+void ContentInterpreter::DoImageMaskStream(QPDFObjectHandle stream, const std::string& name) {
+  QPDFObjectHandle dictionary = stream.getDict();
+  const std::string last = LastFilter(stream);
+  std::string data;
+  if (last == "/CCITTFaxDecode" || last == "/JBIG2Decode") {
+    // The fax and JBIG2 decoders give 1-bit rows of the mask's width.
+    QPDFObjectHandle width = dictionary.getKey("/Width");
+    QPDFObjectHandle height = dictionary.getKey("/Height");
+    if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
+        height.getIntValue() <= 0) {
+      return Warn(name, "image mask without a usable /Width and /Height");
+    }
+    const ImageSamples samples =
+        ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
+                         static_cast<std::size_t>(height.getIntValue()), 1, 1);
+    if (!samples.problem.empty()) Warn(name, samples.problem);
+    if (samples.data.empty()) return;
+    if (samples.width != static_cast<std::size_t>(width.getIntValue())) {
+      return Warn(name, "image mask whose data is not as wide as the mask: skipped");
+    }
+    data.assign(samples.data.begin(),
+                samples.data.begin() +
+                    static_cast<std::ptrdiff_t>(samples.rows_decoded * samples.row_bytes));
+  } else {
     try {
-      QPDFObjectHandle stream = QPDFObjectHandle::newStream(&context_.pdf, data);
-      stream.replaceDict(dict);
-      data = DecodeStream(stream, MaskDataLimit(dict), qpdf_dl_specialized).data;
+      data = DecodeStream(stream, MaskDataLimit(dictionary), qpdf_dl_specialized).data;
     } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception& e) {
-      return Unsupported("inline image mask with filter " + dict.getKey("/Filter").unparse());
+      return Unsupported("image mask with filter " + dictionary.getKey("/Filter").unparse());
     }
   }
-  DoImageMask(dict, data, "inline image");
+  DoImageMask(dictionary, data, name);
 }
 
 }  // namespace QorPdf::internal

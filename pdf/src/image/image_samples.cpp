@@ -2,6 +2,7 @@
 
 #include "image/image_samples.h"
 
+#include "image/ccitt_samples.h"
 #include "image/jpx_samples.h"
 
 // clang-format off
@@ -155,7 +156,7 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
   samples.bits = bits;
   const std::vector<std::string> filters = FilterNames(stream.getDict().getKey("/Filter"));
   const std::string last = filters.empty() ? std::string() : filters.back();
-  if (last == "/DCTDecode" || last == "/JPXDecode") {
+  if (last == "/DCTDecode" || last == "/JPXDecode" || last == "/CCITTFaxDecode") {
     std::vector<std::uint8_t> bytes;
     try {
       if (!DataBeforeLastFilter(stream, filters, bytes)) {
@@ -168,6 +169,10 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
     }
     if (last == "/DCTDecode") {
       DecodeJpeg(bytes, samples);
+    } else if (last == "/CCITTFaxDecode") {
+      QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
+      if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
+      DecodeCcitt(bytes, parms, samples);
     } else {
       DecodeJpx(bytes, components, samples, &samples.alpha);
     }
@@ -188,7 +193,7 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
   }
   const std::size_t expected = samples.row_bytes * height;
 
-  if (last == "/CCITTFaxDecode" || last == "/JBIG2Decode") {
+  if (last == "/JBIG2Decode") {
     samples.problem = "filter " + last + " is not supported yet";
     return samples;
   }

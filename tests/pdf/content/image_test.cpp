@@ -50,7 +50,7 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
       pictures.push_back(image->GetPaintedPicture().get());
     }
   }
-  ASSERT_EQ(pictures.size(), 17u);
+  ASSERT_EQ(pictures.size(), 19u);
   EXPECT_EQ(pictures.front(), pictures[14]);
 
   // One pixel per point.
@@ -136,6 +136,17 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_EQ(p.At(K, 145, 35), 255);
   EXPECT_EQ(p.At(K, 165, 30), 255);
   EXPECT_EQ(p.At(K, 175, 30), 0);
+  // Fax data: Group 4 with /BlackIs1 keeps the bits (0 black), Group 3 without it
+  // inverts them, and the inline fax mask paints where its samples are 0.
+  EXPECT_EQ(p.At(K, 5, 45), 255);
+  EXPECT_EQ(p.At(K, 15, 45), 0);
+  EXPECT_EQ(p.At(K, 5, 55), 0);
+  EXPECT_EQ(p.At(K, 15, 55), 255);
+  EXPECT_EQ(p.At(K, 25, 45), 0);
+  EXPECT_EQ(p.At(K, 35, 45), 255);
+  EXPECT_EQ(p.At(K, 45, 45), 255);
+  EXPECT_EQ(p.At(K, 55, 45), 0);
+  EXPECT_EQ(p.At(K, 45, 55), 0);
 }
 
 // A soft mask's /Matte is undone before the samples are used.
