@@ -452,6 +452,12 @@ J2K_GRAY = bytes.fromhex(
 # as Group 4 and as Group 3 1-D data (bits as written: 0 runs are fax white).
 FAX_G4 = bytes.fromhex("33149a8b001001")
 FAX_G3 = bytes.fromhex("00198a0026a2cc")
+# The same picture as an embedded JBIG2 stream: page information, one immediate
+# generic region coded with MMR (the Group 4 data above; set bits black), end of
+# page.
+JBIG2_PAGE = bytes.fromhex(
+    "0000000030000100000013000000100000000200000000000000000000000000000126000100000019"
+    "00000010000000020000000000000000000133149a8b0010010000000231000100000000")
 JPEG_GRAY = bytes.fromhex(
     "ffd8ffe000104a46494600010100000100010000ffdb00430001010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101010101ffc0000b080008000801011100ffc4001f0000010501010101010100000000000000000102030405060708090a0bffc400b5100002010303020403050504040000017d01020300041105122131410613516107227114328191a1082342b1c11552d1f02433627282090a161718191a25262728292a3435363738393a434445464748494a535455565758595a636465666768696a737475767778797a838485868788898a92939495969798999aa2a3a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9eaf1f2f3f4f5f6f7f8f9faffda0008010100003f00fe7febffd9")
 
@@ -509,6 +515,10 @@ def images_extra(pdf):
         "g3": image("/Width 16 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 1 "
                     "/Filter /CCITTFaxDecode /DecodeParms << /K 0 /Columns 16 >>", FAX_G3,
                     compress=False),
+        "jbig2": image("/Width 16 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 1 "
+                       "/Filter /JBIG2Decode", JBIG2_PAGE, compress=False),
+        "jbig2mask": image("/Width 16 /Height 2 /ImageMask true /Filter /JBIG2Decode",
+                           JBIG2_PAGE, compress=False),
         "jgray": image("/Width 8 /Height 8 /ColorSpace /DeviceGray /BitsPerComponent 8 "
                        "/Filter [/ASCIIHexDecode /DCTDecode]",
                        JPEG_GRAY.hex().encode() + b">", compress=False),
@@ -521,7 +531,8 @@ def images():
     data, a huge image with ten bytes, CMYK and grey JPEGs, an inline image, and
     images masked by a soft mask, a stencil and a colour key; the grey image again;
     JPEG 2000 with its own alpha (over black) and a bare grey codestream; fax
-    images (Group 4 with /BlackIs1, Group 3 1-D) and an inline fax image mask."""
+    images (Group 4 with /BlackIs1, Group 3 1-D) and an inline fax image mask; a
+    JBIG2 image and a JBIG2 image mask."""
     return content_page(b"""q 20 0 0 20 0 180 cm /G Do Q
 q 20 0 0 20 20 180 cm /B1 Do Q
 q 20 0 0 20 40 180 cm /B4 Do Q
@@ -544,11 +555,13 @@ q 20 0 0 20 0 140 cm /F4 Do Q
 q 20 0 0 20 20 140 cm /F3 Do Q
 q 0 0 0 1 k 20 0 0 20 40 140 cm BI /W 16 /H 2 /IM true /F [/AHx /CCF]
 /DP [null << /K -1 /Columns 16 /BlackIs1 true >>] ID 33149a8b001001> EI Q
+q 20 0 0 20 60 140 cm /JB Do Q
+q 0 0 0 1 k 20 0 0 20 80 140 cm /JM Do Q
 """, "/XObject << /G %(gray)d 0 R /B1 %(bits1)d 0 R /B4 %(bits4)d 0 R /C16 %(cmyk16)d 0 R "
        "/IX %(indexed)d 0 R /SP %(spot)d 0 R /RGB %(rgb)d 0 R /SH %(short)d 0 R "
        "/HU %(huge)d 0 R /JC %(jcmyk)d 0 R /JG %(jgray)d 0 R /SM %(smasked)d 0 R "
        "/ST %(stenciled)d 0 R /KY %(keyed)d 0 R /JX %(jpx)d 0 R /JK %(j2k)d 0 R "
-       "/F4 %(g4)d 0 R /F3 %(g3)d 0 R >>",
+       "/F4 %(g4)d 0 R /F3 %(g3)d 0 R /JB %(jbig2)d 0 R /JM %(jbig2mask)d 0 R >>",
        extra=images_extra)
 
 

@@ -3,6 +3,7 @@
 #include "image/image_samples.h"
 
 #include "image/ccitt_samples.h"
+#include "image/jbig2_samples.h"
 #include "image/jpx_samples.h"
 
 // clang-format off
@@ -156,7 +157,8 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
   samples.bits = bits;
   const std::vector<std::string> filters = FilterNames(stream.getDict().getKey("/Filter"));
   const std::string last = filters.empty() ? std::string() : filters.back();
-  if (last == "/DCTDecode" || last == "/JPXDecode" || last == "/CCITTFaxDecode") {
+  if (last == "/DCTDecode" || last == "/JPXDecode" || last == "/CCITTFaxDecode" ||
+      last == "/JBIG2Decode") {
     std::vector<std::uint8_t> bytes;
     try {
       if (!DataBeforeLastFilter(stream, filters, bytes)) {
@@ -169,6 +171,17 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
     }
     if (last == "/DCTDecode") {
       DecodeJpeg(bytes, samples);
+    } else if (last == "/JBIG2Decode") {
+      QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
+      if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
+      std::vector<std::uint8_t> globals;
+      QPDFObjectHandle global =
+          parms.isDictionary() ? parms.getKey("/JBIG2Globals") : QPDFObjectHandle::newNull();
+      if (global.isStream()) {
+        CappedPipeline pipe(globals, kMaxImageBytes);
+        global.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false);
+      }
+      DecodeJbig2(bytes, globals, samples);
     } else if (last == "/CCITTFaxDecode") {
       QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
       if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
@@ -192,11 +205,6 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
     return samples;
   }
   const std::size_t expected = samples.row_bytes * height;
-
-  if (last == "/JBIG2Decode") {
-    samples.problem = "filter " + last + " is not supported yet";
-    return samples;
-  }
 
   std::vector<std::uint8_t> bytes;
   try {

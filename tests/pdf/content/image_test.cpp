@@ -50,7 +50,7 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
       pictures.push_back(image->GetPaintedPicture().get());
     }
   }
-  ASSERT_EQ(pictures.size(), 19u);
+  ASSERT_EQ(pictures.size(), 20u);
   EXPECT_EQ(pictures.front(), pictures[14]);
 
   // One pixel per point.
@@ -147,6 +147,13 @@ TEST(PdfImages, SamplesOfEveryDepthAndSpaceReachTheirPlates) {
   EXPECT_EQ(p.At(K, 45, 45), 255);
   EXPECT_EQ(p.At(K, 55, 45), 0);
   EXPECT_EQ(p.At(K, 45, 55), 0);
+  // JBIG2, set bits black: the image shows them, the mask paints them.
+  EXPECT_EQ(p.At(K, 65, 45), 0);
+  EXPECT_EQ(p.At(K, 75, 45), 255);
+  EXPECT_EQ(p.At(K, 65, 55), 255);
+  EXPECT_EQ(p.At(K, 75, 55), 0);
+  EXPECT_EQ(p.At(K, 85, 45), 0);
+  EXPECT_EQ(p.At(K, 95, 45), 255);
 }
 
 // A soft mask's /Matte is undone before the samples are used.
