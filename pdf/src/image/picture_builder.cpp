@@ -103,7 +103,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
 
 }  // namespace
 
-std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& samples,
+std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
                                                            const PictureMask& mask,
@@ -156,15 +156,18 @@ std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& s
       auto bits = std::make_shared<QorImg::PictureBuffer>(w, h, 1, samples.row_bytes);
       std::copy(samples.data.begin(), samples.data.end(), bits->GetBuffer());
       data = std::make_shared<QorImg::PictureData>(std::move(bits), 1);
+    } else if (samples.bits == 8) {
+      // 8-bit ink samples are the picture's bytes as they stand: adopted, not copied.
+      samples.data.resize(w * n * h);
+      data = std::make_shared<QorImg::PictureData>(
+          std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n),
+                                                  std::move(samples.data)),
+          n);
     } else {
       auto bytes = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n));
       for (std::size_t r = 0; r < h; ++r) {
         const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
         std::uint8_t* out = bytes->GetRowPtr(r);
-        if (samples.bits == 8) {
-          std::copy_n(in, w * n, out);
-          continue;
-        }
         for (std::size_t i = 0; i < w * n; ++i) {
           const unsigned raw = RawSample(in, i, samples.bits);
           out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? (raw * 255u + 32767u) / 65535u

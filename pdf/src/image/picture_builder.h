@@ -24,8 +24,9 @@ struct PictureMask {
   QorImg::DecodePair decode;
 };
 
-// Null with `problem` set when the samples cannot be painted in `space`.
-std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(const ImageSamples& samples,
+// Null with `problem` set when the samples cannot be painted in `space`. 8-bit ink
+// samples are adopted by the picture: `samples.data` is moved from.
+std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
                                                            const PictureMask& mask,

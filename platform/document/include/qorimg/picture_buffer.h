@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace QorImg {
@@ -29,6 +30,18 @@ class PictureBuffer {
     if (row_stride_ * 8 < width * bitsPerSample) {
       throw std::invalid_argument("PictureBuffer: row stride shorter than a row");
     }
+  }
+
+  // A buffer that adopts `data`: rows of whole bytes, no padding beyond the byte.
+  // Throws std::invalid_argument when `data` does not hold exactly that.
+  PictureBuffer(std::size_t width, std::size_t height, std::uint32_t bitsPerSample,
+                std::vector<std::uint8_t> data)
+      : PictureBuffer(width, 0, bitsPerSample) {
+    if (data.size() != row_stride_ * height) {
+      throw std::invalid_argument("PictureBuffer: data does not hold the rows");
+    }
+    height_ = height;
+    data_ = std::move(data);
   }
 
   std::size_t GetWidth() const { return width_; }
