@@ -36,7 +36,6 @@ ImageObjectInfo::ImageObjectInfo(const QorDoc::Image* image,
 ImageObjectInfo::~ImageObjectInfo() = default;
 
 std::unique_ptr<IntervalsFiller> ImageObjectInfo::CreateFiller(LineRenderer& renderer) {
-  if (soft_mask_) throw std::logic_error("qorsc: soft masks cannot be rendered yet");
   std::shared_ptr<PaintGetter> paint = std::make_shared<PicturePaintGetter>(
       picture_, renderer.GetEnvironment(), renderer.GetOptions(), transformation_);
 
@@ -49,9 +48,14 @@ std::unique_ptr<IntervalsFiller> ImageObjectInfo::CreateFiller(LineRenderer& ren
                           image_ != nullptr ? image_->GetHalftoneSet().get() : nullptr, halftones);
   }
 
+  std::unique_ptr<SoftMaskState> mask;
+  if (soft_mask_) {
+    mask = std::make_unique<SoftMaskState>(renderer, geometry_.pixelBox, std::move(soft_mask_));
+  }
   return std::make_unique<ElementaryObjectIntervalsFiller>(
       std::move(paint), content_object_, clip_, GetIndex(),
-      CreateRunLengthGenerator(geometry_, renderer), nullptr, std::move(transparency), false);
+      CreateRunLengthGenerator(geometry_, renderer), std::move(mask), std::move(transparency),
+      false);
 }
 
 }  // namespace QorSc

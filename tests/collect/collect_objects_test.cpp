@@ -9,11 +9,10 @@
 
 #include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
-#include "qorpaint/shading_paint.h"
-
 #include "collect/image_object_info.h"
-#include "test_picture.h"
 #include "composite/intervals_filler.h"
+#include "qorpaint/shading_paint.h"
+#include "test_picture.h"
 #include "raster/clip.h"
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
