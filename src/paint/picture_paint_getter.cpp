@@ -394,19 +394,13 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
     if (x >= end) continue;
     const long long n = end - x;
     painted.push_back({x, n});
-    float* mask = nullptr;
     if (masked_) {
-      mask = buffers.Mask().At(x);
-      Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, mask);
+      Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, buffers.Mask().At(x));
     }
     if (!weighted_) {
       for (const Channel& channel : channels_) {
         float* out = buffers.Component(channel.component).At(x);
         Sample(samples_, columns_, rows_, channel, x, n, out);
-        if (mask != nullptr) {
-          for (long long i = 0; i < n; ++i)
-            out[i] *= mask[i];
-        }
       }
       continue;
     }
@@ -423,14 +417,6 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
         float* o = buffers.Component(component).At(x);
         for (long long i = 0; i < n; ++i)
           o[i] = o[i] + w * s[i] - o[i] * w * s[i];
-      }
-    }
-    if (mask != nullptr) {
-      for (std::size_t c = 0; c < kinds.size(); ++c) {
-        if (kinds[c] != kKindPerPixel) continue;
-        float* o = buffers.Component(c).At(x);
-        for (long long i = 0; i < n; ++i)
-          o[i] *= mask[i];
       }
     }
   }

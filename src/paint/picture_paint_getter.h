@@ -3,8 +3,9 @@
 // Every pixel whose centre lies in the picture's parallelogram takes the sample
 // under that centre (nearest sample, no interpolation), decodes its byte through the
 // channel's decode pair and writes it to the output component the channel names. A
-// soft mask of the picture (mask kind 1) is sampled the same way into the mask line
-// and multiplies the written values.
+// soft mask of the picture (mask kind 1) is sampled the same way into the mask line,
+// which the compositor applies as the picture's opacity; the colour values stay
+// unmultiplied, or the mask would count twice.
 //
 // Placement: the picture's unit square has row 0 at its top. O is the image of the
 // top-left corner, u runs along a row over the full width, v down a column over the

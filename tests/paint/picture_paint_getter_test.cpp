@@ -256,7 +256,6 @@ TEST(PicturePaintGetter, RandomPlacementsMatchThePerPixelOracle) {
               ASSERT_EQ(buffers.Component(c)[x], kMarker);
               continue;
             }
-            if (mask) o *= m;
             ASSERT_EQ(buffers.Component(c)[x], o)
                 << "case " << wanted << " line " << y << " x " << x << " component " << c;
           }
