@@ -65,27 +65,33 @@ void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
   soft_mask_ = std::move(softMask);
 }
 
-std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
-  std::shared_ptr<PaintGetter> paint = MakePaintGetter(paint_, paint_placement_, renderer);
-
+std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
+                                                        std::shared_ptr<PaintGetter> paint,
+                                                        const ElementaryFillerParts& parts,
+                                                        std::unique_ptr<SoftMaskRecord> softMask) {
   const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();
   std::shared_ptr<const QorBlend::Transparency> transparency =
-      PrepareHalftoneTransparency(transparency_, halftones);
+      PrepareHalftoneTransparency(parts.transparency, halftones);
   if (halftones != kHalftoneNone) {
-    paint = WithHalftoneLabel(
-        std::move(paint), document_object_,
-        document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
-        halftones);
+    paint = WithHalftoneLabel(std::move(paint), parts.labelled, parts.halftoneSet, halftones);
   }
-
   std::unique_ptr<SoftMaskState> mask;
-  if (soft_mask_) {
-    mask = std::make_unique<SoftMaskState>(renderer, geometry_.pixelBox, std::move(soft_mask_));
+  if (softMask) {
+    mask = std::make_unique<SoftMaskState>(renderer, parts.geometry.pixelBox, std::move(softMask));
   }
   return std::make_unique<ElementaryObjectIntervalsFiller>(
-      std::move(paint), content_object_, clip_, GetIndex(),
-      CreateRunLengthGenerator(geometry_, renderer), std::move(mask), std::move(transparency),
-      stroke_);
+      std::move(paint), parts.contentObject, parts.clip, parts.index,
+      CreateRunLengthGenerator(parts.geometry, renderer), std::move(mask),
+      std::move(transparency), parts.stroke);
+}
+
+std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
+  return CreateElementaryFiller(
+      renderer, MakePaintGetter(paint_, paint_placement_, renderer),
+      {document_object_,
+       document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
+       content_object_, clip_, GetIndex(), geometry_, transparency_, stroke_},
+      std::move(soft_mask_));
 }
 
 }  // namespace QorSc

@@ -8,6 +8,7 @@
 // label when labels are asked for), run-length generator, filler.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "qorblend/transparency.h"
@@ -19,7 +20,26 @@
 namespace QorSc {
 
 class Clip;
+class PaintGetter;
 struct SoftMaskRecord;
+
+// The filler of one painted object, shared by fillable and image records: the paint
+// (labelled with `labelled`'s halftone set when labels are asked for), the object's
+// runs, its soft-mask state and its transparency.
+struct ElementaryFillerParts {
+  const QorDoc::ContentObject* labelled;
+  const QorDoc::HalftoneSet* halftoneSet;
+  const QorDoc::ContentObject* contentObject;
+  std::shared_ptr<Clip> clip;
+  std::uint32_t index;
+  const GeometrySource& geometry;
+  std::shared_ptr<const QorBlend::Transparency> transparency;
+  bool stroke;
+};
+std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
+                                                        std::shared_ptr<PaintGetter> paint,
+                                                        const ElementaryFillerParts& parts,
+                                                        std::unique_ptr<SoftMaskRecord> softMask);
 
 class FillableObjectInfo final : public ObjectInfo {
  public:

@@ -4,12 +4,9 @@
 
 #include <stdexcept>
 
+#include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
-#include "composite/elementary_filler.h"
-#include "composite/soft_mask_state.h"
 #include "frame/line_renderer.h"
-#include "paint/halftone_label.h"
-#include "paint/halftone_paint_getter.h"
 #include "paint/picture_paint_getter.h"
 
 namespace QorSc {
@@ -36,26 +33,13 @@ ImageObjectInfo::ImageObjectInfo(const QorDoc::Image* image,
 ImageObjectInfo::~ImageObjectInfo() = default;
 
 std::unique_ptr<IntervalsFiller> ImageObjectInfo::CreateFiller(LineRenderer& renderer) {
-  std::shared_ptr<PaintGetter> paint = std::make_shared<PicturePaintGetter>(
-      picture_, renderer.GetEnvironment(), renderer.GetOptions(), transformation_);
-
-  const HalftoneMode halftones = renderer.GetOptions().GetHalftoneMode();
-  std::shared_ptr<const QorBlend::Transparency> transparency =
-      PrepareHalftoneTransparency(transparency_, halftones);
-  if (halftones != kHalftoneNone) {
-    paint =
-        WithHalftoneLabel(std::move(paint), image_,
-                          image_ != nullptr ? image_->GetHalftoneSet().get() : nullptr, halftones);
-  }
-
-  std::unique_ptr<SoftMaskState> mask;
-  if (soft_mask_) {
-    mask = std::make_unique<SoftMaskState>(renderer, geometry_.pixelBox, std::move(soft_mask_));
-  }
-  return std::make_unique<ElementaryObjectIntervalsFiller>(
-      std::move(paint), content_object_, clip_, GetIndex(),
-      CreateRunLengthGenerator(geometry_, renderer), std::move(mask), std::move(transparency),
-      false);
+  return CreateElementaryFiller(
+      renderer,
+      std::make_shared<PicturePaintGetter>(picture_, renderer.GetEnvironment(),
+                                           renderer.GetOptions(), transformation_),
+      {image_, image_ != nullptr ? image_->GetHalftoneSet().get() : nullptr, content_object_,
+       clip_, GetIndex(), geometry_, transparency_, false},
+      std::move(soft_mask_));
 }
 
 }  // namespace QorSc
