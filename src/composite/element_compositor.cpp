@@ -33,16 +33,8 @@ void CompositeOrdinary(LineBuffer& line, std::size_t interval, const ElementPiec
     row[c] = kStatePerPixel;
   }
   const AuxiliaryPlanes aux(line, row, s);
-  for (std::ptrdiff_t k = 0; k < n; ++k) {
-    const float as = piece.alpha[k];
-    const float fs = piece.shape[k];
-    const float o = aux.own[k];
-    const float a = aux.alpha[k];
-    const float f = aux.shape[k];
-    aux.ownOut[k] = o + as - o * as;
-    aux.alphaOut[k] = a + as - a * as;
-    aux.shapeOut[k] = f + fs - f * fs;
-  }
+  for (std::ptrdiff_t k = 0; k < n; ++k)
+    aux.Over(k, piece.alpha[k], piece.shape[k]);
 }
 
 void CompositeKnockout(LineBuffer& line, std::size_t interval, const ElementPiece& piece,

@@ -145,16 +145,8 @@ void ElementaryObjectIntervalsFiller::CompositeBlended(LineBuffer& line,
 
     // The auxiliary planes, after every colour plane has read the old alpha.
     const AuxiliaryPlanes aux(line, row, s);
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-      const float qs = q_scale * pm[k];
-      const float as = fs * qs;
-      const float o = aux.own[k];
-      const float a = aux.alpha[k];
-      const float f = aux.shape[k];
-      aux.ownOut[k] = o + as - o * as;
-      aux.alphaOut[k] = a + as - a * as;
-      aux.shapeOut[k] = f + fs - f * fs;
-    }
+    for (std::ptrdiff_t k = 0; k < n; ++k)
+      aux.Over(k, fs * (q_scale * pm[k]), fs);
     row[line.OwnAlphaPlane()] = kStatePerPixel;
     row[line.AlphaPlane()] = kStatePerPixel;
     row[line.ShapePlane()] = kStatePerPixel;

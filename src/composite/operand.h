@@ -66,6 +66,17 @@ class AuxiliaryPlanes {
   AuxiliaryPlanes(const AuxiliaryPlanes&) = delete;
   AuxiliaryPlanes& operator=(const AuxiliaryPlanes&) = delete;
 
+  // Pixel k of the piece under a source of alpha as and shape fs: the union rule
+  // x + s − x·s for the own alpha, the accumulated alpha and the shape.
+  void Over(std::ptrdiff_t k, float as, float fs) const {
+    const float o = own[k];
+    const float a = alpha[k];
+    const float f = shape[k];
+    ownOut[k] = o + as - o * as;
+    alphaOut[k] = a + as - a * as;
+    shapeOut[k] = f + fs - f * fs;
+  }
+
  private:
   float uniform_[3] = {0.0f, 0.0f, 0.0f};
 
