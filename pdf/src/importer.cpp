@@ -262,7 +262,7 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
     const Page& page = impl_->pages[index];
     QorDoc::Content& content = builder.AddPage();
     internal::ContentInterpreter interpreter(context, index);
-    interpreter.RunPage(impl_->page_objects[index], content, DisplayMatrix(page));
+    interpreter.RunPage(impl_->page_objects[index], content, DisplayMatrix(page), DisplayBox(page));
     impl_->warnings.TakeFrom(impl_->qpdf, index);
 
     ImportedPage imported;

@@ -816,6 +816,121 @@ def shading_types():
                         "/G %(grid)d 0 R >>", extra=shading_types_extra)
 
 
+# Tiling patterns: P1 coloured with non-integer steps; P2 uncoloured, rotated, with a
+# negative XStep; P3 coloured whose cell fills with P2 (nested).
+TILING_CELLS = {
+    "P1": b"0 1 0 0 k 0 0 5 5 re f 1 0 0 0 k 5 5 5 5 re f\n",
+    "P2": b"0 0 3 8 re f\n",
+    "P3": b"/CsK cs 0 0 0 1 /P2 scn 1 1 15 15 re f 1 1 0 0 k 16 16 4 4 re f\n",
+}
+TILING_GEOMETRY = {
+    # bbox, xstep, ystep, matrix, cell indices i and j that cover the page
+    "P1": ((0, 0, 10, 10), 12.5, 10.25, (1, 0, 0, 1, 0, 0), (-1, 17), (-1, 20)),
+    "P2": ((0, 0, 8, 8), -6.5, 8, (0.8, 0.6, -0.6, 0.8, 3, 0), (-45, 45), (-20, 40)),
+    "P3": ((0, 0, 20, 20), 21, 21, (1, 0, 0, 1, 0, 0), (-1, 10), (-1, 10)),
+}
+# The areas of page 1 (a fill of P1, a fill of P2 in 20 % cyan 80 % black, text in
+# P1, a fill of P3) and of page 2, the same drawn with the cells written out.
+TILING_FILLS = [
+    ("P1", b"/Pattern cs /P1 scn", b"10 10 80 70 re", b"f"),
+    ("P2", b"/CsK cs 0.2 0 0 0.8 /P2 scn", b"110 10 80 80 re", b"f"),
+    ("P1", b"/Pattern cs /P1 scn", b"BT /F1 60 Tf 10 120 Td (Ag) Tj ET", b""),
+    ("P3", b"/Pattern cs /P3 scn", b"110 110 m 190 110 l 150 190 l h", b"f"),
+]
+
+
+def tiling_numbers(values):
+    return " ".join(("%r" % v).rstrip("0").rstrip(".") if isinstance(v, float) else str(v)
+                    for v in values)
+
+
+def tiling_expanded(name, area, paint):
+    """The cells of pattern `name` written out under the clip of `area`: every cell
+    that can reach the page; cells outside the area are clipped away."""
+    (x0, y0, x1, y1), xs, ys, matrix, (i0, i1), (j0, j1) = TILING_GEOMETRY[name]
+    text = area.startswith(b"BT")
+    out = b"q " + (area.replace(b"Tf", b"Tf 7 Tr") if text else area + b" W n") + b"\n"
+    for j in range(j0, j1 + 1):
+        for i in range(i0, i1 + 1):
+            out += b"q %s cm 1 0 0 1 %s cm %d %d %d %d re W n " % (
+                tiling_numbers(matrix).encode(), tiling_numbers([i * xs, j * ys]).encode(),
+                x0, y0, x1 - x0, y1 - y0)
+            if name == "P2":
+                out += b"0.2 0 0 0.8 k " + TILING_CELLS["P2"]
+            elif name == "P3":
+                out += b"/Fm3 Do\n"
+            else:
+                out += TILING_CELLS[name]
+            out += b"Q\n"
+    return out + b"Q\n"
+
+
+def tiling():
+    """Page 1: tiling patterns as fills and on text: coloured (non-integer steps),
+    uncoloured in a CMYK underlying space (rotated /Matrix, negative XStep), nested.
+    Page 2: page 1 drawn with the cells written out by hand, which must give the same
+    pixels. Page 3: patterns on strokes and stroked text, under opacity, in a form
+    whose matrix moves the pattern. Page 4: bad patterns: one that paints itself,
+    /XStep 0, 10^13 cells, no /BBox; each a warning and a sensible result."""
+    pdf = Pdf()
+    catalog, root = pdf.reserve(), pdf.reserve()
+    refs = {}
+    csk = "[/Pattern /DeviceCMYK]"
+    refs["P2"] = pdf.add("<< /PatternType 1 /PaintType 2 /TilingType 1 /BBox [0 0 8 8] "
+                         "/XStep -6.5 /YStep 8 /Matrix [0.8 0.6 -0.6 0.8 3 0] "
+                         "/Resources << >> >>", TILING_CELLS["P2"])
+    refs["P1"] = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 2 /BBox [0 0 10 10] "
+                         "/XStep 12.5 /YStep 10.25 /Resources << >> >>", TILING_CELLS["P1"])
+    inner = "/Pattern << /P2 %d 0 R >> /ColorSpace << /CsK %s >>" % (refs["P2"], csk)
+    refs["P3"] = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 3 /BBox [0 0 20 20] "
+                         "/XStep 21 /YStep 21 /Resources << %s >> >>" % inner,
+                         TILING_CELLS["P3"])
+    form3 = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 20 20] /Resources << %s >> >>"
+                    % inner, TILING_CELLS["P3"])
+    font = pdf.add("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold "
+                   "/Encoding /WinAnsiEncoding >>")
+    # Bad patterns.
+    selfish = pdf.reserve()
+    pdf.set(selfish, "<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] /XStep 10 "
+            "/YStep 10 /Resources << /Pattern << /Ps %d 0 R >> >> >>" % selfish,
+            b"0 0 0 1 k 1 1 4 4 re f /Pattern cs /Ps scn 5 5 5 5 re f\n")
+    zero = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] /XStep 0 "
+                   "/YStep 10 /Resources << >> >>", b"1 0 0 0 k 0 0 5 10 re f\n")
+    tiny = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 0.00001 0.00001] "
+                   "/XStep 0.00001 /YStep 0.00001 /Resources << >> >>",
+                   b"0 0 1 0 k 0 0 0.000005 0.000005 re f\n")
+    unbounded = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 /XStep 10 /YStep 10 "
+                        "/Resources << >> >>", b"0 1 0 0 k 0 0 5 5 re f\n")
+    form = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 100 100] "
+                   "/Matrix [1 0 0 1 3.25 1.5] /Resources << /Pattern << /P1 %d 0 R >> >> >>"
+                   % refs["P1"], b"/Pattern cs /P1 scn 0 0 60 60 re f\n")
+    resources = ("/Pattern << /P1 %d 0 R /P2 %d 0 R /P3 %d 0 R /Ps %d 0 R /Pz %d 0 R "
+                 "/Pt %d 0 R /Pu %d 0 R >> /ColorSpace << /CsK %s >> /Font << /F1 %d 0 R >> "
+                 "/XObject << /Fm3 %d 0 R /Fm %d 0 R >> /ExtGState << /H << /CA 0.5 /ca 0.5 >> >>"
+                 % (refs["P1"], refs["P2"], refs["P3"], selfish, zero, tiny, unbounded, csk,
+                    font, form3, form))
+    patterned = b"".join(select + b" " + area + b" " + op + b"\n"
+                         for _, select, area, op in TILING_FILLS)
+    expanded = b"".join(tiling_expanded(name, area, op) for name, _, area, op in TILING_FILLS)
+    strokes = (b"/Pattern CS /P1 SCN 12 w 1 J 20 30 m 90 90 l S\n"
+               b"/CsK CS 0 0 0 1 /P2 SCN 0 1 0 0 k 6 w 110 20 70 50 re B\n"
+               b"/Pattern CS /P1 SCN 2 w BT /F1 50 Tf 1 Tr 10 110 Td (Ok) Tj ET\n"
+               b"q 1 0 0 1 100 100 cm /H gs /Fm Do Q\n")
+    bad = (b"/Pattern cs /Ps scn 10 10 40 40 re f /Pz scn 60 10 40 40 re f\n"
+           b"/Pt scn 110 10 40 40 re f /Pu scn 10 60 40 40 re f\n")
+    kids = []
+    for content in (patterned, expanded, strokes, bad):
+        page = pdf.reserve()
+        stream = pdf.add("<< >>", content, compress=True)
+        pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox [0 0 200 200] /Resources << %s >> "
+                "/Contents %d 0 R >>" % (root, resources, stream))
+        kids.append(page)
+    pdf.set(catalog, "<< /Type /Catalog /Pages %d 0 R >>" % root)
+    pdf.set(root, "<< /Type /Pages /Kids [%s] /Count %d >>" %
+            (" ".join("%d 0 R" % k for k in kids), len(kids)))
+    return pdf.build()
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -848,6 +963,7 @@ def main():
         "shadings.pdf": shadings(),
         "mesh_types.pdf": mesh_types(),
         "shading_types.pdf": shading_types(),
+        "tiling.pdf": tiling(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

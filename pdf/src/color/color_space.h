@@ -57,7 +57,7 @@ enum class ColorSpaceFamily {
   kIndexed,
   kSeparation,
   kDeviceN,
-  kPattern,  // painting with it is not supported yet: the interpreter skips and warns
+  kPattern,  // paints through the pattern the colour names
 };
 
 class ColorSpace {
@@ -81,6 +81,9 @@ class ColorSpace {
   // True for a Separation whose colorant is "None" and a DeviceN whose colorants
   // all are: painting with it marks nothing.
   virtual bool PaintsNothing() const { return false; }
+  // A Pattern space's underlying space (the colour of uncoloured patterns); null
+  // for other spaces and a Pattern space without one.
+  virtual std::shared_ptr<const ColorSpace> Underlying() const { return nullptr; }
 };
 
 // Everything colour conversion needs for one document: the output intent profile

@@ -107,6 +107,7 @@ class PatternSpace final : public ColorSpace {
     return base_ ? base_->InitialColor() : std::vector<double>{};
   }
   QorColor::Color ToInk(std::span<const double>) const override { return {}; }
+  std::shared_ptr<const ColorSpace> Underlying() const override { return base_; }
 
  private:
   std::shared_ptr<const ColorSpace> base_;

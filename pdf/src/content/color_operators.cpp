@@ -34,6 +34,8 @@ void SetComponents(ColorState& color, const std::vector<Operand>& operands) {
 void ContentInterpreter::ColorOperator(const std::string& op,
                                        const std::vector<Operand>& operands) {
   GraphicsState& gs = frame_->gs;
+  // An uncoloured pattern's cell is painted in the pattern's colour only.
+  if (gs.color_locked) return;
   const bool stroking =
       op[0] == 'C' || op[0] == 'S' || op[0] == 'G' || op[0] == 'R' || op[0] == 'K';
   ColorState& color = stroking ? gs.stroke : gs.fill;
@@ -49,6 +51,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
     color.components.assign(v, v + count);
     color.pattern = false;
     color.shading_pattern = QPDFObjectHandle();
+    color.tiling_pattern = QPDFObjectHandle();
   };
 
   switch (op[0]) {
@@ -72,6 +75,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
     // The initial colour of a pattern space paints nothing.
     color.pattern = color.space->Family() == ColorSpaceFamily::kPattern;
     color.shading_pattern = QPDFObjectHandle();
+    color.tiling_pattern = QPDFObjectHandle();
     return;
   }
 
@@ -80,16 +84,25 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   if (color.space->Family() == ColorSpaceFamily::kPattern || named_pattern) {
     color.pattern = true;
     color.shading_pattern = QPDFObjectHandle();
+    color.tiling_pattern = QPDFObjectHandle();
     std::string kind = "pattern";
     if (named_pattern) {
       QPDFObjectHandle pattern =
           frame_->resources.getKey("/Pattern").getKey("/" + operands.back().text);
       QPDFObjectHandle type = pattern.isStream() ? pattern.getDict().getKey("/PatternType")
                                                  : pattern.getKey("/PatternType");
-      const int shading_type = ShadingTypeOf(pattern.getKey("/Shading"));
+      const int shading_type =
+          pattern.isDictionary() ? ShadingTypeOf(pattern.getKey("/Shading")) : 0;
       if (type.isInteger() && type.getIntValue() == 2 && pattern.isDictionary() &&
           shading_type >= 1 && shading_type <= 7) {
         color.shading_pattern = pattern;
+        color.pattern_base = frame_->default_ctm;
+        SetComponents(color, operands);
+        return;
+      }
+      if (type.isInteger() && type.getIntValue() == 1 && pattern.isStream()) {
+        color.tiling_pattern = pattern;
+        color.pattern_name = operands.back().text;
         color.pattern_base = frame_->default_ctm;
         SetComponents(color, operands);
         return;
@@ -106,6 +119,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   }
   color.pattern = false;
   color.shading_pattern = QPDFObjectHandle();
+  color.tiling_pattern = QPDFObjectHandle();
   SetComponents(color, operands);
 }
 

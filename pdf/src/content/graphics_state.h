@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "color/color_space.h"
@@ -31,9 +32,12 @@ struct ColorState {
   std::shared_ptr<const ColorSpace> space;
   std::vector<double> components;
   bool pattern = false;  // a pattern was selected
-  // The shading pattern selected, with the matrix of the stream's default space
-  // then; null for other patterns (tiling patterns are not drawn yet).
+  // The shading or tiling pattern selected (at most one is set), with the matrix of
+  // the stream's default space then. A tiling pattern has no paint: the area it
+  // paints receives copies of its cell (see tiling_patterns.cpp).
   QPDFObjectHandle shading_pattern;
+  QPDFObjectHandle tiling_pattern;
+  std::string pattern_name;
   Matrix pattern_base;
   // Cached: the paint for the current overprint settings; null when not made yet.
   mutable std::shared_ptr<const QorPaint::Paint> paint;
@@ -90,6 +94,9 @@ struct GraphicsState {
   std::shared_ptr<const ClipRecord> clips;  // newest first; null for none
   // The knockout flag of the transparency group being read (0 outside any).
   std::uint8_t knockout = 0;
+  // Inside the cell of an uncoloured tiling pattern: the colour is the pattern's and
+  // colour operators are ignored.
+  bool color_locked = false;
 
   void InvalidatePaints() {
     fill.Invalidate();

@@ -56,7 +56,8 @@ ContentInterpreter::ContentInterpreter(ImportContext& context, std::size_t page_
 ContentInterpreter::~ContentInterpreter() = default;
 
 void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content,
-                                 const Matrix& base) {
+                                 const Matrix& base, const Morv::MilliPointRectangle& visible) {
+  page_box_ = visible;
   GraphicsState gs;
   gs.ctm = base;
   gs.target = &content;

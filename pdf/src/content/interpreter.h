@@ -26,6 +26,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -88,7 +89,10 @@ class ContentInterpreter {
 
   // Runs the page's content into `content`; `base` maps default user space to world
   // coordinates.
-  void RunPage(QPDFObjectHandle page, QorDoc::Content& content, const Matrix& base);
+  // `visible` is the page's displayed area in world coordinates (none when empty):
+  // tiling patterns make no cells outside it.
+  void RunPage(QPDFObjectHandle page, QorDoc::Content& content, const Matrix& base,
+               const Morv::MilliPointRectangle& visible = {});
 
   // The fonts the page selected with Tf, in order of first use.
   const std::vector<std::shared_ptr<Font>>& FontsUsed() const { return fonts_used_; }
@@ -155,6 +159,29 @@ class ContentInterpreter {
   std::shared_ptr<const QorPaint::Paint> ShadingPatternPaint(const ColorState& color,
                                                              bool overprint) const;
 
+  // Tiling patterns (tiling_patterns.cpp). An area painted with one: `add_clip`
+  // adds it as the clipping object of a content, `world_box` bounds it.
+  struct TiledArea {
+    std::function<void(QorDoc::Content&)> add_clip;
+    Morv::MilliPointRectangle world_box;
+  };
+  static bool IsTiled(const ColorState& color);
+  // Fills or strokes the area with copies of the pattern's cell (see the file).
+  void PaintTiled(const ColorState& color, bool stroke, const TiledArea& area);
+  // Past the cell limits: the area in one flat colour, with a warning.
+  void PaintTiledFlat(const ColorState& color, bool stroke, const TiledArea& area,
+                      const std::string& data, bool uncoloured, const std::string& name,
+                      double cells);
+  // `area` cut by the page and the path clips in force.
+  Morv::MilliPointRectangle VisibleBox(const Morv::MilliPointRectangle& area) const;
+  // The outline a stroke of `style` paints, in the compound's space placed by `t`.
+  std::shared_ptr<const Morv::Compound> StrokeOutline(const Morv::Compound& compound,
+                                                      const QorDoc::StrokeStyle& style,
+                                                      const Matrix& t) const;
+  // A path painted with a tiling pattern for its fill, its stroke or both.
+  void PaintPathTiled(const std::shared_ptr<const Morv::Compound>& compound, bool fill,
+                      bool stroke);
+
   // Text.
   void TextOperator(const std::string& op, std::vector<Operand>& operands);
   void ShowText(const std::vector<Operand>& operands, bool array);
@@ -163,6 +190,10 @@ class ContentInterpreter {
   void EmitText(std::vector<ShownGlyph>& glyphs, std::vector<double>& positions,
                 const Matrix& start);
   void ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix);
+  // Text painted with a tiling pattern for its fill, its stroke or both.
+  void PaintTextTiled(const std::vector<std::shared_ptr<const Morv::Compound>>& outlines,
+                      const Matrix& own_to_user, const Matrix& own_to_world, bool fill,
+                      bool stroke);
   void EndText();
 
   // XObjects and inline images.
@@ -211,6 +242,9 @@ class ContentInterpreter {
   std::vector<QPDFObjGen> running_;  // the nested streams being run, outermost first
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
   std::set<std::string> unsupported_reported_;
+  Morv::MilliPointRectangle page_box_;            // the displayed page in world coordinates
+  std::map<QPDFObjGen, std::size_t> cell_operators_;  // painting operators per pattern cell
+  double tile_objects_ = 0.0;                       // objects tiling patterns made so far
   std::vector<std::shared_ptr<Font>> fonts_used_;
   // The mask groups (/SMask /G) whose content is being read: a mask that reaches
   // itself again is dropped there.

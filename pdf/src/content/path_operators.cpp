@@ -126,7 +126,9 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     return;
   }
   const auto compound = TakePath(fill_rule);
-  if ((fill || stroke) && CountObject()) {
+  if ((fill && IsTiled(f.gs.fill)) || (stroke && IsTiled(f.gs.stroke))) {
+    PaintPathTiled(compound, fill, stroke);
+  } else if ((fill || stroke) && CountObject()) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
     CheckShadingBackgrounds(painting);
     if (painting.fill || painting.stroke) {
@@ -141,6 +143,34 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     }
     Clip(std::move(clip_path), f.gs.ctm);
   }
+}
+
+void ContentInterpreter::PaintPathTiled(const std::shared_ptr<const Morv::Compound>& compound,
+                                        bool fill, bool stroke) {
+  const GraphicsState& gs = frame_->gs;
+  const Matrix t = gs.ctm;
+  // Fill, then stroke, each an object of its own when the other is not tiled.
+  auto paint_part = [&](bool stroking) {
+    const ColorState& color = stroking ? gs.stroke : gs.fill;
+    if (!IsTiled(color)) {
+      if (!CountObject()) return;
+      QorDoc::Fillable::Painting painting = MakePainting(!stroking, stroking);
+      CheckShadingBackgrounds(painting);
+      if (painting.fill || painting.stroke) {
+        context_.builder.AddPath(*gs.target, compound, std::move(painting), t);
+      }
+      return;
+    }
+    auto area = stroking ? StrokeOutline(*compound, gs.stroke_style, t) : compound;
+    const Morv::MilliPointRectangle box = Morv::TransformedBoundingBox(t, area->GetBoundingBox());
+    PaintTiled(color, stroking,
+               {[&](QorDoc::Content& members) {
+                  context_.builder.AddPath(members, area, {}, t, true);
+                },
+                box});
+  };
+  if (fill) paint_part(false);
+  if (stroke) paint_part(true);
 }
 
 void ContentInterpreter::Clip(std::shared_ptr<const Morv::Compound> compound, const Matrix& t) {

@@ -201,7 +201,11 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
 
   const bool fill = mode == 0 || mode == 2 || mode == 4 || mode == 6;
   const bool stroke = mode == 1 || mode == 2 || mode == 5 || mode == 6;
-  if (fill || stroke) {
+  const bool fill_tiled = fill && IsTiled(f.gs.fill);
+  const bool stroke_tiled = stroke && IsTiled(f.gs.stroke);
+  if (fill_tiled || stroke_tiled) {
+    PaintTextTiled(outlines, own_to_user, own_to_world, fill, stroke);
+  } else if (fill || stroke) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
     CheckShadingBackgrounds(painting);
     if (stroke) painting.strokeStyle = TextStrokeStyle(painting.strokeStyle, own_to_user);
@@ -212,6 +216,65 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
   if (mode >= 4) {
     f.text_clip.push_back(context_.builder.MakeText(std::move(outlines), {}, own_to_world));
   }
+}
+
+void ContentInterpreter::PaintTextTiled(
+    const std::vector<std::shared_ptr<const Morv::Compound>>& outlines, const Matrix& own_to_user,
+    const Matrix& own_to_world, bool fill, bool stroke) {
+  const GraphicsState& gs = frame_->gs;
+  auto paint_part = [&](bool stroking) {
+    const ColorState& color = stroking ? gs.stroke : gs.fill;
+    if (!IsTiled(color)) {
+      QorDoc::Fillable::Painting painting = MakePainting(!stroking, stroking);
+      CheckShadingBackgrounds(painting);
+      if (stroking) painting.strokeStyle = TextStrokeStyle(painting.strokeStyle, own_to_user);
+      if (painting.fill || painting.stroke) {
+        context_.builder.AddText(*gs.target, outlines, std::move(painting), own_to_world);
+      }
+      return;
+    }
+    Morv::MilliPointRectangle box;
+    bool first = true;
+    auto grow = [&](const Morv::MilliPointRectangle& r) {
+      if (first) {
+        box = r;
+        first = false;
+        return;
+      }
+      const double x0 = std::min(box.X(), r.X());
+      const double y0 = std::min(box.Y(), r.Y());
+      const double x1 = std::max(box.X() + box.Width(), r.X() + r.Width());
+      const double y1 = std::max(box.Y() + box.Height(), r.Y() + r.Height());
+      box = {x0, y0, x1 - x0, y1 - y0};
+    };
+    if (!stroking) {
+      for (const auto& outline : outlines)
+        grow(Morv::TransformedBoundingBox(own_to_world, outline->GetBoundingBox()));
+      auto text = context_.builder.MakeText(outlines, {}, own_to_world);
+      PaintTiled(color, false,
+                 {[&](QorDoc::Content& members) {
+                    context_.builder.AddTextGroup(members, {text}, {}, true);
+                  },
+                  box});
+      return;
+    }
+    // The glyphs' stroke outline, in glyph space.
+    const QorDoc::StrokeStyle style = TextStrokeStyle(gs.stroke_style, own_to_user);
+    std::vector<Morv::Subpath> subpaths;
+    for (const auto& outline : outlines) {
+      const auto stroked = StrokeOutline(*outline, style, own_to_world);
+      subpaths.insert(subpaths.end(), stroked->GetSubpaths().begin(), stroked->GetSubpaths().end());
+    }
+    auto area = std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero);
+    grow(Morv::TransformedBoundingBox(own_to_world, area->GetBoundingBox()));
+    PaintTiled(color, true,
+               {[&](QorDoc::Content& members) {
+                  context_.builder.AddPath(members, area, {}, own_to_world, true);
+                },
+                box});
+  };
+  if (fill) paint_part(false);
+  if (stroke) paint_part(true);
 }
 
 void ContentInterpreter::ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix) {

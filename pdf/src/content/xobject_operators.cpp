@@ -239,6 +239,7 @@ void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::str
   const bool sample_one_paints = decode.isArray() && decode.getArrayNItems() >= 1 &&
                                  decode.getArrayItem(0).isNumber() &&
                                  decode.getArrayItem(0).getNumericValue() == 1.0;
+  if (IsTiled(frame_->gs.fill)) Unsupported("image mask painted with a tiling pattern");
   const QorDoc::Fillable::Painting painting = MakePainting(true, false);
   if (!painting.fill || !CountObject() ||
       !CountImageBytes(*ImageBytes(w, h, 1, 1, kMaxMaskBytes))) {

@@ -98,11 +98,12 @@ struct Raster {
   }
 };
 
-Raster Render(const Imported& imported, const std::vector<std::string>& plates) {
-  const QorPdf::ImportedPage& page = imported.import.pages.front();
+Raster Render(const Imported& imported, const std::vector<std::string>& plates,
+              std::size_t page_index = 0, int pixels_per_point = 1) {
+  const QorPdf::ImportedPage& page = imported.import.pages.at(page_index);
   Raster raster;
-  raster.width = static_cast<long long>(page.world_box.Width() / 1000.0);
-  raster.height = static_cast<long long>(page.world_box.Height() / 1000.0);
+  raster.width = static_cast<long long>(page.world_box.Width() / 1000.0) * pixels_per_point;
+  raster.height = static_cast<long long>(page.world_box.Height() / 1000.0) * pixels_per_point;
   raster.plates = plates.size();
   QorSc::Options::SeparationList list;
   for (const auto& name : plates)
@@ -561,6 +562,79 @@ TEST(Interpreter, EveryShadingTypeImportsAndRenders) {
   const Raster raster = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
   // The patch grid's grey (as black ink) grows darker towards the bottom left.
   EXPECT_GT(raster.At(3, 104, 104), raster.At(3, 196, 196));
+}
+
+// tiling(): page 1 paints with tiling patterns, page 2 is the same with every cell
+// written out by hand; page 3 puts patterns on strokes and in a form; page 4 holds
+// bad patterns.
+TEST(Interpreter, TilingPatternCellsMatchTheSameCellsWrittenOut) {
+  const Imported imported = Import("tiling.pdf");
+  for (const auto& w : imported.pdf.Warnings()) {
+    EXPECT_TRUE(w.page && *w.page == 3) << w.subject << ": " << w.reason;
+  }
+  const std::vector<std::string> cmyk = {"Cyan", "Magenta", "Yellow", "Black"};
+  const Raster patterned = Render(imported, cmyk, 0, 3);
+  const Raster expanded = Render(imported, cmyk, 1, 3);
+  EXPECT_TRUE(patterned.bytes == expanded.bytes) << "plates differ from the cells written out";
+
+  // Coloured cells: cyan and magenta squares 5 pt apart inside the rectangle, the
+  // uncoloured rotated stripes in the colour given with scn, nothing outside.
+  auto count = [&](const Raster& r, std::size_t plate, int value, long long x0, long long y0,
+                   long long x1, long long y1) {
+    int n = 0;
+    for (long long y = y0 * 3; y < y1 * 3; ++y) {
+      for (long long x = x0 * 3; x < x1 * 3; ++x)
+        n += r.At(plate, x, y) == value;
+    }
+    return n;
+  };
+  EXPECT_EQ(patterned.At(1, 3 * 14 + 1, 3 * 12 + 1), 255) << "magenta at cell (1, 1) of P1";
+  EXPECT_EQ(patterned.At(0, 3 * 19 + 1, 3 * 17 + 1), 255) << "cyan in its upper half";
+  EXPECT_EQ(patterned.At(0, 3 * 19 + 1, 3 * 12 + 1) + patterned.At(1, 3 * 19 + 1, 3 * 12 + 1), 0);
+  EXPECT_EQ(count(patterned, 0, 255, 10, 10, 90, 80) + count(patterned, 1, 255, 10, 10, 90, 80),
+            count(patterned, 0, 255, 0, 0, 100, 100) + count(patterned, 1, 255, 0, 0, 100, 100));
+  EXPECT_GT(count(patterned, 3, 204, 110, 10, 190, 90), 5000);  // 80 % black stripes
+  EXPECT_GT(count(patterned, 0, 51, 110, 10, 190, 90), 5000);   // and 20 % cyan
+  EXPECT_GT(count(patterned, 3, 0, 110, 10, 190, 90), 5000);    // with gaps
+  EXPECT_EQ(count(patterned, 3, 204, 100, 0, 110, 100), 0);
+  // The nested pattern's inner stripes are full black.
+  EXPECT_GT(count(patterned, 3, 255, 110, 110, 190, 190), 1000);
+}
+
+TEST(Interpreter, TilingPatternsPaintStrokesTextAndFormsAndSurviveBadInput) {
+  const Imported imported = Import("tiling.pdf");
+  const std::vector<std::string> cmyk = {"Cyan", "Magenta", "Yellow", "Black"};
+  const Raster strokes = Render(imported, cmyk, 2);
+  // The 12 pt stroke from (20, 30) to (90, 90) carries the cells; beside it, nothing.
+  int inked = 0;
+  for (long long y = 20; y < 100; ++y) {
+    for (long long x = 10; x < 100; ++x)
+      inked += strokes.At(0, x, y) + strokes.At(1, x, y) > 0;
+  }
+  EXPECT_GT(inked, 300);
+  EXPECT_EQ(strokes.At(0, 80, 40) + strokes.At(1, 80, 40), 0);
+  // The fill of B stays flat magenta inside the patterned border.
+  EXPECT_EQ(strokes.At(1, 145, 45), 255);
+  EXPECT_EQ(strokes.At(3, 145, 45), 0);
+  // The form at half opacity: its cells at half strength.
+  int half = 0;
+  for (long long x = 104; x < 160; ++x)
+    half += strokes.At(0, x, 130) == 128 || strokes.At(1, x, 130) == 128;
+  EXPECT_GT(half, 10);
+
+  // Bad patterns: each reported on page 4, each still giving a sensible area.
+  EXPECT_TRUE(imported.Warned("tiling pattern /Ps")) << imported.AllWarnings();
+  EXPECT_TRUE(imported.Warned("tiling pattern /Pz /XStep"));
+  EXPECT_TRUE(imported.Warned("tiling pattern /Pt"));
+  EXPECT_TRUE(imported.Warned("tiling pattern /Pu /BBox"));
+  const Raster bad = Render(imported, cmyk, 3);
+  EXPECT_EQ(bad.At(3, 12, 12), 255) << "the self-painting cell keeps its own square";
+  EXPECT_EQ(bad.At(0, 62, 30), 255) << "/XStep 0 steps by the box's width";
+  EXPECT_EQ(bad.At(0, 67, 30), 0);
+  EXPECT_EQ(bad.At(2, 130, 30), 255) << "too many cells: a flat fill in the cell's colour";
+  EXPECT_EQ(bad.At(2, 105, 30), 0);
+  EXPECT_EQ(bad.At(1, 12, 62), 255) << "no /BBox: the cell is the step";
+  EXPECT_EQ(bad.At(1, 17, 62), 0);
 }
 
 }  // namespace

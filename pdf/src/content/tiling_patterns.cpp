@@ -1,0 +1,315 @@
+// Tiling patterns: the area a fill, a stroke or a text paints with a tiling pattern
+// receives copies of the pattern's cell.
+//
+// The area becomes a clip scope (a group whose clipping object is the filled path,
+// the stroke's outline or the glyphs), and every cell that can show inside it is the
+// pattern's content run again, placed by the pattern space (the default space of
+// the stream that selected the pattern, then /Matrix) and the cell's offset
+// (i·XStep, j·YStep), clipped to /BBox. The cells are ordinary objects, so the
+// renderer draws them exactly as it draws the same content written out by hand.
+//
+// Invariants: cells are counted before any is made; when the cells times the cell's
+// painting operators pass kMaxTileObjects (or the page's tiling budget), the area is
+// filled flat instead with one warning, so a hairline cell over a page cannot make
+// millions of objects. The cell content is decoded once per use. A pattern met again
+// inside its own cell is not drawn there (it would draw itself forever).
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "content/interpreter_frame.h"
+#include "morv/singular_transformation.h"
+#include "morv/stroke.h"
+
+namespace QorPdf::internal {
+namespace {
+
+// Objects one use of a pattern may make (cells × painting operators of the cell)
+// before its area is filled flat instead; and all uses of one page together.
+constexpr double kMaxTileObjects = 65536.0;
+constexpr double kMaxPageTileObjects = 1048576.0;
+
+// The cell geometry of a tiling pattern, in pattern space.
+struct Cell {
+  double x0 = 0.0, y0 = 0.0, x1 = 0.0, y1 = 0.0;  // /BBox, normalised
+  double x_step = 0.0;
+  double y_step = 0.0;
+  bool uncoloured = false;
+};
+
+bool Finite(double v) { return std::isfinite(v); }
+
+// The world rectangle `r` (possibly empty) cut by `other`.
+Morv::MilliPointRectangle Intersect(const Morv::MilliPointRectangle& r,
+                                    const Morv::MilliPointRectangle& other) {
+  const double x0 = std::max(r.X(), other.X());
+  const double y0 = std::max(r.Y(), other.Y());
+  const double x1 = std::min(r.X() + r.Width(), other.X() + other.Width());
+  const double y1 = std::min(r.Y() + r.Height(), other.Y() + other.Height());
+  if (!(x1 > x0) || !(y1 > y0)) return {x0, y0, 0.0, 0.0};
+  return {x0, y0, x1 - x0, y1 - y0};
+}
+
+// The indices k of the cells [lo + k·step, hi + k·step] that meet [from, to]
+// (conservatively: a cell touching the edge is kept).
+std::pair<double, double> CellRange(double lo, double hi, double step, double from, double to) {
+  const double a = (from - hi) / step;
+  const double b = (to - lo) / step;
+  return {std::floor(std::min(a, b)), std::ceil(std::max(a, b))};
+}
+
+// How many painting operators one run of the content makes at most (nested forms,
+// glyphs and patterns count as one): the cost of one cell.
+std::size_t PaintingOperators(const std::string& data) {
+  static const char* const kPainting[] = {"f", "F", "f*", "B",  "B*", "b",  "b*", "S", "s",
+                                          "Tj", "TJ", "'", "\"", "Do", "sh", "BI"};
+  ContentReader reader(data, "cell");
+  std::string op;
+  std::vector<Operand> operands;
+  std::size_t count = 0;
+  while (reader.Next(op, operands)) {
+    for (const char* p : kPainting) {
+      if (op == p) {
+        ++count;
+        break;
+      }
+    }
+  }
+  return count;
+}
+
+}  // namespace
+
+bool ContentInterpreter::IsTiled(const ColorState& color) {
+  QPDFObjectHandle pattern = color.tiling_pattern;  // qpdf's queries are not const
+  return color.pattern && pattern.isStream();
+}
+
+Morv::MilliPointRectangle ContentInterpreter::VisibleBox(
+    const Morv::MilliPointRectangle& area) const {
+  Morv::MilliPointRectangle box = area;
+  if (page_box_.Width() > 0.0 && page_box_.Height() > 0.0) box = Intersect(box, page_box_);
+  for (auto clip = frame_->gs.clips; clip; clip = clip->previous) {
+    if (clip->path) {
+      box = Intersect(box,
+                      Morv::TransformedBoundingBox(clip->transformation, clip->path->GetBoundingBox()));
+    }
+  }
+  return box;
+}
+
+std::shared_ptr<const Morv::Compound> ContentInterpreter::StrokeOutline(
+    const Morv::Compound& compound, const QorDoc::StrokeStyle& style, const Matrix& t) const {
+  // World millipoints per user unit: a user-space tolerance of 5 millipoints and a
+  // hairline of 0.1 pt wherever the stroke lands.
+  const double scale = std::sqrt(std::fabs(t.Determinant()));
+  if (!(scale > 0.0) || !Finite(scale)) return std::make_shared<const Morv::Compound>();
+  const double width = style.width > 0.0 ? style.width : 100.0 / scale;
+  return std::make_shared<const Morv::Compound>(
+      Morv::Stroke(compound, width, style.cap, style.join, style.miterLimit,
+                   style.dash.array.empty() ? nullptr : &style.dash, 5.0 / scale));
+}
+
+void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const TiledArea& area) {
+  Frame& f = *frame_;
+  const GraphicsState& gs = f.gs;
+  QPDFObjectHandle pattern = color.tiling_pattern;
+  QPDFObjectHandle dictionary = pattern.getDict();
+  const std::string name = "tiling pattern /" + color.pattern_name;
+  const QPDFObjGen id = pattern.getObjGen();
+  if (std::find(running_.begin(), running_.end(), id) != running_.end()) {
+    return WarnOnce(name, "paints itself inside its own cell: the inner use is not drawn");
+  }
+  if (depth_ >= context_.limits.max_nesting) {
+    return WarnOnce(name, "nested deeper than " + std::to_string(context_.limits.max_nesting) +
+                              ": not drawn");
+  }
+
+  // The cell: a missing /BBox or step is taken from the other where it can be.
+  Cell cell;
+  QPDFObjectHandle paint_type = dictionary.getKey("/PaintType");
+  cell.uncoloured = paint_type.isInteger() && paint_type.getIntValue() == 2;
+  if (!paint_type.isInteger() || (paint_type.getIntValue() != 1 && !cell.uncoloured)) {
+    WarnOnce(name + " /PaintType", "is neither 1 nor 2: drawn as a coloured pattern");
+  }
+  auto number = [&](const char* key) {
+    QPDFObjectHandle value = dictionary.getKey(key);
+    return value.isNumber() ? value.getNumericValue() : 0.0;
+  };
+  cell.x_step = number("/XStep");
+  cell.y_step = number("/YStep");
+  const bool steps_usable =
+      cell.x_step != 0.0 && cell.y_step != 0.0 && Finite(cell.x_step) && Finite(cell.y_step);
+  QPDFObjectHandle bbox = dictionary.getKey("/BBox");
+  if (bbox.isRectangle()) {
+    const QPDFObjectHandle::Rectangle r = bbox.getArrayAsRectangle();
+    cell.x0 = std::min(r.llx, r.urx);
+    cell.x1 = std::max(r.llx, r.urx);
+    cell.y0 = std::min(r.lly, r.ury);
+    cell.y1 = std::max(r.lly, r.ury);
+  } else if (steps_usable) {
+    WarnOnce(name + " /BBox", "missing or unusable: the cell is taken as [0 0 XStep YStep]");
+    cell.x1 = std::fabs(cell.x_step);
+    cell.y1 = std::fabs(cell.y_step);
+  } else {
+    return WarnOnce(name, "has neither a usable /BBox nor usable steps: not drawn");
+  }
+  if (!Finite(cell.x0) || !Finite(cell.x1) || !Finite(cell.y0) || !Finite(cell.y1)) {
+    return WarnOnce(name, "has a /BBox that is not finite: not drawn");
+  }
+  if (!(cell.x1 > cell.x0) || !(cell.y1 > cell.y0)) return;  // an empty cell shows nothing
+  if (cell.x_step == 0.0 || !Finite(cell.x_step)) {
+    WarnOnce(name + " /XStep", "is 0 or unusable: the /BBox width is used");
+    cell.x_step = cell.x1 - cell.x0;
+  }
+  if (cell.y_step == 0.0 || !Finite(cell.y_step)) {
+    WarnOnce(name + " /YStep", "is 0 or unusable: the /BBox height is used");
+    cell.y_step = cell.y1 - cell.y0;
+  }
+
+  Matrix space = color.pattern_base;
+  if (auto matrix = ReadMatrix(dictionary.getKey("/Matrix"))) space = Morv::Compose(space, *matrix);
+  Matrix inverse;
+  try {
+    inverse = space.Inverse();
+  } catch (const Morv::SingularTransformationError&) {
+    return WarnOnce(name, "has a singular /Matrix: not drawn");
+  }
+  const Morv::MilliPointRectangle visible = VisibleBox(area.world_box);
+  if (!(visible.Width() > 0.0) || !(visible.Height() > 0.0)) return;
+  const Morv::MilliPointRectangle in_pattern = Morv::TransformedBoundingBox(inverse, visible);
+  const auto [i0, i1] = CellRange(cell.x0, cell.x1, cell.x_step, in_pattern.X(),
+                                  in_pattern.X() + in_pattern.Width());
+  const auto [j0, j1] = CellRange(cell.y0, cell.y1, cell.y_step, in_pattern.Y(),
+                                  in_pattern.Y() + in_pattern.Height());
+
+  std::string data;
+  if (!ReadContent(pattern, name, data)) return;
+  auto [known, added] = cell_operators_.emplace(id, 0);
+  if (added || !id.isIndirect()) known->second = PaintingOperators(data);
+  const double cells = (i1 - i0 + 1.0) * (j1 - j0 + 1.0);
+  const double cost = cells * static_cast<double>(std::max<std::size_t>(known->second, 1));
+  if (!Finite(cost) || cost > kMaxTileObjects || tile_objects_ + cost > kMaxPageTileObjects) {
+    return PaintTiledFlat(color, stroke, area, data, cell.uncoloured, name, cells);
+  }
+  tile_objects_ += cost;
+
+  // The area's own transparency applies to the pattern as a whole: its group
+  // carries it, and the cells start opaque.
+  const float alpha = stroke ? gs.stroke_alpha : gs.fill_alpha;
+  std::shared_ptr<const QorBlend::Transparency> transparency;
+  if (gs.blend_mode == QorBlend::kNormal && gs.non_separable == QorBlend::kSeparable &&
+      alpha > 0.99999f && !gs.soft_mask && gs.knockout == 0) {
+    transparency = QorBlend::Transparency::Opaque();
+  } else {
+    auto group = std::make_shared<QorBlend::Transparency>(gs.blend_mode, alpha, alpha,
+                                                          gs.alpha_is_shape ? 1 : 0);
+    group->SetSoftMask(gs.soft_mask);
+    group->SetNonSeparableMode(gs.non_separable);
+    group->SetGroupFlags(0, 0);
+    transparency = std::move(group);
+  }
+  QorDoc::Content& members = context_.builder.AddContent();
+  area.add_clip(members);
+  context_.builder.AddGroup(*gs.target, members, Matrix{}, std::move(transparency));
+
+  GraphicsState initial;
+  initial.fill.space = context_.colors.DeviceGray();
+  initial.fill.components = initial.fill.space->InitialColor();
+  if (cell.uncoloured) {
+    // The colour given with the pattern, through the pattern space's underlying space.
+    initial.fill.space = color.space ? color.space->Underlying() : nullptr;
+    if (!initial.fill.space) {
+      return WarnOnce(name, "is uncoloured but its colour space has no underlying space: "
+                            "not drawn");
+    }
+    initial.fill.components = color.components;
+    initial.color_locked = true;
+  }
+  initial.stroke = initial.fill;
+  initial.fill_overprint = initial.stroke_overprint =
+      stroke ? gs.stroke_overprint : gs.fill_overprint;
+  initial.overprint_mode = gs.overprint_mode;
+  QPDFObjectHandle resources = dictionary.getKey("/Resources");
+  if (!resources.isDictionary()) resources = f.resources;
+  const auto cell_box = Morv::PathBuilder()
+                            .Rectangle(cell.x0, cell.y0, cell.x1 - cell.x0, cell.y1 - cell.y0)
+                            .BuildShared();
+
+  for (double j = j0; j <= j1; ++j) {
+    for (double i = i0; i <= i1; ++i) {
+      if (!PlaceNested(pattern, name)) return;
+      GraphicsState state = initial;
+      state.ctm = Morv::Compose(space, Matrix::Translation(i * cell.x_step, j * cell.y_step));
+      QorDoc::Content& clipped = context_.builder.AddContent();
+      context_.builder.AddPath(clipped, cell_box, {}, state.ctm, true);
+      context_.builder.AddGroup(members, clipped, Matrix{}, QorBlend::Transparency::Opaque());
+      state.target = &clipped;
+      running_.push_back(id);
+      RunStream(data, name, resources, std::move(state));
+      running_.pop_back();
+    }
+  }
+}
+
+void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke,
+                                        const TiledArea& area, const std::string& data,
+                                        bool uncoloured, const std::string& name, double cells) {
+  ColorState flat;
+  if (uncoloured) {
+    flat.space = color.space ? color.space->Underlying() : nullptr;
+    flat.components = color.components;
+  } else {
+    // A coloured cell: its first device colour.
+    ContentReader reader(data, name);
+    std::string op;
+    std::vector<Operand> operands;
+    while (!flat.space && reader.Next(op, operands)) {
+      double v[4];
+      if ((op == "g" || op == "G") && TakeNumbers(operands, 1, v)) {
+        flat.space = context_.colors.DeviceGray();
+        flat.components.assign(v, v + 1);
+      } else if ((op == "rg" || op == "RG") && TakeNumbers(operands, 3, v)) {
+        flat.space = context_.colors.DeviceRGB();
+        flat.components.assign(v, v + 3);
+      } else if ((op == "k" || op == "K") && TakeNumbers(operands, 4, v)) {
+        flat.space = context_.colors.DeviceCMYK();
+        flat.components.assign(v, v + 4);
+      }
+    }
+  }
+  char count[32];
+  std::snprintf(count, sizeof count, "%.3g", cells);
+  if (!flat.space) {
+    return WarnOnce(name, std::string("would need ") + count +
+                              " cells here and has no device colour to fill with: not drawn");
+  }
+  WarnOnce(name, std::string("would need ") + count + " cells here: filled flat with " +
+                     (uncoloured ? "the pattern's colour" : "its cell's first colour"));
+  const auto paint = PaintOf(flat, stroke ? frame_->gs.stroke_overprint : frame_->gs.fill_overprint);
+  if (!paint || !CountObject()) return;
+  const GraphicsState& gs = frame_->gs;
+  QorDoc::Content& members = context_.builder.AddContent();
+  area.add_clip(members);
+  context_.builder.AddGroup(*gs.target, members, Matrix{}, gs.PlainGroupTransparency());
+  QorDoc::Fillable::Painting painting;
+  painting.fill = paint;
+  painting.transparency = CurrentTransparency();
+  if (stroke && gs.stroke_alpha != gs.fill_alpha) {
+    // The rectangle is filled, so it carries the stroke's opacity as its fill's.
+    auto t = std::make_shared<QorBlend::Transparency>(*painting.transparency);
+    *t = QorBlend::Transparency(gs.blend_mode, gs.stroke_alpha, gs.stroke_alpha,
+                                gs.alpha_is_shape ? 1 : 0);
+    t->SetSoftMask(gs.soft_mask);
+    t->SetNonSeparableMode(gs.non_separable);
+    painting.transparency = std::move(t);
+  }
+  const Morv::MilliPointRectangle box = VisibleBox(area.world_box);
+  context_.builder.AddPath(
+      members,
+      Morv::PathBuilder().Rectangle(box.X(), box.Y(), box.Width(), box.Height()).BuildShared(),
+      std::move(painting), Matrix{});
+}
+
+}  // namespace QorPdf::internal
