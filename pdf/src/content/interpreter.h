@@ -168,6 +168,10 @@ class ContentInterpreter {
   static bool IsTiled(const ColorState& color);
   // Fills or strokes the area with copies of the pattern's cell (see the file).
   void PaintTiled(const ColorState& color, bool stroke, const TiledArea& area);
+  // The same for an area given as an outline (filled non-zero or by its own rule)
+  // placed by `t`.
+  void PaintTiledOutline(const ColorState& color, bool stroke,
+                         std::shared_ptr<const Morv::Compound> area, const Matrix& t);
   // Past the cell limits: the area in one flat colour, with a warning.
   void PaintTiledFlat(const ColorState& color, bool stroke, const TiledArea& area,
                       const std::string& data, bool uncoloured, const std::string& name,

@@ -161,13 +161,8 @@ void ContentInterpreter::PaintPathTiled(const std::shared_ptr<const Morv::Compou
       }
       return;
     }
-    auto area = stroking ? StrokeOutline(*compound, gs.stroke_style, t) : compound;
-    const Morv::MilliPointRectangle box = Morv::TransformedBoundingBox(t, area->GetBoundingBox());
-    PaintTiled(color, stroking,
-               {[&](QorDoc::Content& members) {
-                  context_.builder.AddPath(members, area, {}, t, true);
-                },
-                box});
+    PaintTiledOutline(color, stroking,
+                      stroking ? StrokeOutline(*compound, gs.stroke_style, t) : compound, t);
   };
   if (fill) paint_part(false);
   if (stroke) paint_part(true);

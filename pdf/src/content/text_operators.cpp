@@ -233,29 +233,22 @@ void ContentInterpreter::PaintTextTiled(
       }
       return;
     }
-    Morv::MilliPointRectangle box;
-    bool first = true;
-    auto grow = [&](const Morv::MilliPointRectangle& r) {
-      if (first) {
-        box = r;
-        first = false;
-        return;
-      }
-      const double x0 = std::min(box.X(), r.X());
-      const double y0 = std::min(box.Y(), r.Y());
-      const double x1 = std::max(box.X() + box.Width(), r.X() + r.Width());
-      const double y1 = std::max(box.Y() + box.Height(), r.Y() + r.Height());
-      box = {x0, y0, x1 - x0, y1 - y0};
-    };
     if (!stroking) {
-      for (const auto& outline : outlines)
-        grow(Morv::TransformedBoundingBox(own_to_world, outline->GetBoundingBox()));
+      // The glyphs as a clipping text; the area is their outlines' box.
+      double x0 = 0.0, y0 = 0.0, x1 = 0.0, y1 = 0.0;
+      for (std::size_t i = 0; i < outlines.size(); ++i) {
+        const auto r = Morv::TransformedBoundingBox(own_to_world, outlines[i]->GetBoundingBox());
+        x0 = i == 0 ? r.X() : std::min(x0, r.X());
+        y0 = i == 0 ? r.Y() : std::min(y0, r.Y());
+        x1 = i == 0 ? r.X() + r.Width() : std::max(x1, r.X() + r.Width());
+        y1 = i == 0 ? r.Y() + r.Height() : std::max(y1, r.Y() + r.Height());
+      }
       auto text = context_.builder.MakeText(outlines, {}, own_to_world);
       PaintTiled(color, false,
                  {[&](QorDoc::Content& members) {
                     context_.builder.AddTextGroup(members, {text}, {}, true);
                   },
-                  box});
+                  {x0, y0, x1 - x0, y1 - y0}});
       return;
     }
     // The glyphs' stroke outline, in glyph space.
@@ -265,13 +258,9 @@ void ContentInterpreter::PaintTextTiled(
       const auto stroked = StrokeOutline(*outline, style, own_to_world);
       subpaths.insert(subpaths.end(), stroked->GetSubpaths().begin(), stroked->GetSubpaths().end());
     }
-    auto area = std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero);
-    grow(Morv::TransformedBoundingBox(own_to_world, area->GetBoundingBox()));
-    PaintTiled(color, true,
-               {[&](QorDoc::Content& members) {
-                  context_.builder.AddPath(members, area, {}, own_to_world, true);
-                },
-                box});
+    PaintTiledOutline(color, true,
+                      std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
+                      own_to_world);
   };
   if (fill) paint_part(false);
   if (stroke) paint_part(true);

@@ -111,6 +111,17 @@ std::shared_ptr<const Morv::Compound> ContentInterpreter::StrokeOutline(
                    style.dash.array.empty() ? nullptr : &style.dash, 5.0 / scale));
 }
 
+void ContentInterpreter::PaintTiledOutline(const ColorState& color, bool stroke,
+                                           std::shared_ptr<const Morv::Compound> area,
+                                           const Matrix& t) {
+  const Morv::MilliPointRectangle box = Morv::TransformedBoundingBox(t, area->GetBoundingBox());
+  PaintTiled(color, stroke,
+             {[&](QorDoc::Content& members) {
+                context_.builder.AddPath(members, area, {}, t, true);
+              },
+              box});
+}
+
 void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const TiledArea& area) {
   Frame& f = *frame_;
   const GraphicsState& gs = f.gs;
