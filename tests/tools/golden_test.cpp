@@ -1,5 +1,5 @@
-// Golden images: the bundled press sheet rendered at 50 dpi, every plate compared
-// with its stored reference in tests/golden/press_sheet/.
+// Golden images: the bundled press sheet and the tiling-pattern test pages rendered
+// at 50 dpi, every plate compared with its stored reference in tests/golden/NAME/.
 //
 // References are grey PNGs, one per plate, drawn like film: 0 (black) is full ink,
 // 255 (white) none. Tolerance: a pixel differs when its value is more than 2 away
@@ -83,10 +83,12 @@ std::string FileName(std::size_t index, const std::string& plate) {
   return name + ".png";
 }
 
-TEST(Golden, PressSheetPlatesMatchTheirReferences) {
-  QorPdf::Document pdf = QorPdf::Document::OpenFile(kSource / "samples" / "press_sheet.pdf");
-  const QorPdf::Import import =
-      pdf.ImportPages(std::vector<std::size_t>{0}, QorScTool::RenderableImportOptions());
+// Renders page `page_index` of `file` and compares its plates with the references
+// in tests/golden/`name`/ (or rewrites them under QORSC_UPDATE_GOLDENS).
+void CheckPlates(const fs::path& file, std::size_t page_index, const std::string& name) {
+  QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
+  const QorPdf::Import import = pdf.ImportPages(std::vector<std::size_t>{page_index},
+                                                QorScTool::RenderableImportOptions());
   const QorPdf::ImportedPage& page = import.pages.front();
   const QorScTool::PlateSet plates =
       QorScTool::ChoosePlates({}, page.colorants, import.document->GetSeparationInfo());
@@ -97,7 +99,7 @@ TEST(Golden, PressSheetPlatesMatchTheirReferences) {
   QorScTool::RenderPage({import.document, page.content, page.world_box, page.colorants}, plates,
                         settings, sink);
 
-  const fs::path references = kSource / "tests" / "golden" / "press_sheet";
+  const fs::path references = kSource / "tests" / "golden" / name;
   const bool update = std::getenv("QORSC_UPDATE_GOLDENS") != nullptr;
   if (update) fs::create_directories(references);
   const fs::path diffs = kSource / "tests" / "golden" / "diffs";
@@ -125,10 +127,21 @@ TEST(Golden, PressSheetPlatesMatchTheirReferences) {
     EXPECT_LE(share, kPixelShareTolerance) << differing << " pixels differ";
     if (share > kPixelShareTolerance) {
       fs::create_directories(diffs);
-      WritePng(diffs / ("actual-" + FileName(p, plates.names[p])), actual);
-      WritePng(diffs / ("diff-" + FileName(p, plates.names[p])), difference);
+      WritePng(diffs / ("actual-" + name + "-" + FileName(p, plates.names[p])), actual);
+      WritePng(diffs / ("diff-" + name + "-" + FileName(p, plates.names[p])), difference);
     }
   }
+}
+
+TEST(Golden, PressSheetPlatesMatchTheirReferences) {
+  CheckPlates(kSource / "samples" / "press_sheet.pdf", 0, "press_sheet");
+}
+
+// Tiling patterns on fills and text (page 1) and on strokes and in a form (page 3).
+TEST(Golden, TilingPatternPlatesMatchTheirReferences) {
+  const fs::path file = kSource / "tests" / "pdf" / "data" / "tiling.pdf";
+  CheckPlates(file, 0, "tiling_p1");
+  CheckPlates(file, 2, "tiling_p3");
 }
 
 }  // namespace

@@ -201,7 +201,11 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   if (added || !id.isIndirect()) known->second = PaintingOperators(data);
   const double cells = (i1 - i0 + 1.0) * (j1 - j0 + 1.0);
   const double cost = cells * static_cast<double>(std::max<std::size_t>(known->second, 1));
-  if (!Finite(cost) || cost > kMaxTileObjects || tile_objects_ + cost > kMaxPageTileObjects) {
+  // Every cell is a placement too: leave half the page's placements to the rest.
+  const double placements_left =
+      static_cast<double>(context_.limits.max_placements - placements_) / 2.0;
+  if (!Finite(cost) || cost > kMaxTileObjects || tile_objects_ + cost > kMaxPageTileObjects ||
+      cells > placements_left) {
     return PaintTiledFlat(color, stroke, area, data, cell.uncoloured, name, cells);
   }
   tile_objects_ += cost;
