@@ -107,11 +107,17 @@ void ContentInterpreter::ColorOperator(const std::string& op,
         SetComponents(color, operands);
         return;
       }
-      if (type.isInteger()) {
-        kind = type.getIntValue() == 1
-                   ? "tiling pattern"
-                   : "shading pattern of type " + std::to_string(shading_type);
+      if (type.isInteger() && type.getIntValue() == 1) {
+        WarnOnce("tiling pattern /" + operands.back().text, "is not a stream: not drawn");
+        SetComponents(color, operands);
+        return;
       }
+      if (pattern.isNull()) {
+        WarnOnce("pattern /" + operands.back().text, "not found in the resources: paints nothing");
+        SetComponents(color, operands);
+        return;
+      }
+      if (type.isInteger()) kind = "shading pattern of type " + std::to_string(shading_type);
     }
     Unsupported(kind);
     SetComponents(color, operands);

@@ -29,6 +29,9 @@ namespace {
 // before its area is filled flat instead; and all uses of one page together.
 constexpr double kMaxTileObjects = 65536.0;
 constexpr double kMaxPageTileObjects = 1048576.0;
+// The objects the cells of one use may really make (forms and nested patterns in a
+// cell make more than the estimate counts); past it the remaining cells are dropped.
+constexpr std::size_t kMaxCellObjects = 262144;
 
 // The cell geometry of a tiling pattern, in pattern space.
 struct Cell {
@@ -252,8 +255,16 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
                             .Rectangle(cell.x0, cell.y0, cell.x1 - cell.x0, cell.y1 - cell.y0)
                             .BuildShared();
 
+  // The estimate counts a form or a nested pattern in the cell as one object; what
+  // the cells really make is watched too.
+  const std::size_t objects_before = objects_;
   for (double j = j0; j <= j1; ++j) {
     for (double i = i0; i <= i1; ++i) {
+      if (objects_ - objects_before > kMaxCellObjects) {
+        return WarnOnce(name + " cells", "make more than " + std::to_string(kMaxCellObjects) +
+                                             " objects in one area: the remaining cells are "
+                                             "not drawn");
+      }
       if (!PlaceNested(pattern, name)) return;
       GraphicsState state = initial;
       state.ctm = Morv::Compose(space, Matrix::Translation(i * cell.x_step, j * cell.y_step));

@@ -635,6 +635,12 @@ TEST(Interpreter, TilingPatternsPaintStrokesTextAndFormsAndSurviveBadInput) {
   EXPECT_EQ(bad.At(2, 105, 30), 0);
   EXPECT_EQ(bad.At(1, 12, 62), 255) << "no /BBox: the cell is the step";
   EXPECT_EQ(bad.At(1, 17, 62), 0);
+  EXPECT_EQ(bad.At(3, 80, 80), 128) << "too many uncoloured cells: the pattern's colour";
+  EXPECT_TRUE(imported.Warned("tiling pattern /Pd")) << "not a stream";
+  EXPECT_TRUE(imported.Warned("pattern /Pn")) << "not in the resources";
+  for (std::size_t p = 0; p < 4; ++p) {
+    EXPECT_EQ(bad.At(p, 130, 80) + bad.At(p, 175, 30), 0);
+  }
 }
 
 }  // namespace
