@@ -211,6 +211,8 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
       cells > placements_left) {
     return PaintTiledFlat(color, stroke, area, data, cell.uncoloured, name, cells);
   }
+  // The page's tiling budget holds the larger of the estimate and what is made.
+  const double budget_before = tile_objects_;
   tile_objects_ += cost;
 
   // The area's own transparency applies to the pattern as a whole: its group
@@ -260,10 +262,12 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   const std::size_t objects_before = objects_;
   for (double j = j0; j <= j1; ++j) {
     for (double i = i0; i <= i1; ++i) {
-      if (objects_ - objects_before > kMaxCellObjects) {
+      const std::size_t made = objects_ - objects_before;
+      tile_objects_ = std::max(tile_objects_, budget_before + static_cast<double>(made));
+      if (made > kMaxCellObjects || tile_objects_ > kMaxPageTileObjects) {
         return WarnOnce(name + " cells", "make more than " + std::to_string(kMaxCellObjects) +
-                                             " objects in one area: the remaining cells are "
-                                             "not drawn");
+                                             " objects in one area or too many on the page: "
+                                             "the remaining cells are not drawn");
       }
       if (!PlaceNested(pattern, name)) return;
       GraphicsState state = initial;
