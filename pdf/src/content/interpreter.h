@@ -52,6 +52,12 @@ struct ImportLimits {
   std::size_t max_placements = 1 << 18;   // form, glyph procedure and soft-mask runs of one page
   std::size_t max_content_bytes = std::size_t{1} << 30;  // decoded content read for one page
   std::size_t max_image_bytes = std::size_t{1} << 30;    // decoded samples kept for one page
+  // Tiling patterns: the objects one painted area may ask for (cells × the cell's
+  // painting operators) before it is filled flat instead, the objects its cells may
+  // really make before the rest are dropped, and all areas of a page together.
+  std::size_t max_tile_objects = std::size_t{1} << 16;
+  std::size_t max_cell_objects = std::size_t{1} << 18;
+  std::size_t max_page_tile_objects = std::size_t{1} << 20;
 };
 
 // What an import keeps of content that the renderer may not draw yet.

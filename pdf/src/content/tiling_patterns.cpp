@@ -9,8 +9,8 @@
 // renderer draws them exactly as it draws the same content written out by hand.
 //
 // Invariants: cells are counted before any is made; when the cells times the cell's
-// painting operators pass kMaxTileObjects (or the page's tiling budget), the area is
-// filled flat instead with one warning, so a hairline cell over a page cannot make
+// painting operators pass ImportLimits::max_tile_objects (or the page's tiling
+// budget), the area is filled flat instead with one warning, so a hairline cell over a page cannot make
 // millions of objects. The cell content is decoded once per use. A pattern met again
 // inside its own cell is not drawn there (it would draw itself forever).
 #include <algorithm>
@@ -24,14 +24,6 @@
 
 namespace QorPdf::internal {
 namespace {
-
-// Objects one use of a pattern may make (cells × painting operators of the cell)
-// before its area is filled flat instead; and all uses of one page together.
-constexpr double kMaxTileObjects = 65536.0;
-constexpr double kMaxPageTileObjects = 1048576.0;
-// The objects the cells of one use may really make (forms and nested patterns in a
-// cell make more than the estimate counts); past it the remaining cells are dropped.
-constexpr std::size_t kMaxCellObjects = 262144;
 
 // The cell geometry of a tiling pattern, in pattern space.
 struct Cell {
@@ -207,7 +199,9 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   // Every cell is a placement too: leave half the page's placements to the rest.
   const double placements_left =
       static_cast<double>(context_.limits.max_placements - placements_) / 2.0;
-  if (!Finite(cost) || cost > kMaxTileObjects || tile_objects_ + cost > kMaxPageTileObjects ||
+  const ImportLimits& limits = context_.limits;
+  if (!Finite(cost) || cost > static_cast<double>(limits.max_tile_objects) ||
+      tile_objects_ + cost > static_cast<double>(limits.max_page_tile_objects) ||
       cells > placements_left) {
     return PaintTiledFlat(color, stroke, area, data, cell.uncoloured, name, cells);
   }
@@ -264,8 +258,10 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
     for (double i = i0; i <= i1; ++i) {
       const std::size_t made = objects_ - objects_before;
       tile_objects_ = std::max(tile_objects_, budget_before + static_cast<double>(made));
-      if (made > kMaxCellObjects || tile_objects_ > kMaxPageTileObjects) {
-        return WarnOnce(name + " cells", "make more than " + std::to_string(kMaxCellObjects) +
+      if (made > limits.max_cell_objects ||
+          tile_objects_ > static_cast<double>(limits.max_page_tile_objects)) {
+        return WarnOnce(name + " cells", "make more than " +
+                                             std::to_string(limits.max_cell_objects) +
                                              " objects in one area or too many on the page: "
                                              "the remaining cells are not drawn");
       }

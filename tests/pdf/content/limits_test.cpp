@@ -117,11 +117,13 @@ TEST(DecodeStream, ImageBytesPadsRowsAndRefusesOverflow) {
 class PageBudget : public ::testing::Test {
  protected:
   // Runs `content` with `xobjects` (a dictionary's text) as the page's resources.
+  // `patterns` is the text of a /Pattern dictionary, when the page has one.
   std::string Run(const std::string& content, const std::string& xobjects,
-                  const ImportLimits& limits) {
+                  const ImportLimits& limits, const std::string& patterns = "<< >>") {
     QPDFObjectHandle page = objects_.Parse("<< /Type /Page /MediaBox [0 0 100 100] >>");
     page.replaceKey("/Contents", objects_.Stream("<< >>", content));
-    page.replaceKey("/Resources", objects_.Parse("<< /XObject " + xobjects + " >>"));
+    page.replaceKey("/Resources",
+                    objects_.Parse("<< /XObject " + xobjects + " /Pattern " + patterns + " >>"));
     ColorContext colors(objects_.pdf, warnings_);
     FontCache fonts(warnings_);
     OptionalContent optional(objects_.pdf, warnings_);
@@ -129,7 +131,7 @@ class PageBudget : public ::testing::Test {
     ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}, {}};
     QorDoc::Content& target = builder.AddPage();
     ContentInterpreter interpreter(context, 0);
-    interpreter.RunPage(page, target, Matrix{});
+    interpreter.RunPage(page, target, Matrix{}, {0, 0, 100, 100});
     objects_count_ = CountPaths(target);
     return interpreter.Incomplete();
   }
@@ -204,6 +206,41 @@ TEST_F(PageBudget, FormsThatDrawEachOtherRunOncePerChain) {
   EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(a) + " >>", ImportLimits{}), "");
   EXPECT_EQ(objects_count_, 4u);
   EXPECT_EQ(Warnings("draws itself"), 1u);
+}
+
+TEST_F(PageBudget, TilingPatternsAreBoundedBeforeAndWhileTheirCellsRun) {
+  // A 10 × 10 cell over the 100 × 100 page: 100 cells of one square each.
+  const QPDFObjectHandle pattern = objects_.Stream(
+      "<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] /XStep 10 /YStep 10 >>",
+      "0 0 0 1 k 0 0 5 5 re f");
+  const std::string patterns = "<< /P " + PdfObjects::Ref(pattern) + " >>";
+  const std::string fill = "/Pattern cs /P scn 0 0 100 100 re f";
+  EXPECT_EQ(Run(fill, "<< >>", ImportLimits{}, patterns), "");
+  EXPECT_GE(objects_count_, 100u);
+  EXPECT_LE(objects_count_, 144u) << "only the cells that can reach the page";
+
+  ImportLimits limits;
+  limits.max_tile_objects = 99;
+  EXPECT_EQ(Run(fill, "<< >>", limits, patterns), "");
+  EXPECT_EQ(objects_count_, 1u) << "one flat fill instead of the cells";
+  EXPECT_EQ(Warnings("filled flat with its cell's first colour"), 1u);
+
+  // Each cell draws a form of ten squares, counted as one operator beforehand: the
+  // cells stop once they have really made more than 25 objects.
+  std::string squares;
+  for (int i = 0; i < 10; ++i)
+    squares += "0 0 1 1 re f ";
+  const QPDFObjectHandle form = objects_.Stream(
+      "<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>", squares);
+  const QPDFObjectHandle heavy = objects_.Stream(
+      "<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] /XStep 10 /YStep 10 "
+      "/Resources << /XObject << /N " + PdfObjects::Ref(form) + " >> >> >>",
+      "/N Do");
+  limits = ImportLimits{};
+  limits.max_cell_objects = 25;
+  EXPECT_EQ(Run(fill, "<< >>", limits, "<< /P " + PdfObjects::Ref(heavy) + " >>"), "");
+  EXPECT_EQ(objects_count_, 30u);
+  EXPECT_EQ(Warnings("the remaining cells are not drawn"), 1u);
 }
 
 TEST_F(PageBudget, ContentCountsEachTimeItIsRead) {
