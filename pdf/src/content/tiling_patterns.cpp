@@ -190,12 +190,23 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   const auto [j0, j1] = CellRange(cell.y0, cell.y1, cell.y_step, in_pattern.Y(),
                                   in_pattern.Y() + in_pattern.Height());
 
-  std::string data;
-  if (!ReadContent(pattern, name, data)) return;
-  auto [known, added] = cell_operators_.emplace(id, 0);
-  if (added || !id.isIndirect()) known->second = PaintingOperators(data);
+  // The cell's content, decoded (and counted against the page's content budget)
+  // once per page however often the pattern paints.
+  std::shared_ptr<const PatternCell> content;
+  if (auto found = cells_.find(id); found != cells_.end() && id.isIndirect()) {
+    content = found->second;
+  } else {
+    std::string read;
+    if (!ReadContent(pattern, name, read)) return;
+    auto made = std::make_shared<PatternCell>();
+    made->operators = PaintingOperators(read);
+    made->data = std::move(read);
+    content = made;
+    if (id.isIndirect()) cells_.emplace(id, std::move(made));
+  }
+  const std::string& data = content->data;
   const double cells = (i1 - i0 + 1.0) * (j1 - j0 + 1.0);
-  const double cost = cells * static_cast<double>(std::max<std::size_t>(known->second, 1));
+  const double cost = cells * static_cast<double>(std::max<std::size_t>(content->operators, 1));
   // Every cell is a placement too: leave half the page's placements to the rest.
   const double placements_left =
       static_cast<double>(context_.limits.max_placements - placements_) / 2.0;
