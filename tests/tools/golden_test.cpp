@@ -87,8 +87,8 @@ std::string FileName(std::size_t index, const std::string& plate) {
 // in tests/golden/`name`/ (or rewrites them under QORSC_UPDATE_GOLDENS).
 void CheckPlates(const fs::path& file, std::size_t page_index, const std::string& name) {
   QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
-  const QorPdf::Import import = pdf.ImportPages(std::vector<std::size_t>{page_index},
-                                                QorScTool::RenderableImportOptions());
+  const QorPdf::Import import =
+      pdf.ImportPages(std::vector<std::size_t>{page_index}, QorScTool::RenderableImportOptions());
   const QorPdf::ImportedPage& page = import.pages.front();
   const QorScTool::PlateSet plates =
       QorScTool::ChoosePlates({}, page.colorants, import.document->GetSeparationInfo());

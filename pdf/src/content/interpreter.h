@@ -252,13 +252,13 @@ class ContentInterpreter {
   std::vector<QPDFObjGen> running_;  // the nested streams being run, outermost first
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
   std::set<std::string> unsupported_reported_;
-  Morv::MilliPointRectangle page_box_;            // the displayed page in world coordinates
+  Morv::MilliPointRectangle page_box_;  // the displayed page in world coordinates
   struct PatternCell {
     std::string data;           // decoded content
     std::size_t operators = 0;  // painting operators in it
   };
   std::map<QPDFObjGen, std::shared_ptr<const PatternCell>> cells_;  // by tiling pattern
-  double tile_objects_ = 0.0;                       // objects tiling patterns made so far
+  double tile_objects_ = 0.0;  // objects tiling patterns made so far
   std::vector<std::shared_ptr<Font>> fonts_used_;
   // The mask groups (/SMask /G) whose content is being read: a mask that reaches
   // itself again is dropped there.

@@ -10,9 +10,9 @@
 //
 // Invariants: cells are counted before any is made; when the cells times the cell's
 // painting operators pass ImportLimits::max_tile_objects (or the page's tiling
-// budget), the area is filled flat instead with one warning, so a hairline cell over a page cannot make
-// millions of objects. The cell content is decoded once per use. A pattern met again
-// inside its own cell is not drawn there (it would draw itself forever).
+// budget), the area is filled flat instead with one warning, so a hairline cell over a page cannot
+// make millions of objects. The cell content is decoded once per use. A pattern met again inside
+// its own cell is not drawn there (it would draw itself forever).
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -33,7 +33,9 @@ struct Cell {
   bool uncoloured = false;
 };
 
-bool Finite(double v) { return std::isfinite(v); }
+bool Finite(double v) {
+  return std::isfinite(v);
+}
 
 // The world rectangle `r` (possibly empty) cut by `other`.
 Morv::MilliPointRectangle Intersect(const Morv::MilliPointRectangle& r,
@@ -57,8 +59,8 @@ std::pair<double, double> CellRange(double lo, double hi, double step, double fr
 // How many painting operators one run of the content makes at most (nested forms,
 // glyphs and patterns count as one): the cost of one cell.
 std::size_t PaintingOperators(const std::string& data) {
-  static const char* const kPainting[] = {"f", "F", "f*", "B",  "B*", "b",  "b*", "S", "s",
-                                          "Tj", "TJ", "'", "\"", "Do", "sh", "BI"};
+  static const char* const kPainting[] = {"f", "F",  "f*", "B", "B*", "b",  "b*", "S",
+                                          "s", "Tj", "TJ", "'", "\"", "Do", "sh", "BI"};
   ContentReader reader(data, "cell");
   std::string op;
   std::vector<Operand> operands;
@@ -87,8 +89,8 @@ Morv::MilliPointRectangle ContentInterpreter::VisibleBox(
   if (page_box_.Width() > 0.0 && page_box_.Height() > 0.0) box = Intersect(box, page_box_);
   for (auto clip = frame_->gs.clips; clip; clip = clip->previous) {
     if (clip->path) {
-      box = Intersect(box,
-                      Morv::TransformedBoundingBox(clip->transformation, clip->path->GetBoundingBox()));
+      box = Intersect(
+          box, Morv::TransformedBoundingBox(clip->transformation, clip->path->GetBoundingBox()));
     }
   }
   return box;
@@ -110,11 +112,10 @@ void ContentInterpreter::PaintTiledOutline(const ColorState& color, bool stroke,
                                            std::shared_ptr<const Morv::Compound> area,
                                            const Matrix& t) {
   const Morv::MilliPointRectangle box = Morv::TransformedBoundingBox(t, area->GetBoundingBox());
-  PaintTiled(color, stroke,
-             {[&](QorDoc::Content& members) {
-                context_.builder.AddPath(members, area, {}, t, true);
-              },
-              box});
+  PaintTiled(
+      color, stroke,
+      {[&](QorDoc::Content& members) { context_.builder.AddPath(members, area, {}, t, true); },
+       box});
 }
 
 void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const TiledArea& area) {
@@ -128,8 +129,8 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
     return WarnOnce(name, "paints itself inside its own cell: the inner use is not drawn");
   }
   if (depth_ >= context_.limits.max_nesting) {
-    return WarnOnce(name, "nested deeper than " + std::to_string(context_.limits.max_nesting) +
-                              ": not drawn");
+    return WarnOnce(
+        name, "nested deeper than " + std::to_string(context_.limits.max_nesting) + ": not drawn");
   }
 
   // The cell: a missing /BBox or step is taken from the other where it can be.
@@ -185,8 +186,8 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   const Morv::MilliPointRectangle visible = VisibleBox(area.world_box);
   if (!(visible.Width() > 0.0) || !(visible.Height() > 0.0)) return;
   const Morv::MilliPointRectangle in_pattern = Morv::TransformedBoundingBox(inverse, visible);
-  const auto [i0, i1] = CellRange(cell.x0, cell.x1, cell.x_step, in_pattern.X(),
-                                  in_pattern.X() + in_pattern.Width());
+  const auto [i0, i1] =
+      CellRange(cell.x0, cell.x1, cell.x_step, in_pattern.X(), in_pattern.X() + in_pattern.Width());
   const auto [j0, j1] = CellRange(cell.y0, cell.y1, cell.y_step, in_pattern.Y(),
                                   in_pattern.Y() + in_pattern.Height());
 
@@ -246,8 +247,9 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
     // The colour given with the pattern, through the pattern space's underlying space.
     initial.fill.space = color.space ? color.space->Underlying() : nullptr;
     if (!initial.fill.space) {
-      return WarnOnce(name, "is uncoloured but its colour space has no underlying space: "
-                            "not drawn");
+      return WarnOnce(name,
+                      "is uncoloured but its colour space has no underlying space: "
+                      "not drawn");
     }
     initial.fill.components = color.components;
     initial.color_locked = true;
@@ -290,9 +292,9 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   }
 }
 
-void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke,
-                                        const TiledArea& area, const std::string& data,
-                                        bool uncoloured, const std::string& name, double cells) {
+void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke, const TiledArea& area,
+                                        const std::string& data, bool uncoloured,
+                                        const std::string& name, double cells) {
   ColorState flat;
   if (uncoloured) {
     flat.space = color.space ? color.space->Underlying() : nullptr;
@@ -324,7 +326,8 @@ void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke,
   }
   WarnOnce(name, std::string("would need ") + count + " cells here: filled flat with " +
                      (uncoloured ? "the pattern's colour" : "its cell's first colour"));
-  const auto paint = PaintOf(flat, stroke ? frame_->gs.stroke_overprint : frame_->gs.fill_overprint);
+  const auto paint =
+      PaintOf(flat, stroke ? frame_->gs.stroke_overprint : frame_->gs.fill_overprint);
   if (!paint || !CountObject()) return;
   const GraphicsState& gs = frame_->gs;
   QorDoc::Content& members = context_.builder.AddContent();

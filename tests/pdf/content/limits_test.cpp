@@ -230,11 +230,12 @@ TEST_F(PageBudget, TilingPatternsAreBoundedBeforeAndWhileTheirCellsRun) {
   std::string squares;
   for (int i = 0; i < 10; ++i)
     squares += "0 0 1 1 re f ";
-  const QPDFObjectHandle form = objects_.Stream(
-      "<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>", squares);
+  const QPDFObjectHandle form =
+      objects_.Stream("<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>", squares);
   const QPDFObjectHandle heavy = objects_.Stream(
       "<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] /XStep 10 /YStep 10 "
-      "/Resources << /XObject << /N " + PdfObjects::Ref(form) + " >> >> >>",
+      "/Resources << /XObject << /N " +
+          PdfObjects::Ref(form) + " >> >> >>",
       "/N Do");
   limits = ImportLimits{};
   limits.max_cell_objects = 25;
