@@ -871,7 +871,7 @@ def tiling():
     Page 2: page 1 drawn with the cells written out by hand, which must give the same
     pixels. Page 3: patterns on strokes and stroked text, under opacity, in a form
     whose matrix moves the pattern. Page 4: bad patterns: one that paints itself,
-    /XStep 0, 10^13 cells (coloured and uncoloured), no /BBox, a pattern that is not
+    /XStep 0, 10^13 cells (coloured in a device or a named space, uncoloured), no /BBox, a pattern that is not
     a stream, one that is not there; each a warning and a sensible result."""
     pdf = Pdf()
     catalog, root = pdf.reserve(), pdf.reserve()
@@ -903,6 +903,10 @@ def tiling():
     tiny_uncoloured = pdf.add("<< /PatternType 1 /PaintType 2 /TilingType 1 "
                               "/BBox [0 0 0.00001 0.00001] /XStep 0.00001 /YStep 0.00001 "
                               "/Resources << >> >>", b"0 0 0.000005 0.000005 re f\n")
+    tiny_named = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 "
+                         "/BBox [0 0 0.00001 0.00001] /XStep 0.00001 /YStep 0.00001 "
+                         "/Resources << /ColorSpace << /G0 /DeviceGray >> >> >>",
+                         b"/G0 cs 0.25 sc 0 0 0.000005 0.000005 re f\n")
     dictionary = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 10 10] "
                          "/XStep 10 /YStep 10 >>")
     unbounded = pdf.add("<< /PatternType 1 /PaintType 1 /TilingType 1 /XStep 10 /YStep 10 "
@@ -911,11 +915,12 @@ def tiling():
                    "/Matrix [1 0 0 1 3.25 1.5] /Resources << /Pattern << /P1 %d 0 R >> >> >>"
                    % refs["P1"], b"/Pattern cs /P1 scn 0 0 60 60 re f\n")
     resources = ("/Pattern << /P1 %d 0 R /P2 %d 0 R /P3 %d 0 R /Ps %d 0 R /Pz %d 0 R "
-                 "/Pt %d 0 R /Pu %d 0 R /Pv %d 0 R /Pd %d 0 R >> /ColorSpace << /CsK %s >> "
+                 "/Pt %d 0 R /Pu %d 0 R /Pv %d 0 R /Pd %d 0 R /Pw %d 0 R >> "
+                 "/ColorSpace << /CsK %s >> "
                  "/Font << /F1 %d 0 R >> /XObject << /Fm3 %d 0 R /Fm %d 0 R >> "
                  "/ExtGState << /H << /CA 0.5 /ca 0.5 >> >>"
                  % (refs["P1"], refs["P2"], refs["P3"], selfish, zero, tiny, unbounded,
-                    tiny_uncoloured, dictionary, csk, font, form3, form))
+                    tiny_uncoloured, dictionary, tiny_named, csk, font, form3, form))
     patterned = b"".join(select + b" " + area + b" " + op + b"\n"
                          for _, select, area, op in TILING_FILLS)
     expanded = b"".join(tiling_expanded(name, area, op) for name, _, area, op in TILING_FILLS)
@@ -926,7 +931,8 @@ def tiling():
     bad = (b"/Pattern cs /Ps scn 10 10 40 40 re f /Pz scn 60 10 40 40 re f\n"
            b"/Pt scn 110 10 40 40 re f /Pu scn 10 60 40 40 re f\n"
            b"/CsK cs 0 0 0 0.5 /Pv scn 60 60 40 40 re f\n"
-           b"/Pattern cs /Pd scn 110 60 40 40 re f /Pn scn 160 10 30 40 re f\n")
+           b"/Pattern cs /Pd scn 110 60 40 40 re f /Pn scn 160 10 30 40 re f\n"
+           b"/Pw scn 160 60 30 40 re f\n")
     kids = []
     for content in (patterned, expanded, strokes, bad):
         page = pdf.reserve()

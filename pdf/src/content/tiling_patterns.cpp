@@ -300,29 +300,41 @@ void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke, co
     flat.space = color.space ? color.space->Underlying() : nullptr;
     flat.components = color.components;
   } else {
-    // A coloured cell: its first device colour.
+    // A coloured cell: the first colour it sets, in a device space or a named
+    // space of its resources.
+    QPDFObjectHandle pattern = color.tiling_pattern;
+    QPDFObjectHandle resources = pattern.getDict().getKey("/Resources");
+    if (!resources.isDictionary()) resources = frame_->resources;
+    std::shared_ptr<const ColorSpace> named;
     ContentReader reader(data, name);
     std::string op;
     std::vector<Operand> operands;
     while (!flat.space && reader.Next(op, operands)) {
-      double v[4];
-      if ((op == "g" || op == "G") && TakeNumbers(operands, 1, v)) {
-        flat.space = context_.colors.DeviceGray();
-        flat.components.assign(v, v + 1);
-      } else if ((op == "rg" || op == "RG") && TakeNumbers(operands, 3, v)) {
-        flat.space = context_.colors.DeviceRGB();
-        flat.components.assign(v, v + 3);
-      } else if ((op == "k" || op == "K") && TakeNumbers(operands, 4, v)) {
-        flat.space = context_.colors.DeviceCMYK();
-        flat.components.assign(v, v + 4);
+      std::shared_ptr<const ColorSpace> space;
+      if (op == "g" || op == "G") {
+        space = context_.colors.DeviceGray();
+      } else if (op == "rg" || op == "RG") {
+        space = context_.colors.DeviceRGB();
+      } else if (op == "k" || op == "K") {
+        space = context_.colors.DeviceCMYK();
+      } else if ((op == "cs" || op == "CS") && !operands.empty() && operands.back().IsName()) {
+        named = context_.colors.Resolve(operands.back().ToObject(), resources, page_);
+      } else if ((op == "sc" || op == "scn" || op == "SC" || op == "SCN") && named &&
+                 named->Family() != ColorSpaceFamily::kPattern) {
+        space = named;
       }
+      if (!space || space->ComponentCount() == 0) continue;
+      std::vector<double> values(space->ComponentCount());
+      if (!TakeNumbers(operands, values.size(), values.data())) continue;
+      flat.space = std::move(space);
+      flat.components = std::move(values);
     }
   }
   char count[32];
   std::snprintf(count, sizeof count, "%.3g", cells);
   if (!flat.space) {
     return WarnOnce(name, std::string("would need ") + count +
-                              " cells here and has no device colour to fill with: not drawn");
+                              " cells here and sets no colour to fill with: not drawn");
   }
   WarnOnce(name, std::string("would need ") + count + " cells here: filled flat with " +
                      (uncoloured ? "the pattern's colour" : "its cell's first colour"));

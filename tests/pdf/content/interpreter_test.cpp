@@ -636,6 +636,7 @@ TEST(Interpreter, TilingPatternsPaintStrokesTextAndFormsAndSurviveBadInput) {
   EXPECT_EQ(bad.At(1, 12, 62), 255) << "no /BBox: the cell is the step";
   EXPECT_EQ(bad.At(1, 17, 62), 0);
   EXPECT_EQ(bad.At(3, 80, 80), 128) << "too many uncoloured cells: the pattern's colour";
+  EXPECT_EQ(bad.At(3, 175, 80), 191) << "the cell's first colour in a named space";
   EXPECT_TRUE(imported.Warned("tiling pattern /Pd")) << "not a stream";
   EXPECT_TRUE(imported.Warned("pattern /Pn")) << "not in the resources";
   for (std::size_t p = 0; p < 4; ++p) {
