@@ -871,8 +871,9 @@ def tiling():
     Page 2: page 1 drawn with the cells written out by hand, which must give the same
     pixels. Page 3: patterns on strokes and stroked text, under opacity, in a form
     whose matrix moves the pattern. Page 4: bad patterns: one that paints itself,
-    /XStep 0, 10^13 cells (coloured in a device or a named space, uncoloured), no /BBox, a pattern that is not
-    a stream, one that is not there; each a warning and a sensible result."""
+    /XStep 0, 10^13 cells (coloured in a device or a named space, uncoloured), no
+    /BBox, a pattern that is not a stream, one that is not there; each a warning and
+    a sensible result."""
     pdf = Pdf()
     catalog, root = pdf.reserve(), pdf.reserve()
     refs = {}
