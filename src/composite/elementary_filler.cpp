@@ -6,6 +6,7 @@
 #include "composite/elementary_filler.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "composite/blend_kernels.h"
 #include "composite/element_compositor.h"
@@ -52,10 +53,35 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
     : IntervalsFiller(std::move(clip), index, std::move(generator), std::move(softMask),
                       std::move(transparency), stroke),
       content_object_(contentObject),
-      paint_(std::move(paint)) {}
+      paint_(std::move(paint)) {
+  const QorBlend::Transparency& t = Transparency();
+  const float alpha = IsStroke() ? t.GetStrokeAlpha() : t.GetFillAlpha();
+  const std::uint32_t mode = t.GetBlendMode();
+  copies_ = mode == QorBlend::kNormal && t.GetNonSeparableMode() == 0 &&
+            paint_->GetPaintKind() == 1 && SoftMask() == nullptr && alpha > 0.99999f &&
+            static_cast<std::uint8_t>(paint_->HasAbsentComponents()) ==
+                static_cast<std::uint8_t>(mode & 0xFFu);
+  const auto* flat = dynamic_cast<const FlatPaintGetter*>(paint_.get());
+  if (copies_ && flat != nullptr) {
+    const ComponentKinds& kinds = flat->Kinds();
+    flat_row_ = kinds;
+    flat_row_.insert(flat_row_.end(), 3, kStateFull);
+    for (std::size_t c = 0; c < kinds.size(); ++c) {
+      if (kinds[c] == kKindConstant) flat_constants_.emplace_back(c, flat->Values()[c]);
+    }
+  }
+  // A copied flat paint paints exactly its runs; without a soft mask, skipping the
+  // object on a line leaves nothing behind (paint getters only cache by line).
+  SetOcclusion(copies_ && flat != nullptr, SoftMask() == nullptr);
+}
 
 void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& line,
                                            std::vector<std::size_t>* hits, const RunList& runs) {
+  if (!flat_row_.empty() && flat_row_.size() == line.Planes()) {
+    CopyFlat(line, runs);
+    if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
+    return;
+  }
   // The mask renders first: its content shares the pooled source buffers.
   SoftMaskState* mask_state = SoftMask();
   const float* mask =
@@ -66,14 +92,9 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
 
   const QorBlend::Transparency& t = Transparency();
   const float alpha = IsStroke() ? t.GetStrokeAlpha() : t.GetFillAlpha();
-  const std::uint32_t mode = t.GetBlendMode();
   const std::uint8_t non_separable = t.GetNonSeparableMode();
   for (const Run& run : painted_) {
-    const bool copy = mode == QorBlend::kNormal && non_separable == 0 &&
-                      paint_->GetPaintKind() == 1 && SoftMask() == nullptr && alpha > 0.99999f &&
-                      static_cast<std::uint8_t>(paint_->HasAbsentComponents()) ==
-                          static_cast<std::uint8_t>(mode & 0xFFu);
-    if (copy) {
+    if (copies_) {
       CopyOpaque(line, source, run);
     } else if (mask != nullptr || line.IsKnockout() || non_separable != 0) {
       CompositeElementRun(renderer, line, source, run, alpha, mask,
@@ -83,6 +104,15 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
     }
   }
   if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
+}
+
+void ElementaryObjectIntervalsFiller::CopyFlat(LineBuffer& line, const RunList& runs) const {
+  const std::size_t planes = flat_row_.size();
+  for (const Run& run : runs) {
+    std::memcpy(line.Row(line.Cover(run.start, run.End())), flat_row_.data(), planes);
+    for (const auto& [plane, value] : flat_constants_)
+      line.Plane(plane)[run.start] = value;
+  }
 }
 
 void ElementaryObjectIntervalsFiller::CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source,

@@ -37,6 +37,15 @@ class IntervalsFiller {
   virtual void Fill(LineRenderer& renderer, LineBuffer& line, std::vector<std::size_t>* hits,
                     const RunList& runs) = 0;
 
+  // Occlusion on one line: an object that hides what it covers replaces every plane
+  // over its runs whatever lay there (an opaque flat copy), so an earlier object whose
+  // runs all lie under such later objects, and whose drawing changes nothing else
+  // (may be hidden), need not be drawn on that line: the line reads the same.
+  bool HidesWhatItCovers() const { return hides_; }
+  bool MayBeHidden() const { return may_be_hidden_; }
+  // The object's runs after its clip, kept for the line being drawn.
+  RunList& ClippedRuns() { return clipped_runs_; }
+
   std::uint32_t GetIndex() const { return index_; }
   RunLengthGenerator& Generator() { return *generator_; }
   const std::shared_ptr<Clip>& GetClip() const { return clip_; }
@@ -45,6 +54,10 @@ class IntervalsFiller {
   const QorBlend::Transparency& Transparency() const { return *transparency_; }
   bool IsStroke() const { return stroke_; }
   SoftMaskState* SoftMask() const { return soft_mask_.get(); }
+  void SetOcclusion(bool hides, bool mayBeHidden) {
+    hides_ = hides;
+    may_be_hidden_ = mayBeHidden;
+  }
 
  private:
   std::shared_ptr<Clip> clip_;
@@ -53,6 +66,9 @@ class IntervalsFiller {
   std::unique_ptr<SoftMaskState> soft_mask_;
   std::shared_ptr<const QorBlend::Transparency> transparency_;
   bool stroke_;
+  bool hides_ = false;
+  bool may_be_hidden_ = false;
+  RunList clipped_runs_;
 };
 
 }  // namespace QorSc

@@ -4,6 +4,7 @@
 #include "composite/line_buffer.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace QorSc {
 
@@ -13,14 +14,15 @@ LineBuffer::LineBuffer(std::size_t planes, long long left, long long right)
       right_(right > left ? right : left),
       width_(static_cast<std::size_t>(right_ - left_)),
       values_(planes * width_, 0.0f) {
-  keys_.reserve(16);
-  rows_.reserve(16 * planes_);
+  Reserve(16);
   Reset();
 }
 
 void LineBuffer::Reset() {
-  keys_.assign({left_, right_});
-  rows_.assign(2 * planes_, kStateZero);
+  keys_[0] = left_;
+  keys_[1] = right_;
+  key_count_ = 2;
+  std::fill_n(rows_.begin(), 2 * planes_, kStateZero);
   knockout_ = false;
   initial_backdrop_ = nullptr;
 }
@@ -41,9 +43,7 @@ void LineBuffer::CopyFrom(const LineBuffer& source, long long from, long long to
   while (source.End(last) < to)
     ++last;
   const std::size_t extra = last - first;
-  keys_.insert(keys_.begin() + static_cast<std::ptrdiff_t>(target + 1), extra, 0);
-  rows_.insert(rows_.begin() + static_cast<std::ptrdiff_t>((target + 1) * planes_), extra * planes_,
-               0);
+  Resize(target + 1, 0, extra);
   for (std::size_t k = 0; k <= extra; ++k) {
     const std::size_t i = first + k;
     const long long s = std::max(source.Start(i), from);
@@ -86,41 +86,93 @@ void LineBuffer::ResolveInto(std::size_t p, long long from, long long to, float*
 }
 
 std::size_t LineBuffer::Find(long long x) const {
-  const auto it = std::upper_bound(keys_.begin(), keys_.end() - 1, x);
+  const auto it = std::upper_bound(keys_.begin(),
+                                   keys_.begin() + static_cast<std::ptrdiff_t>(IntervalCount()), x);
   return static_cast<std::size_t>(it - keys_.begin()) - 1;
+}
+
+inline void LineBuffer::CarryConstants(std::size_t i, long long x) {
+  const std::uint8_t* states = Row(i);
+  // Plane p's value at column c lies at values[p · width + c].
+  float* const to = values_.data() + (x - left_);
+  const float* const from = values_.data() + (keys_[i] - left_);
+  for (std::size_t p = 0, offset = 0; p < planes_; ++p, offset += width_) {
+    if (states[p] == kStateConstant) to[offset] = from[offset];
+  }
+}
+
+void LineBuffer::Reserve(std::size_t count) {
+  if (keys_.size() >= count) return;
+  keys_.resize(count);
+  rows_.resize(count * planes_);
+}
+
+void LineBuffer::Resize(std::size_t at, std::size_t oldCount, std::size_t newCount) {
+  // Keys and rows of [at, at + oldCount) become newCount slots; what follows moves.
+  // A line holds a handful of intervals: plain loops beat library calls here.
+  if (newCount == oldCount) return;
+  const std::size_t rest = key_count_ - (at + oldCount);
+  const std::size_t count = key_count_ + newCount - oldCount;
+  if (count > keys_.size()) Reserve(2 * count);
+  long long* const keys_from = keys_.data() + at + oldCount;
+  long long* const keys_to = keys_.data() + at + newCount;
+  std::uint8_t* const rows_from = rows_.data() + (at + oldCount) * planes_;
+  std::uint8_t* const rows_to = rows_.data() + (at + newCount) * planes_;
+  const std::size_t bytes = rest * planes_;
+  if (newCount > oldCount) {
+    for (std::size_t k = rest; k-- > 0;)
+      keys_to[k] = keys_from[k];
+    for (std::size_t k = bytes; k-- > 0;)
+      rows_to[k] = rows_from[k];
+  } else {
+    for (std::size_t k = 0; k < rest; ++k)
+      keys_to[k] = keys_from[k];
+    for (std::size_t k = 0; k < bytes; ++k)
+      rows_to[k] = rows_from[k];
+  }
+  key_count_ = count;
 }
 
 std::size_t LineBuffer::Split(long long x) {
   if (x >= right_) return IntervalCount();
   const std::size_t i = Find(x);
   if (keys_[i] == x) return i;
-  const long long from = keys_[i];
-  keys_.insert(keys_.begin() + static_cast<std::ptrdiff_t>(i + 1), x);
-  const auto row = rows_.begin() + static_cast<std::ptrdiff_t>(i * planes_);
-  rows_.insert(row + static_cast<std::ptrdiff_t>(planes_), row,
-               row + static_cast<std::ptrdiff_t>(planes_));
-  const std::uint8_t* states = Row(i);
-  for (std::size_t p = 0; p < planes_; ++p) {
-    if (states[p] == kStateConstant) Plane(p)[x] = Plane(p)[from];
-  }
+  CarryConstants(i, x);
+  Resize(i + 1, 0, 1);
+  keys_[i + 1] = x;
+  std::copy_n(Row(i), planes_, Row(i + 1));
   return i + 1;
 }
 
 std::size_t LineBuffer::Cover(long long from, long long to) {
-  // The interval that continues at `to` keeps its Constant values there, before the
-  // caller writes anything into [from, to).
-  if (to < right_) Split(to);
-  const std::size_t first = Split(from);
-  std::size_t last = first + 1;
-  while (keys_[last] < to)
-    ++last;
-  if (last > first + 1) {
-    keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(first + 1),
-                keys_.begin() + static_cast<std::ptrdiff_t>(last));
-    rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>((first + 1) * planes_),
-                rows_.begin() + static_cast<std::ptrdiff_t>(last * planes_));
+  // Intervals i .. j hold [from, to); they become at most three: the part of i
+  // before `from`, the covered interval, and the part of j from `to` on.
+  const std::size_t i = Find(from);
+  std::size_t j = i;
+  while (keys_[j + 1] < to)
+    ++j;
+  const bool head = keys_[i] < from;
+  const bool tail = keys_[j + 1] > to;
+  const std::size_t covered = i + std::size_t{head};
+  const std::size_t old_count = j - i + 1;
+  const std::size_t new_count = covered - i + 1 + std::size_t{tail};
+  if (tail) {
+    // Interval j continues at `to`: its Constant values go there before the caller
+    // writes into [from, to), and its row moves to the new key.
+    CarryConstants(j, to);
+    if (new_count > old_count) {
+      Resize(i, old_count, new_count);  // moves only what follows j
+      std::copy_n(Row(j), planes_, Row(covered + 1));
+    } else {
+      std::copy_n(Row(j), planes_, Row(covered + 1));  // left of or at row j
+      Resize(i, old_count, new_count);
+    }
+    keys_[covered + 1] = to;
+  } else {
+    Resize(i, old_count, new_count);
   }
-  return first;
+  keys_[covered] = from;
+  return covered;
 }
 
 void LineBuffer::Coalesce() {
@@ -128,7 +180,10 @@ void LineBuffer::Coalesce() {
   for (std::size_t i = 1; i < IntervalCount(); ++i) {
     const std::uint8_t* a = Row(out);
     const std::uint8_t* b = Row(i);
-    bool same = std::equal(a, a + planes_, b);
+    // A plain loop: rows are a few bytes, shorter than a library call's setup.
+    bool same = true;
+    for (std::size_t p = 0; same && p < planes_; ++p)
+      same = a[p] == b[p];
     for (std::size_t p = 0; same && p < planes_; ++p) {
       if (a[p] == kStateConstant) same = Plane(p)[keys_[out]] == Plane(p)[keys_[i]];
     }
@@ -140,8 +195,7 @@ void LineBuffer::Coalesce() {
     }
   }
   keys_[out + 1] = right_;
-  keys_.resize(out + 2);
-  rows_.resize((out + 2) * planes_);
+  key_count_ = out + 2;
 }
 
 void LineBuffer::Resolve(std::size_t firstPlane, std::size_t planeCount) {

@@ -17,8 +17,8 @@
 // A group's line also knows whether its level is a knockout level and, for one, the
 // line holding the level's initial backdrop (none: the backdrop is empty).
 // A sentinel key at `right` closes the last interval. Keys, rows and planes are
-// vectors reused from line to line: splitting inserts in place, nothing allocates
-// once the vectors have grown.
+// vectors reused from line to line: splitting and covering move keys and rows in
+// place, nothing allocates once the vectors have grown.
 #pragma once
 
 #include <cstddef>
@@ -75,7 +75,7 @@ class LineBuffer {
   bool IsKnockout() const { return knockout_; }
   const LineBuffer* InitialBackdrop() const { return initial_backdrop_; }
 
-  std::size_t IntervalCount() const { return keys_.size() - 1; }
+  std::size_t IntervalCount() const { return key_count_ - 1; }
   long long Start(std::size_t i) const { return keys_[i]; }
   long long End(std::size_t i) const { return keys_[i + 1]; }
   std::uint8_t* Row(std::size_t i) { return rows_.data() + i * planes_; }
@@ -88,8 +88,8 @@ class LineBuffer {
   // value, copied to the new key before anything is written there.
   std::size_t Split(long long x);
   // Makes [from, to) one interval (left <= from < to <= right) and returns it: `to`
-  // and `from` are split as by Split, and the keys between them go. The interval
-  // keeps the row of the one that held `from`; the caller rewrites it.
+  // is split as by Split, and the keys inside go. The interval's row and values are
+  // left undefined: the caller writes every plane's state (and value) over it.
   std::size_t Cover(long long from, long long to);
   // Merges neighbours whose rows are equal and whose Constant values are equal: the
   // line reads the same, with fewer intervals.
@@ -102,10 +102,20 @@ class LineBuffer {
   std::size_t planes_;
   long long left_;
   long long right_;
+  // Copies the Constant values of interval i to x (a key about to start at x).
+  void CarryConstants(std::size_t i, long long x);
+  // Turns the oldCount intervals from index `at` into newCount (uninitialised) ones.
+  void Resize(std::size_t at, std::size_t oldCount, std::size_t newCount);
+  // Room for `count` keys and their rows.
+  void Reserve(std::size_t count);
+
   std::size_t width_;
   std::vector<float> values_;
+  // keys_ and rows_ are storage, grown and never shrunk; the first key_count_ keys
+  // (and rows) are the map, so splitting and covering only move bytes.
   std::vector<long long> keys_;
   std::vector<std::uint8_t> rows_;
+  std::size_t key_count_ = 0;
   bool knockout_ = false;
   const LineBuffer* initial_backdrop_ = nullptr;
 };

@@ -54,8 +54,12 @@ void LineRenderer::Activate(long long y) {
 void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits) {
   current_line_ = y;
   Activate(y);
+  // Every object's runs first, so that objects hidden under later ones are known.
   bool retired = false;
-  for (std::unique_ptr<IntervalsFiller>& filler : active_) {
+  std::size_t drawn = 0;
+  runs_.assign(active_.size(), nullptr);
+  for (std::size_t k = 0; k < active_.size(); ++k) {
+    std::unique_ptr<IntervalsFiller>& filler = active_[k];
     RunLengthGenerator& generator = filler->Generator();
     generator.GenerateRuns(y);
     if (generator.GetState() == RunLengthGenerator::kFinished) {
@@ -72,14 +76,33 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         retired = true;
         continue;
       }
-      IntersectRuns(generator.Runs(), clip->Runs(), clipped_);
-      runs = &clipped_;
+      IntersectRuns(generator.Runs(), clip->Runs(), filler->ClippedRuns());
+      runs = &filler->ClippedRuns();
     }
     if (runs->empty()) continue;
-    filler->Fill(*this, line, hits, *runs);
+    runs_[k] = runs;
+    ++drawn;
+  }
+  // A hit list names every object that paints, hidden or not.
+  if (hits == nullptr && drawn > 1) SkipHidden();
+  for (std::size_t k = 0; k < active_.size(); ++k) {
+    if (runs_[k] != nullptr) active_[k]->Fill(*this, line, hits, *runs_[k]);
   }
   if (retired) {
     active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());
+  }
+}
+
+void LineRenderer::SkipHidden() {
+  covered_.Clear();
+  for (std::size_t k = active_.size(); k-- > 0;) {
+    if (runs_[k] == nullptr) continue;
+    const IntervalsFiller& filler = *active_[k];
+    if (!covered_.Empty() && filler.MayBeHidden() && covered_.Covers(*runs_[k])) {
+      runs_[k] = nullptr;
+      continue;
+    }
+    if (filler.HidesWhatItCovers()) covered_.Add(*runs_[k]);
   }
 }
 

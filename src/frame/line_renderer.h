@@ -17,6 +17,7 @@
 #include "composite/line_buffer.h"
 #include "frame/conversion_pools.h"
 #include "qorcolor/cmyk.h"
+#include "raster/covered_runs.h"
 #include "raster/line_context.h"
 #include "scan/object_collection.h"
 #include "scan/options.h"
@@ -50,6 +51,8 @@ class LineRenderer : public LineContext {
   };
 
   void Activate(long long y);
+  // Drops from runs_ the objects whose runs lie under later opaque flat objects.
+  void SkipHidden();
 
   QorMath::Rectangle<long long> pixel_box_;
   Options options_;
@@ -58,7 +61,8 @@ class LineRenderer : public LineContext {
   long long current_line_;
   std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
   std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
-  RunList clipped_;                                       // an object's runs after its clip
+  std::vector<const RunList*> runs_;  // per active object, its runs on this line (null: none)
+  CoveredRuns covered_;               // what later opaque flat objects cover
   ConversionPools* pools_;
 };
 

@@ -5,27 +5,15 @@
 #include "scan/scan_converter.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
+#include "frame/component_byte.h"
 #include "frame/line_renderer.h"
 
 namespace QorSc {
 
 unsigned char ComponentToByte(QorColor::Component v) {
-  const float scaled = v * 255.0f + 0.5f;
-  int b = 0;
-  // Outside int's range (or NaN) a cast would be undefined: clamp first.
-  if (scaled >= 2147483648.0f) {
-    b = INT_MAX;
-  } else if (scaled > -2147483648.0f) {
-    b = static_cast<int>(scaled);
-  } else if (scaled == scaled) {
-    b = INT_MIN;
-  }
-  auto byte = static_cast<unsigned char>(b & 0xFF);
-  if (byte == 0 && static_cast<double>(v) >= 1e-6) byte = 1;
-  return byte;
+  return ComponentByte(v);
 }
 
 struct ScanConverter::Impl {
@@ -50,40 +38,52 @@ struct ScanConverter::Impl {
     return line;
   }
 
-  void WritePlane(const LineBuffer& line, std::size_t p, unsigned char* out) const {
+  // Uniform intervals become one byte each, and neighbours that print the same
+  // byte are written with one fill, whatever their states.
+  static void WritePlane(const LineBuffer& line, std::size_t p, unsigned char* out) {
     const long long left = line.Left();
     const PixelPlane<const float> values = line.Plane(p);
-    for (std::size_t i = 0; i < line.IntervalCount();) {
-      const std::uint8_t state = line.Row(i)[p];
+    long long fill_start = left;  // a pending fill [fill_start, fill_end) of fill_byte
+    long long fill_end = left;
+    unsigned char fill_byte = 0;
+    const auto flush = [&] {
+      if (fill_end > fill_start)
+        std::memset(out + (fill_start - left), fill_byte,
+                    static_cast<std::size_t>(fill_end - fill_start));
+      fill_start = fill_end;
+    };
+    const std::size_t count = line.IntervalCount();
+    for (std::size_t i = 0; i < count; ++i) {
       const long long s = line.Start(i);
-      std::size_t j = i + 1;
-      // Neighbours of equal state are written in one go (constants only when equal).
-      while (j < line.IntervalCount() && line.Row(j)[p] == state &&
-             (state != kStateConstant || values[line.Start(j)] == values[s])) {
-        ++j;
-      }
-      const long long e = line.End(j - 1);
-      unsigned char* dst = out + (s - left);
-      const auto n = static_cast<std::size_t>(e - s);
-      switch (state) {
+      const long long e = line.End(i);
+      unsigned char byte = 0;
+      switch (line.Row(i)[p]) {
         case kStateZero:
-          std::memset(dst, 0, n);
           break;
         case kStateFull:
-          std::memset(dst, 255, n);
+          byte = 255;
           break;
         case kStateConstant:
-          std::memset(dst, ComponentToByte(values[s]), n);
+          byte = ComponentByte(values[s]);
           break;
         case kStatePerPixel:
-          for (std::size_t k = 0; k < n; ++k)
-            dst[k] = ComponentToByte(values[s + static_cast<long long>(k)]);
-          break;
+          flush();
+          for (long long x = s; x < e; ++x)
+            out[x - left] = ComponentByte(values[x]);
+          fill_start = fill_end = e;
+          continue;
         default:  // not painted on this level: the caller's bytes stay
-          break;
+          flush();
+          fill_start = fill_end = e;
+          continue;
       }
-      i = j;
+      if (byte != fill_byte) {
+        flush();
+        fill_byte = byte;
+      }
+      fill_end = e;
     }
+    flush();
   }
 
   ConversionPools pools;
@@ -135,7 +135,7 @@ bool ScanConverter::GetLine255PlaneInterleaved(unsigned char* planes, unsigned c
                                                unsigned char* extra2, std::size_t stride) {
   std::unique_ptr<LineBuffer> line = impl_->NextLine(nullptr);
   if (!line) return false;
-  line->Coalesce();
+  // WritePlane joins equal neighbours per plane, so the map needs no coalescing.
   if (planes != nullptr) {
     for (std::size_t s = 0; s < impl_->separations; ++s) {
       impl_->WritePlane(*line, s, planes + s * stride);

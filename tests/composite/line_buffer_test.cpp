@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <vector>
+
 namespace {
 
 using QorSc::LineBuffer;
@@ -72,6 +75,52 @@ TEST(LineBuffer, CoalesceJoinsOnlyWhatReadsTheSame) {
   line.Reset();
   EXPECT_EQ(line.IntervalCount(), 1u);
   EXPECT_EQ(line.Row(0)[3], QorSc::kStateZero);
+}
+
+// Covering against a per-pixel model of the line: outside [from, to) every plane
+// reads as before (Constant values carried to new keys), and [from, to) is one
+// interval whatever it held.
+TEST(LineBuffer, CoverKeepsEverythingOutsideTheRange) {
+  std::mt19937 random(3);
+  std::uniform_int_distribution<long long> column(-20, 59);
+  std::uniform_int_distribution<int> state(0, 3);
+  std::uniform_real_distribution<float> value(0.0f, 1.0f);
+  LineBuffer line(5, -20, 60);
+  for (int round = 0; round < 400; ++round) {
+    if (round % 25 == 0) line.Reset();
+    std::vector<std::vector<float>> before(line.Planes());
+    for (std::size_t p = 0; p < line.Planes(); ++p) {
+      for (long long x = -20; x < 60; ++x)
+        before[p].push_back(Read(line, p, x));
+    }
+    long long from = column(random);
+    long long to = column(random);
+    if (from > to) std::swap(from, to);
+    ++to;  // [from, to) holds at least one pixel and ends at most at the right edge
+    const std::size_t covered = line.Cover(from, to);
+    ASSERT_EQ(line.Start(covered), from);
+    ASSERT_EQ(line.End(covered), to);
+    for (std::size_t p = 0; p < line.Planes(); ++p) {
+      for (long long x = -20; x < 60; ++x) {
+        if (x < from || x >= to) {
+          ASSERT_EQ(Read(line, p, x), before[p][x + 20]) << round << " " << x;
+        }
+      }
+    }
+    // Write the covered interval as a filler would: a state and value per plane.
+    std::uint8_t* row = line.Row(covered);
+    for (std::size_t p = 0; p < line.Planes(); ++p) {
+      row[p] = static_cast<std::uint8_t>(state(random));
+      if (row[p] == QorSc::kStateConstant) line.Plane(p)[from] = value(random);
+      if (row[p] == QorSc::kStatePerPixel) {
+        for (long long x = from; x < to; ++x)
+          line.Plane(p)[x] = value(random);
+      }
+    }
+    for (std::size_t i = 0; i + 1 < line.IntervalCount(); ++i)
+      ASSERT_LT(line.Start(i), line.Start(i + 1));
+    ASSERT_EQ(line.End(line.IntervalCount() - 1), 60);
+  }
 }
 
 }  // namespace

@@ -310,12 +310,17 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
     QorSc::ScanConverter planes(scene.Collect(options, box));
     QorSc::ScanConverter bytes(scene.Collect(options, box));
     QorSc::ScanConverter hit_lists(scene.Collect(options, box));
+    // Bytes of a box that does not start at column 0 are the same pixels.
+    constexpr long long kLeft = 5;
+    QorSc::ScanConverter shifted(scene.Collect(options, Box{kLeft, 0, kWidth, kHeight}));
     std::vector<unsigned char> out(3 * kWidth), alpha(kWidth), shape(kWidth);
+    std::vector<unsigned char> shifted_out(3 * (kWidth - kLeft));
     for (long long y = 0; y < kHeight; ++y) {
       const QorColor::Component* line = floats.GetLine();
       const auto plane = planes.GetLineAsPlaneInterleaved();
       ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data(), alpha.data(), shape.data(), kWidth));
       ASSERT_EQ(hit_lists.GetObjectsOnNextLine(), hits[y]) << "round " << round << " line " << y;
+      ASSERT_TRUE(shifted.GetLine255PlaneInterleaved(shifted_out.data()));
       for (long long x = 0; x < kWidth; ++x) {
         const ReferencePixel& e = expected[y * kWidth + x];
         for (int s = 0; s < 3; ++s) {
@@ -323,6 +328,9 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
               << "round " << round << " pixel " << x << "," << y << " plane " << s;
           ASSERT_EQ(plane[s][x], e.colour[s]);
           ASSERT_EQ(out[s * kWidth + x], QorSc::ComponentToByte(e.colour[s]));
+          if (x >= kLeft) {
+            ASSERT_EQ(shifted_out[s * (kWidth - kLeft) + (x - kLeft)], out[s * kWidth + x]);
+          }
         }
         ASSERT_EQ(alpha[x], QorSc::ComponentToByte(e.alpha)) << x << "," << y;
         ASSERT_EQ(shape[x], QorSc::ComponentToByte(e.shape));
