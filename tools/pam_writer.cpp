@@ -6,6 +6,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "interleave.h"
+
 namespace QorScTool {
 
 std::string PamWriter::TupleType(const std::vector<std::string>& plates, bool label_channel) {
@@ -55,16 +57,39 @@ void PamWriter::Fail(const std::string& what) const {
 
 void PamWriter::WriteLine(const unsigned char* planes) {
   if (file_ == nullptr || rows_left_ <= 0) Fail("more lines than the image has");
-  for (std::size_t p = 0; p < depth_; ++p) {
-    const unsigned char* plane = planes + p * width_;
-    unsigned char* out = interleaved_.data() + p;
-    for (std::size_t x = 0; x < width_; ++x)
-      out[x * depth_] = plane[x];
-  }
+  InterleavePlanes(planes, width_, depth_, interleaved_.data());
   if (std::fwrite(interleaved_.data(), 1, interleaved_.size(), file_) != interleaved_.size()) {
     Fail(std::strerror(errno));
   }
   --rows_left_;
+}
+
+std::unique_ptr<BandEncoder> PamWriter::MakeBandEncoder() const {
+  class Encoder final : public BandEncoder {
+   public:
+    Encoder(std::size_t width, std::size_t depth) : width_(width), depth_(depth) {}
+    void Encode(const unsigned char* lines, long long count, EncodedBand& out) override {
+      const std::size_t row = width_ * depth_;
+      out.Clear();
+      out.bytes.resize(static_cast<std::size_t>(count) * row);
+      for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k)
+        InterleavePlanes(lines + k * row, width_, depth_, out.bytes.data() + k * row);
+      out.chunks.push_back(out.bytes.size());
+    }
+
+   private:
+    std::size_t width_;
+    std::size_t depth_;
+  };
+  return std::make_unique<Encoder>(width_, depth_);
+}
+
+void PamWriter::WriteBand(const EncodedBand& band, long long lines) {
+  if (file_ == nullptr || rows_left_ < lines) Fail("more lines than the image has");
+  if (std::fwrite(band.bytes.data(), 1, band.bytes.size(), file_) != band.bytes.size()) {
+    Fail(std::strerror(errno));
+  }
+  rows_left_ -= lines;
 }
 
 void PamWriter::Finish() {

@@ -24,6 +24,9 @@ class PamWriter final : public LineSink {
   PamWriter& operator=(const PamWriter&) = delete;
 
   void WriteLine(const unsigned char* planes) override;
+  // With several threads the pixels are interleaved where the band was rendered.
+  std::unique_ptr<BandEncoder> MakeBandEncoder() const override;
+  void WriteBand(const EncodedBand& band, long long lines) override;
   // Flushes and closes; throws when the file could not be completed.
   void Finish();
 

@@ -10,7 +10,10 @@
 // Threads: bands are claimed in order from a counter; band b uses slot b mod S, S =
 // 2 × threads, and a worker may claim it only when band b − S has been written, so at
 // most S bands are buffered. The writer (the calling thread) waits for the band it
-// needs next. Per-line work allocates nothing: buffers are sized per band.
+// needs next. When the sink makes band encoders, every worker also encodes the band
+// it rendered (TIFF strips compressed, PAM pixels interleaved, PNG colours converted)
+// and the writer only hands the encoded band over; bands then hold whole TIFF strips.
+// Per-line work allocates nothing: buffers are sized per band.
 #include "render_job.h"
 
 #include <algorithm>
@@ -168,7 +171,9 @@ class BandQueue {
     return next_claim_++;
   }
 
+  // A band's rendered lines, or its encoding when the sink encodes bands.
   std::vector<unsigned char>& Buffer(long long band) { return slots_[SlotOf(band)].data; }
+  EncodedBand& Encoded(long long band) { return slots_[SlotOf(band)].encoded; }
 
   void Publish(long long band) {
     {
@@ -211,6 +216,7 @@ class BandQueue {
  private:
   struct Slot {
     std::vector<unsigned char> data;
+    EncodedBand encoded;
     bool ready = false;
   };
 
@@ -229,6 +235,10 @@ class BandQueue {
 };
 
 }  // namespace
+
+void LineSink::WriteBand(const EncodedBand&, long long) {
+  throw std::logic_error("this output takes lines, not encoded bands");
+}
 
 const QorSc::ObjectSelection& DefaultVisibility() {
   static const QorSc::ObjectSelection selection{
@@ -302,7 +312,12 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
   const PixelSize size = PagePixelSize(page.world_box, settings.resolution);
   CheckPageSize(size, plates.names.size(), settings);
   const std::size_t planes = plates.names.size() + (settings.halftone_labels ? 1 : 0);
-  const long long band_lines = ChooseBandLines(size.width, size.height, planes, settings);
+  long long band_lines = ChooseBandLines(size.width, size.height, planes, settings);
+  if (settings.threads > 1) {
+    // Bands the sink encodes hold whole units of its encoding (TIFF strips).
+    const long long multiple = std::max(1LL, sink.BandLineMultiple());
+    band_lines = (band_lines + multiple - 1) / multiple * multiple;
+  }
   const long long bands = (size.height + band_lines - 1) / band_lines;
   long long lines_done = 0;
   auto report = [&] {
@@ -323,21 +338,32 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
   }
 
   const auto threads = static_cast<unsigned>(std::min<long long>(settings.threads, bands));
+  // One encoder per worker, made here: sinks need not make them thread-safely.
+  std::vector<std::unique_ptr<BandEncoder>> encoders;
+  for (unsigned t = 0; t < threads; ++t) {
+    encoders.push_back(sink.MakeBandEncoder());
+    if (encoders.back() == nullptr) {
+      encoders.clear();
+      break;
+    }
+  }
   BandQueue queue(bands, 2 * static_cast<std::size_t>(threads));
-  auto work = [&] {
+  auto work = [&](BandEncoder* encoder) {
     try {
       BandRenderer renderer(page, plates, settings, size);
       const std::size_t line_bytes = renderer.LineBytes();
+      std::vector<unsigned char> lines;  // an encoded band's lines before encoding
       while (const std::optional<long long> band = queue.Claim()) {
         const long long top = *band * band_lines;
         const long long bottom = std::min(size.height, top + band_lines);
-        std::vector<unsigned char>& buffer = queue.Buffer(*band);
+        std::vector<unsigned char>& buffer = encoder != nullptr ? lines : queue.Buffer(*band);
         buffer.resize(static_cast<std::size_t>(bottom - top) * line_bytes);
         unsigned char* out = buffer.data();
         renderer.Render(top, bottom, [&](const unsigned char* line) {
           std::copy(line, line + line_bytes, out);
           out += line_bytes;
         });
+        if (encoder != nullptr) encoder->Encode(lines.data(), bottom - top, queue.Encoded(*band));
         queue.Publish(*band);
       }
     } catch (...) {
@@ -355,16 +381,23 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
     }
   } joiner{workers};
   for (unsigned t = 0; t < threads; ++t)
-    workers.emplace_back(work);
+    workers.emplace_back(work, encoders.empty() ? nullptr : encoders[t].get());
 
   const std::size_t line_bytes = planes * static_cast<std::size_t>(size.width);
   try {
     for (long long band = 0; band < bands; ++band) {
       if (!queue.WaitFor(band)) break;
-      const std::vector<unsigned char>& buffer = queue.Buffer(band);
-      for (std::size_t offset = 0; offset < buffer.size(); offset += line_bytes) {
-        sink.WriteLine(buffer.data() + offset);
-        report();
+      if (!encoders.empty()) {
+        const long long lines = std::min(size.height, (band + 1) * band_lines) - band * band_lines;
+        sink.WriteBand(queue.Encoded(band), lines);
+        for (long long k = 0; k < lines; ++k)
+          report();
+      } else {
+        const std::vector<unsigned char>& buffer = queue.Buffer(band);
+        for (std::size_t offset = 0; offset < buffer.size(); offset += line_bytes) {
+          sink.WriteLine(buffer.data() + offset);
+          report();
+        }
       }
       queue.Release(band);
     }

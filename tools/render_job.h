@@ -11,13 +11,15 @@
 // - memory is proportional to the page width: one thread renders and writes line by
 //   line; several threads fill at most two band buffers each before the writer (the
 //   calling thread) has consumed them in order;
-// - the sink and the progress function are only called from the calling thread.
+// - the sink and the progress function are only called from the calling thread; the
+//   band encoders a sink makes there each run on one worker.
 #pragma once
 
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "arguments.h"
 #include "morv/coordinates.h"
@@ -75,12 +77,50 @@ inline constexpr long long kMaxPageSide = 1LL << 21;
 inline constexpr std::size_t kMaxLineBytes = std::size_t{64} << 20;
 void CheckPageSize(PixelSize size, std::size_t plates, const RenderSettings& settings);
 
+// A band of lines in a sink's own encoding (compressed strips, interleaved pixels):
+// the bytes, cut into chunks in the order the sink writes them.
+struct EncodedBand {
+  std::vector<unsigned char> bytes;
+  std::vector<std::size_t> chunks;  // sizes, adding up to bytes.size()
+
+  void Clear() {
+    bytes.clear();
+    chunks.clear();
+  }
+  // Appends one chunk.
+  void Add(const unsigned char* data, std::size_t size) {
+    bytes.insert(bytes.end(), data, data + size);
+    chunks.push_back(size);
+  }
+};
+
+// Encodes bands of lines on a rendering thread, so that the writer only writes.
+class BandEncoder {
+ public:
+  virtual ~BandEncoder() = default;
+  // `count` lines as LineSink::WriteLine receives them, one after the other, into
+  // `out` (cleared first).
+  virtual void Encode(const unsigned char* lines, long long count, EncodedBand& out) = 0;
+};
+
 // Receives the page's lines top to bottom: the plates' planes one after the other,
 // each `width` bytes, then the label plane if there is one.
+//
+// A sink whose encoding is worth spreading over the rendering threads also makes
+// band encoders: with several threads every band is then encoded where it was
+// rendered and handed to WriteBand in order, instead of line by line to WriteLine.
+// The file's bytes are the same either way.
 class LineSink {
  public:
   virtual ~LineSink() = default;
   virtual void WriteLine(const unsigned char* planes) = 0;
+  // An encoder for one thread (made on the calling thread, used on one other), or
+  // null when the sink takes lines only.
+  virtual std::unique_ptr<BandEncoder> MakeBandEncoder() const { return nullptr; }
+  // Every band but the last holds a multiple of this many lines (a TIFF strip's).
+  virtual long long BandLineMultiple() const { return 1; }
+  // Writes `lines` lines encoded by one of this sink's encoders.
+  virtual void WriteBand(const EncodedBand& band, long long lines);
 };
 
 class Interrupted : public std::runtime_error {

@@ -1,13 +1,18 @@
-// libtiff behind TiffWriter. Errors are collected through a per-handle error handler
-// (TIFFOpenExt) rather than libtiff's process-wide one, so several files written at
-// once keep their messages apart and nothing is printed behind the tool's back.
+// libtiff behind TiffWriter and TiffStripEncoder. Errors are collected through a
+// per-handle error handler (TIFFOpenExt, TIFFClientOpenExt) rather than libtiff's
+// process-wide one, so several files written at once keep their messages apart and
+// nothing is printed behind the tool's back.
 #include "tiff_writer.h"
 
 #include <tiffio.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
+
+#include "interleave.h"
 
 namespace QorScTool {
 
@@ -50,30 +55,12 @@ void Set(TiffWriter::Handle& handle, ttag_t tag, Values... values) {
   }
 }
 
-}  // namespace
-
-TiffWriter::TiffWriter(const std::filesystem::path& path, const TiffLayout& layout)
-    : handle_(std::make_unique<Handle>()) {
-  Handle& h = *handle_;
-  h.path = path.string();
-  h.width = static_cast<std::size_t>(layout.width);
-  h.height = static_cast<std::uint32_t>(layout.height);
-  h.samples = layout.inks.size() + (layout.label_sample ? 1 : 0);
-  if (h.samples == 0 || layout.width <= 0 || layout.height <= 0) h.Fail("nothing to write");
-  h.interleaved.resize(h.width * h.samples);
-
-  const double raw = static_cast<double>(layout.width) * static_cast<double>(layout.height) *
-                     static_cast<double>(h.samples);
-  TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
-  TIFFOpenOptionsSetErrorHandlerExtR(options, CollectError, &h);
-  TIFFOpenOptionsSetWarningHandlerExtR(options, IgnoreWarning, nullptr);
-  h.tiff = TIFFOpenExt(h.path.c_str(), raw > 3.5e9 ? "w8" : "w", options);
-  TIFFOpenOptionsFree(options);
-  if (h.tiff == nullptr) h.Fail("cannot create the file");
-
+// Every tag of `layout`, for an image of `height` rows: the file and the in-memory
+// strips of an encoder must be set up alike for their strips to be the same bytes.
+void ApplyLayout(TiffWriter::Handle& h, const TiffLayout& layout, long long height) {
   const std::size_t inks = layout.inks.size();
   Set(h, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(layout.width));
-  Set(h, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(layout.height));
+  Set(h, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(height));
   Set(h, TIFFTAG_BITSPERSAMPLE, 8);
   Set(h, TIFFTAG_SAMPLESPERPIXEL, static_cast<int>(h.samples));
   Set(h, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
@@ -116,10 +103,41 @@ TiffWriter::TiffWriter(const std::filesystem::path& path, const TiffLayout& layo
       Set(h, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
       break;
   }
-  // Strips of about 256 KB: small enough to keep memory flat, large enough that the
-  // strip table stays short on tall pages.
-  const std::size_t rows = std::max<std::size_t>(1, (256 * 1024) / h.interleaved.size());
-  Set(h, TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(rows));
+  Set(h, TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(TiffRowsPerStrip(layout)));
+}
+
+std::size_t SamplesOf(const TiffLayout& layout) {
+  return layout.inks.size() + (layout.label_sample ? 1 : 0);
+}
+
+}  // namespace
+
+long long TiffRowsPerStrip(const TiffLayout& layout) {
+  const auto row_bytes = static_cast<std::size_t>(std::max(1LL, layout.width)) *
+                         std::max<std::size_t>(1, SamplesOf(layout));
+  return static_cast<long long>(std::max<std::size_t>(1, (256 * 1024) / row_bytes));
+}
+
+TiffWriter::TiffWriter(const std::filesystem::path& path, const TiffLayout& layout)
+    : layout_(layout), handle_(std::make_unique<Handle>()) {
+  Handle& h = *handle_;
+  h.path = path.string();
+  h.width = static_cast<std::size_t>(layout.width);
+  h.height = static_cast<std::uint32_t>(layout.height);
+  h.samples = SamplesOf(layout);
+  if (h.samples == 0 || layout.width <= 0 || layout.height <= 0) h.Fail("nothing to write");
+  h.interleaved.resize(h.width * h.samples);
+
+  const double raw = static_cast<double>(layout.width) * static_cast<double>(layout.height) *
+                     static_cast<double>(h.samples);
+  TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+  TIFFOpenOptionsSetErrorHandlerExtR(options, CollectError, &h);
+  TIFFOpenOptionsSetWarningHandlerExtR(options, IgnoreWarning, nullptr);
+  h.tiff = TIFFOpenExt(h.path.c_str(), raw > 3.5e9 ? "w8" : "w", options);
+  TIFFOpenOptionsFree(options);
+  if (h.tiff == nullptr) h.Fail("cannot create the file");
+
+  ApplyLayout(h, layout, layout.height);
   // libtiff complains about NumberOfInks below SamplesPerPixel although an extra
   // sample makes exactly that correct; only messages of later failures matter.
   h.error.clear();
@@ -132,20 +150,56 @@ TiffWriter::~TiffWriter() {
 void TiffWriter::WriteLine(const unsigned char* planes) {
   Handle& h = *handle_;
   if (h.tiff == nullptr) h.Fail("the file is already closed");
-  const std::size_t w = h.width;
-  const std::size_t s = h.samples;
-  if (s == 1) {
-    std::copy(planes, planes + w, h.interleaved.data());
-  } else {
-    for (std::size_t p = 0; p < s; ++p) {
-      const unsigned char* plane = planes + p * w;
-      unsigned char* out = h.interleaved.data() + p;
-      for (std::size_t x = 0; x < w; ++x)
-        out[x * s] = plane[x];
-    }
-  }
+  InterleavePlanes(planes, h.width, h.samples, h.interleaved.data());
   if (TIFFWriteScanline(h.tiff, h.interleaved.data(), h.row, 0) != 1) h.Fail("write failed");
   ++h.row;
+}
+
+std::unique_ptr<BandEncoder> TiffWriter::MakeBandEncoder() const {
+  class Encoder final : public BandEncoder {
+   public:
+    Encoder(const TiffLayout& layout) : strips_(layout) {
+      row_bytes_ = static_cast<std::size_t>(layout.width) * SamplesOf(layout);
+    }
+    void Encode(const unsigned char* lines, long long count, EncodedBand& out) override {
+      out.Clear();
+      strips_.Encode(lines, row_bytes_, count, out);
+    }
+
+   private:
+    TiffStripEncoder strips_;
+    std::size_t row_bytes_;
+  };
+  return std::make_unique<Encoder>(layout_);
+}
+
+long long TiffWriter::BandLineMultiple() const {
+  return TiffRowsPerStrip(layout_);
+}
+
+void TiffWriter::WriteBand(const EncodedBand& band, long long lines) {
+  std::size_t chunk = 0;
+  WriteStrips(band, chunk, lines);
+}
+
+void TiffWriter::WriteStrips(const EncodedBand& band, std::size_t& chunk, long long lines) {
+  Handle& h = *handle_;
+  if (h.tiff == nullptr) h.Fail("the file is already closed");
+  const long long rows = TiffRowsPerStrip(layout_);
+  std::size_t offset = 0;
+  for (std::size_t c = 0; c < chunk; ++c)
+    offset += band.chunks[c];
+  for (long long done = 0; done < lines; done += rows) {
+    if (h.row % rows != 0 || chunk >= band.chunks.size()) h.Fail("strips out of order");
+    const auto strip = static_cast<std::uint32_t>(h.row / rows);
+    // libtiff takes the data as non-const but only writes it out.
+    auto* data = const_cast<unsigned char*>(band.bytes.data() + offset);
+    const auto size = static_cast<tmsize_t>(band.chunks[chunk]);
+    if (TIFFWriteRawStrip(h.tiff, strip, data, size) != size) h.Fail("write failed");
+    offset += band.chunks[chunk];
+    ++chunk;
+    h.row += static_cast<std::uint32_t>(std::min<long long>(rows, h.height - h.row));
+  }
 }
 
 void TiffWriter::Finish() {
@@ -158,6 +212,93 @@ void TiffWriter::Finish() {
   TIFFClose(h.tiff);
   h.tiff = nullptr;
   if (!flushed) h.Fail("cannot complete the file");
+}
+
+// A TIFF in memory: libtiff writes its strips through these procedures.
+struct TiffStripEncoder::Memory {
+  std::vector<unsigned char> bytes;
+  std::uint64_t position = 0;
+  TiffWriter::Handle handle;
+
+  static tmsize_t Read(thandle_t m, void* data, tmsize_t size) {
+    auto& self = *static_cast<Memory*>(m);
+    const auto n = static_cast<std::size_t>(std::clamp<std::int64_t>(
+        static_cast<std::int64_t>(self.bytes.size()) - static_cast<std::int64_t>(self.position), 0,
+        size));
+    std::memcpy(data, self.bytes.data() + self.position, n);
+    self.position += n;
+    return static_cast<tmsize_t>(n);
+  }
+  static tmsize_t Write(thandle_t m, void* data, tmsize_t size) {
+    auto& self = *static_cast<Memory*>(m);
+    const auto n = static_cast<std::size_t>(size);
+    if (self.bytes.size() < self.position + n) self.bytes.resize(self.position + n);
+    std::memcpy(self.bytes.data() + self.position, data, n);
+    self.position += n;
+    return size;
+  }
+  static toff_t Seek(thandle_t m, toff_t offset, int whence) {
+    auto& self = *static_cast<Memory*>(m);
+    if (whence == SEEK_CUR) offset += self.position;
+    if (whence == SEEK_END) offset += self.bytes.size();
+    self.position = offset;
+    return offset;
+  }
+  static int Close(thandle_t) { return 0; }
+  static toff_t Size(thandle_t m) { return static_cast<Memory*>(m)->bytes.size(); }
+  static int Map(thandle_t, void**, toff_t*) { return 0; }
+  static void Unmap(thandle_t, void*, toff_t) {}
+};
+
+TiffStripEncoder::TiffStripEncoder(const TiffLayout& layout)
+    : layout_(layout),
+      interleaved_(static_cast<std::size_t>(layout.width) * SamplesOf(layout)),
+      memory_(std::make_unique<Memory>()) {
+  memory_->handle.path = "strips in memory";
+  memory_->handle.width = static_cast<std::size_t>(layout.width);
+  memory_->handle.samples = SamplesOf(layout);
+}
+
+TiffStripEncoder::~TiffStripEncoder() = default;
+
+void TiffStripEncoder::Encode(const unsigned char* rows, std::size_t rowStride, long long count,
+                              EncodedBand& out) {
+  Memory& m = *memory_;
+  TiffWriter::Handle& h = m.handle;
+  m.bytes.clear();
+  m.position = 0;
+  h.error.clear();
+  TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+  TIFFOpenOptionsSetErrorHandlerExtR(options, CollectError, &h);
+  TIFFOpenOptionsSetWarningHandlerExtR(options, IgnoreWarning, nullptr);
+  h.tiff = TIFFClientOpenExt(h.path.c_str(), "w", &m, Memory::Read, Memory::Write, Memory::Seek,
+                             Memory::Close, Memory::Size, Memory::Map, Memory::Unmap, options);
+  TIFFOpenOptionsFree(options);
+  if (h.tiff == nullptr) h.Fail("cannot set up the encoder");
+  // Frees the in-memory TIFF on every way out; its directory is never written.
+  struct Cleanup {
+    TIFF*& tiff;
+    ~Cleanup() {
+      TIFFCleanup(tiff);
+      tiff = nullptr;
+    }
+  } cleanup{h.tiff};
+  ApplyLayout(h, layout_, count);
+  for (long long r = 0; r < count; ++r) {
+    InterleavePlanes(rows + static_cast<std::size_t>(r) * rowStride, h.width, h.samples,
+                     interleaved_.data());
+    if (TIFFWriteScanline(h.tiff, interleaved_.data(), static_cast<std::uint32_t>(r), 0) != 1) {
+      h.Fail("encoding failed");
+    }
+  }
+  if (TIFFFlushData(h.tiff) != 1) h.Fail("encoding failed");
+  const std::uint32_t strips = TIFFNumberOfStrips(h.tiff);
+  for (std::uint32_t s = 0; s < strips; ++s) {
+    const auto offset = static_cast<std::size_t>(TIFFGetStrileOffset(h.tiff, s));
+    const auto size = static_cast<std::size_t>(TIFFGetStrileByteCount(h.tiff, s));
+    if (offset + size > m.bytes.size()) h.Fail("encoding failed");
+    out.Add(m.bytes.data() + offset, size);
+  }
 }
 
 }  // namespace QorScTool

@@ -11,6 +11,11 @@
 // The optional label sample follows the inks as an unspecified extra sample.
 // Sample values are ink amounts, 0 none to 255 full. Files whose raw size passes
 // 3.5 GB are written as BigTIFF.
+//
+// Strips can also be compressed elsewhere: a TiffStripEncoder (one per thread) runs
+// libtiff's own encoder over a band of whole strips in memory, the very calls the
+// writer makes line by line, and WriteStrips appends the results; the file's bytes
+// are the same.
 #pragma once
 
 #include <filesystem>
@@ -32,6 +37,10 @@ struct TiffLayout {
   TiffCompression compression = TiffCompression::kLzw;
 };
 
+// Rows per strip: strips of about 256 KB, small enough to keep memory flat, large
+// enough that the strip table stays short on tall pages.
+long long TiffRowsPerStrip(const TiffLayout& layout);
+
 class TiffWriter final : public LineSink {
  public:
   // Throws std::runtime_error naming the file when it cannot be created.
@@ -40,6 +49,12 @@ class TiffWriter final : public LineSink {
 
   // The inks' planes then the label plane, `width` bytes each.
   void WriteLine(const unsigned char* planes) override;
+  std::unique_ptr<BandEncoder> MakeBandEncoder() const override;
+  long long BandLineMultiple() const override;
+  void WriteBand(const EncodedBand& band, long long lines) override;
+  // Appends the strips of `lines` rows held in band's chunks from `chunk` on (one
+  // chunk per strip, as a TiffStripEncoder makes them); advances `chunk`.
+  void WriteStrips(const EncodedBand& band, std::size_t& chunk, long long lines);
   // Flushes and closes; throws when the file could not be completed. Required: the
   // destructor only closes.
   void Finish();
@@ -47,7 +62,28 @@ class TiffWriter final : public LineSink {
   struct Handle;
 
  private:
+  TiffLayout layout_;
   std::unique_ptr<Handle> handle_;
+};
+
+// Compresses bands of whole strips of one TIFF layout, in memory, on any one thread.
+class TiffStripEncoder {
+ public:
+  explicit TiffStripEncoder(const TiffLayout& layout);
+  ~TiffStripEncoder();
+  TiffStripEncoder(const TiffStripEncoder&) = delete;
+  TiffStripEncoder& operator=(const TiffStripEncoder&) = delete;
+
+  // `count` rows starting at a strip boundary, each row the inks' planes then the
+  // label plane (`width` bytes each) at `rows + k · rowStride`: appends one chunk per
+  // strip to `out`.
+  void Encode(const unsigned char* rows, std::size_t rowStride, long long count, EncodedBand& out);
+
+ private:
+  TiffLayout layout_;
+  std::vector<unsigned char> interleaved_;
+  struct Memory;
+  std::unique_ptr<Memory> memory_;
 };
 
 }  // namespace QorScTool

@@ -336,4 +336,69 @@ TEST(PageOutput, RenderedPageToEveryFormat) {
   fs::remove_all(dir);
 }
 
+// With several threads TIFF strips are compressed, PAM pixels interleaved and PNG
+// colours converted on the rendering threads: every file must keep the bytes that
+// one thread writes line by line.
+TEST(PageOutput, EveryFormatWritesTheSameBytesWithOneAndTwoThreads) {
+  const auto page = QorScToolTest::BusyPage();
+  const QorScTool::PlateSet plates =
+      QorScTool::ChoosePlates({}, page.colorants, page.document->GetSeparationInfo());
+  const fs::path dir = TempPath("threads");
+  fs::create_directories(dir);
+  auto read = [](const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), {});
+  };
+  struct Case {
+    QorScTool::OutputFormat format;
+    QorScTool::TiffCompression compression;
+    bool labels;
+    long long band_lines;
+  };
+  using QorScTool::OutputFormat;
+  using QorScTool::TiffCompression;
+  const Case cases[] = {
+      {OutputFormat::kTiff, TiffCompression::kLzw, true, 0},
+      {OutputFormat::kTiff, TiffCompression::kDeflate, false, 50},
+      {OutputFormat::kTiff, TiffCompression::kNone, false, 16},
+      {OutputFormat::kTiffSep, TiffCompression::kLzw, true, 0},
+      {OutputFormat::kTiffSep, TiffCompression::kDeflate, false, 100},
+      {OutputFormat::kPam, TiffCompression::kLzw, true, 0},
+      {OutputFormat::kPam, TiffCompression::kLzw, false, 37},
+      {OutputFormat::kPng, TiffCompression::kLzw, false, 0},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> files[2];
+    for (const unsigned threads : {1u, 2u}) {
+      QorScTool::RenderSettings settings;
+      settings.resolution = 300;
+      settings.threads = threads;
+      settings.band_lines = c.band_lines;
+      settings.halftone_labels = c.labels;
+      QorScTool::PageOutputRequest request;
+      request.format = c.format;
+      request.pattern = (dir / ("t" + std::to_string(threads) + "-%s.out")).string();
+      request.size = QorScTool::PagePixelSize(page.world_box, settings.resolution);
+      request.resolution = settings.resolution;
+      request.plates = plates.names;
+      request.label_plane = c.labels;
+      request.compression = c.compression;
+      request.separation_table = page.document->GetSeparationInfo();
+      auto output = QorScTool::PageOutput::Create(request);
+      QorScTool::RenderPage(page, plates, settings, *output);
+      output->Commit();
+      for (const fs::path& path : output->Paths())
+        files[threads - 1].push_back(read(path));
+    }
+    ASSERT_EQ(files[0].size(), files[1].size());
+    for (std::size_t f = 0; f < files[0].size(); ++f) {
+      EXPECT_GT(files[0][f].size(), 1000u);
+      EXPECT_TRUE(files[0][f] == files[1][f])
+          << "format " << static_cast<int>(c.format) << ", compression "
+          << static_cast<int>(c.compression) << ", file " << f;
+    }
+  }
+  fs::remove_all(dir);
+}
+
 }  // namespace
