@@ -78,8 +78,10 @@ def run_once(argv, out, timeout):
     process.returncode = 0  # reaped above; keeps Popen from waiting again
     shutil.rmtree(out, ignore_errors=True)
     text = err_path.read_text(errors="replace")
+    if status == -1:
+        return None, f"stopped after {timeout:g} s"
     if status != 0:
-        return None, text
+        return None, text or f"exit status {os.waitstatus_to_exitcode(status)}"
     return (seconds, usage.ru_maxrss / 1024.0), text
 
 
