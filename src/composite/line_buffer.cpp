@@ -109,7 +109,7 @@ void LineBuffer::Reserve(std::size_t count) {
 
 void LineBuffer::Resize(std::size_t at, std::size_t oldCount, std::size_t newCount) {
   // Keys and rows of [at, at + oldCount) become newCount slots; what follows moves.
-  // A line holds a handful of intervals: plain loops beat library calls here.
+  // A line holds a handful of intervals: these moves are a few bytes.
   if (newCount == oldCount) return;
   const std::size_t rest = key_count_ - (at + oldCount);
   const std::size_t count = key_count_ + newCount - oldCount;
