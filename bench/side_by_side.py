@@ -20,7 +20,8 @@ Renderers (all single-threaded, no anti-aliasing):
 
 Wall time is measured around the process, peak memory is the process's own maximum
 resident set (wait4). Output goes to a temporary directory emptied after every run.
-Timings only mean something on a quiet machine: run it where nothing else runs.
+Wall times only mean something on a quiet machine: run it where nothing else runs;
+`--measure cpu` reports user + system seconds instead, steadier on a shared one.
 """
 
 import argparse
@@ -55,8 +56,9 @@ def command(renderer, qorsc, pdf, page, dpi, out):
     raise ValueError(renderer)
 
 
-def run_once(argv, out, timeout):
-    """(seconds, peak MB, stderr text) of one run, or None when it failed."""
+def run_once(argv, out, timeout, cpu=False):
+    """((seconds, peak MB), stderr text) of one run; (None, why) when it failed. The
+    seconds are wall time, or user + system time with `cpu`."""
     shutil.rmtree(out, ignore_errors=True)
     out.mkdir()
     err_path = out.parent / "stderr.txt"
@@ -82,6 +84,8 @@ def run_once(argv, out, timeout):
         return None, f"stopped after {timeout:g} s"
     if status != 0:
         return None, text or f"exit status {os.waitstatus_to_exitcode(status)}"
+    if cpu:
+        seconds = usage.ru_utime + usage.ru_stime
     return (seconds, usage.ru_maxrss / 1024.0), text
 
 
@@ -116,6 +120,8 @@ def main():
                         help="seconds after which a run is stopped and counted as failed")
     parser.add_argument("--qorsc", default=os.environ.get(
         "QORSC", str(ROOT / "build" / "release" / "tools" / "qorsc")), help="qorsc binary")
+    parser.add_argument("--measure", choices=("wall", "cpu"), default="wall",
+                        help="wall time (default) or user + system CPU seconds")
     parser.add_argument("-o", "--output", help="also write the table to this file")
     args = parser.parse_args()
 
@@ -139,9 +145,10 @@ def main():
     only_pages = {int(p) for p in args.pages.split(",") if p}
 
     renderers = ["qorsc", *peers]
-    header = ["page", "dpi", "qorsc", "qorsc memory"]
+    unit = " (CPU)" if args.measure == "cpu" else ""
+    header = ["page", "dpi", f"qorsc{unit}", "qorsc memory"]
     for p in peers:
-        header += [p, f"{p} memory"]
+        header += [f"{p}{unit}", f"{p} memory"]
     header += ["ratio to fastest peer", "not supported warning"]
     lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
     print(lines[0])
@@ -160,7 +167,8 @@ def main():
                         samples = []
                         for _ in range(args.runs):
                             argv = command(renderer, args.qorsc, pdf, page, dpi, out)
-                            result, stderr = run_once(argv, out, args.timeout)
+                            result, stderr = run_once(argv, out, args.timeout,
+                                                      args.measure == "cpu")
                             if renderer == "qorsc" and "not supported" in stderr:
                                 warned = True
                             if result is None:
