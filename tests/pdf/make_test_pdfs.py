@@ -947,6 +947,14 @@ def tiling():
     return pdf.build()
 
 
+def closepath():
+    """Segments right after h start at the closed subpath's start: v, l and c."""
+    return content_page(b"""0 0 0 1 k
+10 10 m 100 10 l 100 100 l h 10 100 60 150 v f
+110 10 m 190 10 l 190 90 l h 110 90 l f
+""")
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -967,6 +975,7 @@ def main():
         "truncated_tail.pdf": intact[:intact.rindex(b"startxref")],
         "not_a_pdf.pdf": b"This is a text file, not a PDF.\n",
         "paths.pdf": paths(),
+        "closepath.pdf": closepath(),
         "clips.pdf": clips(),
         "overprint.pdf": overprint(),
         "forms.pdf": forms(),

@@ -166,6 +166,28 @@ TEST(Interpreter, PathsCarryTheirPaintStyleRuleAndPlacement) {
   EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
 }
 
+TEST(Interpreter, SegmentsAfterClosePathStartAtTheSubpathStart) {
+  const Imported imported = Import("closepath.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 2u) << imported.AllWarnings();
+  using Point = Morv::MilliPointPoint;
+
+  // v takes the current point as its first control point: after h that is (10 10),
+  // where the triangle began, not (100 100) where its last segment ended.
+  const auto& curved = As<QorDoc::Path>(members[0])->DefiningCompound()->GetSubpaths();
+  ASSERT_EQ(curved.size(), 2u);
+  EXPECT_TRUE(curved[0].IsClosed());
+  EXPECT_EQ(curved[1].Start(), Point(10, 10));
+  ASSERT_EQ(curved[1].Segments().size(), 1u);
+  EXPECT_EQ(curved[1].Segments()[0],
+            Morv::Subpath::Segment::Cubic(Point(10, 10), Point(10, 100), Point(60, 150)));
+
+  const auto& lined = As<QorDoc::Path>(members[1])->DefiningCompound()->GetSubpaths();
+  ASSERT_EQ(lined.size(), 2u);
+  EXPECT_EQ(lined[1].Start(), Point(110, 10));
+  EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
+}
+
 TEST(Interpreter, ClipsOpenScopesThatEndWithTheirSavedState) {
   const Imported imported = Import("clips.pdf");
   const auto& members = imported.Page().GetMembers();
