@@ -955,6 +955,119 @@ def closepath():
 """)
 
 
+def type1_number(value):
+    """A number in Type1 charstring encoding."""
+    if -107 <= value <= 107:
+        return bytes([value + 139])
+    if 108 <= value <= 1131:
+        value -= 108
+        return bytes([(value >> 8) + 247, value & 0xFF])
+    if -1131 <= value <= -108:
+        value = -value - 108
+        return bytes([(value >> 8) + 251, value & 0xFF])
+    return b"\xff" + struct.pack(">i", value)
+
+
+def type1_encrypt(data, key, skip):
+    """Type1 encryption (eexec key 55665, charstring key 4330) after `skip` zero bytes."""
+    out = bytearray()
+    for byte in b"\0" * skip + data:
+        cipher = byte ^ (key >> 8)
+        key = ((cipher + key) * 52845 + 22719) & 0xFFFF
+        out.append(cipher)
+    return bytes(out)
+
+
+def type1_polygon(points, width=1000):
+    """The charstring of one closed polygon (absolute points in glyph units)."""
+    ops = type1_number(0) + type1_number(width) + b"\x0d"  # hsbw
+    x, y = 0, 0
+    for i, (px, py) in enumerate(points):
+        ops += type1_number(px - x) + type1_number(py - y) + (b"\x15" if i == 0 else b"\x05")
+        x, y = px, py
+    return ops + b"\x09\x0e"  # closepath endchar
+
+
+def tiny_type1(glyphs):
+    """A minimal Type1 program whose glyphs are polygons, in the order given (glyph 1
+    onwards; .notdef is glyph 0): FreeType reads it as any other Type1 font."""
+    charstrings = [(b".notdef", type1_number(0) + type1_number(1000) + b"\x0d\x0e")]
+    charstrings += [(name.encode(), type1_polygon(points)) for name, points in glyphs]
+    private = bytearray(b"dup /Private 8 dict dup begin\n"
+                        b"/RD {string currentfile exch readstring pop} executeonly def\n"
+                        b"/ND {noaccess def} executeonly def\n"
+                        b"/NP {noaccess put} executeonly def\n"
+                        b"/BlueValues [] ND\n/MinFeature {16 16} ND\n/password 5839 def\n"
+                        b"/lenIV 4 def\n")
+    private += b"2 index /CharStrings %d dict dup begin\n" % len(charstrings)
+    for name, ops in charstrings:
+        encrypted = type1_encrypt(ops, 4330, 4)
+        private += b"/%s %d RD %s ND\n" % (name, len(encrypted), encrypted)
+    private += (b"end\nend\nreadonly put\nnoaccess put\n"
+                b"dup /FontName get exch definefont pop\nmark currentfile closefile\n")
+    clear = (b"%!PS-AdobeFont-1.0: QorTiny 001\n10 dict begin\n/FontName /QorTiny def\n"
+             b"/FontType 1 def\n/PaintType 0 def\n/FontMatrix [0.001 0 0 0.001 0 0] readonly def\n"
+             b"/FontBBox {0 0 1000 1000} readonly def\n/Encoding StandardEncoding def\n"
+             b"currentdict end\ncurrentfile eexec\n")
+    encrypted = type1_encrypt(bytes(private), 55665, 4)
+    trailer = (b"0" * 64 + b"\n") * 8 + b"cleartomark\n"
+    return clear, encrypted, trailer
+
+
+def cjk_fonts_extra(pdf):
+    # The embedded font: glyph 1 a square, glyph 2 a triangle; 90ms-RKSJ-H maps A
+    # to CID 264 and hiragana a (82 A0) to CID 843, which the CIDToGIDMap sends to them.
+    clear, encrypted, trailer = tiny_type1([
+        ("square", [(100, 0), (900, 0), (900, 800), (100, 800)]),
+        ("triangle", [(100, 0), (900, 0), (500, 800)]),
+    ])
+    program = pdf.add("<< /Length1 %d /Length2 %d /Length3 %d >>" % (
+        len(clear), len(encrypted), len(trailer)), clear + encrypted + trailer, compress=True)
+    gid_map = bytearray(2 * 844)
+    gid_map[2 * 264:2 * 264 + 2] = b"\x00\x01"
+    gid_map[2 * 843:2 * 843 + 2] = b"\x00\x02"
+    cid_to_gid = pdf.add("<< >>", bytes(gid_map), compress=True)
+    embedded = pdf.add(
+        "<< /Type /Font /Subtype /Type0 /BaseFont /QorTiny /Encoding /90ms-RKSJ-H "
+        "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QorTiny "
+        "/CIDSystemInfo << /Registry (Adobe) /Ordering (Japan1) /Supplement 2 >> "
+        "/W [264 [1000] 843 [1000]] /CIDToGIDMap %d 0 R "
+        "/FontDescriptor << /Type /FontDescriptor /FontName /QorTiny /Flags 4 "
+        "/FontBBox [0 0 1000 1000] /ItalicAngle 0 /Ascent 800 /Descent 0 /CapHeight 800 "
+        "/StemV 80 /FontFile %d 0 R >> >>] >>" % (cid_to_gid, program))
+
+    def bare(name, encoding, ordering, flags):
+        return pdf.add(
+            "<< /Type /Font /Subtype /Type0 /BaseFont /%s /Encoding /%s "
+            "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType0 /BaseFont /%s "
+            "/CIDSystemInfo << /Registry (Adobe) /Ordering (%s) /Supplement 2 >> /DW 1000 "
+            "/FontDescriptor << /Type /FontDescriptor /FontName /%s /Flags %d "
+            "/FontBBox [0 -120 1000 880] /ItalicAngle 0 /Ascent 880 /Descent -120 "
+            "/CapHeight 700 /StemV 80 >> >>] >>" % (name, encoding, name, ordering, name, flags))
+    return {
+        "embedded": embedded,
+        "mincho": bare("KozMinPro-Regular", "UniJIS-UCS2-H", "Japan1", 6),
+        "hei": bare("SimHei", "UniGB-UCS2-H", "GB1", 4),
+        "batang": bare("Batang", "KSCms-UHC-H", "Korea1", 6),
+        "unknown": bare("KozGoPro-Medium", "No-Such-CMap-H", "Japan1", 4),
+    }
+
+
+def cjk_fonts():
+    """CJK text: an embedded program under a predefined mixed one- and two-byte CMap
+    (A, hiragana a, A: square, triangle, square), and fonts without a program drawn
+    with a substitute: Japanese serif, Chinese sans, Korean serif; a CMap that is not
+    installed reads two-byte codes."""
+    return content_page(b"""0 0 0 1 k
+BT /E 20 Tf 20 160 Td (A\x82\xa0A) Tj ET
+BT /M 24 Tf 20 120 Td <304265e5672c> Tj ET
+BT /H 24 Tf 20 80 Td <4e2d6587> Tj ET
+BT /B 24 Tf 20 40 Td <c7d1b1db> Tj ET
+BT /U 12 Tf 120 160 Td <3042> Tj ET
+""", "/Font << /E %(embedded)d 0 R /M %(mincho)d 0 R /H %(hei)d 0 R /B %(batang)d 0 R "
+       "/U %(unknown)d 0 R >>", extra=cjk_fonts_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -976,6 +1089,7 @@ def main():
         "not_a_pdf.pdf": b"This is a text file, not a PDF.\n",
         "paths.pdf": paths(),
         "closepath.pdf": closepath(),
+        "cjk_fonts.pdf": cjk_fonts(),
         "clips.pdf": clips(),
         "overprint.pdf": overprint(),
         "forms.pdf": forms(),

@@ -449,6 +449,61 @@ TEST(Interpreter, TextShowsGlyphOutlinesAlongTheBaseline) {
   EXPECT_EQ(r.At(3, 159, 153), 0) << "the gap between the boxes";
 }
 
+TEST(Interpreter, CjkTextThroughPredefinedCMapsAndSubstitutes) {
+  const Imported imported = Import("cjk_fonts.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 5u) << imported.AllWarnings();
+
+  // 90ms-RKSJ-H splits "A", 82 A0, "A" into three codes: square, triangle, square,
+  // one em apart (the /W widths).
+  const auto* embedded = As<QorDoc::Text>(members[0]);
+  ASSERT_NE(embedded, nullptr);
+  EXPECT_EQ(embedded->GetTransformation(), (Matrix{20, 0, 0, 20, 20000, 160000}));
+  const auto& glyphs = embedded->OriginalCompounds();
+  ASSERT_EQ(glyphs.size(), 3u);
+  EXPECT_EQ(glyphs[0]->GetBoundingBox(), Morv::MilliPointRectangle(100, 0, 800, 800));
+  EXPECT_EQ(glyphs[1]->GetBoundingBox(), Morv::MilliPointRectangle(1100, 0, 800, 800));
+  EXPECT_EQ(glyphs[2]->GetBoundingBox(), Morv::MilliPointRectangle(2100, 0, 800, 800));
+  const auto* triangle = glyphs[1]->GetSubpaths().front().VectorPoints();
+  ASSERT_NE(triangle, nullptr);
+  ASSERT_GE(triangle->size(), 3u);
+  EXPECT_EQ((*triangle)[2], Morv::MilliPointPoint(1500, 800)) << "the apex";
+
+  // Fonts without a program: every character has an outline inside its em.
+  for (std::size_t i = 1; i < 4; ++i) {
+    const auto* text = As<QorDoc::Text>(members[i]);
+    ASSERT_NE(text, nullptr);
+    const auto& outlines = text->OriginalCompounds();
+    ASSERT_EQ(outlines.size(), i == 1 ? 3u : 2u);
+    for (std::size_t k = 0; k < outlines.size(); ++k) {
+      ASSERT_TRUE(outlines[k]) << i << " " << k;
+      const auto box = outlines[k]->GetBoundingBox();
+      EXPECT_GE(box.X(), 1000.0 * k) << i << " " << k;
+      EXPECT_LE(box.X() + box.Width(), 1000.0 * (k + 1)) << i << " " << k;
+    }
+  }
+  // One warning per substituted font, one for the CMap that is not installed.
+  EXPECT_EQ(imported.pdf.Warnings().size(), 4u) << imported.AllWarnings();
+  EXPECT_TRUE(imported.Warned("font KozMinPro-Regular"));
+  EXPECT_NE(imported.AllWarnings().find("No-Such-CMap-H is not installed"), std::string::npos);
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(3, 30, 168), 255) << "inside the first square";
+  EXPECT_EQ(r.At(3, 40, 168), 0) << "between square and triangle";
+  EXPECT_EQ(r.At(3, 50, 162), 255) << "inside the triangle";
+  EXPECT_EQ(r.At(3, 43, 174), 0) << "beside the triangle's apex";
+  EXPECT_EQ(r.At(3, 70, 168), 255) << "inside the second square";
+  // The substituted lines print: ink in each line's band.
+  for (const long long baseline : {120, 80, 40}) {
+    int inked = 0;
+    for (long long y = baseline - 2; y < baseline + 22; ++y) {
+      for (long long x = 20; x < 92; ++x)
+        inked += r.At(3, x, y) == 255 ? 1 : 0;
+    }
+    EXPECT_GT(inked, 100) << "line at " << baseline;
+  }
+}
+
 }  // namespace
 
 namespace {
