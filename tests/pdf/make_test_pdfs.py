@@ -1036,20 +1036,25 @@ def cjk_fonts_extra(pdf):
         "/FontBBox [0 0 1000 1000] /ItalicAngle 0 /Ascent 800 /Descent 0 /CapHeight 800 "
         "/StemV 80 /FontFile %d 0 R >> >>] >>" % (cid_to_gid, program))
 
-    def bare(name, encoding, ordering, flags):
+    to_unicode = pdf.add("<< >>", b"1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                         b"1 beginbfchar <3042> <3042> endbfchar\n")
+
+    def bare(name, encoding, ordering, flags, extra=""):
         return pdf.add(
-            "<< /Type /Font /Subtype /Type0 /BaseFont /%s /Encoding /%s "
+            "<< /Type /Font /Subtype /Type0 /BaseFont /%s /Encoding /%s %s"
             "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType0 /BaseFont /%s "
             "/CIDSystemInfo << /Registry (Adobe) /Ordering (%s) /Supplement 2 >> /DW 1000 "
             "/FontDescriptor << /Type /FontDescriptor /FontName /%s /Flags %d "
             "/FontBBox [0 -120 1000 880] /ItalicAngle 0 /Ascent 880 /Descent -120 "
-            "/CapHeight 700 /StemV 80 >> >>] >>" % (name, encoding, name, ordering, name, flags))
+            "/CapHeight 700 /StemV 80 >> >>] >>" % (name, encoding, extra, name, ordering, name,
+                                                     flags))
     return {
         "embedded": embedded,
         "mincho": bare("KozMinPro-Regular", "UniJIS-UCS2-H", "Japan1", 6),
         "hei": bare("SimHei", "UniGB-UCS2-H", "GB1", 4),
         "batang": bare("Batang", "KSCms-UHC-H", "Korea1", 6),
-        "unknown": bare("KozGoPro-Medium", "No-Such-CMap-H", "Japan1", 4),
+        "unknown": bare("KozGoPro-Medium", "No-Such-CMap-H", "Japan1", 4,
+                        "/ToUnicode %d 0 R " % to_unicode),
     }
 
 
@@ -1057,7 +1062,7 @@ def cjk_fonts():
     """CJK text: an embedded program under a predefined mixed one- and two-byte CMap
     (A, hiragana a, A: square, triangle, square), and fonts without a program drawn
     with a substitute: Japanese serif, Chinese sans, Korean serif; a CMap that is not
-    installed reads two-byte codes."""
+    installed reads two-byte codes, drawn through the font's /ToUnicode."""
     return content_page(b"""0 0 0 1 k
 BT /E 20 Tf 20 160 Td (A\x82\xa0A) Tj ET
 BT /M 24 Tf 20 120 Td <304265e5672c> Tj ET

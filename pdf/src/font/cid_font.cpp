@@ -11,7 +11,8 @@
 //
 // Fonts without an embedded program are drawn with a CJK substitute, whose glyphs
 // are found through Unicode: a CID of Adobe-Japan1, GB1, CNS1 or Korea1 through the
-// collection's UCS2 CMap, else a code through the font's /ToUnicode. Other fonts
+// collection's UCS2 CMap, else (or when the CMap is a guess) a code through the
+// font's /ToUnicode. Other fonts
 // without a program (no known collection, no /ToUnicode) draw nothing. A code's
 // glyph is looked up once and remembered.
 #include <string>
@@ -158,7 +159,7 @@ class CidFont final : public Font {
 // The collection's UCS2 CMap or the font's /ToUnicode, and a CJK substitute to draw
 // with; `route.to_unicode` stays null when neither map exists.
 UnicodeRoute SubstituteRoute(QPDFObjectHandle font, QPDFObjectHandle descendant,
-                             const std::string& base_font, FontLoader& loader,
+                             const std::string& base_font, bool cids_guessed, FontLoader& loader,
                              LoadedProgram& loaded, std::string& problem) {
   UnicodeRoute route;
   QPDFObjectHandle info = descendant.getKey("/CIDSystemInfo");
@@ -166,11 +167,13 @@ UnicodeRoute SubstituteRoute(QPDFObjectHandle font, QPDFObjectHandle descendant,
                                    ? info.getKey("/Ordering").getStringValue()
                                    : std::string();
   auto collection = CollectionOfOrdering(ordering);
-  if (collection) {
+  QPDFObjectHandle to_unicode = font.getKey("/ToUnicode");
+  // CIDs read through a guessed CMap mean little: the document's own /ToUnicode is
+  // the better witness of the text then.
+  if (collection && !(cids_guessed && to_unicode.isStream())) {
     route.to_unicode = loader.UnicodeCMap(*collection);
     route.by_cid = route.to_unicode != nullptr;
   }
-  QPDFObjectHandle to_unicode = font.getKey("/ToUnicode");
   if (!route.to_unicode && to_unicode.isStream()) {
     std::string ignored;  // a damaged /ToUnicode maps fewer codes; the text still shows
     route.to_unicode =
@@ -223,7 +226,7 @@ std::shared_ptr<Font> MakeCidFont(QPDFObjectHandle font, FontLoader& loader, std
   description.embedded = loaded.embedded;
   UnicodeRoute route;
   if (!loaded.embedded) {
-    route = SubstituteRoute(font, descendant, base_font, loader, loaded, problem);
+    route = SubstituteRoute(font, descendant, base_font, cmap.Guessed(), loader, loaded, problem);
     description.substitute = loaded.substitute;
   }
 

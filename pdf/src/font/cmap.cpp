@@ -180,6 +180,12 @@ CMap CMap::Identity() {
   return cmap;
 }
 
+CMap CMap::Guess() {
+  CMap cmap = Identity();
+  cmap.guessed_ = true;
+  return cmap;
+}
+
 void CMap::AddIdentity() {
   CodeSpace space;
   space.length = 2;
@@ -397,16 +403,16 @@ CMap CMap::FromEncoding(QPDFObjectHandle encoding, CMapResources& resources, std
       problem =
           "predefined CMap " + name + " is not installed (poppler-data); reading two-byte codes";
     }
-    return Identity();
+    return Guess();
   }
   if (!encoding.isStream()) {
     problem = "missing or invalid /Encoding; reading two-byte codes";
-    return Identity();
+    return Guess();
   }
   CMap result;
   std::size_t skipped = 0;
   UseChain chain{&resources, {}, 0};
-  if (!result.ReadStream(encoding, chain, skipped, problem)) return Identity();
+  if (!result.ReadStream(encoding, chain, skipped, problem)) return Guess();
   result.Complete(skipped, problem);
   return result;
 }

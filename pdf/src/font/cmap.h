@@ -60,6 +60,10 @@ class CMap {
   // the end has length 0: the caller drops it.
   Code Next(std::string_view bytes) const;
 
+  // True for the two-byte identity read in place of a CMap that could not be had:
+  // its CIDs are a guess.
+  bool Guessed() const { return guessed_; }
+
   // The value of a code of `length` bytes: its CID, or for bfchar/bfrange entries
   // its Unicode code point; 0 when nothing maps it.
   std::uint32_t Value(std::uint8_t length, std::uint32_t code) const;
@@ -84,6 +88,7 @@ class CMap {
     int depth = 0;                   // CMaps being read, named or streams
   };
 
+  static CMap Guess();
   void AddIdentity();
   // Adds the ranges and code spaces of a CMap program, counting malformed entries.
   void ParseInto(std::string_view text, UseChain& chain, std::size_t& skipped,
@@ -106,6 +111,7 @@ class CMap {
   std::vector<Range> ranges_;
   std::vector<std::uint32_t> reach_;  // the greatest last code up to each range, per length
   bool identity_fallback_ = false;    // unmapped two-byte codes are their own CID
+  bool guessed_ = false;
 };
 
 }  // namespace QorPdf::internal

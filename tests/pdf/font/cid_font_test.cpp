@@ -207,6 +207,14 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   ExpectSameShape(b[0].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK KR", 0xAC00));
   EXPECT_FALSE(b[1].outline);  // not in /ToUnicode
 
+  // A CMap that is not installed makes the CIDs a guess: /ToUnicode, when there is
+  // one, finds the glyph instead of the collection's UCS2 CMap.
+  QPDFObjectHandle guessed = MakeBareType0(*this, "KozGoPro-Medium", "No-Such-H", "Japan1", 4);
+  guessed.replaceKey("/ToUnicode", Stream("1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                                          "1 beginbfchar <3042> <3042> endbfchar\n"));
+  ExpectSameShape(Decode(*Get(guessed), "\x30\x42"s)[0].outline,
+                  NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x3042));
+
   // Without a collection or /ToUnicode nothing can be drawn: one warning says so.
   warnings_ = WarningList();
   const auto none =
