@@ -157,7 +157,8 @@ std::shared_ptr<const Morv::Compound> NotoGlyph(const char* path, const std::str
 }
 
 void ExpectSameShape(const std::shared_ptr<const Morv::Compound>& actual,
-                     const std::shared_ptr<const Morv::Compound>& expected) {
+                     const std::shared_ptr<const Morv::Compound>& expected, const char* what) {
+  SCOPED_TRACE(what);
   ASSERT_TRUE(actual);
   ASSERT_TRUE(expected);
   EXPECT_EQ(actual->GetBoundingBox(), expected->GetBoundingBox());
@@ -177,8 +178,8 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   EXPECT_FALSE(mincho->Description().embedded);
   const auto m = Decode(*mincho, "\x30\x42\x4e\x00"s);
   ASSERT_EQ(m.size(), 2u);
-  ExpectSameShape(m[0].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK JP", 0x3042));
-  ExpectSameShape(m[1].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK JP", 0x4E00));
+  ExpectSameShape(m[0].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK JP", 0x3042), "mincho a");
+  ExpectSameShape(m[1].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK JP", 0x4E00), "mincho one");
   EXPECT_DOUBLE_EQ(m[0].width, 1.0);
   // Once per font, however often it is shown.
   Decode(*Get(mincho_dict), "\x30\x42"s);
@@ -190,12 +191,12 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   auto hei = Get(MakeBareType0(*this, "SimHei", "UniGB-UCS2-H", "GB1", 2));
   EXPECT_EQ(hei->Description().substitute, "NotoSansCJK-Regular.ttc (Noto Sans CJK SC)");
   ExpectSameShape(Decode(*hei, "\x4e\x00"s)[0].outline,
-                  NotoGlyph(kNotoSans, "Noto Sans CJK SC", 0x4E00));
+                  NotoGlyph(kNotoSans, "Noto Sans CJK SC", 0x4E00), "hei");
   // CNS1 without a telling name: the flags decide (serif here).
   auto ming = Get(MakeBareType0(*this, "Unnamed", "ETen-B5-H", "CNS1", 2));
   EXPECT_EQ(ming->Description().substitute, "NotoSerifCJK-Regular.ttc (Noto Serif CJK TC)");
   ExpectSameShape(Decode(*ming, "\xa4\x40"s)[0].outline,
-                  NotoGlyph(kNotoSerif, "Noto Serif CJK TC", 0x4E00));
+                  NotoGlyph(kNotoSerif, "Noto Serif CJK TC", 0x4E00), "ming");
 
   // Identity ordering: the codes go through /ToUnicode; the name picks Korean.
   QPDFObjectHandle batang =
@@ -204,7 +205,7 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
                                          "1 beginbfchar <0005> <AC00> endbfchar\n"));
   const auto b = Decode(*Get(batang), "\x00\x05\x00\x06"s);
   ASSERT_EQ(b.size(), 2u);
-  ExpectSameShape(b[0].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK KR", 0xAC00));
+  ExpectSameShape(b[0].outline, NotoGlyph(kNotoSerif, "Noto Serif CJK KR", 0xAC00), "batang");
   EXPECT_FALSE(b[1].outline);  // not in /ToUnicode
 
   // A CMap that is not installed makes the CIDs a guess: /ToUnicode, when there is
@@ -213,7 +214,7 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   guessed.replaceKey("/ToUnicode", Stream("1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
                                           "1 beginbfchar <3042> <3042> endbfchar\n"));
   ExpectSameShape(Decode(*Get(guessed), "\x30\x42"s)[0].outline,
-                  NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x3042));
+                  NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x3042), "guessed");
 
   // Without a collection or /ToUnicode nothing can be drawn: one warning says so.
   warnings_ = WarningList();
@@ -229,7 +230,8 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
       Object("<< /Type /Font /Subtype /TrueType /BaseFont /MS-Gothic /Encoding /WinAnsiEncoding"
              "   /FontDescriptor << /Type /FontDescriptor /FontName /MS-Gothic /Flags 32 >> >>"));
   EXPECT_EQ(gothic->Description().substitute, "NotoSansCJK-Regular.ttc (Noto Sans CJK JP)");
-  ExpectSameShape(Decode(*gothic, "A")[0].outline, NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x41));
+  ExpectSameShape(Decode(*gothic, "A")[0].outline, NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x41),
+                  "gothic A");
 }
 
 TEST_F(CidFontTest, CidToGidMapOfTrueType) {
