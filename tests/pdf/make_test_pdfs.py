@@ -1014,9 +1014,10 @@ def tiny_type1(glyphs):
     return clear, encrypted, trailer
 
 
-def cjk_fonts_extra(pdf):
-    # The embedded font: glyph 1 a square, glyph 2 a triangle; 90ms-RKSJ-H maps A
-    # to CID 264 and hiragana a (82 A0) to CID 843, which the CIDToGIDMap sends to them.
+def tiny_cid_program(pdf):
+    """The embedded font of the CJK pages: a Type1 program whose glyph 1 is a square
+    and glyph 2 a triangle, and a CIDToGIDMap sending CID 264 (A under 90ms-RKSJ-H)
+    and CID 843 (hiragana a) to them."""
     clear, encrypted, trailer = tiny_type1([
         ("square", [(100, 0), (900, 0), (900, 800), (100, 800)]),
         ("triangle", [(100, 0), (900, 0), (500, 800)]),
@@ -1026,16 +1027,23 @@ def cjk_fonts_extra(pdf):
     gid_map = bytearray(2 * 844)
     gid_map[2 * 264:2 * 264 + 2] = b"\x00\x01"
     gid_map[2 * 843:2 * 843 + 2] = b"\x00\x02"
-    cid_to_gid = pdf.add("<< >>", bytes(gid_map), compress=True)
-    embedded = pdf.add(
-        "<< /Type /Font /Subtype /Type0 /BaseFont /QorTiny /Encoding /90ms-RKSJ-H "
+    return program, pdf.add("<< >>", bytes(gid_map), compress=True)
+
+
+def tiny_cid_font(pdf, tiny, encoding):
+    program, cid_to_gid = tiny
+    return pdf.add(
+        "<< /Type /Font /Subtype /Type0 /BaseFont /QorTiny /Encoding %s "
         "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QorTiny "
         "/CIDSystemInfo << /Registry (Adobe) /Ordering (Japan1) /Supplement 2 >> "
         "/W [264 [1000] 843 [1000]] /CIDToGIDMap %d 0 R "
         "/FontDescriptor << /Type /FontDescriptor /FontName /QorTiny /Flags 4 "
         "/FontBBox [0 0 1000 1000] /ItalicAngle 0 /Ascent 800 /Descent 0 /CapHeight 800 "
-        "/StemV 80 /FontFile %d 0 R >> >>] >>" % (cid_to_gid, program))
+        "/StemV 80 /FontFile %d 0 R >> >>] >>" % (encoding, cid_to_gid, program))
 
+
+def cjk_fonts_extra(pdf):
+    embedded = tiny_cid_font(pdf, tiny_cid_program(pdf), "/90ms-RKSJ-H")
     to_unicode = pdf.add("<< >>", b"1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
                          b"1 beginbfchar <3042> <3042> endbfchar\n")
 
@@ -1073,6 +1081,39 @@ BT /U 12 Tf 120 160 Td <3042> Tj ET
        "/U %(unknown)d 0 R >>", extra=cjk_fonts_extra)
 
 
+def cjk_bad_cmaps_extra(pdf):
+    tiny = tiny_cid_program(pdf)
+    # Two embedded CMaps that use each other.
+    loop_a, loop_b = pdf.reserve(), pdf.reserve()
+    pdf.set(loop_a, "<< /Type /CMap /CMapName /LoopA /UseCMap %d 0 R >>" % loop_b,
+            b"1 begincodespacerange <00> <FF> endcodespacerange\n"
+            b"1 begincidchar <41> 264 endcidchar\n")
+    pdf.set(loop_b, "<< /Type /CMap /CMapName /LoopB /UseCMap %d 0 R >>" % loop_a,
+            b"1 begincidchar <42> 843 endcidchar\n")
+    # A range that runs past CID 65535: it ends there.
+    huge = pdf.add("<< /Type /CMap /CMapName /Huge >>",
+                   b"1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                   b"1 begincidrange <0000> <FFFF> 264 endcidrange\n")
+    return {
+        "loop": tiny_cid_font(pdf, tiny, "%d 0 R" % loop_a),
+        "huge": tiny_cid_font(pdf, tiny, "%d 0 R" % huge),
+        "unknown": tiny_cid_font(pdf, tiny, "/No-Such-CMap-H"),
+    }
+
+
+def cjk_bad_cmaps():
+    """Bad CMaps still show their text, with one warning each: two CMap streams that use
+    each other (A, B: square, triangle), a range past the last CID (codes 0 and 579:
+    square, triangle; FEF8 is beyond the cut), a CMap name that is not installed
+    (two-byte identity: 264 is the square)."""
+    return content_page(b"""0 0 0 1 k
+BT /L 20 Tf 20 160 Td (AB) Tj ET
+BT /H 20 Tf 20 120 Td <00000243fef8> Tj ET
+BT /U 20 Tf 20 80 Td <0108> Tj ET
+""", "/Font << /L %(loop)d 0 R /H %(huge)d 0 R /U %(unknown)d 0 R >>",
+                        extra=cjk_bad_cmaps_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -1095,6 +1136,7 @@ def main():
         "paths.pdf": paths(),
         "closepath.pdf": closepath(),
         "cjk_fonts.pdf": cjk_fonts(),
+        "cjk_bad_cmaps.pdf": cjk_bad_cmaps(),
         "clips.pdf": clips(),
         "overprint.pdf": overprint(),
         "forms.pdf": forms(),

@@ -198,7 +198,7 @@ void CMap::AddIdentity() {
 CMap CMap::Parse(std::string_view text, std::string& problem, CMapResources* resources) {
   CMap cmap;
   std::size_t skipped = 0;
-  UseChain chain{resources, {}, 0};
+  UseChain chain{resources, {}, {}, 0};
   cmap.ParseInto(text, chain, skipped, problem);
   cmap.Complete(skipped, problem);
   return cmap;
@@ -367,15 +367,21 @@ bool CMap::ReadStream(QPDFObjectHandle stream, UseChain& chain, std::size_t& ski
   if (use.isName()) {
     Use(use.getName().substr(1), chain, skipped, problem);
   } else if (use.isStream()) {
-    if (chain.depth + 1 >= kMaxUseDepth) {
+    const bool loop = use.isIndirect() && std::find(chain.streams.begin(), chain.streams.end(),
+                                                    use.getObjGen()) != chain.streams.end();
+    if (loop || chain.depth + 1 >= kMaxUseDepth) {
       if (problem.empty()) {
-        problem = "CMaps nest more than " + std::to_string(kMaxUseDepth) + " deep";
+        problem =
+            loop ? "CMap stream " + use.getObjGen().unparse(' ') + " uses itself; the loop is cut"
+                 : "CMaps nest more than " + std::to_string(kMaxUseDepth) + " deep";
       }
       return true;
     }
     CMap used;
     ++chain.depth;
+    chain.streams.push_back(use.getObjGen());
     used.ReadStream(use, chain, skipped, problem);
+    chain.streams.pop_back();
     --chain.depth;
     Merge(std::move(used));
   }
@@ -389,7 +395,7 @@ std::optional<CMap> CMap::Predefined(std::string_view name, CMapResources& resou
   if (!text) return std::nullopt;
   CMap cmap;
   std::size_t skipped = 0;
-  UseChain chain{&resources, {std::string(name)}, 0};
+  UseChain chain{&resources, {std::string(name)}, {}, 0};
   cmap.ParseInto(*text, chain, skipped, problem);
   cmap.Complete(skipped, problem);
   return cmap;
@@ -411,7 +417,8 @@ CMap CMap::FromEncoding(QPDFObjectHandle encoding, CMapResources& resources, std
   }
   CMap result;
   std::size_t skipped = 0;
-  UseChain chain{&resources, {}, 0};
+  UseChain chain{&resources, {}, {}, 0};
+  if (encoding.isIndirect()) chain.streams.push_back(encoding.getObjGen());
   if (!result.ReadStream(encoding, chain, skipped, problem)) return Guess();
   result.Complete(skipped, problem);
   return result;

@@ -84,8 +84,9 @@ class CMap {
   // The CMaps being read, outermost first, for the usecmap loop and depth checks.
   struct UseChain {
     CMapResources* resources = nullptr;
-    std::vector<std::string> names;  // named CMaps being read
-    int depth = 0;                   // CMaps being read, named or streams
+    std::vector<std::string> names;   // named CMaps being read
+    std::vector<QPDFObjGen> streams;  // indirect CMap streams being read
+    int depth = 0;                    // CMaps being read, named or streams
   };
 
   static CMap Guess();

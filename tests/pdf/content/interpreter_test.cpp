@@ -504,6 +504,35 @@ TEST(Interpreter, CjkTextThroughPredefinedCMapsAndSubstitutes) {
   }
 }
 
+TEST(Interpreter, BadCMapsStillShowTheirTextWithOneWarningEach) {
+  const Imported imported = Import("cjk_bad_cmaps.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 3u) << imported.AllWarnings();
+  const Morv::MilliPointRectangle square(100, 0, 800, 800);
+  const Morv::MilliPointRectangle triangle(1100, 0, 800, 800);
+
+  // Two CMap streams using each other: both mappings hold, the loop is cut.
+  const auto& loop = As<QorDoc::Text>(members[0])->OriginalCompounds();
+  ASSERT_EQ(loop.size(), 2u);
+  EXPECT_EQ(loop[0]->GetBoundingBox(), square);
+  EXPECT_EQ(loop[1]->GetBoundingBox(), triangle);
+  // A range past CID 65535 keeps its start; the code beyond the cut draws nothing.
+  const auto& huge = As<QorDoc::Text>(members[1])->OriginalCompounds();
+  ASSERT_EQ(huge.size(), 2u);
+  EXPECT_EQ(huge[0]->GetBoundingBox(), square);
+  EXPECT_EQ(huge[1]->GetBoundingBox(), triangle);
+  // A CMap that is not installed: two-byte codes as CIDs.
+  const auto& unknown = As<QorDoc::Text>(members[2])->OriginalCompounds();
+  ASSERT_EQ(unknown.size(), 1u);
+  EXPECT_EQ(unknown[0]->GetBoundingBox(), square);
+
+  const std::string warnings = imported.AllWarnings();
+  EXPECT_EQ(imported.pdf.Warnings().size(), 3u) << warnings;
+  EXPECT_NE(warnings.find("uses itself"), std::string::npos) << warnings;
+  EXPECT_NE(warnings.find("malformed"), std::string::npos) << warnings;
+  EXPECT_NE(warnings.find("No-Such-CMap-H is not installed"), std::string::npos) << warnings;
+}
+
 }  // namespace
 
 namespace {

@@ -82,6 +82,23 @@ TEST(CMapTest, UnicodeCMapsMapToTheFirstCodePoint) {
   EXPECT_FALSE(CMap::Predefined("No-Such-CMap", resources, problem).has_value());
 }
 
+TEST(CMapTest, EmbeddedStreamsThatUseEachOther) {
+  QPDF pdf;
+  pdf.emptyPDF();
+  QPDFObjectHandle a = pdf.makeIndirectObject(QPDFObjectHandle::newStream(
+      &pdf, "1 begincodespacerange <00> <FF> endcodespacerange 1 begincidchar <41> 10 endcidchar"));
+  QPDFObjectHandle b = pdf.makeIndirectObject(
+      QPDFObjectHandle::newStream(&pdf, "1 begincidchar <42> 20 endcidchar"));
+  a.getDict().replaceKey("/UseCMap", b);
+  b.getDict().replaceKey("/UseCMap", a);
+  CMapResources resources;
+  std::string problem;
+  const CMap cmap = CMap::FromEncoding(a, resources, problem);
+  EXPECT_EQ(First(cmap, "A"), std::make_pair(10u, 1));
+  EXPECT_EQ(First(cmap, "B"), std::make_pair(20u, 1));
+  EXPECT_NE(problem.find("uses itself"), std::string::npos) << problem;
+}
+
 class CMapFiles : public ::testing::Test {
  protected:
   CMapFiles()
