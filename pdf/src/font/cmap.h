@@ -78,7 +78,7 @@ class CMap {
     std::uint8_t length = 0;
     std::uint32_t first = 0;
     std::uint32_t last = 0;
-    std::uint32_t cid = 0;  // the CID of `first`
+    std::uint32_t cid = 0;  // the value of `first`: a CID, or a Unicode code point
   };
 
   // The CMaps being read, outermost first, for the usecmap loop and depth checks.
