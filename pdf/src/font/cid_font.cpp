@@ -9,12 +9,12 @@
 // ranges so that a huge range costs nothing) and /DW (default 1000). Vertical CMaps
 // (Identity-V) decode like horizontal ones; glyphs still advance horizontally.
 //
-// Fonts without an embedded program are drawn with a CJK substitute, whose glyphs
-// are found through Unicode: a CID of Adobe-Japan1, GB1, CNS1 or Korea1 through the
-// collection's UCS2 CMap, else (or when the CMap is a guess) a code through the
-// font's /ToUnicode. Other fonts
-// without a program (no known collection, no /ToUnicode) draw nothing. A code's
-// glyph is looked up once and remembered.
+// Fonts without an embedded program are drawn with a substitute whose glyphs are
+// found through Unicode: a CID of Adobe-Japan1, GB1, CNS1 or Korea1 through the
+// collection's UCS2 CMap with a CJK substitute; else (or when the CMap is a guess) a
+// code through the font's /ToUnicode, with the substitute a simple font of that name
+// would get (CJK or URW). Other fonts without a program (no known collection, no
+// /ToUnicode) draw nothing. A code's glyph is looked up once and remembered.
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -178,7 +178,14 @@ UnicodeRoute SubstituteRoute(QPDFObjectHandle font, QPDFObjectHandle descendant,
     std::string ignored;  // a damaged /ToUnicode maps fewer codes; the text still shows
     route.to_unicode =
         std::make_shared<const CMap>(CMap::FromEncoding(to_unicode, loader.CMaps(), ignored));
-    if (!collection) collection = CollectionOfFontName(base_font);
+    if (!collection) {
+      // No CJK collection: the font is drawn as a simple font without a program would
+      // be (a CJK face for CJK names, else URW, like Arial exported as Type0 with
+      // Identity-H), its glyphs found by Unicode all the same.
+      loaded = loader.Load(base_font, descendant.getKey("/FontDescriptor"), true, problem);
+      if (!loaded.program) route.to_unicode = nullptr;
+      return route;
+    }
   }
   if (!route.to_unicode) {
     if (problem.empty()) {
@@ -190,8 +197,8 @@ UnicodeRoute SubstituteRoute(QPDFObjectHandle font, QPDFObjectHandle descendant,
     }
     return route;
   }
-  loader.CjkSubstitute(collection.value_or(CjkCollection::kJapan1), base_font,
-                       descendant.getKey("/FontDescriptor"), loaded, problem);
+  loader.CjkSubstitute(*collection, base_font, descendant.getKey("/FontDescriptor"), loaded,
+                       problem);
   if (!loaded.program) route.to_unicode = nullptr;
   return route;
 }

@@ -216,6 +216,22 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   ExpectSameShape(Decode(*Get(guessed), "\x30\x42"s)[0].outline,
                   NotoGlyph(kNotoSans, "Noto Sans CJK JP", 0x3042), "guessed");
 
+  // A Latin font exported as Type0 without a program: URW through /ToUnicode,
+  // silently, as for a simple font of that name.
+  QPDFObjectHandle arial =
+      MakeBareType0(*this, "Arial", "Identity-H", "Identity", 32, "CIDFontType2");
+  arial.replaceKey("/ToUnicode", Stream("1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                                        "1 beginbfchar <0024> <0041> endbfchar\n"));
+  auto arial_font = Get(arial);
+  EXPECT_EQ(arial_font->Description().substitute, "NimbusSans-Regular.t1");
+  std::string error;
+  auto nimbus = FontProgram::OpenFile(MakeFreeTypeLibrary(),
+                                      std::string(kUrwType1) + "NimbusSans-Regular.t1", error);
+  ASSERT_TRUE(nimbus) << error;
+  ExpectSameShape(Decode(*arial_font, "\x00\x24"s)[0].outline,
+                  nimbus->Outline(nimbus->GlyphByName("A")), "arial");
+  EXPECT_EQ(WarningText().find("font Arial"), std::string::npos) << WarningText();
+
   // Without a collection or /ToUnicode nothing can be drawn: one warning says so.
   warnings_ = WarningList();
   const auto none =
