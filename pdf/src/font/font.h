@@ -11,9 +11,11 @@
 // program. Standard 14 fonts and other simple fonts without an embedded program are
 // drawn with Debian's URW base-35 substitutes (fonts-urw-base35), chosen by name and
 // flags; CJK fonts without one (CID fonts of the Adobe-Japan1, GB1, CNS1 and Korea1
-// collections or with a /ToUnicode, simple fonts with CJK names) with a Noto CJK
-// face (fonts-noto-cjk) found through Unicode, noted by one warning per font. Other
-// CID fonts without a program draw nothing (one warning, widths still apply).
+// collections, simple fonts and CID fonts with a /ToUnicode that have CJK names) with
+// a Noto CJK face (fonts-noto-cjk) found through Unicode, noted by one warning per
+// font; other CID fonts with a /ToUnicode with URW through Unicode. CID fonts without
+// a program, a known collection or a /ToUnicode draw nothing (one warning, widths
+// still apply).
 //
 // Invariants: outlines are in glyph units, 1000 per text-space unit (a glyph of a
 // 1-unit font scaled up 1000×), y up, origin at the glyph origin, filled non-zero;
