@@ -947,6 +947,173 @@ def tiling():
     return pdf.build()
 
 
+def closepath():
+    """Segments right after h start at the closed subpath's start: v, l and c."""
+    return content_page(b"""0 0 0 1 k
+10 10 m 100 10 l 100 100 l h 10 100 60 150 v f
+110 10 m 190 10 l 190 90 l h 110 90 l f
+""")
+
+
+def type1_number(value):
+    """A number in Type1 charstring encoding."""
+    if -107 <= value <= 107:
+        return bytes([value + 139])
+    if 108 <= value <= 1131:
+        value -= 108
+        return bytes([(value >> 8) + 247, value & 0xFF])
+    if -1131 <= value <= -108:
+        value = -value - 108
+        return bytes([(value >> 8) + 251, value & 0xFF])
+    return b"\xff" + struct.pack(">i", value)
+
+
+def type1_encrypt(data, key, skip):
+    """Type1 encryption (eexec key 55665, charstring key 4330) after `skip` zero bytes."""
+    out = bytearray()
+    for byte in b"\0" * skip + data:
+        cipher = byte ^ (key >> 8)
+        key = ((cipher + key) * 52845 + 22719) & 0xFFFF
+        out.append(cipher)
+    return bytes(out)
+
+
+def type1_polygon(points, width=1000):
+    """The charstring of one closed polygon (absolute points in glyph units)."""
+    ops = type1_number(0) + type1_number(width) + b"\x0d"  # hsbw
+    x, y = 0, 0
+    for i, (px, py) in enumerate(points):
+        ops += type1_number(px - x) + type1_number(py - y) + (b"\x15" if i == 0 else b"\x05")
+        x, y = px, py
+    return ops + b"\x09\x0e"  # closepath endchar
+
+
+def tiny_type1(glyphs):
+    """A minimal Type1 program whose glyphs are polygons, in the order given (glyph 1
+    onwards; .notdef is glyph 0): FreeType reads it as any other Type1 font."""
+    charstrings = [(b".notdef", type1_number(0) + type1_number(1000) + b"\x0d\x0e")]
+    charstrings += [(name.encode(), type1_polygon(points)) for name, points in glyphs]
+    private = bytearray(b"dup /Private 8 dict dup begin\n"
+                        b"/RD {string currentfile exch readstring pop} executeonly def\n"
+                        b"/ND {noaccess def} executeonly def\n"
+                        b"/NP {noaccess put} executeonly def\n"
+                        b"/BlueValues [] ND\n/MinFeature {16 16} ND\n/password 5839 def\n"
+                        b"/lenIV 4 def\n")
+    private += b"2 index /CharStrings %d dict dup begin\n" % len(charstrings)
+    for name, ops in charstrings:
+        encrypted = type1_encrypt(ops, 4330, 4)
+        private += b"/%s %d RD %s ND\n" % (name, len(encrypted), encrypted)
+    private += (b"end\nend\nreadonly put\nnoaccess put\n"
+                b"dup /FontName get exch definefont pop\nmark currentfile closefile\n")
+    clear = (b"%!PS-AdobeFont-1.0: QorTiny 001\n10 dict begin\n/FontName /QorTiny def\n"
+             b"/FontType 1 def\n/PaintType 0 def\n/FontMatrix [0.001 0 0 0.001 0 0] readonly def\n"
+             b"/FontBBox {0 0 1000 1000} readonly def\n/Encoding StandardEncoding def\n"
+             b"currentdict end\ncurrentfile eexec\n")
+    encrypted = type1_encrypt(bytes(private), 55665, 4)
+    trailer = (b"0" * 64 + b"\n") * 8 + b"cleartomark\n"
+    return clear, encrypted, trailer
+
+
+def tiny_cid_program(pdf):
+    """The embedded font of the CJK pages: a Type1 program whose glyph 1 is a square
+    and glyph 2 a triangle, and a CIDToGIDMap sending CID 264 (A under 90ms-RKSJ-H)
+    and CID 843 (hiragana a) to them."""
+    clear, encrypted, trailer = tiny_type1([
+        ("square", [(100, 0), (900, 0), (900, 800), (100, 800)]),
+        ("triangle", [(100, 0), (900, 0), (500, 800)]),
+    ])
+    program = pdf.add("<< /Length1 %d /Length2 %d /Length3 %d >>" % (
+        len(clear), len(encrypted), len(trailer)), clear + encrypted + trailer, compress=True)
+    gid_map = bytearray(2 * 844)
+    gid_map[2 * 264:2 * 264 + 2] = b"\x00\x01"
+    gid_map[2 * 843:2 * 843 + 2] = b"\x00\x02"
+    return program, pdf.add("<< >>", bytes(gid_map), compress=True)
+
+
+def tiny_cid_font(pdf, tiny, encoding):
+    program, cid_to_gid = tiny
+    return pdf.add(
+        "<< /Type /Font /Subtype /Type0 /BaseFont /QorTiny /Encoding %s "
+        "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType2 /BaseFont /QorTiny "
+        "/CIDSystemInfo << /Registry (Adobe) /Ordering (Japan1) /Supplement 2 >> "
+        "/W [264 [1000] 843 [1000]] /CIDToGIDMap %d 0 R "
+        "/FontDescriptor << /Type /FontDescriptor /FontName /QorTiny /Flags 4 "
+        "/FontBBox [0 0 1000 1000] /ItalicAngle 0 /Ascent 800 /Descent 0 /CapHeight 800 "
+        "/StemV 80 /FontFile %d 0 R >> >>] >>" % (encoding, cid_to_gid, program))
+
+
+def cjk_fonts_extra(pdf):
+    embedded = tiny_cid_font(pdf, tiny_cid_program(pdf), "/90ms-RKSJ-H")
+    to_unicode = pdf.add("<< >>", b"1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                         b"1 beginbfchar <3042> <3042> endbfchar\n")
+
+    def bare(name, encoding, ordering, flags, extra=""):
+        return pdf.add(
+            "<< /Type /Font /Subtype /Type0 /BaseFont /%s /Encoding /%s %s"
+            "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType0 /BaseFont /%s "
+            "/CIDSystemInfo << /Registry (Adobe) /Ordering (%s) /Supplement 2 >> /DW 1000 "
+            "/FontDescriptor << /Type /FontDescriptor /FontName /%s /Flags %d "
+            "/FontBBox [0 -120 1000 880] /ItalicAngle 0 /Ascent 880 /Descent -120 "
+            "/CapHeight 700 /StemV 80 >> >>] >>" % (name, encoding, extra, name, ordering, name,
+                                                     flags))
+    return {
+        "embedded": embedded,
+        "mincho": bare("KozMinPro-Regular", "UniJIS-UCS2-H", "Japan1", 6),
+        "hei": bare("SimHei", "UniGB-UCS2-H", "GB1", 4),
+        "batang": bare("Batang", "KSCms-UHC-H", "Korea1", 6),
+        "unknown": bare("KozGoPro-Medium", "No-Such-CMap-H", "Japan1", 4,
+                        "/ToUnicode %d 0 R " % to_unicode),
+    }
+
+
+def cjk_fonts():
+    """CJK text: an embedded program under a predefined mixed one- and two-byte CMap
+    (A, hiragana a, A: square, triangle, square), and fonts without a program drawn
+    with a substitute: Japanese serif, Chinese sans, Korean serif; a CMap that is not
+    installed reads two-byte codes, drawn through the font's /ToUnicode."""
+    return content_page(b"""0 0 0 1 k
+BT /E 20 Tf 20 160 Td (A\x82\xa0A) Tj ET
+BT /M 24 Tf 20 120 Td <304265e5672c> Tj ET
+BT /H 24 Tf 20 80 Td <4e2d6587> Tj ET
+BT /B 24 Tf 20 40 Td <c7d1b1db> Tj ET
+BT /U 12 Tf 120 160 Td <3042> Tj ET
+""", "/Font << /E %(embedded)d 0 R /M %(mincho)d 0 R /H %(hei)d 0 R /B %(batang)d 0 R "
+       "/U %(unknown)d 0 R >>", extra=cjk_fonts_extra)
+
+
+def cjk_bad_cmaps_extra(pdf):
+    tiny = tiny_cid_program(pdf)
+    # Two embedded CMaps that use each other.
+    loop_a, loop_b = pdf.reserve(), pdf.reserve()
+    pdf.set(loop_a, "<< /Type /CMap /CMapName /LoopA /UseCMap %d 0 R >>" % loop_b,
+            b"1 begincodespacerange <00> <FF> endcodespacerange\n"
+            b"1 begincidchar <41> 264 endcidchar\n")
+    pdf.set(loop_b, "<< /Type /CMap /CMapName /LoopB /UseCMap %d 0 R >>" % loop_a,
+            b"1 begincidchar <42> 843 endcidchar\n")
+    # A range that runs past CID 65535: it ends there.
+    huge = pdf.add("<< /Type /CMap /CMapName /Huge >>",
+                   b"1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                   b"1 begincidrange <0000> <FFFF> 264 endcidrange\n")
+    return {
+        "loop": tiny_cid_font(pdf, tiny, "%d 0 R" % loop_a),
+        "huge": tiny_cid_font(pdf, tiny, "%d 0 R" % huge),
+        "unknown": tiny_cid_font(pdf, tiny, "/No-Such-CMap-H"),
+    }
+
+
+def cjk_bad_cmaps():
+    """Bad CMaps still show their text, with one warning each: two CMap streams that use
+    each other (A, B: square, triangle), a range past the last CID (codes 0 and 579:
+    square, triangle; FEF8 is beyond the cut), a CMap name that is not installed
+    (two-byte identity: 264 is the square)."""
+    return content_page(b"""0 0 0 1 k
+BT /L 20 Tf 20 160 Td (AB) Tj ET
+BT /H 20 Tf 20 120 Td <00000243fef8> Tj ET
+BT /U 20 Tf 20 80 Td <0108> Tj ET
+""", "/Font << /L %(loop)d 0 R /H %(huge)d 0 R /U %(unknown)d 0 R >>",
+                        extra=cjk_bad_cmaps_extra)
+
+
 def main():
     DATA.mkdir(exist_ok=True)
     intact = two_pages().build()
@@ -967,6 +1134,9 @@ def main():
         "truncated_tail.pdf": intact[:intact.rindex(b"startxref")],
         "not_a_pdf.pdf": b"This is a text file, not a PDF.\n",
         "paths.pdf": paths(),
+        "closepath.pdf": closepath(),
+        "cjk_fonts.pdf": cjk_fonts(),
+        "cjk_bad_cmaps.pdf": cjk_bad_cmaps(),
         "clips.pdf": clips(),
         "overprint.pdf": overprint(),
         "forms.pdf": forms(),

@@ -1,5 +1,6 @@
-// Golden images: the bundled press sheet and the tiling-pattern test pages rendered
-// at 50 dpi, every plate compared with its stored reference in tests/golden/NAME/.
+// Golden images: the bundled press sheet and the tiling-pattern and CJK test pages
+// rendered at 50 dpi, every plate compared with its stored reference in
+// tests/golden/NAME/.
 //
 // References are grey PNGs, one per plate, drawn like film: 0 (black) is full ink,
 // 255 (white) none. Tolerance: a pixel differs when its value is more than 2 away
@@ -142,6 +143,11 @@ TEST(Golden, TilingPatternPlatesMatchTheirReferences) {
   const fs::path file = kSource / "tests" / "pdf" / "data" / "tiling.pdf";
   CheckPlates(file, 0, "tiling_p1");
   CheckPlates(file, 2, "tiling_p3");
+}
+
+// Predefined CMaps and CJK substitutes (tests/pdf/make_test_pdfs.py, cjk_fonts).
+TEST(Golden, CjkFontPlatesMatchTheirReferences) {
+  CheckPlates(kSource / "tests" / "pdf" / "data" / "cjk_fonts.pdf", 0, "cjk_fonts");
 }
 
 }  // namespace

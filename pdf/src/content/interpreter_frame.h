@@ -32,6 +32,10 @@ struct ContentInterpreter::Frame {
   bool has_current_point = false;
   double current_x = 0.0;
   double current_y = 0.0;
+  // Where the current subpath started: h (and the painting operators' close) return
+  // the current point there.
+  double subpath_x = 0.0;
+  double subpath_y = 0.0;
   bool path_limit_reported = false;
   std::optional<std::uint32_t> pending_clip;  // W or W*: the winding rule
 

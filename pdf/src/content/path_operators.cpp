@@ -46,16 +46,16 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
     const double y = c == 'c' ? v[5] : c == 'l' ? v[1] : v[3];
     f.path.MoveTo(x, y);
     f.has_current_point = true;
-    f.current_x = x;
-    f.current_y = y;
+    f.current_x = f.subpath_x = x;
+    f.current_y = f.subpath_y = y;
     f.path_empty = false;
     return;
   }
   switch (c) {
     case 'm':
       f.path.MoveTo(v[0], v[1]);
-      f.current_x = v[0];
-      f.current_y = v[1];
+      f.current_x = f.subpath_x = v[0];
+      f.current_y = f.subpath_y = v[1];
       break;
     case 'l':
       f.path.LineTo(v[0], v[1]);
@@ -80,11 +80,15 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
     case 'h':
       if (!f.has_current_point) return;
       f.path.Close();
+      // The next segment (a v uses the current point as its first control point)
+      // starts where the closed subpath began.
+      f.current_x = f.subpath_x;
+      f.current_y = f.subpath_y;
       break;
     default:  // re
       f.path.Rectangle(v[0], v[1], v[2], v[3]);
-      f.current_x = v[0];
-      f.current_y = v[1];
+      f.current_x = f.subpath_x = v[0];
+      f.current_y = f.subpath_y = v[1];
       break;
   }
   f.has_current_point = true;

@@ -8,13 +8,19 @@
 // come from /W (single widths expanded into a table, c_first c_last w ranges kept as
 // ranges so that a huge range costs nothing) and /DW (default 1000). Vertical CMaps
 // (Identity-V) decode like horizontal ones; glyphs still advance horizontally.
-// Fonts without an embedded program have no URW substitute (the CIDs of CJK
-// collections have no counterpart there) and draw nothing.
+//
+// Fonts without an embedded program are drawn with a substitute whose glyphs are
+// found through Unicode: a CID of Adobe-Japan1, GB1, CNS1 or Korea1 through the
+// collection's UCS2 CMap with a CJK substitute; else (or when the CMap is a guess) a
+// code through the font's /ToUnicode, with the substitute a simple font of that name
+// would get (CJK or URW). Other fonts without a program (no known collection, no
+// /ToUnicode) draw nothing. A code's glyph is looked up once and remembered.
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "font/cjk_substitutes.h"
 #include "font/cmap.h"
 #include "font/font_loader.h"
 #include "stream_data.h"
@@ -78,16 +84,33 @@ CidWidths ReadWidths(QPDFObjectHandle cid_font) {
   return widths;
 }
 
+// The glyph of a Unicode code point in a substitute's Unicode cmap; 0 for none.
+unsigned GlyphOfUnicode(FontProgram& program, std::uint32_t unicode) {
+  if (unicode == 0) return 0;
+  if (const auto glyph = program.GlyphByCmap(3, 10, unicode); glyph && *glyph != 0) return *glyph;
+  if (unicode > 0xFFFF) return 0;
+  return program.GlyphByCmap(3, 1, unicode).value_or(0);
+}
+
+// How a substitute finds its glyphs: through Unicode, from the CID (a collection's
+// UCS2 CMap) or from the code (the font's /ToUnicode).
+struct UnicodeRoute {
+  std::shared_ptr<const CMap> to_unicode;  // null: the program is the font's own
+  bool by_cid = false;
+};
+
 class CidFont final : public Font {
  public:
   CidFont(FontDescription description, CMap cmap, std::shared_ptr<FontProgram> program,
-          std::vector<std::uint16_t> cid_to_gid, bool mapped, CidWidths widths)
+          std::vector<std::uint16_t> cid_to_gid, bool mapped, CidWidths widths,
+          UnicodeRoute route = {})
       : Font(std::move(description), false),
         cmap_(std::move(cmap)),
         program_(std::move(program)),
         cid_to_gid_(std::move(cid_to_gid)),
         mapped_(mapped),
-        widths_(std::move(widths)) {}
+        widths_(std::move(widths)),
+        route_(std::move(route)) {}
 
   void Decode(std::string_view bytes, std::vector<ShownGlyph>& out) override {
     std::size_t pos = 0;
@@ -97,7 +120,7 @@ class CidFont final : public Font {
       pos += code.length;
       ShownGlyph glyph;
       glyph.code = code.code;
-      const unsigned gid = GlyphOf(code.cid);
+      const unsigned gid = route_.to_unicode ? SubstituteGlyph(code) : GlyphOf(code.cid);
       if (program_ && gid != 0) glyph.outline = program_->Outline(gid);
       glyph.width = widths_.Of(code.cid);
       glyph.word_space = code.length == 1 && code.code == 32;
@@ -111,12 +134,74 @@ class CidFont final : public Font {
     return cid < cid_to_gid_.size() ? cid_to_gid_[cid] : 0;
   }
 
+  unsigned SubstituteGlyph(const CMap::Code& code) {
+    const std::uint64_t key =
+        route_.by_cid ? code.cid : (std::uint64_t{code.length} << 32) | code.code;
+    if (const auto it = substitute_glyphs_.find(key); it != substitute_glyphs_.end()) {
+      return it->second;
+    }
+    const std::uint32_t unicode = route_.by_cid ? route_.to_unicode->Value(2, code.cid)
+                                                : route_.to_unicode->Value(code.length, code.code);
+    const unsigned glyph = program_ ? GlyphOfUnicode(*program_, unicode) : 0;
+    substitute_glyphs_.emplace(key, glyph);
+    return glyph;
+  }
+
   CMap cmap_;
   std::shared_ptr<FontProgram> program_;
   std::vector<std::uint16_t> cid_to_gid_;
   bool mapped_;  // cid_to_gid_ applies; else glyph = CID
   CidWidths widths_;
+  UnicodeRoute route_;
+  std::unordered_map<std::uint64_t, unsigned> substitute_glyphs_;
 };
+
+// The collection's UCS2 CMap or the font's /ToUnicode, and a CJK substitute to draw
+// with; `route.to_unicode` stays null when neither map exists.
+UnicodeRoute SubstituteRoute(QPDFObjectHandle font, QPDFObjectHandle descendant,
+                             const std::string& base_font, bool cids_guessed, FontLoader& loader,
+                             LoadedProgram& loaded, std::string& problem) {
+  UnicodeRoute route;
+  QPDFObjectHandle info = descendant.getKey("/CIDSystemInfo");
+  const std::string ordering = info.isDictionary() && info.getKey("/Ordering").isString()
+                                   ? info.getKey("/Ordering").getStringValue()
+                                   : std::string();
+  auto collection = CollectionOfOrdering(ordering);
+  QPDFObjectHandle to_unicode = font.getKey("/ToUnicode");
+  // CIDs read through a guessed CMap mean little: the document's own /ToUnicode is
+  // the better witness of the text then.
+  if (collection && !(cids_guessed && to_unicode.isStream())) {
+    route.to_unicode = loader.UnicodeCMap(*collection);
+    route.by_cid = route.to_unicode != nullptr;
+  }
+  if (!route.to_unicode && to_unicode.isStream()) {
+    std::string ignored;  // a damaged /ToUnicode maps fewer codes; the text still shows
+    route.to_unicode =
+        std::make_shared<const CMap>(CMap::FromEncoding(to_unicode, loader.CMaps(), ignored));
+    if (!collection) {
+      // No CJK collection: the font is drawn as a simple font without a program would
+      // be (a CJK face for CJK names, else URW, like Arial exported as Type0 with
+      // Identity-H), its glyphs found by Unicode all the same.
+      loaded = loader.Load(base_font, descendant.getKey("/FontDescriptor"), true, problem);
+      if (!loaded.program) route.to_unicode = nullptr;
+      return route;
+    }
+  }
+  if (!route.to_unicode) {
+    if (problem.empty()) {
+      problem = collection
+                    ? std::string("no embedded font program and ") + UnicodeCMapName(*collection) +
+                          " is not installed (poppler-data); drawn without glyphs"
+                    : "no embedded font program, no known character collection and no "
+                      "/ToUnicode; drawn without glyphs";
+    }
+    return route;
+  }
+  loader.CjkSubstitute(*collection, base_font, descendant.getKey("/FontDescriptor"), loaded,
+                       problem);
+  if (!loaded.program) route.to_unicode = nullptr;
+  return route;
+}
 
 }  // namespace
 
@@ -126,7 +211,7 @@ std::shared_ptr<Font> MakeCidFont(QPDFObjectHandle font, FontLoader& loader, std
   description.name = base_font.empty() ? "(unnamed)" : base_font;
   description.subtype = "Type0";
 
-  CMap cmap = CMap::FromEncoding(font.getKey("/Encoding"), problem);
+  CMap cmap = CMap::FromEncoding(font.getKey("/Encoding"), loader.CMaps(), problem);
 
   QPDFObjectHandle descendant;
   QPDFObjectHandle descendants = font.getKey("/DescendantFonts");
@@ -146,6 +231,11 @@ std::shared_ptr<Font> MakeCidFont(QPDFObjectHandle font, FontLoader& loader, std
       loader.Load(base_font, descendant.getKey("/FontDescriptor"), false, problem);
   description.program = loaded.kind;
   description.embedded = loaded.embedded;
+  UnicodeRoute route;
+  if (!loaded.embedded) {
+    route = SubstituteRoute(font, descendant, base_font, cmap.Guessed(), loader, loaded, problem);
+    description.substitute = loaded.substitute;
+  }
 
   std::vector<std::uint16_t> cid_to_gid;
   bool mapped = false;
@@ -165,7 +255,7 @@ std::shared_ptr<Font> MakeCidFont(QPDFObjectHandle font, FontLoader& loader, std
   }
   return std::make_shared<CidFont>(std::move(description), std::move(cmap),
                                    std::move(loaded.program), std::move(cid_to_gid), mapped,
-                                   ReadWidths(descendant));
+                                   ReadWidths(descendant), std::move(route));
 }
 
 }  // namespace QorPdf::internal

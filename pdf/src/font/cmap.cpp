@@ -1,5 +1,5 @@
-// Reading CMap programs: a small tokenizer for the PostScript subset CMaps use, and
-// the code space and CID lookups.
+// Reading CMap programs: a small tokenizer for the PostScript subset CMaps use, the
+// usecmap chains, and the code space and value lookups.
 //
 // Overlapping ranges resolve to the one with the greatest first code, so a cidchar
 // inside a cidrange wins. The lookup finds the last range starting at or below the
@@ -12,14 +12,16 @@
 #include <exception>
 #include <optional>
 
+#include "font/cmap_resources.h"
 #include "stream_data.h"
 
 namespace QorPdf::internal {
 
 namespace {
 
-// Nested /UseCMap streams deeper than this are ignored (a loop in a damaged file).
-constexpr int kMaxUseDepth = 4;
+// CIDs are two-byte numbers; Unicode ends at U+10FFFF.
+constexpr std::uint32_t kMaxCid = 0xFFFF;
+constexpr std::uint32_t kMaxUnicode = 0x10FFFF;
 
 struct Token {
   enum class Kind { kHex, kName, kWord, kOther, kEnd } kind = Kind::kEnd;
@@ -147,6 +149,25 @@ std::optional<std::uint32_t> CidOf(const Token& token) {
   return static_cast<std::uint32_t>(value);
 }
 
+// The first code point of a UTF-16BE destination (a surrogate pair joined); a
+// one-byte destination is its byte.
+std::optional<std::uint32_t> FirstCodePoint(const std::string& bytes) {
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
+  if (bytes.empty()) return std::nullopt;
+  if (bytes.size() == 1) return byte(0);
+  const std::uint32_t high = (byte(0) << 8) | byte(1);
+  if (high >= 0xD800 && high < 0xDC00 && bytes.size() >= 4) {
+    const std::uint32_t low = (byte(2) << 8) | byte(3);
+    if (low >= 0xDC00 && low < 0xE000) return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
+  }
+  return high;
+}
+
+std::optional<std::uint32_t> FirstCodePoint(const Token& token) {
+  if (token.kind != Token::Kind::kHex) return std::nullopt;
+  return FirstCodePoint(token.text);
+}
+
 bool IsCode(const Token& token) {
   return token.kind == Token::Kind::kHex && !token.text.empty() && token.text.size() <= 4;
 }
@@ -159,6 +180,12 @@ CMap CMap::Identity() {
   return cmap;
 }
 
+CMap CMap::Guess() {
+  CMap cmap = Identity();
+  cmap.guessed_ = true;
+  return cmap;
+}
+
 void CMap::AddIdentity() {
   CodeSpace space;
   space.length = 2;
@@ -168,10 +195,11 @@ void CMap::AddIdentity() {
   identity_fallback_ = true;
 }
 
-CMap CMap::Parse(std::string_view text, std::string& problem) {
+CMap CMap::Parse(std::string_view text, std::string& problem, CMapResources* resources) {
   CMap cmap;
   std::size_t skipped = 0;
-  cmap.ParseInto(text, skipped, problem);
+  UseChain chain{resources, {}, {}, 0};
+  cmap.ParseInto(text, chain, skipped, problem);
   cmap.Complete(skipped, problem);
   return cmap;
 }
@@ -191,8 +219,22 @@ void CMap::Complete(std::size_t skipped, std::string& problem) {
   Finish();
 }
 
-void CMap::ParseInto(std::string_view text, std::size_t& skipped, std::string& problem) {
-  CMap& cmap = *this;
+void CMap::AddRange(std::uint8_t length, std::uint32_t first, std::uint32_t last,
+                    std::uint32_t value, std::uint32_t max_value, std::size_t& skipped) {
+  if (value > max_value) {
+    ++skipped;
+    return;
+  }
+  if (last - first > max_value - value) {
+    // Values past the limit mean nothing: the range ends where they would begin.
+    ++skipped;
+    last = first + (max_value - value);
+  }
+  ranges_.push_back({length, first, last, value});
+}
+
+void CMap::ParseInto(std::string_view text, UseChain& chain, std::size_t& skipped,
+                     std::string& problem) {
   Tokenizer tokens(text);
   Token previous;
   for (Token token = tokens.Next(); token.kind != Token::Kind::kEnd; token = tokens.Next()) {
@@ -216,88 +258,168 @@ void CMap::ParseInto(std::string_view text, std::size_t& skipped, std::string& p
           space.low[i] = static_cast<std::uint8_t>(low.text[i]);
           space.high[i] = static_cast<std::uint8_t>(high.text[i]);
         }
-        cmap.code_spaces_.push_back(space);
+        code_spaces_.push_back(space);
       }
-    } else if (op == "begincidrange") {
+    } else if (op == "begincidrange" || op == "beginbfrange") {
+      const bool unicode = op == "beginbfrange";
       for (;;) {
         Token first = tokens.Next();
         if (!IsCode(first)) break;
         Token last = tokens.Next();
-        Token cid = tokens.Next();
-        const auto value = CidOf(cid);
-        if (!IsCode(last) || last.text.size() != first.text.size() || !value ||
-            BigEndian(last.text) < BigEndian(first.text)) {
-          ++skipped;
-          if (cid.kind == Token::Kind::kWord && !value) break;  // an end keyword
+        Token target = tokens.Next();
+        const bool codes_ok = IsCode(last) && last.text.size() == first.text.size() &&
+                              BigEndian(last.text) >= BigEndian(first.text);
+        const auto length = static_cast<std::uint8_t>(first.text.size());
+        const std::uint32_t low = BigEndian(first.text);
+        if (unicode && target.kind == Token::Kind::kOther && target.text == "[") {
+          // One destination per code.
+          std::uint32_t code = low;
+          for (Token item = tokens.Next(); item.kind == Token::Kind::kHex; item = tokens.Next()) {
+            const auto point = FirstCodePoint(item.text);
+            if (codes_ok && code <= BigEndian(last.text) && point) {
+              AddRange(length, code, code, *point, kMaxUnicode, skipped);
+            }
+            ++code;
+          }
+          if (!codes_ok) ++skipped;
           continue;
         }
-        cmap.ranges_.push_back({static_cast<std::uint8_t>(first.text.size()), BigEndian(first.text),
-                                BigEndian(last.text), *value});
+        const auto value = unicode ? FirstCodePoint(target) : CidOf(target);
+        if (!codes_ok || !value) {
+          ++skipped;
+          if (target.kind == Token::Kind::kWord && !value) break;  // an end keyword
+          continue;
+        }
+        AddRange(length, low, BigEndian(last.text), *value, unicode ? kMaxUnicode : kMaxCid,
+                 skipped);
       }
-    } else if (op == "begincidchar") {
+    } else if (op == "begincidchar" || op == "beginbfchar") {
+      const bool unicode = op == "beginbfchar";
       for (;;) {
         Token code = tokens.Next();
         if (!IsCode(code)) break;
-        Token cid = tokens.Next();
-        const auto value = CidOf(cid);
+        Token target = tokens.Next();
+        const auto value = unicode ? FirstCodePoint(target) : CidOf(target);
         if (!value) {
           ++skipped;
-          if (cid.kind == Token::Kind::kWord) break;
+          if (target.kind == Token::Kind::kWord) break;
           continue;
         }
         const std::uint32_t c = BigEndian(code.text);
-        cmap.ranges_.push_back({static_cast<std::uint8_t>(code.text.size()), c, c, *value});
+        AddRange(static_cast<std::uint8_t>(code.text.size()), c, c, *value,
+                 unicode ? kMaxUnicode : kMaxCid, skipped);
       }
-    } else if (op == "usecmap") {
-      if (previous.kind == Token::Kind::kName &&
-          (previous.text == "Identity-H" || previous.text == "Identity-V")) {
-        cmap.AddIdentity();
-      } else if (previous.kind == Token::Kind::kName && problem.empty()) {
-        problem = "CMap uses the unknown CMap " + previous.text;
-      }
+    } else if (op == "usecmap" && previous.kind == Token::Kind::kName) {
+      Use(previous.text, chain, skipped, problem);
     }
     previous = std::move(token);
   }
 }
 
-CMap CMap::FromEncoding(QPDFObjectHandle encoding, std::string& problem) {
+void CMap::Merge(CMap&& used) {
+  code_spaces_.insert(code_spaces_.end(), used.code_spaces_.begin(), used.code_spaces_.end());
+  // The used ranges go first, so that this CMap's win where both map a code.
+  used.ranges_.insert(used.ranges_.end(), ranges_.begin(), ranges_.end());
+  ranges_ = std::move(used.ranges_);
+  identity_fallback_ = identity_fallback_ || used.identity_fallback_;
+}
+
+void CMap::Use(const std::string& name, UseChain& chain, std::size_t& skipped,
+               std::string& problem) {
+  if (name == "Identity-H" || name == "Identity-V") {
+    AddIdentity();
+    return;
+  }
+  if (std::find(chain.names.begin(), chain.names.end(), name) != chain.names.end()) {
+    if (problem.empty()) problem = "CMap " + name + " uses itself; the loop is cut";
+    return;
+  }
+  if (chain.depth + 1 >= kMaxUseDepth) {
+    if (problem.empty()) problem = "CMaps nest more than " + std::to_string(kMaxUseDepth) + " deep";
+    return;
+  }
+  std::optional<std::string> text;
+  if (chain.resources != nullptr) text = chain.resources->Text(name);
+  if (!text) {
+    if (problem.empty()) problem = "CMap uses the unknown CMap " + name;
+    return;
+  }
+  CMap used;
+  chain.names.push_back(name);
+  ++chain.depth;
+  used.ParseInto(*text, chain, skipped, problem);
+  --chain.depth;
+  chain.names.pop_back();
+  Merge(std::move(used));
+}
+
+bool CMap::ReadStream(QPDFObjectHandle stream, UseChain& chain, std::size_t& skipped,
+                      std::string& problem) {
+  std::string text;
+  try {
+    text = DecodeResource(stream);
+  } catch (const std::exception& e) {
+    if (problem.empty()) problem = std::string("cannot read the CMap stream: ") + e.what();
+    return false;
+  }
+  ParseInto(text, chain, skipped, problem);
+  QPDFObjectHandle use = stream.getDict().getKey("/UseCMap");
+  if (use.isName()) {
+    Use(use.getName().substr(1), chain, skipped, problem);
+  } else if (use.isStream()) {
+    const bool loop = use.isIndirect() && std::find(chain.streams.begin(), chain.streams.end(),
+                                                    use.getObjGen()) != chain.streams.end();
+    if (loop || chain.depth + 1 >= kMaxUseDepth) {
+      if (problem.empty()) {
+        problem =
+            loop ? "CMap stream " + use.getObjGen().unparse(' ') + " uses itself; the loop is cut"
+                 : "CMaps nest more than " + std::to_string(kMaxUseDepth) + " deep";
+      }
+      return true;
+    }
+    CMap used;
+    ++chain.depth;
+    chain.streams.push_back(use.getObjGen());
+    used.ReadStream(use, chain, skipped, problem);
+    chain.streams.pop_back();
+    --chain.depth;
+    Merge(std::move(used));
+  }
+  return true;
+}
+
+std::optional<CMap> CMap::Predefined(std::string_view name, CMapResources& resources,
+                                     std::string& problem) {
+  if (name == "Identity-H" || name == "Identity-V") return Identity();
+  const auto text = resources.Text(name);
+  if (!text) return std::nullopt;
+  CMap cmap;
+  std::size_t skipped = 0;
+  UseChain chain{&resources, {std::string(name)}, {}, 0};
+  cmap.ParseInto(*text, chain, skipped, problem);
+  cmap.Complete(skipped, problem);
+  return cmap;
+}
+
+CMap CMap::FromEncoding(QPDFObjectHandle encoding, CMapResources& resources, std::string& problem) {
   if (encoding.isName()) {
-    const std::string name = encoding.getName();
-    if (name == "/Identity-H" || name == "/Identity-V") return Identity();
-    problem = "predefined CMap " + name.substr(1) + " is not available; reading two-byte codes";
-    return Identity();
+    const std::string name = encoding.getName().substr(1);
+    if (auto cmap = Predefined(name, resources, problem)) return std::move(*cmap);
+    if (problem.empty()) {
+      problem =
+          "predefined CMap " + name + " is not installed (poppler-data); reading two-byte codes";
+    }
+    return Guess();
   }
   if (!encoding.isStream()) {
     problem = "missing or invalid /Encoding; reading two-byte codes";
-    return Identity();
+    return Guess();
   }
   CMap result;
   std::size_t skipped = 0;
-  QPDFObjectHandle stream = encoding;
-  for (int depth = 0; stream.isStream() && depth < kMaxUseDepth; ++depth) {
-    std::string text;
-    try {
-      text = DecodeResource(stream);
-    } catch (const std::exception& e) {
-      if (problem.empty()) problem = std::string("cannot read the CMap stream: ") + e.what();
-      if (depth == 0) return Identity();
-      break;
-    }
-    // A used CMap's ranges go first, so that the using one's win where both map a code.
-    std::vector<Range> outer = std::move(result.ranges_);
-    result.ranges_.clear();
-    result.ParseInto(text, skipped, problem);
-    result.ranges_.insert(result.ranges_.end(), outer.begin(), outer.end());
-    QPDFObjectHandle use = stream.getDict().getKey("/UseCMap");
-    if (use.isName()) {
-      if (use.getName() == "/Identity-H" || use.getName() == "/Identity-V") {
-        result.AddIdentity();
-      } else if (problem.empty()) {
-        problem = "CMap uses the unknown CMap " + use.getName().substr(1);
-      }
-    }
-    stream = use;
-  }
+  UseChain chain{&resources, {}, {}, 0};
+  if (encoding.isIndirect()) chain.streams.push_back(encoding.getObjGen());
+  if (!result.ReadStream(encoding, chain, skipped, problem)) return Guess();
   result.Complete(skipped, problem);
   return result;
 }
@@ -314,7 +436,7 @@ void CMap::Finish() {
   }
 }
 
-std::uint32_t CMap::Lookup(std::uint8_t length, std::uint32_t code) const {
+std::uint32_t CMap::Value(std::uint8_t length, std::uint32_t code) const {
   auto it =
       std::upper_bound(ranges_.begin(), ranges_.end(), std::make_pair(length, code),
                        [](const std::pair<std::uint8_t, std::uint32_t>& key, const Range& r) {
@@ -348,7 +470,7 @@ CMap::Code CMap::Next(std::string_view bytes) const {
       for (std::uint8_t i = 0; i < n; ++i) {
         code.code = (code.code << 8) | static_cast<std::uint8_t>(bytes[i]);
       }
-      code.cid = Lookup(n, code.code);
+      code.cid = Value(n, code.code);
       return code;
     }
   }

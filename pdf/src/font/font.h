@@ -3,15 +3,19 @@
 //
 // Handles Type1 (embedded FontFile, FontFile3/Type1C), TrueType (FontFile2),
 // OpenType (FontFile3/OpenType), Type0 with CIDFontType0 or CIDFontType2
-// descendants (Identity-H/V and embedded or predefined-by-name CMaps as far as they
-// map codes to CIDs; CIDToGIDMap Identity or a stream), and Type3 (glyphs are
-// content procedures, which the interpreter runs). Encodings: the font's built-in
-// one, StandardEncoding, WinAnsiEncoding, MacRomanEncoding, and /Differences over a
-// base. Widths from /Widths (FirstChar) or /W and /DW for CID fonts, else from the
-// font program. Standard 14 fonts and other simple fonts without an embedded
-// program are drawn with Debian's URW base-35 substitutes (fonts-urw-base35), chosen
-// by name and flags; CID fonts without one have no substitute and draw nothing (one
-// warning, widths still apply).
+// descendants (Identity-H/V, Adobe's predefined CMaps from poppler-data and
+// embedded CMaps; CIDToGIDMap Identity or a stream), and Type3 (glyphs are content
+// procedures, which the interpreter runs). Encodings: the font's built-in one,
+// StandardEncoding, WinAnsiEncoding, MacRomanEncoding, and /Differences over a base.
+// Widths from /Widths (FirstChar) or /W and /DW for CID fonts, else from the font
+// program. Standard 14 fonts and other simple fonts without an embedded program are
+// drawn with Debian's URW base-35 substitutes (fonts-urw-base35), chosen by name and
+// flags; CJK fonts without one (CID fonts of the Adobe-Japan1, GB1, CNS1 and Korea1
+// collections, simple fonts and CID fonts with a /ToUnicode that have CJK names) with
+// a Noto CJK face (fonts-noto-cjk) found through Unicode, noted by one warning per
+// font; other CID fonts with a /ToUnicode with URW through Unicode. CID fonts without
+// a program, a known collection or a /ToUnicode draw nothing (one warning, widths
+// still apply).
 //
 // Invariants: outlines are in glyph units, 1000 per text-space unit (a glyph of a
 // 1-unit font scaled up 1000×), y up, origin at the glyph origin, filled non-zero;

@@ -1,5 +1,5 @@
-// Loading font programs: embedded streams through qpdf, substitutes from the URW
-// files, and the dictionary readers the font kinds share.
+// Loading font programs: embedded streams through qpdf, substitutes from the URW and
+// CJK font files, and the dictionary readers the font kinds share.
 #include "font/font_loader.h"
 
 #include <climits>
@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "font/cjk_substitutes.h"
 #include "font/substitutes.h"
 #include "stream_data.h"
 
@@ -104,9 +105,10 @@ LoadedProgram FontLoader::Load(const std::string& base_font, QPDFObjectHandle de
       return loaded;
     }
   }
-  if (!allow_substitute) {
-    if (problem.empty()) problem = "no embedded font program; drawn without glyphs";
-    return loaded;
+  if (!allow_substitute) return loaded;
+  if (const auto collection = CollectionOfFontName(base_font)) {
+    CjkSubstitute(*collection, base_font, descriptor, loaded, problem);
+    if (loaded.program) return loaded;
   }
   const std::string urw_name = SubstituteName(base_font, HintsOf(descriptor));
   const auto path = SubstituteFile(urw_name);
@@ -118,19 +120,59 @@ LoadedProgram FontLoader::Load(const std::string& base_font, QPDFObjectHandle de
     return loaded;
   }
   loaded.substitute = path->substr(path->find_last_of('/') + 1);
-  loaded.program = Substitute(*path, problem);
+  loaded.program = Substitute(*path, {}, problem);
   return loaded;
 }
 
-std::shared_ptr<FontProgram> FontLoader::Substitute(const std::string& path, std::string& problem) {
-  if (const auto it = substitutes_.find(path); it != substitutes_.end()) {
+void FontLoader::CjkSubstitute(CjkCollection collection, const std::string& base_font,
+                               QPDFObjectHandle descriptor, LoadedProgram& loaded,
+                               std::string& problem) {
+  const SubstituteHints hints = HintsOf(descriptor);
+  const std::string name = NormalFontName(base_font);
+  const bool bold = hints.bold || name.find("bold") != std::string::npos ||
+                    name.find("heavy") != std::string::npos;
+  const auto file = CjkSubstituteFile(collection, IsSerifCjk(base_font, hints), bold);
+  if (!file) {
+    if (problem.empty()) {
+      problem = "no embedded font program and no CJK substitute is installed (fonts-noto-cjk)";
+    }
+    return;
+  }
+  std::string note = file->path.substr(file->path.find_last_of('/') + 1);
+  if (!file->family.empty()) note += " (" + file->family + ")";
+  loaded.substitute = note;
+  loaded.cjk = true;
+  loaded.program = Substitute(file->path, file->family, problem);
+  if (!loaded.program) return;
+  // A substitute draws other shapes than the missing font: worth one line per font.
+  const std::string message = "no embedded font program; drawn with the substitute " + note;
+  problem = problem.empty() ? message : problem + "; " + message;
+}
+
+std::shared_ptr<const CMap> FontLoader::UnicodeCMap(CjkCollection collection) {
+  auto it = unicode_cmaps_.find(collection);
+  if (it == unicode_cmaps_.end()) {
+    std::string ignored;  // the installed files are well-formed; a damaged one maps less
+    auto cmap = CMap::Predefined(UnicodeCMapName(collection), cmaps_, ignored);
+    it = unicode_cmaps_
+             .emplace(collection, cmap ? std::make_shared<const CMap>(std::move(*cmap)) : nullptr)
+             .first;
+  }
+  return it->second;
+}
+
+std::shared_ptr<FontProgram> FontLoader::Substitute(const std::string& path,
+                                                    const std::string& family,
+                                                    std::string& problem) {
+  const auto key = std::make_pair(path, family);
+  if (const auto it = substitutes_.find(key); it != substitutes_.end()) {
     if (!it->second && problem.empty()) problem = "cannot open the substitute " + path;
     return it->second;
   }
   std::string error;
-  auto program = FontProgram::OpenFile(library_, path, error);
+  auto program = FontProgram::OpenFileFace(library_, path, family, error);
   if (!program && problem.empty()) problem = "substitute " + path + ": " + error;
-  substitutes_.emplace(path, program);
+  substitutes_.emplace(key, program);
   return program;
 }
 

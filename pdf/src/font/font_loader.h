@@ -12,6 +12,9 @@
 #include <optional>
 #include <string>
 
+#include "font/cjk_substitutes.h"
+#include "font/cmap.h"
+#include "font/cmap_resources.h"
 #include "font/font.h"
 #include "font/font_program.h"
 #include "qpdf_headers.h"
@@ -24,6 +27,7 @@ struct LoadedProgram {
   std::string kind = "none";  // Type1, Type1C, TrueType, OpenType, CIDFontType0C, ...
   bool embedded = false;
   std::string substitute;  // the substitute's file name, when one is used
+  bool cjk = false;        // the substitute is a CJK font (its glyphs go by Unicode)
 };
 
 class FontLoader {
@@ -31,17 +35,36 @@ class FontLoader {
   FontLoader();
 
   // The embedded program of `descriptor` or, when there is none, the substitute chosen
-  // for `base_font` and the descriptor's flags. `allow_substitute` is false for CID
-  // fonts, whose glyph numbering no URW font shares. Sets `problem` (when still empty)
-  // for a program that cannot be read or a missing substitute.
+  // for `base_font` and the descriptor's flags: a CJK font for known CJK names, else
+  // a URW font. `allow_substitute` is false for CID fonts, whose glyph numbering no
+  // substitute shares (they use CjkSubstitute). Sets `problem` (when still empty)
+  // for a program that cannot be read or a missing substitute, and notes a CJK
+  // substitution.
   LoadedProgram Load(const std::string& base_font, QPDFObjectHandle descriptor,
                      bool allow_substitute, std::string& problem);
 
+  // The CJK substitute for a font of `collection` without a program, in the style its
+  // name and descriptor ask for; `loaded.program` is null (and `problem` says why)
+  // when no CJK font is installed.
+  void CjkSubstitute(CjkCollection collection, const std::string& base_font,
+                     QPDFObjectHandle descriptor, LoadedProgram& loaded, std::string& problem);
+
+  // The collection's CID-to-Unicode CMap, read once per document; null when it is
+  // not installed.
+  std::shared_ptr<const CMap> UnicodeCMap(CjkCollection collection);
+
+  // The predefined CMaps of this machine.
+  CMapResources& CMaps() { return cmaps_; }
+
  private:
-  std::shared_ptr<FontProgram> Substitute(const std::string& path, std::string& problem);
+  std::shared_ptr<FontProgram> Substitute(const std::string& path, const std::string& family,
+                                          std::string& problem);
 
   FreeTypeLibrary library_;
-  std::map<std::string, std::shared_ptr<FontProgram>> substitutes_;  // by path
+  // By path and family (the face of a collection file).
+  std::map<std::pair<std::string, std::string>, std::shared_ptr<FontProgram>> substitutes_;
+  CMapResources cmaps_;
+  std::map<CjkCollection, std::shared_ptr<const CMap>> unicode_cmaps_;
 };
 
 // The value of a number object (integer or real); nullopt for anything else.

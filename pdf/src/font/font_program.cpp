@@ -92,7 +92,11 @@ std::shared_ptr<FontProgram> FontProgram::Open(FreeTypeLibrary library,
     return nullptr;
   }
   std::shared_ptr<FontProgram> program(new FontProgram(std::move(library), std::move(bytes)));
-  if (!program->Finish(error)) return nullptr;
+  FT_Face face = nullptr;
+  const FT_Error status =
+      FT_New_Memory_Face(program->library_.get(), program->bytes_.data(),
+                         static_cast<FT_Long>(program->bytes_.size()), 0, &face);
+  if (!program->Finish(face, status, error)) return nullptr;
   return program;
 }
 
@@ -108,10 +112,38 @@ std::shared_ptr<FontProgram> FontProgram::OpenFile(FreeTypeLibrary library, cons
   return Open(std::move(library), std::move(bytes), error);
 }
 
-bool FontProgram::Finish(std::string& error) {
+std::shared_ptr<FontProgram> FontProgram::OpenFileFace(FreeTypeLibrary library,
+                                                       const std::string& path,
+                                                       const std::string& family,
+                                                       std::string& error) {
+  if (!library) {
+    error = "FreeType is not available";
+    return nullptr;
+  }
+  FT_Long index = 0;
+  FT_Face probe = nullptr;
+  if (!family.empty() && FT_New_Face(library.get(), path.c_str(), 0, &probe) == 0) {
+    const FT_Long faces = probe->num_faces;
+    for (FT_Long i = 0; i < faces; ++i) {
+      if (i > 0 && FT_New_Face(library.get(), path.c_str(), i, &probe) != 0) break;
+      const bool match = probe->family_name != nullptr && family == probe->family_name;
+      FT_Done_Face(probe);
+      probe = nullptr;
+      if (match) {
+        index = i;
+        break;
+      }
+    }
+    if (probe != nullptr) FT_Done_Face(probe);
+  }
+  std::shared_ptr<FontProgram> program(new FontProgram(library, {}));
   FT_Face face = nullptr;
-  const FT_Error status = FT_New_Memory_Face(library_.get(), bytes_.data(),
-                                             static_cast<FT_Long>(bytes_.size()), 0, &face);
+  const FT_Error status = FT_New_Face(library.get(), path.c_str(), index, &face);
+  if (!program->Finish(face, status, error)) return nullptr;
+  return program;
+}
+
+bool FontProgram::Finish(FT_Face face, FT_Error status, std::string& error) {
   if (status != 0 || face == nullptr) {
     const char* reason = FT_Error_String(status);
     error = std::string("FreeType cannot open the font program (") +

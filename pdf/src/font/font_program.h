@@ -41,6 +41,12 @@ class FontProgram {
   // Opens a file; the same on failure.
   static std::shared_ptr<FontProgram> OpenFile(FreeTypeLibrary library, const std::string& path,
                                                std::string& error);
+  // Opens the face of a font file or collection whose family name is `family` (the
+  // first face when `family` is empty or no face has it), reading the file on demand
+  // instead of into memory: CJK fonts are tens of megabytes, of which a page needs a
+  // few glyphs. The same on failure.
+  static std::shared_ptr<FontProgram> OpenFileFace(FreeTypeLibrary library, const std::string& path,
+                                                   const std::string& family, std::string& error);
 
   ~FontProgram();
   FontProgram(const FontProgram&) = delete;
@@ -69,7 +75,7 @@ class FontProgram {
 
  private:
   FontProgram(FreeTypeLibrary library, std::vector<unsigned char> bytes);
-  bool Finish(std::string& error);
+  bool Finish(FT_FaceRec_* face, int status, std::string& error);
   bool Select(int platform, int encoding);
 
   // Declaration order matters: the face is freed before the bytes and the library.

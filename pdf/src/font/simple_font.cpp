@@ -136,8 +136,9 @@ std::shared_ptr<Font> MakeSimpleFont(QPDFObjectHandle font, FontLoader& loader,
   const bool truetype =
       program != nullptr && program->GetFormat() == FontProgram::Format::kTrueType;
   // A non-symbolic TrueType font without an encoding reads as StandardEncoding; a
-  // Type1 or CFF program falls back to its built-in encoding instead.
-  const Names names = ReadEncoding(font.getKey("/Encoding"), truetype && !symbolic);
+  // Type1 or CFF program falls back to its built-in encoding instead. A CJK
+  // substitute has no built-in encoding of the missing font: StandardEncoding too.
+  const Names names = ReadEncoding(font.getKey("/Encoding"), (truetype && !symbolic) || loaded.cjk);
 
   std::array<unsigned, 256> glyphs{};
   if (program != nullptr) {

@@ -83,7 +83,13 @@ constexpr FamilyKey kFamilies[] = {
     {"centurygothic", &kGothic},
 };
 
-std::string NormalForm(std::string_view name) {
+bool Contains(const std::string& s, const char* part) {
+  return s.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+std::string NormalFontName(std::string_view name) {
   // A subset tag is six upper-case letters and a plus sign.
   if (name.size() > 7 && name[6] == '+') {
     bool tag = true;
@@ -99,14 +105,8 @@ std::string NormalForm(std::string_view name) {
   return out;
 }
 
-bool Contains(const std::string& s, const char* part) {
-  return s.find(part) != std::string::npos;
-}
-
-}  // namespace
-
 std::string SubstituteName(std::string_view base_font, const SubstituteHints& hints) {
-  const std::string name = NormalForm(base_font);
+  const std::string name = NormalFontName(base_font);
   const Family* family = nullptr;
   std::string style;
   for (const FamilyKey& entry : kFamilies) {

@@ -22,6 +22,10 @@ struct SubstituteHints {
   bool bold = false;    // the ForceBold flag or a FontWeight of 600 or more
 };
 
+// A font name in the form names are compared in: subset prefix dropped, lower case,
+// without spaces, hyphens, commas and underscores.
+std::string NormalFontName(std::string_view base_font);
+
 // The URW font name (without extension) for `base_font` (subset prefix allowed).
 std::string SubstituteName(std::string_view base_font, const SubstituteHints& hints);
 

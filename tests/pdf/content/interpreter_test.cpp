@@ -166,6 +166,28 @@ TEST(Interpreter, PathsCarryTheirPaintStyleRuleAndPlacement) {
   EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
 }
 
+TEST(Interpreter, SegmentsAfterClosePathStartAtTheSubpathStart) {
+  const Imported imported = Import("closepath.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 2u) << imported.AllWarnings();
+  using Point = Morv::MilliPointPoint;
+
+  // v takes the current point as its first control point: after h that is (10 10),
+  // where the triangle began, not (100 100) where its last segment ended.
+  const auto& curved = As<QorDoc::Path>(members[0])->DefiningCompound()->GetSubpaths();
+  ASSERT_EQ(curved.size(), 2u);
+  EXPECT_TRUE(curved[0].IsClosed());
+  EXPECT_EQ(curved[1].Start(), Point(10, 10));
+  ASSERT_EQ(curved[1].Segments().size(), 1u);
+  EXPECT_EQ(curved[1].Segments()[0],
+            Morv::Subpath::Segment::Cubic(Point(10, 10), Point(10, 100), Point(60, 150)));
+
+  const auto& lined = As<QorDoc::Path>(members[1])->DefiningCompound()->GetSubpaths();
+  ASSERT_EQ(lined.size(), 2u);
+  EXPECT_EQ(lined[1].Start(), Point(110, 10));
+  EXPECT_TRUE(imported.pdf.Warnings().empty()) << imported.AllWarnings();
+}
+
 TEST(Interpreter, ClipsOpenScopesThatEndWithTheirSavedState) {
   const Imported imported = Import("clips.pdf");
   const auto& members = imported.Page().GetMembers();
@@ -425,6 +447,90 @@ TEST(Interpreter, TextShowsGlyphOutlinesAlongTheBaseline) {
   EXPECT_EQ(r.At(3, 153, 153), 255) << "the first Type3 box";
   EXPECT_EQ(r.At(3, 163, 153), 255) << "the second, one em further";
   EXPECT_EQ(r.At(3, 159, 153), 0) << "the gap between the boxes";
+}
+
+TEST(Interpreter, CjkTextThroughPredefinedCMapsAndSubstitutes) {
+  const Imported imported = Import("cjk_fonts.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 5u) << imported.AllWarnings();
+
+  // 90ms-RKSJ-H splits "A", 82 A0, "A" into three codes: square, triangle, square,
+  // one em apart (the /W widths).
+  const auto* embedded = As<QorDoc::Text>(members[0]);
+  ASSERT_NE(embedded, nullptr);
+  EXPECT_EQ(embedded->GetTransformation(), (Matrix{20, 0, 0, 20, 20000, 160000}));
+  const auto& glyphs = embedded->OriginalCompounds();
+  ASSERT_EQ(glyphs.size(), 3u);
+  EXPECT_EQ(glyphs[0]->GetBoundingBox(), Morv::MilliPointRectangle(100, 0, 800, 800));
+  EXPECT_EQ(glyphs[1]->GetBoundingBox(), Morv::MilliPointRectangle(1100, 0, 800, 800));
+  EXPECT_EQ(glyphs[2]->GetBoundingBox(), Morv::MilliPointRectangle(2100, 0, 800, 800));
+  const auto* triangle = glyphs[1]->GetSubpaths().front().VectorPoints();
+  ASSERT_NE(triangle, nullptr);
+  ASSERT_GE(triangle->size(), 3u);
+  EXPECT_EQ((*triangle)[2], Morv::MilliPointPoint(1500, 800)) << "the apex";
+
+  // Fonts without a program: every character has an outline inside its em.
+  for (std::size_t i = 1; i < 4; ++i) {
+    const auto* text = As<QorDoc::Text>(members[i]);
+    ASSERT_NE(text, nullptr);
+    const auto& outlines = text->OriginalCompounds();
+    ASSERT_EQ(outlines.size(), i == 1 ? 3u : 2u);
+    for (std::size_t k = 0; k < outlines.size(); ++k) {
+      ASSERT_TRUE(outlines[k]) << i << " " << k;
+      const auto box = outlines[k]->GetBoundingBox();
+      EXPECT_GE(box.X(), 1000.0 * k) << i << " " << k;
+      EXPECT_LE(box.X() + box.Width(), 1000.0 * (k + 1)) << i << " " << k;
+    }
+  }
+  // One warning per substituted font, one for the CMap that is not installed.
+  EXPECT_EQ(imported.pdf.Warnings().size(), 4u) << imported.AllWarnings();
+  EXPECT_TRUE(imported.Warned("font KozMinPro-Regular"));
+  EXPECT_NE(imported.AllWarnings().find("No-Such-CMap-H is not installed"), std::string::npos);
+
+  const Raster r = Render(imported, {"Cyan", "Magenta", "Yellow", "Black"});
+  EXPECT_EQ(r.At(3, 30, 168), 255) << "inside the first square";
+  EXPECT_EQ(r.At(3, 40, 168), 0) << "between square and triangle";
+  EXPECT_EQ(r.At(3, 50, 162), 255) << "inside the triangle";
+  EXPECT_EQ(r.At(3, 43, 174), 0) << "beside the triangle's apex";
+  EXPECT_EQ(r.At(3, 70, 168), 255) << "inside the second square";
+  // The substituted lines print: ink in each line's band.
+  for (const long long baseline : {120, 80, 40}) {
+    int inked = 0;
+    for (long long y = baseline - 2; y < baseline + 22; ++y) {
+      for (long long x = 20; x < 92; ++x)
+        inked += r.At(3, x, y) == 255 ? 1 : 0;
+    }
+    EXPECT_GT(inked, 100) << "line at " << baseline;
+  }
+}
+
+TEST(Interpreter, BadCMapsStillShowTheirTextWithOneWarningEach) {
+  const Imported imported = Import("cjk_bad_cmaps.pdf");
+  const auto& members = imported.Page().GetMembers();
+  ASSERT_EQ(members.size(), 3u) << imported.AllWarnings();
+  const Morv::MilliPointRectangle square(100, 0, 800, 800);
+  const Morv::MilliPointRectangle triangle(1100, 0, 800, 800);
+
+  // Two CMap streams using each other: both mappings hold, the loop is cut.
+  const auto& loop = As<QorDoc::Text>(members[0])->OriginalCompounds();
+  ASSERT_EQ(loop.size(), 2u);
+  EXPECT_EQ(loop[0]->GetBoundingBox(), square);
+  EXPECT_EQ(loop[1]->GetBoundingBox(), triangle);
+  // A range past CID 65535 keeps its start; the code beyond the cut draws nothing.
+  const auto& huge = As<QorDoc::Text>(members[1])->OriginalCompounds();
+  ASSERT_EQ(huge.size(), 2u);
+  EXPECT_EQ(huge[0]->GetBoundingBox(), square);
+  EXPECT_EQ(huge[1]->GetBoundingBox(), triangle);
+  // A CMap that is not installed: two-byte codes as CIDs.
+  const auto& unknown = As<QorDoc::Text>(members[2])->OriginalCompounds();
+  ASSERT_EQ(unknown.size(), 1u);
+  EXPECT_EQ(unknown[0]->GetBoundingBox(), square);
+
+  const std::string warnings = imported.AllWarnings();
+  EXPECT_EQ(imported.pdf.Warnings().size(), 3u) << warnings;
+  EXPECT_NE(warnings.find("uses itself"), std::string::npos) << warnings;
+  EXPECT_NE(warnings.find("malformed"), std::string::npos) << warnings;
+  EXPECT_NE(warnings.find("No-Such-CMap-H is not installed"), std::string::npos) << warnings;
 }
 
 }  // namespace

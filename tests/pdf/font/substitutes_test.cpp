@@ -1,7 +1,9 @@
-// Choosing URW substitutes by name and by descriptor flags.
+// Choosing URW and CJK substitutes by name and by descriptor flags.
 #include "font/substitutes.h"
 
 #include <gtest/gtest.h>
+
+#include "font/cjk_substitutes.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -51,6 +53,40 @@ TEST(SubstitutesTest, NamesAndFlags) {
   EXPECT_EQ(*SubstituteFile("NimbusSans-Regular"),
             "/usr/share/fonts/type1/urw-base35/NimbusSans-Regular.t1");
   EXPECT_FALSE(SubstituteFile("NoSuchFont").has_value());
+}
+
+TEST(SubstitutesTest, CjkCollectionsAndStyles) {
+  using C = CjkCollection;
+  EXPECT_EQ(CollectionOfFontName("MS-Mincho"), C::kJapan1);
+  EXPECT_EQ(CollectionOfFontName("ABCDEF+MS-PGothic"), C::kJapan1);
+  EXPECT_EQ(CollectionOfFontName("HeiseiKakuGo-W5"), C::kJapan1);
+  EXPECT_EQ(CollectionOfFontName("SimSun,Bold"), C::kGB1);
+  EXPECT_EQ(CollectionOfFontName("STSong-Light"), C::kGB1);
+  EXPECT_EQ(CollectionOfFontName("PMingLiU"), C::kCNS1);
+  EXPECT_EQ(CollectionOfFontName("MSung-Light"), C::kCNS1);
+  EXPECT_EQ(CollectionOfFontName("HYSMyeongJo-Medium"), C::kKorea1);
+  EXPECT_EQ(CollectionOfFontName("Batang"), C::kKorea1);
+  // Latin families with Gothic or Song-like names are no CJK fonts.
+  EXPECT_EQ(CollectionOfFontName("CenturyGothic"), std::nullopt);
+  EXPECT_EQ(CollectionOfFontName("URWGothic-Book"), std::nullopt);
+  EXPECT_EQ(CollectionOfFontName("Helvetica"), std::nullopt);
+
+  EXPECT_EQ(CollectionOfOrdering("Japan1"), C::kJapan1);
+  EXPECT_EQ(CollectionOfOrdering("KR"), C::kKorea1);
+  EXPECT_EQ(CollectionOfOrdering("Identity"), std::nullopt);
+  EXPECT_STREQ(UnicodeCMapName(C::kCNS1), "Adobe-CNS1-UCS2");
+
+  SubstituteHints serif;
+  serif.serif = true;
+  const SubstituteHints none;
+  // The name decides; "HeiseiMin" is serif although it holds "hei".
+  EXPECT_TRUE(IsSerifCjk("HeiseiMin-W3", none));
+  EXPECT_FALSE(IsSerifCjk("HeiseiKakuGo-W5", serif));
+  EXPECT_TRUE(IsSerifCjk("MSung-Light", none));
+  EXPECT_FALSE(IsSerifCjk("SimHei", serif));
+  // Otherwise the flags.
+  EXPECT_TRUE(IsSerifCjk("ABCDEF+Custom", serif));
+  EXPECT_FALSE(IsSerifCjk("ABCDEF+Custom", none));
 }
 
 }  // namespace
