@@ -68,8 +68,7 @@ struct ScanConverter::Impl {
           break;
         case kStatePerPixel:
           flush();
-          for (long long x = s; x < e; ++x)
-            out[x - left] = ComponentByte(values[x]);
+          ComponentBytes(values.At(s), static_cast<std::size_t>(e - s), out + (s - left));
           fill_start = fill_end = e;
           continue;
         default:  // not painted on this level: the caller's bytes stay

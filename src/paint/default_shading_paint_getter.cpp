@@ -3,6 +3,9 @@
 #include "paint/default_shading_paint_getter.h"
 
 #include <algorithm>
+#include <string>
+
+#include "qordoc/separation.h"
 
 namespace QorSc {
 namespace {
@@ -45,14 +48,32 @@ DefaultShadingPaintGetter::DefaultShadingPaintGetter(
     }
     converter_.emplace(names, options.GetSeparationInfo());
     tints_.resize(names.size());
+    if (mode_ == Options::kProcess) MapProcessColorantsDirectly(names);
   }
+}
+
+// Process colorants, each on a plate of its own, convert to themselves: a plate
+// that only they layer onto holds exactly the clamped tint. Their values are then
+// copied like separations, without a conversion per pixel.
+void DefaultShadingPaintGetter::MapProcessColorantsDirectly(const std::vector<std::string>& names) {
+  const std::size_t none = shading_->OutputCount();
+  std::vector<std::pair<std::size_t, std::size_t>> plates;
+  for (std::size_t c = 0; c < 4; ++c)
+    plates.emplace_back(c, none);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto plate = QorDoc::GetCmykIndex(names[i]);
+    if (plate == QorColor::CmykIndex::None || plates[plate].second != none) return;
+    plates[plate].second = colorant_values_[i];
+  }
+  mapping_ = std::move(plates);
+  direct_ = true;
 }
 
 DefaultShadingPaintGetter::~DefaultShadingPaintGetter() = default;
 
 void DefaultShadingPaintGetter::Fill(const Run& piece, SourcePaintBuffers& buffers) {
   const std::size_t outputs = shading_->OutputCount();
-  if (mode_ == Options::kSeparations) {
+  if (mode_ == Options::kSeparations || direct_) {
     for (const auto& [c, k] : mapping_) {
       const PixelPlane<float> out = buffers.Component(c);
       if (k >= outputs) {

@@ -13,6 +13,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "paint/shading_paint_getter.h"
@@ -37,13 +38,16 @@ class DefaultShadingPaintGetter final : public ShadingPaintGetter {
 
  private:
   void Fill(const Run& piece, SourcePaintBuffers& buffers);
+  void MapProcessColorantsDirectly(const std::vector<std::string>& names);
 
   std::shared_ptr<const QorPaint::DefaultShadingPaint> paint_;
   std::unique_ptr<QorShading::Shading> shading_;
   Options::OutputMode mode_;
   bool inverted_;
-  // Separation output: (component, resolved value index) of every PerPixel component.
+  // Separation output, and process output of process colorants only (`direct_`):
+  // (component, resolved value index) of every PerPixel component.
   std::vector<std::pair<std::size_t, std::size_t>> mapping_;
+  bool direct_ = false;
   // Process and grey output: the mapped colorants' value indexes and their converter.
   std::vector<std::size_t> colorant_values_;
   std::optional<QorDoc::ProcessConverter> converter_;

@@ -38,6 +38,10 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
   cdy_ = circles[1].centre.y.Value() - c0y_;
   dr_ = circles[1].radius - r0_;
   a_ = cdx_ * cdx_ + cdy_ * cdy_ - dr_ * dr_;
+  if (a_ != 0.0) {
+    inverse_a_ = 1.0 / a_;
+    larger_sign_ = a_ > 0.0 ? 1.0 : -1.0;
+  }
   extend_start_ = paint_->GetExtends()[0];
   extend_end_ = paint_->GetExtends()[1];
 
@@ -54,11 +58,10 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
 
 RadialShadingPaintGetter::~RadialShadingPaintGetter() = default;
 
-bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const {
-  const double qx = x - c0x_;
-  const double qy = y - c0y_;
-  const double b = qx * cdx_ + qy * cdy_ + r0_ * dr_;
-  const double c = qx * qx + qy * qy - r0_ * r0_;
+// The larger root first, then the smaller, each taken when its radius is not
+// negative and it lies where the shading is defined or extended. Inlined into the
+// pixel loop: one square root and no division per pixel.
+inline bool RadialShadingPaintGetter::Root(double b, double c, double& s) const {
   double roots[2];
   int count = 0;
   if (a_ == 0.0) {
@@ -68,10 +71,9 @@ bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const 
     const double disc = b * b - a_ * c;
     if (!(disc >= 0.0)) return false;
     const double root = std::sqrt(disc);
-    const double s1 = (b + root) / a_;
-    const double s2 = (b - root) / a_;
-    roots[count++] = std::max(s1, s2);
-    roots[count++] = std::min(s1, s2);
+    // With a > 0, (b + root) / a is the larger root; with a < 0, (b − root) / a.
+    roots[count++] = (b + larger_sign_ * root) * inverse_a_;
+    roots[count++] = (b - larger_sign_ * root) * inverse_a_;
   }
   for (int i = 0; i < count; ++i) {
     const double r = roots[i];
@@ -84,31 +86,46 @@ bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const 
   return false;
 }
 
+bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const {
+  const double qx = x - c0x_;
+  const double qy = y - c0y_;
+  return Root(qx * cdx_ + qy * cdy_ + r0_ * dr_, qx * qx + qy * qy - r0_ * r0_, s);
+}
+
 template <bool kNoise>
 void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuffers& buffers,
                                        RunList& painted) {
   const double entries = static_cast<double>(table_.Entries());
   const auto last = static_cast<std::int64_t>(table_.Entries()) - 1;
   const double dy = yc - origin_y_;
+  // The pixel centre in shading space relative to the start circle's centre is
+  // affine in x: q = q0 + dx · (ia, ib).
+  const double qx0 = ic_ * dy - c0x_;
+  const double qy0 = id_ * dy - c0y_;
+  const double r0dr = r0_ * dr_;
+  const double r0r0 = r0_ * r0_;
+  const std::size_t components = per_pixel_.size();
+  const std::size_t* per_pixel = per_pixel_.data();
   long long open = -1;  // start of the painted stretch being built, or −1
   for (long long x = run.start; x < run.End(); ++x) {
     const double dx = static_cast<double>(x) + 0.5 - origin_x_;
-    const double sx = ia_ * dx + ic_ * dy;
-    const double sy = ib_ * dx + id_ * dy;
+    const double qx = qx0 + ia_ * dx;
+    const double qy = qy0 + ib_ * dx;
     double s;
-    if (!ParameterAt(sx, sy, s)) {
+    if (!Root(qx * cdx_ + qy * cdy_ + r0dr, qx * qx + qy * qy - r0r0, s)) {
       if (open >= 0) painted.push_back({open, x - open});
       open = -1;
       continue;
     }
     if (open < 0) open = x;
     const double clamped = s < 0.0 ? 0.0 : (s > 1.0 ? 1.0 : s);
-    auto row = static_cast<std::int64_t>(std::floor(clamped * entries));
+    // Not negative: the cast is the floor.
+    auto row = static_cast<std::int64_t>(clamped * entries);
     if (row > last) row = last;
     if constexpr (kNoise) row = noise_->Perturb(row);
     const float* values = table_.Row(static_cast<std::size_t>(row));
-    for (std::size_t c : per_pixel_)
-      buffers.Component(c)[x] = values[c];
+    for (std::size_t i = 0; i < components; ++i)
+      buffers.Component(per_pixel[i])[x] = values[per_pixel[i]];
   }
   if (open >= 0) painted.push_back({open, run.End() - open});
 }

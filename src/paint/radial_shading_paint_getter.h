@@ -45,6 +45,8 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
   bool ParameterAt(double x, double y, double& s) const;
 
  private:
+  // The parameter from the circle equation's b and c (see the .cpp).
+  bool Root(double b, double c, double& s) const;
   template <bool kNoise>
   void FillRun(const Run& run, double yc, SourcePaintBuffers& buffers, RunList& painted);
 
@@ -58,6 +60,8 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
   double c0x_ = 0.0, c0y_ = 0.0, r0_ = 0.0;
   double cdx_ = 0.0, cdy_ = 0.0, dr_ = 0.0;
   double a_ = 0.0;
+  double inverse_a_ = 0.0;
+  double larger_sign_ = 1.0;
   bool extend_start_ = false;
   bool extend_end_ = false;
   std::optional<ShadingNoise> noise_;

@@ -14,6 +14,7 @@
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
 #include "scan/halftone.h"
+#include "qorpaint/shading_paint.h"
 #include "test_scene.h"
 
 namespace {
@@ -181,6 +182,45 @@ TEST(ScanConverter, BytesConvertInSinglePrecision) {
   EXPECT_EQ(QorSc::ComponentToByte(1e30f), 255);
   EXPECT_EQ(QorSc::ComponentToByte(-1e30f), 0);
   EXPECT_EQ(QorSc::ComponentToByte(std::nanf("")), 0);
+}
+
+// Per-pixel lines take a vectorised byte conversion: every byte must still be
+// ComponentToByte of its float, traces of ink and the 0.5/255 boundary included.
+TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
+  Scene scene;
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Cyan", 0}, {"Gold", 1}}, false);
+  // Steep powers put many pixels just above 0, where a trace must stay 1.
+  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{},
+      std::vector<double>{0.0, 1.0}, std::vector<double>{1.0, 0.0}, 9.0);
+  const auto axis = QorScTest::ToWorld({{1.0, 0.0}, {kWidth - 3.0, 0.0}});
+  QorDoc::Fillable::Painting painting;
+  painting.fill = std::make_shared<QorPaint::AxialShadingPaint>(
+      common, std::array{axis[0], axis[1]}, ramp, QorPaint::Interval{}, std::array{true, true});
+  painting.transparency = QorBlend::Transparency::Opaque();
+  scene.Add(Rect(0, 0, kWidth, kHeight), painting);
+  painting.transparency =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::BlendMode(1), 0.37f, 0.37f, 0);
+  scene.Add(Rect(5, 10, kWidth, 20), std::move(painting));
+  const QorSc::Options options(kPlates, {});
+  const Box box{0, 0, kWidth, kHeight};
+  QorSc::ScanConverter floats(scene.Collect(options, box));
+  QorSc::ScanConverter bytes(scene.Collect(options, box));
+  std::vector<unsigned char> out(3 * kWidth);
+  int traces = 0;
+  for (long long y = 0; y < kHeight; ++y) {
+    const QorColor::Component* line = floats.GetLine();
+    ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data()));
+    for (long long x = 0; x < kWidth; ++x) {
+      for (int s = 0; s < 3; ++s) {
+        const float v = line[x * 3 + s];
+        ASSERT_EQ(out[s * kWidth + x], QorSc::ComponentToByte(v)) << x << "," << y << " " << v;
+        if (v > 0.0f && v < 0.5f / 255.0f) ++traces;
+      }
+    }
+  }
+  EXPECT_GT(traces, 0) << "the ramp reaches the traces";
 }
 
 TEST(ScanConverter, CopyAndBlendAgreeWhereTheBackdropIsEmptyOrOpaque) {

@@ -18,14 +18,15 @@ using QorSc::SourcePaintBuffers;
 
 // One triangle in the upper half of UnitEnvironment (world y 60 to 100), values
 // (Gold, Cyan) constant 0.25 and 0.5.
-std::shared_ptr<const QorPaint::DefaultShadingPaint> Triangle() {
+std::shared_ptr<const QorPaint::DefaultShadingPaint> Triangle(
+    std::vector<QorPaint::SeparationMapping::Entry> mapping = {{"Gold", 0}, {"Cyan", 1}}) {
   auto mesh = std::make_shared<QorPaint::ShadingMesh>();
   mesh->kind = QorPaint::ShadingMesh::kTriangles;
   mesh->components = 2;
   mesh->vertices = {0, 60, 0.25, 0.5, 100, 60, 0.25, 0.5, 50, 100, 0.25, 0.5};
   mesh->triangles = {0, 1, 2};
   QorPaint::ShadingPaint::Common common;
-  common.mapping = QorPaint::SeparationMapping({{"Gold", 0}, {"Cyan", 1}}, false);
+  common.mapping = QorPaint::SeparationMapping(std::move(mapping), false);
   return std::make_shared<QorPaint::DefaultShadingPaint>(common, mesh);
 }
 
@@ -64,6 +65,17 @@ TEST(DefaultShading, ProcessOutputConvertsLikeAFlatColour) {
       process, QorColor::Color{{"Gold", 0.25f}, {"Cyan", 0.5f}});
   for (std::size_t c = 0; c < 4; ++c)
     EXPECT_EQ(buffers.Component(c)[45], flat.values[c]) << c;
+
+  // Process colorants alone are copied to their plates, to the bit as converted.
+  DefaultShadingPaintGetter direct(Triangle({{"Black", 0}, {"Cyan", 1}}), env, process, {},
+                                   {0, 0, 100, 100}, chains);
+  direct.Compute({30}, runs, buffers, painted);
+  ASSERT_EQ(painted.size(), 1u);
+  const auto process_flat = QorSc::DescribeFlatPaint(
+      process, QorColor::Color{{"Black", 0.25f}, {"Cyan", 0.5f}});
+  for (std::size_t c = 0; c < 4; ++c)
+    EXPECT_EQ(buffers.Component(c)[45], process_flat.values[c]) << c;
+  EXPECT_EQ(buffers.Component(3)[45], 0.25f);
 }
 
 TEST(DefaultShading, AgreesWithTheAxialGetterOnTheSameRamp) {

@@ -3,8 +3,9 @@
 //
 // Invariant: an edge's crossing is computed from its endpoints taken in one fixed
 // order (by y, then x), so two triangles sharing an edge meet without gap or
-// overlap. The per-pixel loop evaluates the plane of each value and, where the
-// shading has a function, the function; it allocates nothing.
+// overlap. The per-pixel loop evaluates the plane of each value from slopes found
+// once per triangle (no division per pixel) and, where the shading has a function,
+// the function; it allocates nothing.
 
 #include <algorithm>
 #include <cmath>
@@ -50,11 +51,28 @@ Shading::Shading(std::shared_ptr<const QorPaint::ShadingMesh> mesh, std::vector<
     const auto fa = triangles_[a].firstLine, fb = triangles_[b].firstLine;
     return fa < fb || (fa == fb && a < b);
   });
+  // Per triangle and value, the plane's slopes along x and y in pixels, from the
+  // barycentric weights of vertices 1 and 2; a flat triangle takes vertex 0.
+  gradients_.assign(2 * values_.size() / 3, 0.0);
+  for (const Triangle& t : triangles_) {
+    const double dx1 = t.x[1] - t.x[0], dy1 = t.y[1] - t.y[0];
+    const double dx2 = t.x[2] - t.x[0], dy2 = t.y[2] - t.y[0];
+    const double det = dx1 * dy2 - dx2 * dy1;
+    if (det == 0.0) continue;
+    const double* v = values_.data() + t.values;
+    double* g = gradients_.data() + 2 * t.values / 3;
+    for (std::size_t k = 0; k < inputs_; ++k) {
+      const double d1 = v[inputs_ + k] - v[k], d2 = v[2 * inputs_ + k] - v[k];
+      g[2 * k] = (dy2 * d1 - dy1 * d2) / det;
+      g[2 * k + 1] = (dx1 * d2 - dx2 * d1) / det;
+    }
+  }
   const auto width = static_cast<std::size_t>(box_.right > box_.left ? box_.right - box_.left : 0);
   row_.assign(width * outputs_, 0.0f);
   // A line never has more active triangles than the mesh: no line allocates.
   active_.reserve(triangles_.size());
   scratch_in_.assign(inputs_, 0.0);
+  line_base_.assign(inputs_, 0.0);
   scratch_out_.assign(outputs_, 0.0);
 }
 
@@ -105,30 +123,30 @@ void Shading::Paint(const Triangle& t, long long y, std::vector<Span>& spans) {
   if (first >= end) return;
   spans.push_back({first, end});
 
-  // Each value is a plane over the triangle: v = a·x + b·y + c.
-  const double x0 = t.x[0], y0 = t.y[0];
-  const double dx1 = t.x[1] - x0, dy1 = t.y[1] - y0, dx2 = t.x[2] - x0, dy2 = t.y[2] - y0;
-  const double det = dx1 * dy2 - dx2 * dy1;
+  // Each value is a plane over the triangle: along the line it steps by a constant.
   const double* v = values_.data() + t.values;
-  for (long long x = first; x < end; ++x) {
+  const double* g = gradients_.data() + 2 * t.values / 3;
+  const double py = yc - t.y[0];
+  for (std::size_t k = 0; k < inputs_; ++k)
+    line_base_[k] = v[k] + py * g[2 * k + 1];
+  const double x0 = t.x[0];
+  float* out = row_.data() + static_cast<std::size_t>(first - box_.left) * outputs_;
+  if (!mesh_->function) {
+    for (long long x = first; x < end; ++x, out += outputs_) {
+      const double px = static_cast<double>(x) + 0.5 - x0;
+      for (std::size_t k = 0; k < inputs_; ++k)
+        out[k] = static_cast<float>(line_base_[k] + px * g[2 * k]);
+    }
+    return;
+  }
+  const QorPaint::Function& function = *mesh_->function;
+  for (long long x = first; x < end; ++x, out += outputs_) {
     const double px = static_cast<double>(x) + 0.5 - x0;
-    const double py = yc - y0;
-    // Barycentric weights of vertices 1 and 2; a flat triangle takes vertex 0.
-    const double w1 = det != 0.0 ? (px * dy2 - dx2 * py) / det : 0.0;
-    const double w2 = det != 0.0 ? (dx1 * py - px * dy1) / det : 0.0;
-    for (std::size_t k = 0; k < inputs_; ++k) {
-      const double a = v[k];
-      scratch_in_[k] = a + w1 * (v[inputs_ + k] - a) + w2 * (v[2 * inputs_ + k] - a);
-    }
-    float* out = row_.data() + static_cast<std::size_t>(x - box_.left) * outputs_;
-    if (mesh_->function) {
-      mesh_->function->Evaluate(scratch_in_, scratch_out_);
-      for (std::size_t k = 0; k < outputs_; ++k)
-        out[k] = static_cast<float>(scratch_out_[k]);
-    } else {
-      for (std::size_t k = 0; k < outputs_; ++k)
-        out[k] = static_cast<float>(scratch_in_[k]);
-    }
+    for (std::size_t k = 0; k < inputs_; ++k)
+      scratch_in_[k] = line_base_[k] + px * g[2 * k];
+    function.Evaluate(scratch_in_, scratch_out_);
+    for (std::size_t k = 0; k < outputs_; ++k)
+      out[k] = static_cast<float>(scratch_out_[k]);
   }
 }
 

@@ -67,6 +67,7 @@ class Shading {
   std::shared_ptr<const QorPaint::ShadingMesh> mesh_;
   std::vector<Triangle> triangles_;
   std::vector<double> values_;
+  std::vector<double> gradients_;  // per triangle and value: d/dx, d/dy
   std::size_t inputs_;
   std::size_t outputs_;
   QorMath::Rectangle<long long> box_;
@@ -75,6 +76,7 @@ class Shading {
   std::vector<std::uint32_t> active_;
   std::vector<float> row_;
   std::vector<double> scratch_in_;
+  std::vector<double> line_base_;
   std::vector<double> scratch_out_;
 };
 
