@@ -325,6 +325,54 @@ TEST(CalculatorFunction, RunTimeErrorsGiveZeros) {
   EXPECT_EQ(Eval1(ranged, 0.5), 0.25);
 }
 
+// Literal operands are folded into their operators when compiled; a jump landing
+// between the literal and the operator ("true {} if" does nothing else) keeps
+// them apart. Both forms must agree, errors included.
+TEST(CalculatorFunction, FoldedLiteralsBehaveAsWritten) {
+  const char* programs[][2] = {
+      {"0.25 1.5 2 copy add add add", "0.25 1.5 2 true {} if copy add add add"},
+      {"0.25 1.5 2 index add add", "0.25 1.5 2 true {} if index add add"},
+      {"pop 1 2 3 3 1 roll 10 mul add 10 mul add", "pop 1 2 3 3 true {} if 1 roll 10 mul add 10 mul add"},
+      {"1 2 3 4 -1 roll 10 mul add 10 mul add 10 mul add",
+       "1 2 3 4 true {} if -1 roll 10 mul add 10 mul add 10 mul add"},
+      {"1 2 3 4 7 roll 10 mul add 10 mul add 10 mul add",
+       "1 2 3 4 true {} if 7 roll 10 mul add 10 mul add 10 mul add"},
+      {"1 2 0 0 roll add add", "1 2 0 true {} if 0 roll add add"},
+      {"0.5 mul", "0.5 true {} if mul"},
+      {"1 exch sub", "1 true {} if exch sub"},
+      {"pop 7 2 idiv", "pop 7 2 true {} if idiv"},
+      {"pop 7 3 exch mod", "pop 7 3 true {} if exch mod"},
+      {"0 div", "0 true {} if div"},
+      {"2 exch exp", "2 true {} if exch exp"},
+      {"pop 2147483647 1 add 2147483647 sub", "pop 2147483647 1 true {} if add 2147483647 sub"},
+      {"pop true 1 add", "pop true 1 true {} if add"},
+      {"pop true 1 exch sub", "pop true 1 true {} if exch sub"},
+      {"5 index", "5 true {} if index"},
+      {"pop 1 2 3 1 roll", "pop 1 2 3 true {} if 1 roll"},
+      {"2 copy", "2 true {} if copy"},
+      {"pop 6 -1 bitshift", "pop 6 -1 true {} if bitshift"},
+      {"pop 5 2 idiv 3 exch idiv", "pop 5 2 true {} if idiv 3 true {} if exch idiv"},
+  };
+  for (const auto& [folded, apart] : programs) {
+    for (double x : {0.75, -3.0, 2.0})
+      EXPECT_EQ(Calc(folded, x), Calc(apart, x)) << folded << " at " << x;
+  }
+  EXPECT_EQ(Calc("pop 1 2 3 4 4 7 roll 10 mul add 10 mul add 10 mul add"), 1432.0);
+  EXPECT_EQ(Calc("1 exch sub", 0.25), 0.75);
+  EXPECT_EQ(Calc("pop 2147483647 1 add 2147483647 sub"), 1.0) << "exact beyond 32 bits";
+
+  // A folded literal still needs its stack entry: with the stack filled to its
+  // limit at run time (a computed copy escapes the static check) "1 add" fails.
+  std::string half;
+  for (int i = 0; i < 49; ++i)
+    half += "1 ";
+  EXPECT_EQ(Calc(half + "49 cvi copy 1 add"), 2.0);
+  EXPECT_EQ(Calc(half + "50 cvi copy 1 add"), 0.0);
+  EXPECT_EQ(Calc(half + "50 cvi copy 1 exch sub"), 0.0);
+  EXPECT_EQ(Calc(half + "49 cvi copy 3 1 roll"), 0.0) << "roll's two literals need room";
+  EXPECT_EQ(Calc(half + "48 cvi copy 3 1 roll"), 1.0);
+}
+
 TEST(CalculatorFunction, MalformedProgramsAreRefused) {
   const std::vector<Interval> unit = {{0, 1}};
   for (const char* program : {"{ 1 add", "1 add }", "foo", "dup { 1 } 2 add", "true { 1 } { 2 } if",

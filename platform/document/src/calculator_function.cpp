@@ -4,7 +4,10 @@
 // A procedure can only appear as the operand of if or ifelse, so compilation turns
 // "cond {a} if" into a conditional forward jump over a, and "cond {a} {b} ifelse" into
 // a conditional jump to b plus an unconditional jump over b; the list has no calls
-// and no backward jumps, so every run ends after at most code_.size() steps.
+// and no backward jumps, so every run ends after at most code_.size() steps. Once
+// checked, literal operands are folded into the operators that take them ("3 1
+// roll", "0.5 mul", "1 exch sub"): function-based shadings run the program once per
+// pixel, and most of a generator's instructions are such pairs.
 //
 // Values keep the language's three types (boolean, integer, real). Integers are
 // 32-bit as in PostScript: integer arithmetic that leaves that range gives a real.
@@ -38,6 +41,8 @@ enum class Op : std::uint8_t {
   kAbs, kAdd, kAnd, kAtan, kBitshift, kCeiling, kCopy, kCos, kCvi, kCvr, kDiv, kDup, kEq,
   kExch, kExp, kFloor, kGe, kGt, kIdiv, kIndex, kLe, kLn, kLog, kLt, kMod, kMul, kNe, kNeg,
   kNot, kOr, kPop, kRoll, kRound, kSin, kSqrt, kSub, kTruncate, kXor,
+  // Fused after compilation (see Fuse): a literal operand folded into its operator.
+  kCopyN, kIndexN, kRollN, kBinaryLiteral, kBinaryLiteralFirst,
 };
 // clang-format on
 
@@ -97,8 +102,11 @@ bool IsDelimiter(char c) {
 
 struct CalculatorFunction::Instruction {
   Op op;
-  double value;          // the operand of a push (a boolean as 0 or 1)
-  std::uint32_t target;  // the destination of a jump
+  double value;          // the operand of a push (a boolean as 0 or 1), or the literal
+  std::uint32_t target;  // the destination of a jump, or the count of copy, index, roll
+  Op binary = Op::kAdd;  // the operator of kBinaryLiteral and kBinaryLiteralFirst
+  bool integer = false;  // the literal is an integer
+  std::uint32_t shift = 0;  // kRollN: positions moved towards the top, in [0, count)
 };
 
 namespace {
@@ -315,6 +323,84 @@ void RefuseTooDeep(const std::vector<Instruction>& code, std::size_t inputs) {
   }
 }
 
+// Folds literal operands into their operators once the program is checked: "n copy",
+// "n index" and "n j roll" with literal integers, and "x op" and "x exch op" for the
+// arithmetic operators with a literal number x. A group is folded only when no jump
+// lands inside it; jump targets are renumbered. The folded forms behave exactly as
+// the instructions they replace, failures included.
+std::vector<Instruction> Fuse(const std::vector<Instruction>& code) {
+  std::vector<bool> is_target(code.size() + 1, false);
+  for (const Instruction& i : code) {
+    if (i.op == Op::kJump || i.op == Op::kJumpIfFalse) is_target[i.target] = true;
+  }
+  auto literal_count = [&](std::size_t at) {
+    return code[at].op == Op::kPushInt && code[at].value >= 0.0 &&
+           code[at].value <= static_cast<double>(CalculatorFunction::kStackLimit);
+  };
+  auto number = [&](std::size_t at) {
+    return code[at].op == Op::kPushInt || code[at].op == Op::kPushReal;
+  };
+  auto arithmetic = [&](std::size_t at) {
+    switch (code[at].op) {
+      case Op::kAdd: case Op::kSub: case Op::kMul: case Op::kDiv: case Op::kIdiv:
+      case Op::kMod: case Op::kAtan: case Op::kExp: case Op::kBitshift:
+        return true;
+      default:
+        return false;
+    }
+  };
+  std::vector<Instruction> fused;
+  std::vector<std::uint32_t> moved(code.size() + 1, 0);
+  std::size_t pc = 0;
+  while (pc < code.size()) {
+    // How many instructions the group at pc spans, if nothing jumps into it.
+    auto free_of_targets = [&](std::size_t length) {
+      if (pc + length > code.size()) return false;
+      for (std::size_t k = 1; k < length; ++k) {
+        if (is_target[pc + k]) return false;
+      }
+      return true;
+    };
+    const Instruction& here = code[pc];
+    Instruction out = here;
+    std::size_t length = 1;
+    if (free_of_targets(3) && literal_count(pc) && code[pc + 1].op == Op::kPushInt &&
+        code[pc + 2].op == Op::kRoll) {
+      const auto count = static_cast<std::int64_t>(here.value);
+      const auto j = static_cast<std::int64_t>(code[pc + 1].value);
+      out = {Op::kRollN, 0.0, static_cast<std::uint32_t>(count)};
+      out.shift = count == 0 ? 0 : static_cast<std::uint32_t>(((j % count) + count) % count);
+      length = 3;
+    } else if (free_of_targets(2) && literal_count(pc) && code[pc + 1].op == Op::kCopy) {
+      out = {Op::kCopyN, 0.0, static_cast<std::uint32_t>(here.value)};
+      length = 2;
+    } else if (free_of_targets(2) && literal_count(pc) && code[pc + 1].op == Op::kIndex) {
+      out = {Op::kIndexN, 0.0, static_cast<std::uint32_t>(here.value)};
+      length = 2;
+    } else if (free_of_targets(2) && number(pc) && arithmetic(pc + 1)) {
+      out = {Op::kBinaryLiteral, here.value, 0};
+      out.binary = code[pc + 1].op;
+      out.integer = here.op == Op::kPushInt;
+      length = 2;
+    } else if (free_of_targets(3) && number(pc) && code[pc + 1].op == Op::kExch &&
+               arithmetic(pc + 2)) {
+      out = {Op::kBinaryLiteralFirst, here.value, 0};
+      out.binary = code[pc + 2].op;
+      out.integer = here.op == Op::kPushInt;
+      length = 3;
+    }
+    for (std::size_t k = 0; k < length; ++k)
+      moved[pc + k] = static_cast<std::uint32_t>(fused.size());
+    fused.push_back(out);
+    pc += length;
+  }
+  moved[code.size()] = static_cast<std::uint32_t>(fused.size());
+  for (Instruction& i : fused) {
+    if (i.op == Op::kJump || i.op == Op::kJumpIfFalse) i.target = moved[i.target];
+  }
+  return fused;
+}
+
 struct Value {
   double v;
   enum Kind : std::uint8_t { kReal, kInt, kBool } kind;
@@ -343,6 +429,70 @@ double SinDegrees(double degrees) {
   return std::sin(a * (std::numbers::pi / 180.0));
 }
 
+// The operators of two numbers giving one number: a becomes a op b. False on an
+// error, which ends the run.
+[[gnu::always_inline]] inline bool Binary(Op op, Value& a, const Value& b) {
+  if (a.kind == Value::kBool || b.kind == Value::kBool) return false;
+  const bool integers = a.kind == Value::kInt && b.kind == Value::kInt;
+  // Only read as integers when they are: a real may be far outside the range.
+  const std::int64_t ia = integers ? static_cast<std::int64_t>(a.v) : 0;
+  const std::int64_t ib = integers ? static_cast<std::int64_t>(b.v) : 0;
+  switch (op) {
+    case Op::kAdd:
+      a = integers ? IntegerResult(ia + ib) : Value{a.v + b.v, Value::kReal};
+      break;
+    case Op::kSub:
+      a = integers ? IntegerResult(ia - ib) : Value{a.v - b.v, Value::kReal};
+      break;
+    case Op::kMul:
+      a = integers ? IntegerResult(ia * ib) : Value{a.v * b.v, Value::kReal};
+      break;
+    case Op::kDiv:
+      if (b.v == 0.0) return false;
+      a = {a.v / b.v, Value::kReal};
+      break;
+    case Op::kIdiv:
+    case Op::kMod: {
+      const auto x = AsInteger(a);
+      const auto y = AsInteger(b);
+      if (!x || !y || *y == 0) return false;
+      a = IntegerResult(op == Op::kIdiv ? *x / *y : *x % *y);
+      break;
+    }
+    case Op::kAtan: {
+      if (a.v == 0.0 && b.v == 0.0) return false;
+      double degrees = std::atan2(a.v, b.v) * (180.0 / std::numbers::pi);
+      if (degrees < 0.0) degrees += 360.0;
+      a = {degrees, Value::kReal};
+      break;
+    }
+    case Op::kExp: {
+      const double p = std::pow(a.v, b.v);
+      if (!std::isfinite(p)) return false;
+      a = {p, Value::kReal};
+      break;
+    }
+    case Op::kBitshift: {
+      const auto x = AsInteger(a);
+      const auto s = AsInteger(b);
+      if (!x || !s) return false;
+      const auto bits = static_cast<std::uint32_t>(*x);
+      std::uint32_t r = 0;
+      if (*s >= 0 && *s < 32) r = bits << *s;
+      if (*s < 0 && *s > -32) r = bits >> -*s;
+      a = {static_cast<double>(static_cast<std::int32_t>(r)), Value::kInt};
+      break;
+    }
+    default:
+      break;
+  }
+  return true;
+}
+
+Value Literal(const Instruction& ins) {
+  return {ins.value, ins.integer ? Value::kInt : Value::kReal};
+}
+
 }  // namespace
 
 CalculatorFunction::CalculatorFunction(std::vector<Interval> domain, std::vector<Interval> range,
@@ -357,6 +507,7 @@ CalculatorFunction::CalculatorFunction(std::vector<Interval> domain, std::vector
     throw FunctionError("calculator program too long");
   }
   RefuseTooDeep(code_, InputCount());
+  code_ = Fuse(code_);
 }
 
 CalculatorFunction::~CalculatorFunction() = default;
@@ -489,62 +640,22 @@ void CalculatorFunction::Evaluate(std::span<const double> in, std::span<double> 
       case Op::kBitshift: {
         QOR_NEED(2);
         const Value b = stack[--sp];
-        Value& a = stack[sp - 1];
-        QOR_NUMBER(a);
-        QOR_NUMBER(b);
-        const bool integers = a.kind == Value::kInt && b.kind == Value::kInt;
-        // Only read as integers when they are: a real may be far outside the range.
-        const std::int64_t ia = integers ? static_cast<std::int64_t>(a.v) : 0;
-        const std::int64_t ib = integers ? static_cast<std::int64_t>(b.v) : 0;
-        switch (ins.op) {
-          case Op::kAdd:
-            a = integers ? IntegerResult(ia + ib) : Value{a.v + b.v, Value::kReal};
-            break;
-          case Op::kSub:
-            a = integers ? IntegerResult(ia - ib) : Value{a.v - b.v, Value::kReal};
-            break;
-          case Op::kMul:
-            a = integers ? IntegerResult(ia * ib) : Value{a.v * b.v, Value::kReal};
-            break;
-          case Op::kDiv:
-            if (b.v == 0.0) return fail();
-            a = {a.v / b.v, Value::kReal};
-            break;
-          case Op::kIdiv:
-          case Op::kMod: {
-            const auto x = AsInteger(a);
-            const auto y = AsInteger(b);
-            if (!x || !y || *y == 0) return fail();
-            a = IntegerResult(ins.op == Op::kIdiv ? *x / *y : *x % *y);
-            break;
-          }
-          case Op::kAtan: {
-            if (a.v == 0.0 && b.v == 0.0) return fail();
-            double degrees = std::atan2(a.v, b.v) * (180.0 / std::numbers::pi);
-            if (degrees < 0.0) degrees += 360.0;
-            a = {degrees, Value::kReal};
-            break;
-          }
-          case Op::kExp: {
-            const double p = std::pow(a.v, b.v);
-            if (!std::isfinite(p)) return fail();
-            a = {p, Value::kReal};
-            break;
-          }
-          case Op::kBitshift: {
-            const auto x = AsInteger(a);
-            const auto s = AsInteger(b);
-            if (!x || !s) return fail();
-            const auto bits = static_cast<std::uint32_t>(*x);
-            std::uint32_t r = 0;
-            if (*s >= 0 && *s < 32) r = bits << *s;
-            if (*s < 0 && *s > -32) r = bits >> -*s;
-            a = {static_cast<double>(static_cast<std::int32_t>(r)), Value::kInt};
-            break;
-          }
-          default:
-            break;
-        }
+        if (!Binary(ins.op, stack[sp - 1], b)) return fail();
+        break;
+      }
+      // "x op" and "x exch op" with a literal x: the push and the exch are folded in
+      // (the push's room is still required, as the unfused program needs it).
+      case Op::kBinaryLiteral:
+        QOR_ROOM(1);
+        QOR_NEED(1);
+        if (!Binary(ins.binary, stack[sp - 1], Literal(ins))) return fail();
+        break;
+      case Op::kBinaryLiteralFirst: {
+        QOR_ROOM(1);
+        QOR_NEED(1);
+        Value a = Literal(ins);
+        if (!Binary(ins.binary, a, stack[sp - 1])) return fail();
+        stack[sp - 1] = a;
         break;
       }
 
@@ -648,6 +759,36 @@ void CalculatorFunction::Evaluate(std::span<const double> in, std::span<double> 
         // (x_n ... x_0 n) gives (x_n ... x_0 x_n).
         if (!n || *n < 0 || static_cast<std::size_t>(*n) + 2 > sp) return fail();
         stack[sp - 1] = stack[sp - 2 - static_cast<std::size_t>(*n)];
+        break;
+      }
+      case Op::kCopyN: {
+        QOR_ROOM(1);
+        const std::size_t count = ins.target;
+        QOR_NEED(count);
+        QOR_ROOM(count);
+        std::copy(stack.begin() + (sp - count), stack.begin() + sp, stack.begin() + sp);
+        sp += count;
+        break;
+      }
+      case Op::kIndexN:
+        QOR_ROOM(1);
+        if (static_cast<std::size_t>(ins.target) + 1 > sp) return fail();
+        stack[sp] = stack[sp - 1 - ins.target];
+        ++sp;
+        break;
+      case Op::kRollN: {
+        QOR_ROOM(2);
+        const std::size_t count = ins.target;
+        QOR_NEED(count);
+        if (ins.shift == 0) break;
+        const auto first = stack.begin() + (sp - count);
+        if (ins.shift == 1) {  // the top goes to the bottom: "3 1 roll"
+          const Value top = stack[sp - 1];
+          std::copy_backward(first, stack.begin() + (sp - 1), stack.begin() + sp);
+          *first = top;
+        } else {
+          std::rotate(first, first + (count - ins.shift), stack.begin() + sp);
+        }
         break;
       }
       case Op::kRoll: {
