@@ -37,13 +37,15 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
   cdx_ = circles[1].centre.x.Value() - c0x_;
   cdy_ = circles[1].centre.y.Value() - c0y_;
   dr_ = circles[1].radius - r0_;
-  a_ = cdx_ * cdx_ + cdy_ * cdy_ - dr_ * dr_;
-  if (a_ != 0.0) {
-    inverse_a_ = 1.0 / a_;
-    larger_sign_ = a_ > 0.0 ? 1.0 : -1.0;
+  roots_.a = cdx_ * cdx_ + cdy_ * cdy_ - dr_ * dr_;
+  if (roots_.a != 0.0) {
+    roots_.inverse_a = 1.0 / roots_.a;
+    roots_.larger_sign = roots_.a > 0.0 ? 1.0 : -1.0;
   }
-  extend_start_ = paint_->GetExtends()[0];
-  extend_end_ = paint_->GetExtends()[1];
+  roots_.r0 = r0_;
+  roots_.dr = dr_;
+  roots_.extend_start = paint_->GetExtends()[0];
+  roots_.extend_end = paint_->GetExtends()[1];
 
   // Table size: how far the parameter travels on the page, at most the distance of
   // the centres plus the change of radius, both in pixels.
@@ -54,42 +56,15 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
   for (std::size_t i = 0; i < Kinds().size(); ++i) {
     if (Kinds()[i] == kKindPerPixel) per_pixel_.push_back(i);
   }
+  planes_.resize(per_pixel_.size());
 }
 
 RadialShadingPaintGetter::~RadialShadingPaintGetter() = default;
 
-// The larger root first, then the smaller, each taken when its radius is not
-// negative and it lies where the shading is defined or extended. Inlined into the
-// pixel loop: one square root and no division per pixel.
-inline bool RadialShadingPaintGetter::Root(double b, double c, double& s) const {
-  double roots[2];
-  int count = 0;
-  if (a_ == 0.0) {
-    if (b == 0.0) return false;
-    roots[count++] = c / (2.0 * b);
-  } else {
-    const double disc = b * b - a_ * c;
-    if (!(disc >= 0.0)) return false;
-    const double root = std::sqrt(disc);
-    // With a > 0, (b + root) / a is the larger root; with a < 0, (b − root) / a.
-    roots[count++] = (b + larger_sign_ * root) * inverse_a_;
-    roots[count++] = (b - larger_sign_ * root) * inverse_a_;
-  }
-  for (int i = 0; i < count; ++i) {
-    const double r = roots[i];
-    if (!(r0_ + r * dr_ >= 0.0)) continue;
-    if (r > 1.0 && !extend_end_) continue;
-    if (r < 0.0 && !extend_start_) continue;
-    s = r;
-    return true;
-  }
-  return false;
-}
-
 bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const {
   const double qx = x - c0x_;
   const double qy = y - c0y_;
-  return Root(qx * cdx_ + qy * cdy_ + r0_ * dr_, qx * qx + qy * qy - r0_ * r0_, s);
+  return roots_.Root(qx * cdx_ + qy * cdy_ + r0_ * dr_, qx * qx + qy * qy - r0_ * r0_, s);
 }
 
 template <bool kNoise>
@@ -104,15 +79,21 @@ void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuf
   const double qy0 = id_ * dy - c0y_;
   const double r0dr = r0_ * dr_;
   const double r0r0 = r0_ * r0_;
+  // Locals, so that the loop keeps them in registers across its stores.
+  const Roots roots = roots_;
+  const double ia = ia_, ib = ib_, cdx = cdx_, cdy = cdy_, origin_x = origin_x_;
   const std::size_t components = per_pixel_.size();
   const std::size_t* per_pixel = per_pixel_.data();
+  float** planes = planes_.data();  // each component's plane from the run's start
+  for (std::size_t i = 0; i < components; ++i)
+    planes[i] = buffers.Component(per_pixel[i]).At(run.start);
   long long open = -1;  // start of the painted stretch being built, or −1
   for (long long x = run.start; x < run.End(); ++x) {
-    const double dx = static_cast<double>(x) + 0.5 - origin_x_;
-    const double qx = qx0 + ia_ * dx;
-    const double qy = qy0 + ib_ * dx;
+    const double dx = static_cast<double>(x) + 0.5 - origin_x;
+    const double qx = qx0 + ia * dx;
+    const double qy = qy0 + ib * dx;
     double s;
-    if (!Root(qx * cdx_ + qy * cdy_ + r0dr, qx * qx + qy * qy - r0r0, s)) {
+    if (!roots.Root(qx * cdx + qy * cdy + r0dr, qx * qx + qy * qy - r0r0, s)) {
       if (open >= 0) painted.push_back({open, x - open});
       open = -1;
       continue;
@@ -125,7 +106,7 @@ void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuf
     if constexpr (kNoise) row = noise_->Perturb(row);
     const float* values = table_.Row(static_cast<std::size_t>(row));
     for (std::size_t i = 0; i < components; ++i)
-      buffers.Component(per_pixel[i])[x] = values[per_pixel[i]];
+      planes[i][x - run.start] = values[per_pixel[i]];
   }
   if (open >= 0) painted.push_back({open, run.End() - open});
 }

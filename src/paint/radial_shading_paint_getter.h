@@ -13,6 +13,7 @@
 // function; the pixel loop branches only on the data (which root applies).
 #pragma once
 
+#include <cmath>
 #include <memory>
 #include <optional>
 
@@ -45,8 +46,6 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
   bool ParameterAt(double x, double y, double& s) const;
 
  private:
-  // The parameter from the circle equation's b and c (see the .cpp).
-  bool Root(double b, double c, double& s) const;
   template <bool kNoise>
   void FillRun(const Run& run, double yc, SourcePaintBuffers& buffers, RunList& painted);
 
@@ -59,13 +58,45 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
   // The circle equation's constant parts.
   double c0x_ = 0.0, c0y_ = 0.0, r0_ = 0.0;
   double cdx_ = 0.0, cdy_ = 0.0, dr_ = 0.0;
-  double a_ = 0.0;
-  double inverse_a_ = 0.0;
-  double larger_sign_ = 1.0;
-  bool extend_start_ = false;
-  bool extend_end_ = false;
+  // The parameter from the circle equation's b and c: the larger root first, then
+  // the smaller, each taken when its radius is not negative and it lies where the
+  // shading is defined or extended. One square root and no division per pixel.
+  struct Roots {
+    double a = 0.0;
+    double inverse_a = 0.0;
+    double larger_sign = 1.0;  // with a > 0, (b + root) / a is the larger root
+    double r0 = 0.0, dr = 0.0;
+    bool extend_start = false;
+    bool extend_end = false;
+
+    bool Root(double b, double c, double& s) const {
+      double roots[2];
+      int count = 0;
+      if (a == 0.0) {
+        if (b == 0.0) return false;
+        roots[count++] = c / (2.0 * b);
+      } else {
+        const double disc = b * b - a * c;
+        if (!(disc >= 0.0)) return false;
+        const double root = std::sqrt(disc);
+        roots[count++] = (b + larger_sign * root) * inverse_a;
+        roots[count++] = (b - larger_sign * root) * inverse_a;
+      }
+      for (int i = 0; i < count; ++i) {
+        const double r = roots[i];
+        if (!(r0 + r * dr >= 0.0)) continue;
+        if (r > 1.0 && !extend_end) continue;
+        if (r < 0.0 && !extend_start) continue;
+        s = r;
+        return true;
+      }
+      return false;
+    }
+  };
+  Roots roots_;
   std::optional<ShadingNoise> noise_;
   std::vector<std::size_t> per_pixel_;
+  std::vector<float*> planes_;  // scratch of FillRun, one per PerPixel component
 };
 
 }  // namespace QorSc

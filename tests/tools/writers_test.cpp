@@ -192,6 +192,25 @@ TEST(PamWriter, HeaderNamesPlatesAndChannelsInterleave) {
     }
   }
   fs::remove(path);
+
+  // Four plates take whole-pixel blocks; 37 pixels leave a tail after two.
+  {
+    QorScTool::PamWriter writer(path, 37, 1, {"Cyan", "Magenta", "Yellow", "Black"}, false);
+    writer.WriteLine(Line(1, 4, 37).data());
+    writer.Finish();
+  }
+  std::ifstream cmyk(path, std::ios::binary);
+  const std::string pixels((std::istreambuf_iterator<char>(cmyk)), {});
+  ASSERT_GE(pixels.size(), 4u * 37);
+  const std::size_t start = pixels.size() - 4 * 37;
+  for (std::size_t x = 0; x < 37; ++x) {
+    for (std::size_t p = 0; p < 4; ++p) {
+      EXPECT_EQ(static_cast<unsigned char>(pixels[start + 4 * x + p]),
+                static_cast<unsigned char>(10 + 100 * p + x))
+          << x << "," << p;
+    }
+  }
+  fs::remove(path);
 }
 
 TEST(PngWriter, RowsReadBackWithLibpng) {
