@@ -4,8 +4,9 @@
 One A4 landscape page laid out as a grid of labelled cells, each showing one thing a
 separation renderer must get right: process and spot colours, overprint, standard
 fonts and text state, strokes, clips, forms, transparency groups (isolated and
-knockout) and a luminosity soft mask, optional content, image masks and curves. Crop marks and registration targets sit outside
-the trim box.
+knockout) and a luminosity soft mask, optional content, image masks, curves and a
+spot-colour vignette (an axial shading). Crop marks and registration targets sit
+outside the trim box.
 
 The output is deterministic (no dates, fixed object order, zlib level 9), so the
 PDF lives in the repository beside this script and regenerating it shows no diff.
@@ -518,7 +519,7 @@ def curves_cell(c, x, y):
     c("S Q")
     c.label(left, y + 80, "A wave of c segments:", 5)
     c(SILVER % "1")
-    cx, cy = left + 84, y + 28
+    cx, cy = left + 50, y + 28
     c("%s m" % nums(cx, cy))
     for i in range(6):
         a0 = math.radians(i * 60 - 20)
@@ -527,6 +528,12 @@ def curves_cell(c, x, y):
                         cx + 34 * math.cos(a1), cy + 20 * math.sin(a1), cx, cy))
     c("f")
     c.label(left, y + 6, "Six c petals in Silver (non-zero fill).", 5)
+
+    # A spot vignette: an axial shading on the PANTONE 185 C Separation, 0 to 100 %
+    # left to right, painted by sh inside a clip; it ramps only the spot plate.
+    vx, vy = left + 104, y + 18
+    c("q %s re W n 1 0 0 1 %s cm /Vignette185 sh Q" % (nums(vx, vy, 66, 20), nums(vx, vy)))
+    c.label(vx, vy + 24, "Vignette: sh, PANTONE 185 C", 5)
 
 
 def registration_marks(c):
@@ -642,13 +649,17 @@ def main():
                           "/GSko << /Type /ExtGState /OP false /op false /OPM 0 >> "
                           "/GSlum << /Type /ExtGState /SMask << /Type /Mask /S /Luminosity "
                           "/G %d 0 R >> >> >>" % mask_group)
+    # Coordinates of the vignette's own space: the curves cell places it with cm.
+    vignette = pdf.add("<< /ShadingType 2 /ColorSpace %d 0 R /Coords [0 0 66 0] "
+                       "/Function << /FunctionType 2 /Domain [0 1] /C0 [0] /C1 [1] /N 1 >> "
+                       "/Extend [true true] >>" % pantone)
     content = pdf.add("<< >>", page_content())
     resources = ("<< /ProcSet [/PDF /Text /ImageB] /Font %s /ColorSpace %s /ExtGState %d 0 R "
                  "/XObject << /Logo %d 0 R /Group %d 0 R /Knockout %d 0 R /Checker %d 0 R "
-                 "/Ring %d 0 R /RingInverted %d 0 R >> "
+                 "/Ring %d 0 R /RingInverted %d 0 R >> /Shading << /Vignette185 %d 0 R >> "
                  "/Properties << /ocDims %d 0 R /ocNotes %d 0 R /ocNotesOff %d 0 R >> >>" %
                  (font_dict, colour_spaces, ext_gstates, logo, group, knockout, checker, ring,
-                  ring_inverted, dims, notes, notes_off))
+                  ring_inverted, vignette, dims, notes, notes_off))
     pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox [0 0 %d %d] /TrimBox [%s] "
             "/Resources %s /Contents %d 0 R >>" %
             (pages, PAGE_W, PAGE_H, nums(*TRIM), resources, content))
