@@ -14,11 +14,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <vector>
 
-#include "qorpdf/importer.h"
-#include "scan/collect_objects.h"
-#include "scan/scan_converter.h"
+#include "page_render.h"
 
 namespace {
 
@@ -33,21 +30,8 @@ void RenderPage(benchmark::State& state, const std::string& file) {
     state.SkipWithError(("no such page: " + file).c_str());
     return;
   }
-  const double dpi = static_cast<double>(state.range(0));
-  QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
-  const QorPdf::Import import = pdf.ImportPages(std::vector<std::size_t>{0});
-  const QorPdf::ImportedPage& page = import.pages.front();
-  const long long w = static_cast<long long>(page.world_box.Width() / 72000.0 * dpi);
-  const long long h = static_cast<long long>(page.world_box.Height() / 72000.0 * dpi);
-  const QorSc::Environment env(page.world_box, w, h);
-  const QorSc::Options options(true, import.document->GetSeparationInfo());
-  std::vector<unsigned char> line(4 * static_cast<std::size_t>(w));
-  for (auto _ : state) {
-    QorSc::ScanConverter converter(QorSc::CollectObjects(env, options, {0, 0, w, h}, *page.content,
-                                                         {}, QorSc::kAllSelection));
-    while (converter.GetLine255PlaneInterleaved(line.data()))
-      benchmark::ClobberMemory();
-  }
+  const auto [w, h] =
+      QorScBench::RenderPageEachIteration(state, file, static_cast<double>(state.range(0)));
   state.counters["Mpx/s"] = benchmark::Counter(
       static_cast<double>(state.iterations()) * static_cast<double>(w * h) / 1e6,
       benchmark::Counter::kIsRate);
