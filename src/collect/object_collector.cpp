@@ -204,21 +204,52 @@ std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
   return std::make_shared<const Morv::Compound>(std::move(subpaths), glyphs->GetWindingRule());
 }
 
-void ObjectCollector::AppendShadingBackground(const QorDoc::Fillable& object,
-                                              const GeometrySource& geometry,
-                                              const QorPaint::Paint& paint, bool stroke) {
-  const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(&paint);
-  if (shading == nullptr || !shading->GetBackground()) return;
-  // Under the object's own opacity, blend mode or soft mask the background and the
-  // shading would have to be composited as one group first; such objects go
-  // without their background.
-  const QorBlend::Transparency& t = *object.GetTransparency();
+void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
+                                   const std::shared_ptr<const QorPaint::Paint>& paint,
+                                   bool stroke) {
+  const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint.get());
+  const std::shared_ptr<const QorBlend::Transparency>& transparency = object.GetTransparency();
+  const QorBlend::Transparency& t = *transparency;
   const float alpha = stroke ? t.GetStrokeAlpha() : t.GetFillAlpha();
-  if (t.GetBlendMode() != QorBlend::kNormal || alpha <= 0.99999f || t.GetSoftMask()) return;
-  Append(std::make_unique<FillableObjectInfo>(
-      &object, &object, clips_.back(), geometry,
-      std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
-      object.GetTransparency(), stroke));
+  const bool plain = t.GetBlendMode() == QorBlend::kNormal &&
+                     t.GetNonSeparableMode() == QorBlend::kSeparable && alpha > 0.99999f &&
+                     !t.GetSoftMask();
+  if (shading == nullptr || !shading->GetBackground() || plain) {
+    // The background, if any, is a flat record of the same shape just before.
+    if (shading != nullptr && shading->GetBackground()) {
+      Append(std::make_unique<FillableObjectInfo>(
+          &object, &object, clips_.back(), geometry,
+          std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
+          transparency, stroke));
+    }
+    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
+                                                       paint, Current(), transparency, stroke);
+    record->SetSoftMask(CollectSoftMask(transparency));
+    Append(std::move(record));
+    return;
+  }
+  // Under the object's opacity, blend mode or soft mask, background and shading are
+  // painted as one unit: an isolated group of the two, opaque and Normal, that takes
+  // the object's transparency (its stroke alpha for a stroke). Drawing both with the
+  // opacity would darken where they overlap.
+  ObjectCollector unit(env_, options_, clip_boxes_.back(), Current(), selection_,
+                       selected_.back(), 1, 0);
+  const auto& opaque = QorBlend::Transparency::Opaque();
+  unit.Append(std::make_unique<FillableObjectInfo>(
+      &object, &object, unit.clips_.back(), geometry,
+      std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(), opaque,
+      stroke));
+  unit.Append(std::make_unique<FillableObjectInfo>(&object, &object, unit.clips_.back(), geometry,
+                                                   paint, Current(), opaque, stroke));
+  auto group_transparency = std::make_shared<QorBlend::Transparency>(
+      t.GetBlendMode(), alpha, alpha, t.GetAlphaIsShape());
+  group_transparency->SetNonSeparableMode(t.GetNonSeparableMode())
+      .SetSoftMask(t.GetSoftMask())
+      .SetGroupFlags(1, 0);
+  const GeometrySource group_geometry{geometry.pixelBox, nullptr, nullptr, Current()};
+  Append(std::make_unique<GroupObjectInfo>(nullptr, clips_.back(), group_geometry,
+                                           group_transparency, unit.TakeContainer(),
+                                           CollectSoftMask(group_transparency)));
 }
 
 void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
@@ -232,12 +263,7 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     const std::shared_ptr<const Morv::Compound> fill =
         glyphs ? WithDropouts(compound, t) : compound;
     const GeometrySource geometry = MakeGeometrySource(env_, clip_box, fill, t);
-    AppendShadingBackground(object, geometry, *object.GetFillPaint(), false);
-    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
-                                                       object.GetFillPaint(), Current(),
-                                                       object.GetTransparency(), false);
-    record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
-    Append(std::move(record));
+    AppendShaded(object, geometry, object.GetFillPaint(), false);
   }
   if (object.GetStrokePaint()) {
     const QorDoc::StrokeStyle& style = object.GetStrokeStyle();
@@ -249,12 +275,7 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
                      style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash,
                      Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
     const GeometrySource geometry = MakeGeometrySource(env_, clip_box, outline, t);
-    AppendShadingBackground(object, geometry, *object.GetStrokePaint(), true);
-    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
-                                                       object.GetStrokePaint(), Current(),
-                                                       object.GetTransparency(), true);
-    record->SetSoftMask(CollectSoftMask(object.GetTransparency()));
-    Append(std::move(record));
+    AppendShaded(object, geometry, object.GetStrokePaint(), true);
   }
 }
 

@@ -65,9 +65,10 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
                       const QorDoc::Group* group, const Box& target);
   std::unique_ptr<SoftMaskRecord> CollectSoftMask(
       const std::shared_ptr<const QorBlend::Transparency>& transparency) const;
-  // A shaded paint's background: a flat record of the same shape just before it.
-  void AppendShadingBackground(const QorDoc::Fillable& object, const GeometrySource& geometry,
-                               const QorPaint::Paint& paint, bool stroke);
+  // The record of the object's fill or stroke paint; a shaded paint's background
+  // goes just before it, or both go in one group when the object has transparency.
+  void AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
+                    const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke);
   // Fill and stroke records of a fillable object whose geometry is `compound`;
   // `glyphs` marks text outlines, whose fill gets its dropout pixels.
   void AddFillable(const QorDoc::Fillable& object,

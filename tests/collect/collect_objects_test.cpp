@@ -437,17 +437,37 @@ TEST(CollectObjects, AShadingsBackgroundIsAFlatRecordJustBeforeIt) {
   const auto document = builder.Build();
 
   QorSc::ObjectCollection collection = Collect(page);
-  // The opaque object has its background record first; the translucent one none.
+  // The opaque object has its background record first; the translucent one is one
+  // group of its background and shading, painted at half opacity as a unit.
   ASSERT_EQ(collection.objects->records.size(), 3u);
+  const auto* unit = dynamic_cast<const QorSc::GroupObjectInfo*>(
+      collection.objects->records[2].get());
+  ASSERT_NE(unit, nullptr);
+  EXPECT_EQ(unit->GetMembers().records.size(), 2u);
   QorSc::ScanConverter converter(std::move(collection));
-  std::vector<unsigned char> line(4 * kWidth);
-  for (int y = 0; y <= 5; ++y)
-    ASSERT_TRUE(converter.GetLine255PlaneInterleaved(line.data()));
-  // Process planes, plane-interleaved: Cyan row, then Magenta row.
-  EXPECT_EQ(line[5], 0) << "no shading before the axis start";
-  EXPECT_EQ(line[kWidth + 5], 128) << "the background there";
-  EXPECT_GT(line[25], 100) << "the shading along the axis";
-  EXPECT_EQ(line[kWidth + 25], 0) << "which knocks out the background";
+  std::vector<float> line;
+  for (int y = 0; y <= 5; ++y) {
+    const float* values = converter.GetLine();
+    ASSERT_NE(values, nullptr);
+    line.assign(values, values + 4 * kWidth);
+  }
+  // Process components, pixel-interleaved: C M Y K per pixel.
+  EXPECT_EQ(line[4 * 5], 0.0f) << "no shading before the axis start";
+  EXPECT_EQ(line[4 * 5 + 1], 0.5f) << "the background there";
+  EXPECT_GT(line[4 * 25], 0.4f) << "the shading along the axis";
+  EXPECT_EQ(line[4 * 25 + 1], 0.0f) << "which knocks out the background";
+  const std::vector<float> opaque = line;
+  for (int y = 6; y <= 25; ++y) {
+    const float* values = converter.GetLine();
+    ASSERT_NE(values, nullptr);
+    line.assign(values, values + 4 * kWidth);
+  }
+  // Half of the opaque unit everywhere: the background does not darken the shading.
+  for (long long x = 0; x < 40; ++x) {
+    for (int c = 0; c < 4; ++c) {
+      EXPECT_NEAR(line[4 * x + c], 0.5f * opaque[4 * x + c], 1e-6f) << x << "," << c;
+    }
+  }
 }
 
 }  // namespace

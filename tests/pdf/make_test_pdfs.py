@@ -677,7 +677,7 @@ def shadings():
     shading with a /BBox under a CTM, a DeviceN axial shading; a DeviceGray shading
     pattern with a background as fill of a rectangle; unusable shadings (a negative
     radius, a function of the wrong output count) and a truncated mesh; the pattern
-    once more under an opacity, where its background is not drawn."""
+    once more under an opacity, where background and shading composite as one unit."""
     return content_page(b"""q 0 0 100 50 re W n /Sh0 sh Q
 q 1 0 0 1 100 100 cm /Sh1 sh Q
 q 0 50 100 50 re W n /Sh3 sh Q

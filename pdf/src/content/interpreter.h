@@ -158,9 +158,7 @@ class ContentInterpreter {
   void ColorOperator(const std::string& op, const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
 
-  // Shadings: sh, and the shading pattern a colour names. A shading's background is
-  // drawn only under plain opacity: reported otherwise.
-  void CheckShadingBackgrounds(const QorDoc::Fillable::Painting& painting);
+  // Shadings: sh, and the shading pattern a colour names.
   void PaintShading(const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> ShadingPatternPaint(const ColorState& color,
                                                              bool overprint) const;

@@ -134,7 +134,6 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     PaintPathTiled(compound, fill, stroke);
   } else if ((fill || stroke) && CountObject()) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
-    CheckShadingBackgrounds(painting);
     if (painting.fill || painting.stroke) {
       context_.builder.AddPath(*f.gs.target, compound, std::move(painting), f.gs.ctm);
     }
@@ -159,7 +158,6 @@ void ContentInterpreter::PaintPathTiled(const std::shared_ptr<const Morv::Compou
     if (!IsTiled(color)) {
       if (!CountObject()) return;
       QorDoc::Fillable::Painting painting = MakePainting(!stroking, stroking);
-      CheckShadingBackgrounds(painting);
       if (painting.fill || painting.stroke) {
         context_.builder.AddPath(*gs.target, compound, std::move(painting), t);
       }

@@ -50,20 +50,6 @@ void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
   context_.builder.AddPath(*f.gs.target, outline, std::move(painting), Matrix{});
 }
 
-void ContentInterpreter::CheckShadingBackgrounds(const QorDoc::Fillable::Painting& painting) {
-  const QorBlend::Transparency* t = painting.transparency.get();
-  if (t == nullptr) return;
-  auto check = [&](const std::shared_ptr<const QorPaint::Paint>& paint, float alpha) {
-    const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint.get());
-    if (shading == nullptr || !shading->GetBackground()) return;
-    if (t->GetBlendMode() != QorBlend::kNormal || alpha <= 0.99999f || t->GetSoftMask()) {
-      Unsupported("shading pattern background under transparency (drawn without it)");
-    }
-  };
-  check(painting.fill, t->GetFillAlpha());
-  check(painting.stroke, t->GetStrokeAlpha());
-}
-
 std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
     const ColorState& color, bool overprint) const {
   QPDFObjectHandle pattern = color.shading_pattern;

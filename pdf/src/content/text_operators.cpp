@@ -207,7 +207,6 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
     PaintTextTiled(outlines, own_to_user, own_to_world, fill, stroke);
   } else if (fill || stroke) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
-    CheckShadingBackgrounds(painting);
     if (stroke) painting.strokeStyle = TextStrokeStyle(painting.strokeStyle, own_to_user);
     if (painting.fill || painting.stroke) {
       context_.builder.AddText(*f.gs.target, outlines, std::move(painting), own_to_world);
@@ -226,7 +225,6 @@ void ContentInterpreter::PaintTextTiled(
     const ColorState& color = stroking ? gs.stroke : gs.fill;
     if (!IsTiled(color)) {
       QorDoc::Fillable::Painting painting = MakePainting(!stroking, stroking);
-      CheckShadingBackgrounds(painting);
       if (stroking) painting.strokeStyle = TextStrokeStyle(painting.strokeStyle, own_to_user);
       if (painting.fill || painting.stroke) {
         context_.builder.AddText(*gs.target, outlines, std::move(painting), own_to_world);
