@@ -947,6 +947,111 @@ def tiling():
     return pdf.build()
 
 
+def default_spaces_extra(pdf):
+    zero = pdf.add("<< /FunctionType 4 /Domain [0 1 0 1 0 1] /Range [0 1 0 1 0 1 0 1] >>",
+                   b"{ 0 }")
+    gold = pdf.add("[/Separation /Gold /DeviceCMYK << /FunctionType 2 /Domain [0 1] "
+                   "/C0 [0 0 0 0] /C1 [0 0.2 1 0] /N 1 >>]")
+    cmy = pdf.add("[/DeviceN [/Cyan /Magenta /Yellow] /DeviceCMYK %d 0 R]" % zero)
+    mcy = pdf.add("[/DeviceN [/Magenta /Cyan /Yellow] /DeviceCMYK %d 0 R]" % zero)
+    two = pdf.add("[/DeviceN [/Cyan /Magenta] /DeviceCMYK %d 0 R]" % zero)
+    own = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] "
+                  "/Resources << /ColorSpace << /DefaultRGB %d 0 R /DefaultCMYK %d 0 R >> >> >>"
+                  % (mcy, two), b"0.2 0.4 0.6 rg 10 60 40 40 re f 0 0 0 1 k 60 60 40 40 re f")
+    inherit = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] "
+                      "/Resources << >> >>", b"0.2 0.4 0.6 rg 110 60 40 40 re f")
+    image = pdf.add("<< /Type /XObject /Subtype /Image /Width 1 /Height 1 "
+                    "/ColorSpace /DeviceGray /BitsPerComponent 8 >>", b"\x40")
+    return {"gold": gold, "cmy": cmy, "own": own, "inherit": inherit, "image": image}
+
+
+def default_spaces():
+    """DefaultGray (a Gold separation) and DefaultRGB (DeviceN Cyan Magenta Yellow)
+    in the page's resources: rg, g, cs /DeviceRGB, a resource naming DeviceRGB and a
+    DeviceGray image use them; a form with its own DefaultRGB (Magenta Cyan Yellow)
+    and a DefaultCMYK of two components (reported, DeviceCMYK used), a form that
+    inherits the page's, and DeviceCMYK untouched."""
+    return content_page(b"""0.2 0.4 0.6 rg 10 10 40 40 re f
+0.25 g 60 10 40 40 re f
+/DeviceRGB cs 0.1 0.2 0.3 sc 110 10 40 40 re f
+/RGB0 cs 0.3 0.2 0.1 sc 160 10 30 40 re f
+0 0 1 0 k 10 160 30 30 re f
+/Own Do /Inherit Do
+q 40 0 0 40 10 110 cm /Im Do Q
+""", "/ColorSpace << /DefaultGray %(gold)d 0 R /DefaultRGB %(cmy)d 0 R /RGB0 /DeviceRGB >> "
+         "/XObject << /Own %(own)d 0 R /Inherit %(inherit)d 0 R /Im %(image)d 0 R >>",
+                        extra=default_spaces_extra)
+
+
+def type3_clip_extra(pdf):
+    # A filled box glyph (d0), an image-mask glyph (d1, a 2 x 2 checker) and a glyph
+    # that shows itself.
+    box = pdf.add("<< >>", b"1000 0 d0 0 0 0 1 k 0 0 500 1000 re f")
+    checker = pdf.add("<< >>", b"1000 0 0 0 1000 1000 d1 q 1000 0 0 1000 0 0 cm "
+                      b"BI /W 2 /H 2 /IM true /D [1 0] ID \x80\x40 EI Q")
+    self_glyph = pdf.reserve()
+    font = pdf.reserve()
+    pdf.set(self_glyph, "<< >>", b"1000 0 d0 BT /T3 1 Tf 7 Tr (C) Tj ET 0 0 100 100 re f")
+    pdf.set(font, "<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1000 1000] "
+            "/FontMatrix [0.001 0 0 0.001 0 0] /CharProcs << /box %d 0 R /checker %d 0 R "
+            "/self %d 0 R >> /Encoding << /Differences [65 /box /checker /self] >> "
+            "/FirstChar 65 /LastChar 67 /Widths [1000 1000 1000] "
+            "/Resources << /Font << /T3 %d 0 R >> >> >>" % (box, checker, self_glyph, font))
+    return {"type3": font}
+
+
+def type3_clip():
+    """Type3 glyphs in clipping render modes: a box glyph with 7 Tr clips a magenta
+    fill to its left half; a 2 x 2 checker image-mask glyph with 4 Tr paints itself
+    and clips a cyan fill to its two set samples; a glyph that shows itself in
+    clipping mode is reported and ends."""
+    return content_page(b"""q BT /T3 40 Tf 7 Tr 10 10 Td (A) Tj ET 0 1 0 0 k 0 0 200 200 re f Q
+q BT /T3 40 Tf 4 Tr 100 10 Td (B) Tj ET 1 0 0 0 k 0 0 200 200 re f Q
+q BT /T3 40 Tf 7 Tr 10 100 Td (C) Tj ET 0 0 1 0 k 0 0 200 200 re f Q
+""", "/Font << /T3 %(type3)d 0 R >>", extra=type3_clip_extra)
+
+
+def annotations():
+    """Annotations with appearance streams: a square drawn by its /AP /N placed from
+    its /BBox and /Matrix into its /Rect; a check box whose /AS picks the /On state;
+    a hidden one, one without the print flag, one without /AP, one whose /Rect is not
+    a rectangle, and a link (no appearance, silently nothing)."""
+    pdf = Pdf()
+    catalog, root, page = pdf.reserve(), pdf.reserve(), pdf.reserve()
+    # A 10 x 20 box appearance turned a quarter: its bounding box is 20 x 10, mapped
+    # onto the 40 x 20 rectangle (2x scale).
+    square = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 10 20] "
+                     "/Matrix [0 1 -1 0 0 0] >>", b"0 0 0 1 k 0 0 10 20 re f")
+    on = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>",
+                 b"1 0 0 0 k 0 0 10 10 re f")
+    off = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>",
+                  b"0 1 0 0 k 0 0 10 10 re f")
+    yellow = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] >>",
+                     b"0 0 1 0 k 0 0 10 10 re f")
+    annots = [
+        "<< /Type /Annot /Subtype /Square /Rect [10 10 50 30] /F 4 /AP << /N %d 0 R >> >>"
+        % square,
+        "<< /Type /Annot /Subtype /Widget /Rect [60 10 80 30] /F 4 /AS /On "
+        "/AP << /N << /On %d 0 R /Off %d 0 R >> >> >>" % (on, off),
+        "<< /Type /Annot /Subtype /Square /Rect [100 10 120 30] /F 6 /AP << /N %d 0 R >> >>"
+        % yellow,
+        "<< /Type /Annot /Subtype /Square /Rect [130 10 150 30] /F 0 /AP << /N %d 0 R >> >>"
+        % yellow,
+        "<< /Type /Annot /Subtype /Stamp /Rect [10 100 50 140] /F 4 >>",
+        "<< /Type /Annot /Subtype /Square /Rect [10 150 (x) 190] /F 4 /AP << /N %d 0 R >> >>"
+        % yellow,
+        "<< /Type /Annot /Subtype /Link /Rect [100 100 150 150] /F 4 >>",
+    ]
+    refs = [pdf.add(a) for a in annots]
+    content = pdf.add("<< >>", b"0 0 0 0.2 k 0 0 5 5 re f")
+    pdf.set(catalog, "<< /Type /Catalog /Pages %d 0 R >>" % root)
+    pdf.set(root, "<< /Type /Pages /Kids [%d 0 R] /Count 1 >>" % page)
+    pdf.set(page, "<< /Type /Page /Parent %d 0 R /MediaBox [0 0 200 200] /Resources << >> "
+            "/Contents %d 0 R /Annots [%s] >>" % (root, content,
+                                                 " ".join("%d 0 R" % r for r in refs)))
+    return pdf.build()
+
+
 def closepath():
     """Segments right after h start at the closed subpath's start: v, l and c."""
     return content_page(b"""0 0 0 1 k
@@ -1150,6 +1255,9 @@ def main():
         "mesh_types.pdf": mesh_types(),
         "shading_types.pdf": shading_types(),
         "tiling.pdf": tiling(),
+        "default_spaces.pdf": default_spaces(),
+        "type3_clip.pdf": type3_clip(),
+        "annotations.pdf": annotations(),
     }
     for name, data in files.items():
         (DATA / name).write_bytes(data)

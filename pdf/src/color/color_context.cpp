@@ -61,6 +61,7 @@ struct ColorContext::Impl final : SpaceReader {
   std::shared_ptr<const ColorSpace> rgb;  // after the output intent: it converts into it
   std::shared_ptr<const ColorSpace> pattern = MakePattern(nullptr);
   std::map<std::string, std::shared_ptr<const ColorSpace>> cache;
+  std::set<std::string> defaults_reported;  // unusable Default entries, by key and cache key
   std::set<std::string> in_progress;
   std::map<QPDFObjGen, std::pair<std::shared_ptr<const CmykTransform>, std::string>> icc;
   std::vector<QorDoc::Separation::Entry> separations;
@@ -252,6 +253,67 @@ std::shared_ptr<const ColorSpace> ColorContext::Resolve(QPDFObjectHandle space,
     impl_->Warn(std::string("unreadable (") + e.what() + "); DeviceGray used");
   }
   return impl_->gray;
+}
+
+std::shared_ptr<const ColorSpace> ColorContext::Device(ColorSpaceFamily family) const {
+  if (family == ColorSpaceFamily::kDeviceRGB) return impl_->rgb;
+  if (family == ColorSpaceFamily::kDeviceCMYK) return impl_->cmyk;
+  return impl_->gray;
+}
+
+std::optional<ColorSpaceFamily> ColorContext::DeviceFamilyNamed(QPDFObjectHandle space,
+                                                                QPDFObjectHandle resources) {
+  // One step through the resources: a resource naming another resource is not a space.
+  for (int step = 0; step < 2 && space.isName(); ++step) {
+    const std::string name = space.getName();
+    if (name == "/DeviceGray" || name == "/G") return ColorSpaceFamily::kDeviceGray;
+    if (name == "/DeviceRGB" || name == "/RGB") return ColorSpaceFamily::kDeviceRGB;
+    if (name == "/DeviceCMYK" || name == "/CMYK") return ColorSpaceFamily::kDeviceCMYK;
+    // qpdf warns about a key asked of a non-dictionary: look before asking.
+    QPDFObjectHandle spaces =
+        resources.isDictionary() ? resources.getKey("/ColorSpace") : QPDFObjectHandle();
+    if (!spaces.isDictionary()) break;
+    space = spaces.getKey(name);
+  }
+  return std::nullopt;
+}
+
+std::shared_ptr<const ColorSpace> ColorContext::DefaultSpace(ColorSpaceFamily family,
+                                                             QPDFObjectHandle resources,
+                                                             std::optional<std::size_t> page) {
+  const char* key = family == ColorSpaceFamily::kDeviceRGB    ? "/DefaultRGB"
+                    : family == ColorSpaceFamily::kDeviceCMYK ? "/DefaultCMYK"
+                                                              : "/DefaultGray";
+  const std::shared_ptr<const ColorSpace> device = Device(family);
+  impl_->page = page;
+  impl_->subject = std::string("colour space ") + key;
+  try {
+    if (!resources.isDictionary()) return nullptr;
+    QPDFObjectHandle spaces = resources.getKey("/ColorSpace");
+    if (!spaces.isDictionary() || !spaces.hasKey(key)) return nullptr;
+    QPDFObjectHandle entry = spaces.getKey(key);
+    // Nested caches the space, so each entry is read (and its own problems reported)
+    // once; the checks below report once per entry too.
+    const std::shared_ptr<const ColorSpace> space = impl_->Nested(entry, 0);
+    std::string problem;
+    const std::size_t needed = device->ComponentCount();
+    if (!space) {
+      problem = "unusable";
+    } else if (space->Family() == ColorSpaceFamily::kPattern ||
+               space->Family() == ColorSpaceFamily::kIndexed) {
+      problem = "cannot be a Pattern or Indexed space";
+    } else if (space->ComponentCount() != needed) {
+      problem = "has " + std::to_string(space->ComponentCount()) + " component(s), not " +
+                std::to_string(needed);
+    }
+    if (problem.empty()) return space;
+    if (impl_->defaults_reported.insert(key + CacheKey(entry).value_or(std::string())).second) {
+      impl_->Warn(problem + "; the device space is used");
+    }
+  } catch (const std::exception& e) {
+    impl_->Warn(std::string("unreadable (") + e.what() + "); the device space is used");
+  }
+  return device;
 }
 
 std::shared_ptr<const ColorSpace> ColorContext::DeviceGray() const {

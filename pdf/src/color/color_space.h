@@ -108,6 +108,21 @@ class ColorContext {
   std::shared_ptr<const ColorSpace> DeviceGray() const;
   std::shared_ptr<const ColorSpace> DeviceRGB() const;
   std::shared_ptr<const ColorSpace> DeviceCMYK() const;
+  // `family` is kDeviceGray, kDeviceRGB or kDeviceCMYK: that device space.
+  std::shared_ptr<const ColorSpace> Device(ColorSpaceFamily family) const;
+
+  // The space `resources` /ColorSpace names /DefaultGray, /DefaultRGB or /DefaultCMYK
+  // for the device `family`: null when the resources have no such entry (the caller
+  // looks further out); the device space itself when the entry is unusable (not a
+  // space, a Pattern or Indexed space, or the wrong number of components), reported
+  // once per entry.
+  std::shared_ptr<const ColorSpace> DefaultSpace(ColorSpaceFamily family,
+                                                 QPDFObjectHandle resources,
+                                                 std::optional<std::size_t> page);
+  // The device family `space` names, directly or through `resources` /ColorSpace
+  // (CS0 defined as /DeviceRGB); nothing for arrays and every other space.
+  static std::optional<ColorSpaceFamily> DeviceFamilyNamed(QPDFObjectHandle space,
+                                                           QPDFObjectHandle resources);
 
   // Named colorants met so far, in order of first resolution, with their CMYK
   // representation.

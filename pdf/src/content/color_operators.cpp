@@ -57,20 +57,21 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   switch (op[0]) {
     case 'G':
     case 'g':
-      return set_device(context_.colors.DeviceGray(), 1);
+      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceGray), 1);
     case 'R':
     case 'r':
-      return set_device(context_.colors.DeviceRGB(), 3);
+      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceRGB), 3);
     case 'K':
     case 'k':
-      return set_device(context_.colors.DeviceCMYK(), 4);
+      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceCMYK), 4);
     default:
       break;
   }
 
   if (op == "CS" || op == "cs") {
     if (operands.empty() || !operands.back().IsName()) return Warn(op, "needs a name");
-    color.space = context_.colors.Resolve(operands.back().ToObject(), frame_->resources, page_);
+    const QPDFObjectHandle name = operands.back().ToObject();
+    color.space = WithDefault(context_.colors.Resolve(name, frame_->resources, page_), name);
     color.components = color.space->InitialColor();
     // The initial colour of a pattern space paints nothing.
     color.pattern = color.space->Family() == ColorSpaceFamily::kPattern;
@@ -127,6 +128,33 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   color.shading_pattern = QPDFObjectHandle();
   color.tiling_pattern = QPDFObjectHandle();
   SetComponents(color, operands);
+}
+
+std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFamily family) {
+  const std::size_t slot = family == ColorSpaceFamily::kDeviceRGB    ? 1
+                           : family == ColorSpaceFamily::kDeviceCMYK ? 2
+                                                                     : 0;
+  // The innermost stream whose resources say, or the device space; every stream
+  // passed on the way keeps the answer.
+  std::vector<Frame*> asked;
+  std::shared_ptr<const ColorSpace> space;
+  for (Frame* f = frame_; f != nullptr && !space; f = f->outer) {
+    space = f->device_spaces[slot];
+    if (!space) space = context_.colors.DefaultSpace(family, f->resources, page_);
+    asked.push_back(f);
+  }
+  if (!space) space = context_.colors.Device(family);
+  for (Frame* f : asked)
+    f->device_spaces[slot] = space;
+  return space;
+}
+
+std::shared_ptr<const ColorSpace> ContentInterpreter::WithDefault(
+    std::shared_ptr<const ColorSpace> space, QPDFObjectHandle object) {
+  const auto family = ColorContext::DeviceFamilyNamed(object, frame_->resources);
+  // A resource that is not the device space it claims (already reported) stays as is.
+  if (!family || space != context_.colors.Device(*family)) return space;
+  return DeviceSpace(*family);
 }
 
 std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorState& color,

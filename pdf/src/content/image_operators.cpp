@@ -81,7 +81,11 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   // An image XObject is decoded once per import and shared by all its placements.
   CachedPicture picture;
   if (stream.isIndirect()) {
-    const auto key = std::make_pair(stream.getObjGen(), frame_->gs.fill_overprint);
+    // Default spaces may differ between the streams that place one image.
+    const PictureKey key{stream.getObjGen(), frame_->gs.fill_overprint,
+                         {DeviceSpace(ColorSpaceFamily::kDeviceGray).get(),
+                          DeviceSpace(ColorSpaceFamily::kDeviceRGB).get(),
+                          DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()}};
     const auto found = context_.pictures.find(key);
     if (found != context_.pictures.end()) {
       picture = found->second;
@@ -115,8 +119,10 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
     return result;
   }
   std::shared_ptr<const ColorSpace> space =
-      space_object.isNull() ? nullptr
-                            : context_.colors.Resolve(space_object, frame_->resources, page_);
+      space_object.isNull()
+          ? nullptr
+          : WithDefault(context_.colors.Resolve(space_object, frame_->resources, page_),
+                        space_object);
   QPDFObjectHandle bits_object = dictionary.getKey("/BitsPerComponent");
   const long long bits = jpx ? 8 : bits_object.isInteger() ? bits_object.getIntValue() : 8;
   if (bits != 1 && bits != 2 && bits != 4 && bits != 8 && bits != 16) {
@@ -129,9 +135,9 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
                        static_cast<std::size_t>(height.getIntValue()),
                        space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits));
   if (!space && !samples.data.empty()) {
-    space = samples.components == 1   ? context_.colors.DeviceGray()
-            : samples.components == 3 ? context_.colors.DeviceRGB()
-                                      : context_.colors.DeviceCMYK();
+    space = DeviceSpace(samples.components == 1   ? ColorSpaceFamily::kDeviceGray
+                        : samples.components == 3 ? ColorSpaceFamily::kDeviceRGB
+                                                  : ColorSpaceFamily::kDeviceCMYK);
   }
   if (!samples.problem.empty()) Warn(name, samples.problem);
   if (samples.data.empty() || samples.rows_decoded == 0) return result;

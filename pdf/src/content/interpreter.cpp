@@ -176,6 +176,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
   frame.gs = std::move(initial);
   frame.default_ctm = frame.gs.ctm;
   Frame* outer = frame_;
+  frame.outer = outer;
   frame_ = &frame;
   ++depth_;
 

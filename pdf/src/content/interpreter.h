@@ -25,8 +25,10 @@
 // as if it were whole.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <functional>
+#include <tuple>
 #include <map>
 #include <memory>
 #include <set>
@@ -73,6 +75,17 @@ struct CachedPicture {
   Matrix within;
 };
 
+struct PictureKey {
+  QPDFObjGen object;
+  bool overprint = false;
+  std::array<const void*, 3> device_spaces{};  // see ContentInterpreter::DeviceSpace
+
+  friend bool operator<(const PictureKey& a, const PictureKey& b) {
+    return std::tie(a.object, a.overprint, a.device_spaces) <
+           std::tie(b.object, b.overprint, b.device_spaces);
+  }
+};
+
 // Document-wide services shared by the pages of one import.
 struct ImportContext {
   QPDF& pdf;
@@ -83,9 +96,9 @@ struct ImportContext {
   QorDoc::DocumentBuilder& builder;
   ImportLimits limits;
   ContentOptions options;
-  // Image XObjects decoded so far, by object and fill overprint (failures too, so
-  // each is reported once).
-  std::map<std::pair<QPDFObjGen, bool>, CachedPicture> pictures;
+  // Image XObjects decoded so far, by object, fill overprint and the spaces that
+  // stand for the device spaces (failures too, so each is reported once).
+  std::map<PictureKey, CachedPicture> pictures;
 };
 
 class ContentInterpreter {
@@ -157,6 +170,13 @@ class ContentInterpreter {
   // Colour.
   void ColorOperator(const std::string& op, const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
+  // The space a device family stands for in the current stream: the Default space of
+  // its resources, else of the streams around it, else the device space.
+  std::shared_ptr<const ColorSpace> DeviceSpace(ColorSpaceFamily family);
+  // `space` resolved from `object` (a colour space operand or an image's /ColorSpace),
+  // with a device space replaced by DeviceSpace.
+  std::shared_ptr<const ColorSpace> WithDefault(std::shared_ptr<const ColorSpace> space,
+                                                QPDFObjectHandle object);
 
   // Shadings: sh, and the shading pattern a colour names.
   void PaintShading(const std::vector<Operand>& operands);

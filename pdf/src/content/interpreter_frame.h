@@ -4,6 +4,7 @@
 // operator groups; nothing else includes it.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -20,6 +21,11 @@ namespace QorPdf::internal {
 
 struct ContentInterpreter::Frame {
   QPDFObjectHandle resources;
+  // The stream that runs this one (a page, form, glyph or mask), or null.
+  Frame* outer = nullptr;
+  // DeviceGray, DeviceRGB, DeviceCMYK as this stream's resources (or the outer
+  // stream's) redefine them with Default spaces; null until first needed.
+  std::array<std::shared_ptr<const ColorSpace>, 3> device_spaces;
   GraphicsState gs;
   // The stream's default space (the CTM it started with): where its patterns live.
   Matrix default_ctm;
