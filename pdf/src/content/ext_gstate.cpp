@@ -206,7 +206,10 @@ std::shared_ptr<const QorBlend::SoftMask> ContentInterpreter::ReadSoftMask(QPDFO
   initial.fill.components = initial.fill.space->InitialColor();
   initial.stroke = initial.fill;
   masks_in_progress_.push_back(id);
+  // A mask set inside a clipping glyph is not part of the glyph's shape.
+  auto* const glyph_clip = std::exchange(glyph_clip_, nullptr);
   RunForm(group, std::move(initial), "/SMask /G");
+  glyph_clip_ = glyph_clip;
   masks_in_progress_.pop_back();
 
   QorColor::Color backdrop;

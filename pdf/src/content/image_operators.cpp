@@ -96,7 +96,13 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   } else {
     picture = ReadPicture(stream, name);
   }
-  if (!picture.picture || !CountObject()) return;
+  if (!picture.picture) return;
+  // An image in a clipping glyph clips by its rectangle.
+  if (glyph_clip_) {
+    AddToGlyphClip(Morv::GetUnityPdfRectangleCompound(),
+                   Morv::Compose(frame_->gs.ctm, picture.within));
+  }
+  if (!CountObject()) return;
   context_.builder.AddImage(*frame_->gs.target, picture.picture,
                             Morv::Compose(frame_->gs.ctm, picture.within), CurrentTransparency());
 }

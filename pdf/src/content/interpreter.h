@@ -217,7 +217,12 @@ class ContentInterpreter {
                   std::vector<double>& positions, double& x);
   void EmitText(std::vector<ShownGlyph>& glyphs, std::vector<double>& positions,
                 const Matrix& start);
-  void ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix);
+  // `clip`: render modes 4-7, the glyph's shapes join the text clip; `paint`: the
+  // glyph is drawn (every mode but 7).
+  void ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix, bool clip, bool paint);
+  // While a Type3 glyph runs in a clipping mode: adds a shape it paints (in the
+  // coordinates `t` maps to world) to that text's clip.
+  void AddToGlyphClip(std::shared_ptr<const Morv::Compound> shape, const Matrix& t);
   // Text painted with a tiling pattern for its fill, its stroke or both.
   void PaintTextTiled(const std::vector<std::shared_ptr<const Morv::Compound>>& outlines,
                       const Matrix& own_to_user, const Matrix& own_to_world, bool fill,
@@ -281,6 +286,9 @@ class ContentInterpreter {
   // The mask groups (/SMask /G) whose content is being read: a mask that reaches
   // itself again is dropped there.
   std::vector<QPDFObjGen> masks_in_progress_;
+  // The clip of the text object whose Type3 glyph is running in a clipping render
+  // mode, or null; what the glyph paints is added to it (AddToGlyphClip).
+  std::vector<std::shared_ptr<const QorDoc::Text>>* glyph_clip_ = nullptr;
 };
 
 }  // namespace QorPdf::internal

@@ -130,6 +130,10 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     return;
   }
   const auto compound = TakePath(fill_rule);
+  if (glyph_clip_ && fill) AddToGlyphClip(compound, f.gs.ctm);
+  if (glyph_clip_ && stroke) {
+    AddToGlyphClip(StrokeOutline(*compound, f.gs.stroke_style, f.gs.ctm), f.gs.ctm);
+  }
   if ((fill && IsTiled(f.gs.fill)) || (stroke && IsTiled(f.gs.stroke))) {
     PaintPathTiled(compound, fill, stroke);
   } else if ((fill || stroke) && CountObject()) {

@@ -5,7 +5,8 @@
 // baseline in glyph units (1000 per text-space unit at font size 1), and a
 // transformation CTM × Tm × [Tfs·Th/1000 0 0 Tfs/1000 0 Trise] from those units to
 // world coordinates. Render modes 4-7 also keep the texts, and ET clips to all of
-// them at once. Type3 glyphs are content procedures, run as nested content.
+// them at once. Type3 glyphs are content procedures, run as nested content; in
+// modes 4-7 the shapes a procedure paints join the clip (AddToGlyphClip).
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -169,13 +170,11 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
   const double sy = text.font_size;
 
   if (text.font->IsType3()) {
-    if (mode >= 4) Unsupported("clipping with Type3 text");
-    if (mode == 7) return;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
       const Matrix placed =
           Morv::Compose(start, Morv::Compose(Matrix::Translation(positions[i], 0.0),
                                              Matrix{sx, 0, 0, sy, 0, text.rise}));
-      ShowType3Glyph(glyphs[i], placed);
+      ShowType3Glyph(glyphs[i], placed, mode >= 4, mode != 7);
     }
     return;
   }
@@ -197,7 +196,12 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
           glyphs[i].outline->Transformed(Matrix::Translation(offset, 0.0))));
     }
   }
-  if (outlines.empty() || !CountObject()) return;
+  if (outlines.empty()) return;
+  // Text inside a Type3 glyph that clips: its painted outlines are the glyph's shape.
+  if (glyph_clip_ && mode != 7) {
+    glyph_clip_->push_back(context_.builder.MakeText(outlines, {}, own_to_world));
+  }
+  if (!CountObject()) return;
 
   const bool fill = mode == 0 || mode == 2 || mode == 4 || mode == 6;
   const bool stroke = mode == 1 || mode == 2 || mode == 5 || mode == 6;
@@ -264,7 +268,8 @@ void ContentInterpreter::PaintTextTiled(
   if (stroke) paint_part(true);
 }
 
-void ContentInterpreter::ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix) {
+void ContentInterpreter::ShowType3Glyph(const ShownGlyph& glyph, const Matrix& glyph_matrix,
+                                        bool clip, bool paint) {
   const Font& font = *frame_->gs.text.font;
   QPDFObjectHandle procedure = font.Type3Procedure(glyph.code);
   if (!procedure.isStream()) return;
@@ -278,7 +283,18 @@ void ContentInterpreter::ShowType3Glyph(const ShownGlyph& glyph, const Matrix& g
   initial.ctm = Morv::Compose(initial.ctm, Morv::Compose(glyph_matrix, MatrixOf(m.data())));
   QPDFObjectHandle resources = font.Type3Resources();
   if (!resources.isDictionary()) resources = frame_->resources;
+  auto* const outer_clip = glyph_clip_;
+  if (clip) glyph_clip_ = &frame_->text_clip;
+  // Clipping only (mode 7): the glyph runs into a content nothing draws.
+  if (!paint) initial.target = &context_.builder.AddContent();
   RunNested(procedure, "Type3 glyph", resources, std::move(initial));
+  glyph_clip_ = outer_clip;
+}
+
+void ContentInterpreter::AddToGlyphClip(std::shared_ptr<const Morv::Compound> shape,
+                                        const Matrix& t) {
+  if (!glyph_clip_ || shape->GetSubpaths().empty()) return;
+  glyph_clip_->push_back(context_.builder.MakeText({std::move(shape)}, {}, t));
 }
 
 void ContentInterpreter::EndText() {

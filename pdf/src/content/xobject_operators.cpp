@@ -11,11 +11,15 @@
 
 #include "content/interpreter_frame.h"
 #include "image/image_samples.h"
+#include "image/mask_outline.h"
 #include "qorimg/picture_buffer.h"
 #include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
+
+// A glyph's image mask clips by at most this many rectangles (a 256 x 256 checker).
+constexpr std::size_t kMaxGlyphMaskRectangles = 32768;
 
 // Image masks larger than this are refused: 2^32 one-bit samples.
 constexpr std::size_t kMaxMaskBytes = std::size_t{1} << 29;
@@ -266,6 +270,12 @@ void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::str
   // Rows the data did not reach stay unpainted.
   for (std::size_t i = available; i < row_bytes * h; ++i)
     out[i] = 0;
+  if (glyph_clip_) {
+    // A d1 glyph's mask clips by its painted samples; past the limit, by its square.
+    auto outline = MaskOutline(*mask, kMaxGlyphMaskRectangles);
+    if (!outline) WarnOnce(name + " in a clipping glyph", "too detailed: clips by its square");
+    AddToGlyphClip(outline ? *outline : Morv::GetUnityPdfRectangleCompound(), frame_->gs.ctm);
+  }
   context_.builder.AddImageMask(*frame_->gs.target, std::move(mask), painting, frame_->gs.ctm);
 }
 
