@@ -64,14 +64,21 @@ const char* const kRenderHelp =
     "  --threads N             render with N threads (default: one per core)\n"
     "  --halftone-labels       add the halftone label plane (TIFF extra sample, PAM\n"
     "                            channel, or a separate tiffsep file)\n"
+    "  --annotations           also draw the annotations that print (form fields,\n"
+    "                            stamps, comments with an appearance; not hidden)\n"
     "  -q, --quiet             no progress bar and no importer warnings\n"
     "  -h, --help              show this help\n";
 
 const char* const kInfoHelp =
-    "Usage: qorsc info FILE.pdf\n"
+    "Usage: qorsc info [--annotations] FILE.pdf\n"
     "\n"
-    "Shows every page's boxes and rotation, the colorants and fonts it uses, the\n"
-    "document's optional-content layers and output intent, and the importer's warnings.\n";
+    "Shows every page's boxes and rotation, the colorants and fonts it uses, what it\n"
+    "holds that will not be rendered (features and how often), the document's\n"
+    "optional-content layers and output intent, and the importer's warnings.\n"
+    "\n"
+    "Options:\n"
+    "  --annotations           check the page as `render --annotations` draws it\n"
+    "  -h, --help              show this help\n";
 
 const char* const kHitsHelp =
     "Usage: qorsc hits -p PAGE -x X -y Y [-r DPI] FILE.pdf\n"
@@ -261,6 +268,9 @@ std::optional<std::string> ParseRender(OptionReader& reader, RenderArguments& a)
     } else if (name == "--halftone-labels") {
       reader.NoValue(name);
       a.halftone_labels = true;
+    } else if (name == "--annotations") {
+      reader.NoValue(name);
+      a.annotations = true;
     } else if (name == "-q" || name == "--quiet") {
       reader.NoValue(name);
       a.quiet = true;
@@ -282,6 +292,9 @@ std::optional<std::string> ParseInfo(OptionReader& reader, InfoArguments& a) {
       SetInput(a.input, reader.Positional());
     } else if (name == "-h" || name == "--help") {
       return kInfoHelp;
+    } else if (name == "--annotations") {
+      reader.NoValue(name);
+      a.annotations = true;
     } else {
       UnknownOption(name, "info");
     }

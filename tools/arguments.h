@@ -56,12 +56,14 @@ struct RenderArguments {
   // The thinnest a stroke prints, in final device pixels; 0 = the raw geometry.
   double min_line_width = 1.0;
   bool halftone_labels = false;
+  bool annotations = false;  // draw printable annotations' appearances
   bool quiet = false;
   TiffCompression compression = TiffCompression::kLzw;
 };
 
 struct InfoArguments {
   std::string input;
+  bool annotations = false;  // import as `render --annotations` does
 };
 
 struct HitsArguments {

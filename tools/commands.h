@@ -25,9 +25,11 @@ std::vector<std::size_t> ZeroBasedPages(const std::vector<std::size_t>& pages,
                                         std::size_t page_count);
 
 // What the commands import: everything the renderer can draw, soft masks and
-// transparency groups included.
-inline QorPdf::ImportOptions RenderableImportOptions() {
-  return QorPdf::ImportOptions();
+// transparency groups included; annotations when asked for.
+inline QorPdf::ImportOptions RenderableImportOptions(bool annotations = false) {
+  QorPdf::ImportOptions options;
+  options.draw_annotations = annotations;
+  return options;
 }
 
 // Prints the importer's warnings for one page (or, with no page, for the whole

@@ -32,6 +32,20 @@ std::string ProfileDescription(const std::vector<unsigned char>& profile) {
   return description;
 }
 
+// What a prepress user checks before output: each feature the page holds that will
+// not print, with how often, one per line.
+void PrintNotRendered(const QorPdf::ImportedPage& page) {
+  if (page.not_rendered.empty()) {
+    std::printf("  %-12s (nothing)\n", "Not rendered");
+    return;
+  }
+  for (std::size_t i = 0; i < page.not_rendered.size(); ++i) {
+    const QorPdf::NotRenderedFeature& entry = page.not_rendered[i];
+    std::printf("  %-12s %zu x %s\n", i == 0 ? "Not rendered" : "", entry.count,
+                entry.feature.c_str());
+  }
+}
+
 }  // namespace
 
 int RunInfo(const InfoArguments& a) {
@@ -43,7 +57,7 @@ int RunInfo(const InfoArguments& a) {
   std::optional<QorPdf::Import> import;
   std::string import_failure;
   try {
-    import = document.ImportPages();
+    import = document.ImportPages({}, RenderableImportOptions(a.annotations));
   } catch (const std::exception& e) {
     import_failure = e.what();
   }
@@ -71,6 +85,7 @@ int RunInfo(const InfoArguments& a) {
       colorants += (colorants.empty() ? "" : ", ") + entry.name;
     }
     std::printf("  %-10s %s\n", "Colorants", colorants.empty() ? "(none)" : colorants.c_str());
+    PrintNotRendered(imported);
     if (imported.fonts.empty()) std::printf("  %-10s (none)\n", "Fonts");
     for (std::size_t f = 0; f < imported.fonts.size(); ++f) {
       const QorPdf::FontInfo& font = imported.fonts[f];

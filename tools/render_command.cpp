@@ -51,7 +51,7 @@ int RunRender(const RenderArguments& a, const std::atomic<bool>* interrupt) {
   QorPdf::Document document = OpenDocument(a.input);
   const std::vector<std::size_t> indices = ZeroBasedPages(a.pages, document.PageCount());
   if (indices.empty()) throw std::runtime_error(a.input + ": the document has no pages");
-  QorPdf::Import import = document.ImportPages(indices, RenderableImportOptions());
+  QorPdf::Import import = document.ImportPages(indices, RenderableImportOptions(a.annotations));
 
   RenderSettings settings;
   settings.resolution = a.resolution;

@@ -247,6 +247,7 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
   internal::ContentOptions content_options;
   content_options.keep_soft_masks = options.keep_soft_masks;
   content_options.keep_transparency_groups = options.keep_transparency_groups;
+  content_options.draw_annotations = options.draw_annotations;
   internal::ImportContext context{impl_->qpdf,
                                   impl_->warnings,
                                   *impl_->colors,
@@ -270,6 +271,8 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
     imported.content = &content;
     imported.world_box = DisplayBox(page);
     imported.incomplete = interpreter.Incomplete();
+    for (const auto& [feature, count] : interpreter.NotRenderedFeatures())
+      imported.not_rendered.push_back({feature, count});
     for (const auto& font : interpreter.FontsUsed()) {
       const internal::FontDescription& d = font->Description();
       imported.fonts.push_back({d.name, d.subtype, d.program, d.embedded, d.substitute});

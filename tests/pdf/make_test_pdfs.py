@@ -1031,7 +1031,7 @@ def annotations():
     annots = [
         "<< /Type /Annot /Subtype /Square /Rect [10 10 50 30] /F 4 /AP << /N %d 0 R >> >>"
         % square,
-        "<< /Type /Annot /Subtype /Widget /Rect [60 10 80 30] /F 4 /AS /On "
+        "<< /Type /Annot /Subtype /Widget /FT /Btn /T (box) /Rect [60 10 80 30] /F 4 /AS /On "
         "/AP << /N << /On %d 0 R /Off %d 0 R >> >> >>" % (on, off),
         "<< /Type /Annot /Subtype /Square /Rect [100 10 120 30] /F 6 /AP << /N %d 0 R >> >>"
         % yellow,

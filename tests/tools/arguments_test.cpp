@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -57,13 +58,14 @@ TEST(Arguments, RenderOptions) {
   EXPECT_FALSE(defaults.render.output);
   EXPECT_EQ(defaults.render.threads, 0u);
   EXPECT_FALSE(defaults.render.halftone_labels);
+  EXPECT_FALSE(defaults.render.annotations);
   EXPECT_FALSE(defaults.render.quiet);
   EXPECT_EQ(defaults.render.min_line_width, 1.0);
 
   const Arguments a =
       Parse({"render", "-p", "2,4-5", "-r600", "--colorants=gray", "--aa", "3", "--aa-filter",
              "box", "-f", "tiffsep", "-o", "out/p%d-%s.tif", "--threads=4", "--halftone-labels",
-             "-q", "--compression", "none", "x.pdf"});
+             "-q", "--compression", "none", "--annotations", "x.pdf"});
   EXPECT_EQ(a.render.pages, (std::vector<std::size_t>{2, 4, 5}));
   EXPECT_EQ(a.render.resolution, 600.0);
   EXPECT_EQ(a.render.colorants.kind, ColorantChoice::kGray);
@@ -73,6 +75,7 @@ TEST(Arguments, RenderOptions) {
   EXPECT_EQ(a.render.output, "out/p%d-%s.tif");
   EXPECT_EQ(a.render.threads, 4u);
   EXPECT_TRUE(a.render.halftone_labels);
+  EXPECT_TRUE(a.render.annotations);
   EXPECT_TRUE(a.render.quiet);
   EXPECT_EQ(a.render.compression, QorScTool::TiffCompression::kNone);
   EXPECT_EQ(a.render.input, "x.pdf");
@@ -114,6 +117,8 @@ TEST(Arguments, BadRenderArguments) {
       {"hits", "-p", "1", "-x", "-3", "-y", "4", "a.pdf"},
       {"info"},
       {"info", "--pages", "1", "a.pdf"},
+      {"render", "--annotations=yes", "a.pdf"},
+      {"info", "--annotations=all", "a.pdf"},
   };
   for (const auto& args : bad) {
     std::string joined;
@@ -136,6 +141,10 @@ TEST(Arguments, HelpVersionInfoAndHits) {
   const Arguments info = Parse({"info", "doc.pdf"});
   EXPECT_EQ(info.command, Arguments::kInfo);
   EXPECT_EQ(info.info.input, "doc.pdf");
+  EXPECT_FALSE(info.info.annotations);
+  EXPECT_TRUE(Parse({"info", "--annotations", "doc.pdf"}).info.annotations);
+  EXPECT_NE(std::string(QorScTool::kRenderHelp).find("--annotations"), std::string::npos);
+  EXPECT_NE(std::string(QorScTool::kInfoHelp).find("--annotations"), std::string::npos);
 
   const Arguments hits = Parse({"hits", "doc.pdf", "-p", "3", "-x", "10", "-y", "20", "-r", "72"});
   EXPECT_EQ(hits.command, Arguments::kHits);

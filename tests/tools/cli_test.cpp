@@ -149,6 +149,38 @@ TEST_F(Cli, RendersTheTinyPdf) {
   EXPECT_NE(run.out.find("fill Cyan 0.6"), std::string::npos) << run.out;
 }
 
+// `info` lists per page what will not print, with counts, so a file can be checked
+// before output; `render --annotations` draws the printable annotations.
+TEST_F(Cli, InfoListsWhatIsNotRenderedAndAnnotationsDrawOnRequest) {
+  const fs::path pdf = fs::path(QORSC_TEST_PDF_DIR) / "annotations.pdf";
+  Outcome run = Qorsc("info " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("Not rendered (nothing)"), std::string::npos) << run.out;
+  run = Qorsc("info --annotations " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("Not rendered 2 x annotation without a usable appearance"),
+            std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("annotation 5 (Stamp): no normal appearance"), std::string::npos)
+      << run.out;
+
+  // The square annotation's black appearance fills its /Rect (10 10 50 30) only
+  // with --annotations.
+  const std::string common = "render -r 72 -c Black -f pam -q ";
+  run = Qorsc(common + "-o plain.pam " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  run = Qorsc(common + "--annotations -o annotated.pam " + pdf.string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::string plain = Read(dir_ / "plain.pam");
+  const std::string annotated = Read(dir_ / "annotated.pam");
+  ASSERT_EQ(plain.size(), annotated.size());
+  // One byte per pixel after the header; the pixel at (20, 180) from the top is in
+  // the square.
+  const std::size_t pixel = plain.size() - 200 * 200 + 180 * 200 + 20;
+  EXPECT_EQ(static_cast<unsigned char>(plain[pixel]), 0);
+  EXPECT_EQ(static_cast<unsigned char>(annotated[pixel]), 255);
+}
+
 // The generated hairline pages (tests/pdf/make_test_pdfs.py): one stroke per page,
 // horizontal (pages 1-4), vertical (5-8) and diagonal (9-12), each at widths 0, 0.05,
 // 0.1 and 0.25 pt, off the pixel grid of a 200 pt page at 150 dpi (417 pixels).

@@ -66,6 +66,12 @@ struct FontInfo {
   std::string substitute;  // the font file drawn instead when not embedded
 };
 
+// Something a page holds that is not drawn, and how often the page has it.
+struct NotRenderedFeature {
+  std::string feature;
+  std::size_t count = 0;
+};
+
 // An optional-content group of the document.
 struct LayerInfo {
   std::string name;
@@ -86,6 +92,11 @@ struct ImportedPage {
   // the registration colorant "All" is not one.
   QorColor::Color colorants;
   std::vector<FontInfo> fonts;  // in order of first use
+  // What the page holds that the import left out or could not use (a feature not
+  // supported, a font or image that could not be read, an annotation without an
+  // appearance), with how often each was met, in order of first meeting. Each is
+  // also in the document's warnings.
+  std::vector<NotRenderedFeature> not_rendered;
   // Why the page's content was not read to its end, or empty when it was. A page
   // passes a limit only when the file asks for more work or memory than any real
   // page needs (see ImportLimits in docs/design.md); what was read before is kept,
@@ -103,6 +114,10 @@ struct ImportOptions {
   // group opacity; off: such forms are plain groups whose members carry the
   // opacity and blend mode themselves.
   bool keep_transparency_groups = true;
+  // Annotations (/Annots) as printed: the normal appearance of each one with the
+  // print flag and without the hidden flag, over the page. Off: the page content
+  // alone, as a page's content is what prepress output usually means.
+  bool draw_annotations = false;
 };
 
 // Pages translated together into one document model: they share its separation

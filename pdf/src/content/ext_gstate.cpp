@@ -199,12 +199,7 @@ std::shared_ptr<const QorBlend::SoftMask> ContentInterpreter::ReadSoftMask(QPDFO
   }
   // The mask's content is drawn in the coordinates in force when the mask is set.
   QorDoc::Content& content = context_.builder.AddContent();
-  GraphicsState initial;
-  initial.ctm = frame_->gs.ctm;
-  initial.target = &content;
-  initial.fill.space = context_.colors.DeviceGray();
-  initial.fill.components = initial.fill.space->InitialColor();
-  initial.stroke = initial.fill;
+  GraphicsState initial = InitialState(frame_->gs.ctm, content);
   masks_in_progress_.push_back(id);
   // A mask set inside a clipping glyph is not part of the glyph's shape.
   auto* const glyph_clip = std::exchange(glyph_clip_, nullptr);

@@ -96,7 +96,7 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   } else {
     picture = ReadPicture(stream, name);
   }
-  if (!picture.picture) return;
+  if (!picture.picture) return NotRendered("image that could not be read");
   // An image in a clipping glyph clips by its rectangle.
   if (glyph_clip_) {
     AddToGlyphClip(Morv::GetUnityPdfRectangleCompound(),

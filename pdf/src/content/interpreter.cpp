@@ -58,12 +58,7 @@ ContentInterpreter::~ContentInterpreter() = default;
 void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content,
                                  const Matrix& base, const Morv::MilliPointRectangle& visible) {
   page_box_ = visible;
-  GraphicsState gs;
-  gs.ctm = base;
-  gs.target = &content;
-  gs.fill.space = context_.colors.DeviceGray();
-  gs.fill.components = gs.fill.space->InitialColor();
-  gs.stroke = gs.fill;
+  GraphicsState gs = InitialState(base, content);
 
   // A page group is isolated already; only its knockout flag needs a group.
   QPDFObjectHandle group = page.getKey("/Group");
@@ -98,6 +93,19 @@ void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content
   }
   context_.warnings.TakeFrom(context_.pdf, page_);
   RunStream(std::move(data), "page " + std::to_string(page_ + 1), resources, std::move(gs));
+  if (context_.options.draw_annotations && incomplete_.empty()) {
+    RunAnnotations(page, content, base);
+  }
+}
+
+GraphicsState ContentInterpreter::InitialState(const Matrix& ctm, QorDoc::Content& target) const {
+  GraphicsState gs;
+  gs.ctm = ctm;
+  gs.target = &target;
+  gs.fill.space = context_.colors.DeviceGray();
+  gs.fill.components = gs.fill.space->InitialColor();
+  gs.stroke = gs.fill;
+  return gs;
 }
 
 bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string& description,
@@ -143,6 +151,7 @@ bool ContentInterpreter::PlaceNested(QPDFObjectHandle stream, const std::string&
   const QPDFObjGen id = stream.getObjGen();
   if (id.isIndirect() && std::find(running_.begin(), running_.end(), id) != running_.end()) {
     WarnOnce(description, "draws itself: the inner drawing is skipped");
+    NotRendered(description + " drawing itself");
     return false;
   }
   if (placements_ >= context_.limits.max_placements) {
@@ -454,6 +463,18 @@ void ContentInterpreter::WarnOnce(const std::string& subject, const std::string&
 
 void ContentInterpreter::Unsupported(const std::string& feature) {
   WarnOnce(feature, "not supported yet: skipped (reported once per page)");
+  NotRendered(feature);
+}
+
+void ContentInterpreter::NotRendered(const std::string& feature) {
+  // A handful of features per page at most: a linear search is the cheapest.
+  for (auto& [name, count] : not_rendered_) {
+    if (name == feature) {
+      ++count;
+      return;
+    }
+  }
+  not_rendered_.emplace_back(feature, 1);
 }
 
 bool ContentInterpreter::CountObject() {

@@ -33,6 +33,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "color/color_space.h"
@@ -66,6 +67,7 @@ struct ImportLimits {
 struct ContentOptions {
   bool keep_soft_masks = true;
   bool keep_transparency_groups = true;
+  bool draw_annotations = false;  // RunPage draws the printable annotations
 };
 
 // A decoded image and where its picture lies within the unit square (all of it,
@@ -116,6 +118,12 @@ class ContentInterpreter {
   // The fonts the page selected with Tf, in order of first use.
   const std::vector<std::shared_ptr<Font>>& FontsUsed() const { return fonts_used_; }
 
+  // What the page holds that was not drawn, by feature, with how often each was met,
+  // in order of first meeting.
+  const std::vector<std::pair<std::string, std::size_t>>& NotRenderedFeatures() const {
+    return not_rendered_;
+  }
+
   // Why the page was stopped before its end (a budget of ImportLimits passed, a
   // content stream too large), or empty when it was read in full.
   const std::string& Incomplete() const { return incomplete_; }
@@ -127,6 +135,12 @@ class ContentInterpreter {
   // `initial`. Depth counts nested forms, glyphs and masks.
   void RunStream(std::string data, const std::string& description, QPDFObjectHandle resources,
                  GraphicsState initial);
+  // PDF's initial graphics state (black in DeviceGray, nothing else set), drawing
+  // into `target` under `ctm`: a page's, an annotation's, a soft mask's.
+  GraphicsState InitialState(const Matrix& ctm, QorDoc::Content& target) const;
+  // The page's printable annotations (annotations.cpp), over `content`.
+  void RunAnnotations(QPDFObjectHandle page, QorDoc::Content& content, const Matrix& base);
+  void RunAnnotation(QPDFObjectHandle annot, int index, QorDoc::Content& content);
   // Before a form, glyph procedure or soft-mask group runs: counts the placement
   // and refuses a stream that is already running (it would draw itself forever).
   bool PlaceNested(QPDFObjectHandle stream, const std::string& description);
@@ -262,6 +276,8 @@ class ContentInterpreter {
   void WarnOnce(const std::string& subject, const std::string& reason);
   // A feature not supported yet: one warning per page and feature.
   void Unsupported(const std::string& feature);
+  // Counts something left out of the page (see NotRenderedFeatures).
+  void NotRendered(const std::string& feature);
 
   ImportContext& context_;
   std::size_t page_;
@@ -282,6 +298,7 @@ class ContentInterpreter {
   };
   std::map<QPDFObjGen, std::shared_ptr<const PatternCell>> cells_;  // by tiling pattern
   double tile_objects_ = 0.0;  // objects tiling patterns made so far
+  std::vector<std::pair<std::string, std::size_t>> not_rendered_;
   std::vector<std::shared_ptr<Font>> fonts_used_;
   // The mask groups (/SMask /G) whose content is being read: a mask that reaches
   // itself again is dropped there.

@@ -127,7 +127,10 @@ void ContentInterpreter::ShowText(const std::vector<Operand>& operands, bool arr
   if (operands.empty() || (array ? !operands.back().IsArray() : !operands.back().IsString())) {
     return Warn(array ? "TJ" : "Tj", array ? "needs an array" : "needs a string");
   }
-  if (!text.font) return WarnOnce("text", "shown without a usable font: skipped");
+  if (!text.font) {
+    NotRendered("text without a usable font");
+    return WarnOnce("text", "shown without a usable font: skipped");
+  }
 
   std::vector<ShownGlyph> glyphs;
   std::vector<double> positions;

@@ -83,7 +83,10 @@ void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
   const std::string name = "Do /" + operands.back().text;
   QPDFObjectHandle xobject =
       frame_->resources.getKey("/XObject").getKey("/" + operands.back().text);
-  if (!xobject.isStream()) return Warn(name, "XObject not found");
+  if (!xobject.isStream()) {
+    NotRendered("XObject not found");
+    return Warn(name, "XObject not found");
+  }
   QPDFObjectHandle dictionary = xobject.getDict();
   QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
 
