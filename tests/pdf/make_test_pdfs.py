@@ -962,7 +962,10 @@ def default_spaces_extra(pdf):
                       "/Resources << >> >>", b"0.2 0.4 0.6 rg 110 60 40 40 re f")
     image = pdf.add("<< /Type /XObject /Subtype /Image /Width 1 /Height 1 "
                     "/ColorSpace /DeviceGray /BitsPerComponent 8 >>", b"\x40")
-    return {"gold": gold, "cmy": cmy, "own": own, "inherit": inherit, "image": image}
+    red = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceRGB /Coords [150 0 190 0] "
+                  "/Function << /FunctionType 2 /Domain [0 1] /C0 [1 0 0] /C1 [1 0 0] /N 1 >> >>")
+    return {"gold": gold, "cmy": cmy, "own": own, "inherit": inherit, "image": image,
+            "red": red}
 
 
 def default_spaces():
@@ -970,7 +973,8 @@ def default_spaces():
     in the page's resources: rg, g, cs /DeviceRGB, a resource naming DeviceRGB and a
     DeviceGray image use them; a form with its own DefaultRGB (Magenta Cyan Yellow)
     and a DefaultCMYK of two components (reported, DeviceCMYK used), a form that
-    inherits the page's, and DeviceCMYK untouched."""
+    inherits the page's, DeviceCMYK untouched, and a DeviceRGB shading (red) that
+    DefaultRGB turns cyan."""
     return content_page(b"""0.2 0.4 0.6 rg 10 10 40 40 re f
 0.25 g 60 10 40 40 re f
 /DeviceRGB cs 0.1 0.2 0.3 sc 110 10 40 40 re f
@@ -978,8 +982,10 @@ def default_spaces():
 0 0 1 0 k 10 160 30 30 re f
 /Own Do /Inherit Do
 q 40 0 0 40 10 110 cm /Im Do Q
+q 150 110 40 40 re W n /Red sh Q
 """, "/ColorSpace << /DefaultGray %(gold)d 0 R /DefaultRGB %(cmy)d 0 R /RGB0 /DeviceRGB >> "
-         "/XObject << /Own %(own)d 0 R /Inherit %(inherit)d 0 R /Im %(image)d 0 R >>",
+         "/XObject << /Own %(own)d 0 R /Inherit %(inherit)d 0 R /Im %(image)d 0 R >> "
+         "/Shading << /Red %(red)d 0 R >>",
                         extra=default_spaces_extra)
 
 

@@ -351,7 +351,8 @@ std::shared_ptr<const QorPaint::ShadingPaint> Read(QPDFObjectHandle shading,
 
   QPDFObjectHandle space_object = dict.getKey("/ColorSpace");
   if (space_object.isNull()) throw ShadingError("has no /ColorSpace");
-  const auto space = context.colors.Resolve(space_object, context.resources, context.page);
+  auto space = context.colors.Resolve(space_object, context.resources, context.page);
+  if (context.with_default) space = context.with_default(std::move(space), space_object);
   if (space->Family() == ColorSpaceFamily::kPattern) {
     throw ShadingError("cannot have a Pattern colour space");
   }

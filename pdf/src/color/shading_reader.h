@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,6 +33,11 @@ struct ShadingContext {
   QPDFObjectHandle resources;
   WarningList& warnings;
   std::optional<std::size_t> page;
+  // The shading's resolved space and its /ColorSpace object to the space used: the
+  // stream's Default space for a device space. Empty: the resolved space.
+  std::function<std::shared_ptr<const ColorSpace>(std::shared_ptr<const ColorSpace>,
+                                                  QPDFObjectHandle)>
+      with_default;
 };
 
 // The /ShadingType of a shading dictionary or stream, 0 when it has none.

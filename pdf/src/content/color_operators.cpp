@@ -130,7 +130,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   SetComponents(color, operands);
 }
 
-std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFamily family) {
+std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFamily family) const {
   const std::size_t slot = family == ColorSpaceFamily::kDeviceRGB    ? 1
                            : family == ColorSpaceFamily::kDeviceCMYK ? 2
                                                                      : 0;
@@ -150,7 +150,7 @@ std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFami
 }
 
 std::shared_ptr<const ColorSpace> ContentInterpreter::WithDefault(
-    std::shared_ptr<const ColorSpace> space, QPDFObjectHandle object) {
+    std::shared_ptr<const ColorSpace> space, QPDFObjectHandle object) const {
   const auto family = ColorContext::DeviceFamilyNamed(object, frame_->resources);
   // A resource that is not the device space it claims (already reported) stays as is.
   if (!family || space != context_.colors.Device(*family)) return space;

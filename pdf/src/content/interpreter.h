@@ -28,11 +28,11 @@
 #include <array>
 #include <cstddef>
 #include <functional>
-#include <tuple>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -186,11 +186,16 @@ class ContentInterpreter {
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
   // The space a device family stands for in the current stream: the Default space of
   // its resources, else of the streams around it, else the device space.
-  std::shared_ptr<const ColorSpace> DeviceSpace(ColorSpaceFamily family);
+  // Const: the answers are kept in the frames, which the interpreter points to.
+  std::shared_ptr<const ColorSpace> DeviceSpace(ColorSpaceFamily family) const;
   // `space` resolved from `object` (a colour space operand or an image's /ColorSpace),
   // with a device space replaced by DeviceSpace.
   std::shared_ptr<const ColorSpace> WithDefault(std::shared_ptr<const ColorSpace> space,
-                                                QPDFObjectHandle object);
+                                                QPDFObjectHandle object) const;
+  // WithDefault as the shading reader takes it.
+  std::function<std::shared_ptr<const ColorSpace>(std::shared_ptr<const ColorSpace>,
+                                                  QPDFObjectHandle)>
+  DefaultsOf() const;
 
   // Shadings: sh, and the shading pattern a colour names.
   void PaintShading(const std::vector<Operand>& operands);

@@ -30,7 +30,7 @@ void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
   const int type = ShadingTypeOf(shading);
   if (type < 1 || type > 7) return Warn("sh /" + name, "not a shading of types 1 to 7");
   Frame& f = *frame_;
-  ShadingContext context{context_.colors, f.resources, context_.warnings, page_};
+  ShadingContext context{context_.colors, f.resources, context_.warnings, page_, DefaultsOf()};
   auto paint = ReadShading(shading, f.gs.ctm, f.gs.fill_overprint, false, context);
   if (!paint || !CountObject()) return;
 
@@ -50,6 +50,14 @@ void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
   context_.builder.AddPath(*f.gs.target, outline, std::move(painting), Matrix{});
 }
 
+std::function<std::shared_ptr<const ColorSpace>(std::shared_ptr<const ColorSpace>,
+                                                QPDFObjectHandle)>
+ContentInterpreter::DefaultsOf() const {
+  return [this](std::shared_ptr<const ColorSpace> space, QPDFObjectHandle object) {
+    return WithDefault(std::move(space), object);
+  };
+}
+
 std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
     const ColorState& color, bool overprint) const {
   QPDFObjectHandle pattern = color.shading_pattern;
@@ -59,7 +67,8 @@ std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
   if (auto matrix = ReadMatrix(pattern.getKey("/Matrix"))) {
     placement = Morv::Compose(placement, *matrix);
   }
-  ShadingContext context{context_.colors, frame_->resources, context_.warnings, page_};
+  ShadingContext context{context_.colors, frame_->resources, context_.warnings, page_,
+                         DefaultsOf()};
   return ReadShading(shading, placement, overprint, true, context);
 }
 

@@ -34,7 +34,7 @@ TEST(DefaultSpaces, DeviceColoursAndImagesUseTheDefaultOfTheirResources) {
   const Imported imported = Import("default_spaces.pdf");
   std::vector<std::shared_ptr<const QorPaint::Paint>> fills;
   Fills(imported.Page(), fills);
-  ASSERT_EQ(fills.size(), 8u) << imported.AllWarnings();
+  ASSERT_EQ(fills.size(), 9u) << imported.AllWarnings();
 
   // rg through DefaultRGB = DeviceN Cyan Magenta Yellow: the values are the tints.
   EXPECT_FLOAT_EQ(Tint(fills[0], "Cyan"), 0.2f);
@@ -63,6 +63,9 @@ TEST(DefaultSpaces, DeviceColoursAndImagesUseTheDefaultOfTheirResources) {
   EXPECT_EQ(r.At(4, 30, 130), 64);
   EXPECT_EQ(r.At(3, 30, 130), 0);
   EXPECT_EQ(r.At(4, 80, 30), 64) << "g 0.25 as Gold";
+  // The DeviceRGB shading's red (1 0 0) is full cyan through DefaultRGB.
+  EXPECT_EQ(r.At(0, 170, 130), 255);
+  EXPECT_EQ(r.At(1, 170, 130), 0);
 }
 
 }  // namespace
