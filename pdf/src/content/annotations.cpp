@@ -143,9 +143,9 @@ void ContentInterpreter::RunAnnotation(QPDFObjectHandle annot, int index,
   }
   const double sx = (rect.urx - rect.llx) / (box.urx - box.llx);
   const double sy = (rect.ury - rect.lly) / (box.ury - box.lly);
-  frame_->gs.ctm = Morv::Compose(
-      frame_->default_ctm,
-      Matrix{sx, 0.0, 0.0, sy, rect.llx - sx * box.llx, rect.lly - sy * box.lly});
+  frame_->gs.ctm =
+      Morv::Compose(frame_->default_ctm,
+                    Matrix{sx, 0.0, 0.0, sy, rect.llx - sx * box.llx, rect.lly - sy * box.lly});
   QPDFObjectHandle oc = annot.getKey("/OC");
   if (!oc.isNull()) {
     if (auto expression = context_.optional_content.ExpressionFor(oc, page_)) {

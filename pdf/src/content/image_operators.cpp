@@ -82,7 +82,8 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
   CachedPicture picture;
   if (stream.isIndirect()) {
     // Default spaces may differ between the streams that place one image.
-    const PictureKey key{stream.getObjGen(), frame_->gs.fill_overprint,
+    const PictureKey key{stream.getObjGen(),
+                         frame_->gs.fill_overprint,
                          {DeviceSpace(ColorSpaceFamily::kDeviceGray).get(),
                           DeviceSpace(ColorSpaceFamily::kDeviceRGB).get(),
                           DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()}};

@@ -16,8 +16,8 @@ struct Open {
 
 }  // namespace
 
-std::optional<std::shared_ptr<const Morv::Compound>> MaskOutline(
-    const QorImg::PictureBuffer& mask, std::size_t max_rectangles) {
+std::optional<std::shared_ptr<const Morv::Compound>> MaskOutline(const QorImg::PictureBuffer& mask,
+                                                                 std::size_t max_rectangles) {
   const std::size_t width = mask.GetWidth();
   const std::size_t height = mask.GetHeight();
   const double sx = 1.0 / static_cast<double>(width);

@@ -17,7 +17,7 @@ namespace QorPdf::internal {
 
 // Nothing when the mask needs more than `max_rectangles` rectangles (the caller
 // decides what stands in for it).
-std::optional<std::shared_ptr<const Morv::Compound>> MaskOutline(
-    const QorImg::PictureBuffer& mask, std::size_t max_rectangles);
+std::optional<std::shared_ptr<const Morv::Compound>> MaskOutline(const QorImg::PictureBuffer& mask,
+                                                                 std::size_t max_rectangles);
 
 }  // namespace QorPdf::internal
