@@ -41,7 +41,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < document.PageCount(); ++i) {
       CheckPage(document.GetPage(i));
     }
-    const QorPdf::Import import = document.ImportPages();
+    // Annotations on: their appearances are content like any other.
+    QorPdf::ImportOptions options;
+    options.draw_annotations = true;
+    const QorPdf::Import import = document.ImportPages({}, options);
     if (import.pages.size() != document.PageCount() || !import.document) std::abort();
     if (document.Warnings().size() > QorPdf::Document::kMaxWarnings) std::abort();
   } catch (const QorPdf::ImportError&) {
