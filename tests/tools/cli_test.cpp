@@ -163,6 +163,11 @@ TEST_F(Cli, InfoListsWhatIsNotRenderedAndAnnotationsDrawOnRequest) {
       << run.out;
   EXPECT_NE(run.out.find("annotation 5 (Stamp): no normal appearance"), std::string::npos)
       << run.out;
+  // Counted whatever the options: a form that draws itself, skipped once.
+  run = Qorsc("info " + (fs::path(QORSC_TEST_PDF_DIR) / "forms.pdf").string());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("Not rendered 1 x Do /Self drawing itself"), std::string::npos)
+      << run.out;
 
   // The square annotation's black appearance fills its /Rect (10 10 50 30) only
   // with --annotations.

@@ -100,8 +100,7 @@ void ContentInterpreter::RunAnnotation(QPDFObjectHandle annot, int index,
   if ((flags & kHiddenFlag) != 0 || (flags & kPrintFlag) == 0) return;
 
   auto skip = [&](const std::string& reason) {
-    Warn(name, reason + ": not drawn");
-    NotRendered("annotation without a usable appearance");
+    Skip("annotation without a usable appearance", name, reason + ": not drawn");
   };
   QPDFObjectHandle normal = annot.getKey("/AP");
   normal = normal.isDictionary() ? normal.getKey("/N") : QPDFObjectHandle::newNull();

@@ -466,6 +466,12 @@ void ContentInterpreter::Unsupported(const std::string& feature) {
   NotRendered(feature);
 }
 
+void ContentInterpreter::Skip(const std::string& feature, const std::string& subject,
+                              const std::string& reason) {
+  Warn(subject, reason);
+  NotRendered(feature);
+}
+
 void ContentInterpreter::NotRendered(const std::string& feature) {
   // A handful of features per page at most: a linear search is the cheapest.
   for (auto& [name, count] : not_rendered_) {

@@ -283,6 +283,8 @@ class ContentInterpreter {
   void Unsupported(const std::string& feature);
   // Counts something left out of the page (see NotRenderedFeatures).
   void NotRendered(const std::string& feature);
+  // Reports `subject` skipped for `reason` and counts it as `feature`.
+  void Skip(const std::string& feature, const std::string& subject, const std::string& reason);
 
   ImportContext& context_;
   std::size_t page_;

@@ -18,6 +18,9 @@ namespace {
 // /BBox: about 35 m, beyond any page, small enough for every resolution's pixels.
 constexpr double kShadingReach = 1.0e8;
 
+// What not_rendered counts a shading that cannot be drawn as.
+constexpr const char* kUnreadableShading = "shading that could not be read";
+
 }  // namespace
 
 void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
@@ -25,14 +28,17 @@ void ContentInterpreter::PaintShading(const std::vector<Operand>& operands) {
   const std::string& name = operands.back().text;
   QPDFObjectHandle shading = frame_->resources.getKey("/Shading").getKey("/" + name);
   if (!shading.isDictionary() && !shading.isStream()) {
-    return Warn("sh /" + name, "no such shading in the resources");
+    return Skip(kUnreadableShading, "sh /" + name, "no such shading in the resources");
   }
   const int type = ShadingTypeOf(shading);
-  if (type < 1 || type > 7) return Warn("sh /" + name, "not a shading of types 1 to 7");
+  if (type < 1 || type > 7) {
+    return Skip(kUnreadableShading, "sh /" + name, "not a shading of types 1 to 7");
+  }
   Frame& f = *frame_;
   ShadingContext context{context_.colors, f.resources, context_.warnings, page_, DefaultsOf()};
   auto paint = ReadShading(shading, f.gs.ctm, f.gs.fill_overprint, false, context);
-  if (!paint || !CountObject()) return;
+  if (!paint) return NotRendered(kUnreadableShading);
+  if (!CountObject()) return;
 
   QorDoc::Fillable::Painting painting;
   painting.fill = paint;

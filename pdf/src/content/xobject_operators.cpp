@@ -18,6 +18,9 @@
 namespace QorPdf::internal {
 namespace {
 
+// What not_rendered counts an image mask that cannot be drawn as.
+constexpr const char* kUnreadableMask = "image mask that could not be read";
+
 // A glyph's image mask clips by at most this many rectangles (a 256 x 256 checker).
 constexpr std::size_t kMaxGlyphMaskRectangles = 32768;
 
@@ -83,10 +86,7 @@ void ContentInterpreter::DoXObject(const std::vector<Operand>& operands) {
   const std::string name = "Do /" + operands.back().text;
   QPDFObjectHandle xobject =
       frame_->resources.getKey("/XObject").getKey("/" + operands.back().text);
-  if (!xobject.isStream()) {
-    NotRendered("XObject not found");
-    return Warn(name, "XObject not found");
-  }
+  if (!xobject.isStream()) return Skip("XObject not found", name, "XObject not found");
   QPDFObjectHandle dictionary = xobject.getDict();
   QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
 
@@ -233,14 +233,16 @@ void ContentInterpreter::DoImageMask(QPDFObjectHandle dictionary, const std::str
   QPDFObjectHandle height = dictionary.getKey("/Height");
   if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
       height.getIntValue() <= 0) {
-    return Warn(name, "image mask without a usable /Width and /Height");
+    return Skip(kUnreadableMask, name, "image mask without a usable /Width and /Height");
   }
   const auto w = static_cast<std::size_t>(width.getIntValue());
   const auto h = static_cast<std::size_t>(height.getIntValue());
-  if (!ImageBytes(w, h, 1, 1, kMaxMaskBytes)) return Warn(name, "image mask too large");
+  if (!ImageBytes(w, h, 1, 1, kMaxMaskBytes)) {
+    return Skip(kUnreadableMask, name, "image mask too large");
+  }
   QPDFObjectHandle bits = dictionary.getKey("/BitsPerComponent");
   if (bits.isInteger() && bits.getIntValue() != 1) {
-    return Warn(name, "image mask with more than one bit per sample");
+    return Skip(kUnreadableMask, name, "image mask with more than one bit per sample");
   }
   QPDFObjectHandle decode = dictionary.getKey("/Decode");
   const bool sample_one_paints = decode.isArray() && decode.getArrayNItems() >= 1 &&
@@ -320,7 +322,7 @@ void ContentInterpreter::DoImageMaskStream(QPDFObjectHandle stream, const std::s
     QPDFObjectHandle height = dictionary.getKey("/Height");
     if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
         height.getIntValue() <= 0) {
-      return Warn(name, "image mask without a usable /Width and /Height");
+      return Skip(kUnreadableMask, name, "image mask without a usable /Width and /Height");
     }
     const ImageSamples samples =
         ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
@@ -328,7 +330,8 @@ void ContentInterpreter::DoImageMaskStream(QPDFObjectHandle stream, const std::s
     if (!samples.problem.empty()) Warn(name, samples.problem);
     if (samples.data.empty()) return;
     if (samples.width != static_cast<std::size_t>(width.getIntValue())) {
-      return Warn(name, "image mask whose data is not as wide as the mask: skipped");
+      return Skip(kUnreadableMask, name,
+                  "image mask whose data is not as wide as the mask: skipped");
     }
     data.assign(samples.data.begin(),
                 samples.data.begin() +
