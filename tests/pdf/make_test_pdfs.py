@@ -995,14 +995,15 @@ def type3_clip_extra(pdf):
     box = pdf.add("<< >>", b"1000 0 d0 0 0 0 1 k 0 0 500 1000 re f")
     checker = pdf.add("<< >>", b"1000 0 0 0 1000 1000 d1 q 1000 0 0 1000 0 0 cm "
                       b"BI /W 2 /H 2 /IM true /D [1 0] ID \x80\x40 EI Q")
+    ring = pdf.add("<< >>", b"1000 0 d0 50 w 100 100 800 800 re S")
     self_glyph = pdf.reserve()
     font = pdf.reserve()
     pdf.set(self_glyph, "<< >>", b"1000 0 d0 BT /T3 1 Tf 7 Tr (C) Tj ET 0 0 100 100 re f")
     pdf.set(font, "<< /Type /Font /Subtype /Type3 /FontBBox [0 0 1000 1000] "
             "/FontMatrix [0.001 0 0 0.001 0 0] /CharProcs << /box %d 0 R /checker %d 0 R "
-            "/self %d 0 R >> /Encoding << /Differences [65 /box /checker /self] >> "
-            "/FirstChar 65 /LastChar 67 /Widths [1000 1000 1000] "
-            "/Resources << /Font << /T3 %d 0 R >> >> >>" % (box, checker, self_glyph, font))
+            "/self %d 0 R /ring %d 0 R >> /Encoding << /Differences [65 /box /checker /self /ring] >> "
+            "/FirstChar 65 /LastChar 68 /Widths [1000 1000 1000 1000] "
+            "/Resources << /Font << /T3 %d 0 R >> >> >>" % (box, checker, self_glyph, ring, font))
     return {"type3": font}
 
 
@@ -1010,10 +1011,12 @@ def type3_clip():
     """Type3 glyphs in clipping render modes: a box glyph with 7 Tr clips a magenta
     fill to its left half; a 2 x 2 checker image-mask glyph with 4 Tr paints itself
     and clips a cyan fill to its two set samples; a glyph that shows itself in
-    clipping mode is reported and ends."""
+    clipping mode is reported and ends; a stroked square glyph clips black to its
+    2-pt wide outline."""
     return content_page(b"""q BT /T3 40 Tf 7 Tr 10 10 Td (A) Tj ET 0 1 0 0 k 0 0 200 200 re f Q
 q BT /T3 40 Tf 4 Tr 100 10 Td (B) Tj ET 1 0 0 0 k 0 0 200 200 re f Q
 q BT /T3 40 Tf 7 Tr 10 100 Td (C) Tj ET 0 0 1 0 k 0 0 200 200 re f Q
+q BT /T3 40 Tf 7 Tr 150 100 Td (D) Tj ET 0 0 0 1 k 0 0 200 200 re f Q
 """, "/Font << /T3 %(type3)d 0 R >>", extra=type3_clip_extra)
 
 

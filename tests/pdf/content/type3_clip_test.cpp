@@ -29,6 +29,11 @@ TEST(Type3Clip, GlyphShapesClipWhatFollowsTheText) {
   EXPECT_EQ(r.At(2, 12, 102), 255);
   EXPECT_EQ(r.At(2, 20, 110), 0);
   EXPECT_TRUE(imported.Warned("Type3 glyph")) << imported.AllWarnings();
+  // A stroked glyph clips by its stroke: the square's left side at x = 154, 2 pt wide.
+  EXPECT_EQ(r.At(3, 153, 120), 255);
+  EXPECT_EQ(r.At(3, 154, 120), 255);
+  EXPECT_EQ(r.At(3, 152, 120), 0);
+  EXPECT_EQ(r.At(3, 170, 120), 0) << "inside the square";
   EXPECT_FALSE(imported.Warned("clipping with Type3 text")) << imported.AllWarnings();
 }
 
