@@ -85,7 +85,9 @@ class Page {
 
 class Document {
  public:
-  explicit Document(QorPdf::Document document) : document_(std::move(document)) {}
+  // `annotations`: pages draw their printable annotations, as `render --annotations`.
+  Document(QorPdf::Document document, bool annotations)
+      : document_(std::move(document)), annotations_(annotations) {}
 
   std::size_t PageCount() {
     std::lock_guard lock(mutex_);
@@ -101,7 +103,8 @@ class Document {
     std::lock_guard lock(mutex_);
     const std::vector<std::size_t> indices =
         QorScTool::ZeroBasedPages({index + 1}, document_.PageCount());
-    QorPdf::Import import = document_.ImportPages(indices, QorScTool::RenderableImportOptions());
+    QorPdf::Import import =
+        document_.ImportPages(indices, QorScTool::RenderableImportOptions(annotations_));
     return std::make_shared<Page>(document_.Name(), std::move(import), WarningsOf(index),
                                   OutputIntentLocked());
   }
@@ -142,6 +145,7 @@ class Document {
 
   std::mutex mutex_;
   QorPdf::Document document_;
+  bool annotations_ = false;
 };
 
 using Colorants = std::variant<std::string, std::vector<std::string>>;
@@ -373,6 +377,13 @@ PYBIND11_MODULE(_qorsc, m) {
                              })
       .def_property_readonly("colorants", &Page::Colorants)
       .def_property_readonly("warnings", &Page::Warnings)
+      .def_property_readonly("not_rendered",
+                             [](const Page& p) {
+                               std::vector<std::pair<std::string, std::size_t>> entries;
+                               for (const auto& e : p.Imported().not_rendered)
+                                 entries.emplace_back(e.feature, e.count);
+                               return entries;
+                             })
       .def_property_readonly("incomplete",
                              [](const Page& p) -> std::optional<std::string> {
                                if (p.Imported().incomplete.empty()) return std::nullopt;
@@ -403,18 +414,19 @@ PYBIND11_MODULE(_qorsc, m) {
 
   m.def(
       "open_file",
-      [](const std::string& path) {
+      [](const std::string& path, bool annotations) {
         py::gil_scoped_release release;
-        return std::make_unique<Document>(QorScTool::OpenDocument(path));
+        return std::make_unique<Document>(QorScTool::OpenDocument(path), annotations);
       },
-      py::arg("path"));
+      py::arg("path"), py::arg("annotations"));
   m.def(
       "open_bytes",
-      [](const py::bytes& data) {
+      [](const py::bytes& data, bool annotations) {
         const std::string_view view = data;
         const auto* bytes = reinterpret_cast<const std::byte*>(view.data());
         return std::make_unique<Document>(
-            QorPdf::Document::OpenBuffer(std::span<const std::byte>(bytes, view.size())));
+            QorPdf::Document::OpenBuffer(std::span<const std::byte>(bytes, view.size())),
+            annotations);
       },
-      py::arg("data"));
+      py::arg("data"), py::arg("annotations"));
 }

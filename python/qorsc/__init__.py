@@ -63,13 +63,16 @@ class Plates(numpy.ndarray):
             raise KeyError(name) from None
 
 
-def open(source):  # noqa: A001 - qorsc.open reads like the built-in
+def open(source, annotations=False):  # noqa: A001 - qorsc.open reads like the built-in
     """Opens a PDF document from a path (str or os.PathLike) or from its bytes
     (bytes, bytearray or memoryview). Raises qorsc.ImportError when the file is
-    missing, unreadable, not a PDF or needs a password."""
+    missing, unreadable, not a PDF or needs a password.
+
+    With annotations=True pages also draw the annotations that print (their
+    appearance streams), as `qorsc render --annotations` does."""
     if isinstance(source, (bytes, bytearray, memoryview)):
-        return Document(_qorsc.open_bytes(bytes(source)))
-    return Document(_qorsc.open_file(os.fspath(source)))
+        return Document(_qorsc.open_bytes(bytes(source), bool(annotations)))
+    return Document(_qorsc.open_file(os.fspath(source), bool(annotations)))
 
 
 class Document:
@@ -209,6 +212,14 @@ class Page:
         """What the importer skipped or repaired on this page, as "subject: reason"
         strings."""
         return self._core.warnings
+
+    @property
+    def not_rendered(self):
+        """What the page holds that will not print (features not supported yet,
+        fonts, images or shadings that could not be read, annotations without an
+        appearance), as (feature, count) pairs in order of first meeting; empty
+        when everything is drawn. `qorsc info` lists the same."""
+        return self._core.not_rendered
 
     @property
     def incomplete(self):

@@ -10,7 +10,7 @@ import numpy
 import pytest
 
 import qorsc
-from conftest import PRESS_SHEET
+from conftest import PRESS_SHEET, SOURCE_DIR
 
 
 @pytest.mark.parametrize("options,arguments", [
@@ -107,6 +107,18 @@ def test_page_properties_and_plate_names(press_sheet):
     assert plates[::-3, 2:5].plate_names == ["Silver", "Yellow"]
     with pytest.raises(KeyError):
         plates.plate("Orange")
+
+
+def test_annotations_draw_on_request_and_missing_ones_are_counted(press_sheet):
+    path = SOURCE_DIR / "tests" / "pdf" / "data" / "annotations.pdf"
+    plain = qorsc.open(path)[0]
+    assert plain.not_rendered == []
+    assert plain.render(dpi=72, colorants=["Black"])[0, 180, 20] == 0
+    annotated = qorsc.open(path.read_bytes(), annotations=True)[0]
+    # The square annotation's black appearance fills its /Rect (10 10 50 30).
+    assert annotated.render(dpi=72, colorants=["Black"])[0, 180, 20] == 255
+    assert annotated.not_rendered == [("annotation without a usable appearance", 2)]
+    assert press_sheet[0].not_rendered == []
 
 
 def test_bytes_open_like_the_file(press_sheet):
