@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "morv/flatten.h"
 #include "pixel_space.h"
 #include "raster/box_run_length_generator.h"
 #include "raster/image_mask_run_length_generator.h"
@@ -203,6 +204,66 @@ TEST(MakeGeometrySource, RectanglesBecomeExactBoxes) {
     }
   }
   EXPECT_GT(reduced, 200) << "rectangles that reach the limit take the box path";
+}
+
+}  // namespace
+
+namespace {
+
+// A stroke outline walked at activation must give the runs, box and tiny reductions
+// of the compound Morv::Stroke makes of the same stroke.
+TEST(MakeGeometrySource, StrokeOutlinesGiveTheRunsOfTheirCompounds) {
+  const Environment env(Morv::MilliPointRectangle(0.0, 0.0, 72000.0, 72000.0), 1000, 1000);
+  const Box limit{3, 5, 61, 47};
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> coordinate(0.0, 4500.0);
+  std::uniform_real_distribution<double> width(1.0, 300.0);
+  const T placements[] = {T{}, T{0.8, 0.3, -0.2, 1.1, 300.0, 200.0}};
+  const Morv::DashPattern dash{{150.0, 90.0, 10.0, 60.0}, 35.0};
+  QorSc::ScratchChains chains;
+  const QorSc::LineContext context(env, chains);
+  int tiny = 0;
+  for (int round = 0; round < 200; ++round) {
+    const double x = coordinate(random), y = 67000.0 + coordinate(random);
+    Morv::PathBuilder path;
+    // Every fourth stroke is a short thin one (a pixel is 72 units), so the tiny
+    // reduction is met too.
+    if (round % 4 == 0) {
+      path.MoveTo(x, y).LineTo(x + 30.0, y - 10.0).LineTo(x + 40.0, y + 5.0);
+    } else {
+      path.MoveTo(x, y).CurveTo(x + coordinate(random), y - coordinate(random), x - 400.0,
+                                y - coordinate(random), x + coordinate(random) / 2, y - 800.0);
+      if (round % 3 == 0) path.LineTo(x + 50.0, y - 30.0).Close();
+    }
+    const auto compound = path.BuildShared();
+    const double w = round % 4 == 0 ? 20.0 : width(random);
+    const auto cap = static_cast<Morv::LineCap>(round % 3);
+    const auto join = static_cast<Morv::LineJoin>((round / 3) % 3);
+    const Morv::DashPattern* dashes = round % 5 == 0 ? &dash : nullptr;
+    for (const T& t : placements) {
+      const double tolerance = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
+      const auto outline = std::make_shared<const Morv::StrokeOutline>(compound, w, cap, join, 4.0,
+                                                                       dashes, tolerance);
+      const auto pieces = std::make_shared<const Morv::Compound>(
+          Morv::Stroke(*compound, w, cap, join, 4.0, dashes, tolerance));
+      ASSERT_EQ(outline->PieceCount(), pieces->GetSubpaths().size());
+      ASSERT_EQ(outline->GetBoundingBox(), pieces->GetBoundingBox());
+      const auto lazy = QorSc::MakeGeometrySource(env, limit, outline, t);
+      const auto kept = QorSc::MakeGeometrySource(env, limit, pieces, t);
+      ASSERT_EQ(lazy.pixelBox, kept.pixelBox) << "round " << round;
+      ASSERT_EQ(lazy.outline == nullptr, kept.compound == nullptr) << "round " << round;
+      tiny += lazy.outline == nullptr && !lazy.pixelBox.IsEmpty();
+      if (lazy.pixelBox.IsEmpty()) continue;
+      const auto a = QorSc::CreateRunLengthGenerator(lazy, context);
+      const auto b = QorSc::CreateRunLengthGenerator(kept, context);
+      for (long long line = limit.top; line < limit.bottom; ++line) {
+        a->GenerateRuns(line);
+        b->GenerateRuns(line);
+        ASSERT_EQ(a->Runs(), b->Runs()) << "round " << round << " line " << line;
+      }
+    }
+  }
+  EXPECT_GT(tiny, 0) << "some strokes reduce to boxes";
 }
 
 }  // namespace
