@@ -50,6 +50,10 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
     const Environment& env_;
     const Morv::MilliPointTransformation& t_;
   } adder(*this, env, t);
+  // A convex piece makes two monotone chains (rarely more, where level sides are
+  // kept), so this is about what the outline adds; without it the edges would be
+  // moved at every growth.
+  generator_->edges_.reserve(generator_->edges_.size() + 2 * outline.PieceCount());
   outline.Walk(adder);
 }
 
