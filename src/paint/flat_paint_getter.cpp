@@ -8,7 +8,6 @@
 #include "paint/flat_paint_getter.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 #include "qordoc/color_conversion.h"
@@ -53,16 +52,6 @@ bool operator<(const FlatPaintDescription& a, const FlatPaintDescription& b) {
 
 bool operator==(const FlatPaintDescription& a, const FlatPaintDescription& b) {
   return a.values == b.values && a.absent == b.absent && a.kinds == b.kinds;
-}
-
-std::size_t FlatPaintDescriptionHash::operator()(const FlatPaintDescription& d) const noexcept {
-  std::size_t h = std::hash<bool>{}(d.absent);
-  auto mix = [&h](std::size_t v) { h ^= v + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2); };
-  for (const float v : d.values)
-    mix(std::hash<float>{}(v == 0.0f ? 0.0f : v));
-  for (const auto kind : d.kinds)
-    mix(static_cast<std::size_t>(kind));
-  return h;
 }
 
 FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color) {

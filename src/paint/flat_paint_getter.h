@@ -8,7 +8,7 @@
 // starts, and must not allocate (the painted list reuses its capacity).
 #pragma once
 
-#include <unordered_map>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -30,11 +30,6 @@ struct FlatPaintDescription {
   // Values first (as floats), then the flag, then the kinds as unsigned bytes.
   friend bool operator<(const FlatPaintDescription& a, const FlatPaintDescription& b);
   friend bool operator==(const FlatPaintDescription& a, const FlatPaintDescription& b);
-};
-
-// Consistent with ==: a value of −0 hashes as +0, which it equals.
-struct FlatPaintDescriptionHash {
-  std::size_t operator()(const FlatPaintDescription& d) const noexcept;
 };
 
 // What `color` paints under `options`:
@@ -81,11 +76,7 @@ class FlatPaintGetterCache {
   std::size_t Size() const { return getters_.size(); }
 
  private:
-  // Hashed: a page of 100 000 differently coloured objects made the ordered map's
-  // comparisons a sixth of its activation cost.
-  std::unordered_map<FlatPaintDescription, std::shared_ptr<FlatPaintGetter>,
-                     FlatPaintDescriptionHash>
-      getters_;
+  std::map<FlatPaintDescription, std::shared_ptr<FlatPaintGetter>> getters_;
 };
 
 }  // namespace QorSc
