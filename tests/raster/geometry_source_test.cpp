@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
+#include <vector>
 
 #include "morv/flatten.h"
 #include "pixel_space.h"
@@ -10,6 +12,7 @@
 #include "raster/image_mask_run_length_generator.h"
 #include "raster/path_run_length_generator.h"
 #include "raster/path_run_length_generator_builder.h"
+#include "raster/pixel_rounding.h"
 #include "raster/point_enumerator.h"
 
 namespace {
@@ -264,6 +267,38 @@ TEST(MakeGeometrySource, StrokeOutlinesGiveTheRunsOfTheirCompounds) {
     }
   }
   EXPECT_GT(tiny, 0) << "some strokes reduce to boxes";
+}
+
+}  // namespace
+
+namespace {
+
+// Every generator rounds through RoundToPixel; it must be std::llround inside its
+// clamp, halves and their neighbours included.
+TEST(RoundToPixel, IsLlroundWithinTheClamp) {
+  std::vector<double> values = {0.0, -0.0, 0.5, -0.5, 1.5, -1.5, 2.5, -2.5,
+                                0.49999999999999994, -0.49999999999999994, 4503599627370495.5,
+                                -4503599627370495.5, 4503599627370497.0, 9007199254740993.0,
+                                4611686018427387904.0 / 2.0, -1e18};
+  for (double k = -40.0; k <= 40.0; k += 1.0) {
+    for (double base : {k + 0.5, k, k * 1024.0 + 0.5}) {
+      values.push_back(base);
+      values.push_back(std::nextafter(base, -1e300));
+      values.push_back(std::nextafter(base, 1e300));
+    }
+  }
+  std::mt19937_64 random(17);
+  std::uniform_real_distribution<double> exponent(-8.0, 61.0);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  for (int i = 0; i < 100000; ++i)
+    values.push_back(unit(random) * std::pow(2.0, exponent(random)));
+  for (double v : values)
+    ASSERT_EQ(QorSc::RoundToPixel(v), std::llround(v)) << std::hexfloat << v;
+
+  const long long limit = 4611686018427387904LL;  // 2^62
+  EXPECT_EQ(QorSc::RoundToPixel(1e300), limit);
+  EXPECT_EQ(QorSc::RoundToPixel(-1e300), -limit);
+  EXPECT_EQ(QorSc::RoundToPixel(std::nan("")), -limit);
 }
 
 }  // namespace
