@@ -270,11 +270,19 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     // Curves, round joins and caps are flattened to the device's curve error, as
     // fills are: a hairline then costs what its pixels cost, not what its width
     // would allow.
-    const auto outline = std::make_shared<const Morv::Compound>(
-        Morv::Stroke(*compound, StrokeWidth(style.width, t), style.cap, style.join,
-                     style.miterLimit, style.dash.array.empty() ? nullptr : &style.dash,
-                     Morv::CurveErrorForTransformation(env_.GetCurveError(), t)));
-    const GeometrySource geometry = MakeGeometrySource(env_, clip_box, outline, t);
+    // The outline is kept as the path and its style and stroked again when its record
+    // is activated: held as pieces, the strokes of a page of long thin curves took
+    // hundreds of megabytes. A one-piece outline is kept as a compound, which an
+    // axis-aligned rectangle needs to become a box.
+    const auto outline = std::make_shared<const Morv::StrokeOutline>(
+        compound, StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
+        style.dash.array.empty() ? nullptr : &style.dash,
+        Morv::CurveErrorForTransformation(env_.GetCurveError(), t));
+    const GeometrySource geometry =
+        outline->PieceCount() <= 1
+            ? MakeGeometrySource(env_, clip_box,
+                                 std::make_shared<const Morv::Compound>(outline->ToCompound()), t)
+            : MakeGeometrySource(env_, clip_box, outline, t);
     AppendShaded(object, geometry, object.GetStrokePaint(), true);
   }
 }

@@ -23,12 +23,12 @@ struct TinyCoverage {
   bool last = false;
 };
 
-TinyCoverage CoverageOfTinyBox(const Environment& env, const Box& box,
-                               const Morv::Compound& compound,
-                               const Morv::MilliPointTransformation& t) {
+// `add` puts the shape into the builder it is given.
+template <class AddShape>
+TinyCoverage CoverageOfTinyBox(const Box& box, std::uint32_t windingRule, AddShape add) {
   ScratchChains chains;
-  PathRunLengthGeneratorBuilder builder(compound.GetWindingRule(), box, chains);
-  builder.AddCompound(compound, env, t);
+  PathRunLengthGeneratorBuilder builder(windingRule, box, chains);
+  add(builder);
   const std::unique_ptr<PathRunLengthGenerator> generator = builder.Release();
   auto covers = [&generator](long long x, long long y) {
     generator->GenerateRuns(y);
@@ -43,15 +43,17 @@ TinyCoverage CoverageOfTinyBox(const Environment& env, const Box& box,
   return coverage;
 }
 
-// Reduces a source whose box holds one or two pixels to exact boxes; `compound`
-// decides which pixels are covered. Returns false when the box holds more.
-bool ReduceTinySource(const Environment& env, const Morv::Compound& compound,
-                      GeometrySource& source) {
+// Reduces a source whose box holds one or two pixels to exact boxes; the shape `add`
+// puts into a builder decides which pixels are covered. Returns false when the box
+// holds more.
+template <class AddShape>
+bool ReduceTinySource(std::uint32_t windingRule, AddShape add, GeometrySource& source) {
   const Box box = source.pixelBox;
   const long long pixels = box.Width() * box.Height();
   if (pixels != 1 && pixels != 2) return false;
-  const TinyCoverage coverage = CoverageOfTinyBox(env, box, compound, source.transformation);
+  const TinyCoverage coverage = CoverageOfTinyBox(box, windingRule, add);
   source.compound.reset();
+  source.outline.reset();
   if (coverage.first && (coverage.last || pixels == 1)) {
     source.pixelBox = box;
   } else if (coverage.first) {
@@ -109,7 +111,26 @@ GeometrySource MakeGeometrySource(const Environment& env, const Box& limit,
     source.compound.reset();
     return source;
   }
-  ReduceTinySource(env, *compound, source);
+  ReduceTinySource(
+      compound->GetWindingRule(),
+      [&](PathRunLengthGeneratorBuilder& builder) { builder.AddCompound(*compound, env, t); },
+      source);
+  return source;
+}
+
+GeometrySource MakeGeometrySource(const Environment& env, const Box& limit,
+                                  const std::shared_ptr<const Morv::StrokeOutline>& outline,
+                                  const Morv::MilliPointTransformation& t) {
+  GeometrySource source{RoundedTargetBox(env, outline->GetBoundingBox(), t, limit), nullptr,
+                        nullptr, t, outline};
+  if (source.pixelBox.Width() < 1 || source.pixelBox.Height() < 1) {
+    source.pixelBox = Box{};
+    return source;
+  }
+  ReduceTinySource(
+      Morv::kNonZero,
+      [&](PathRunLengthGeneratorBuilder& builder) { builder.AddOutline(*outline, env, t); },
+      source);
   return source;
 }
 
@@ -122,7 +143,10 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env, const Box& li
     source.pixelBox = Box{};
     return source;
   }
-  ReduceTinySource(env, square, source);
+  ReduceTinySource(
+      square.GetWindingRule(),
+      [&](PathRunLengthGeneratorBuilder& builder) { builder.AddCompound(square, env, t); },
+      source);
   return source;
 }
 
@@ -132,6 +156,12 @@ std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySourc
     PathRunLengthGeneratorBuilder builder(source.compound->GetWindingRule(), source.pixelBox,
                                           context.GetScratchChains());
     builder.AddCompound(*source.compound, context.GetEnvironment(), source.transformation);
+    return builder.Release();
+  }
+  if (source.outline) {
+    PathRunLengthGeneratorBuilder builder(Morv::kNonZero, source.pixelBox,
+                                          context.GetScratchChains());
+    builder.AddOutline(*source.outline, context.GetEnvironment(), source.transformation);
     return builder.Release();
   }
   if (source.mask) {

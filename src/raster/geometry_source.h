@@ -2,9 +2,11 @@
 // turns it into a run-length generator.
 //
 // A source holds the object's pixel box (already culled against the caller's
-// limit), an optional compound, an optional 1-bit image mask and the object's
-// transformation. The factory makes a path generator when there is a compound, an
-// image-mask generator when there is a mask, and a box generator otherwise.
+// limit), an optional compound or stroke outline, an optional 1-bit image mask and
+// the object's transformation. The factory makes a path generator when there is a
+// compound or an outline, an image-mask generator when there is a mask, and a box
+// generator otherwise. An outline's pieces are made while the generator is built and
+// not kept, so a page of long thin strokes holds only the edges of active objects.
 //
 // MakeGeometrySource reduces axis-aligned rectangles and shapes that reach one or
 // two pixels to exact boxes without a compound: the box generator then covers them
@@ -17,6 +19,7 @@
 #include <memory>
 
 #include "morv/compound.h"
+#include "morv/stroke.h"
 #include "morv/transformation.h"
 #include "qorimg/picture_buffer.h"
 #include "qormath/rectangle.h"
@@ -31,11 +34,19 @@ struct GeometrySource {
   std::shared_ptr<const Morv::Compound> compound;
   std::shared_ptr<const QorImg::PictureBuffer> mask;
   Morv::MilliPointTransformation transformation;
+  // A stroke outline walked when the generator is made, in place of a compound.
+  std::shared_ptr<const Morv::StrokeOutline> outline{};
 };
 
 GeometrySource MakeGeometrySource(const Environment& env,
                                   const QorMath::Rectangle<long long>& limit,
                                   const std::shared_ptr<const Morv::Compound>& compound,
+                                  const Morv::MilliPointTransformation& t);
+
+// The same for a stroke outline; the source keeps the outline in place of a compound.
+GeometrySource MakeGeometrySource(const Environment& env,
+                                  const QorMath::Rectangle<long long>& limit,
+                                  const std::shared_ptr<const Morv::StrokeOutline>& outline,
                                   const Morv::MilliPointTransformation& t);
 
 // The same for a 1-bit mask placed on the unit square by `t`; the source keeps the

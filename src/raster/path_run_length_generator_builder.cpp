@@ -23,15 +23,47 @@ void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
   if (BoxIsEmpty()) return;
   for (auto it = compound.Begin(); it != compound.End(); ++it) {
     const Morv::Subpath& subpath = *it;
-    if (RoundedTargetBox(env, subpath.GetBoundingBox(), t, box_).IsEmpty()) continue;
     if (const auto* points = subpath.VectorPoints()) {
-      VectorPointEnumerator enumerator(*points, t, env);
-      AddPoints(enumerator);
-    } else {
+      AddPolygon(*points, subpath.GetBoundingBox(), env, t);
+    } else if (!RoundedTargetBox(env, subpath.GetBoundingBox(), t, box_).IsEmpty()) {
       SubpathPointEnumerator enumerator(subpath, t, env);
       AddPoints(enumerator);
     }
   }
+}
+
+void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outline,
+                                               const Environment& env,
+                                               const Morv::MilliPointTransformation& t) {
+  if (BoxIsEmpty()) return;
+  class Adder final : public Morv::OutlineSink {
+   public:
+    Adder(PathRunLengthGeneratorBuilder& builder, const Environment& env,
+          const Morv::MilliPointTransformation& t)
+        : builder_(builder), env_(env), t_(t) {}
+    void Piece(const std::vector<Morv::MilliPointPoint>& points) override {
+      builder_.AddPolygon(points, Morv::PointsBoundingBox(points.data(), points.size()), env_, t_);
+    }
+
+   private:
+    PathRunLengthGeneratorBuilder& builder_;
+    const Environment& env_;
+    const Morv::MilliPointTransformation& t_;
+  } adder(*this, env, t);
+  // A convex piece makes two monotone chains (rarely more, where level sides are
+  // kept), so this is about what the outline adds; without it the edges would be
+  // moved at every growth.
+  generator_->edges_.reserve(generator_->edges_.size() + 2 * outline.PieceCount());
+  outline.Walk(adder);
+}
+
+void PathRunLengthGeneratorBuilder::AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
+                                               const Morv::MilliPointRectangle& bounds,
+                                               const Environment& env,
+                                               const Morv::MilliPointTransformation& t) {
+  if (RoundedTargetBox(env, bounds, t, box_).IsEmpty()) return;
+  VectorPointEnumerator enumerator(points, t, env);
+  AddPoints(enumerator);
 }
 
 std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {

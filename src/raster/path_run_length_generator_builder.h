@@ -19,6 +19,7 @@
 #include <memory>
 
 #include "morv/compound.h"
+#include "morv/stroke.h"
 #include "morv/transformation.h"
 #include "raster/path_edges.h"
 #include "raster/path_run_length_generator.h"
@@ -35,6 +36,10 @@ class PathRunLengthGeneratorBuilder {
   // Adds every subpath whose transformed bounding box meets the pixel box.
   void AddCompound(const Morv::Compound& compound, const Environment& env,
                    const Morv::MilliPointTransformation& t);
+  // Adds every piece of a stroke outline whose transformed box meets the pixel box,
+  // exactly as AddCompound adds the compound Morv::Stroke would make of them.
+  void AddOutline(const Morv::StrokeOutline& outline, const Environment& env,
+                  const Morv::MilliPointTransformation& t);
   // Adds one polygon, closed.
   void AddPoints(PointEnumerator& points);
 
@@ -46,6 +51,10 @@ class PathRunLengthGeneratorBuilder {
   std::uint32_t OutcodeOf(double x, double y) const;
   bool BoxIsEmpty() const { return box_.right <= box_.left || box_.bottom <= box_.top; }
 
+  // A corner-point polygon with its box (in the points' own space), culled on it.
+  void AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
+                  const Morv::MilliPointRectangle& bounds, const Environment& env,
+                  const Morv::MilliPointTransformation& t);
   void Feed(PathSegment& s);
   Merge MergeInto(PathSegment& a, PathSegment& b) const;
   void Flush();

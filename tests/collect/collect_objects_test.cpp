@@ -239,9 +239,12 @@ TEST(CollectObjects, MinimalStrokeWidthScalesThinStrokes) {
   auto* record = dynamic_cast<const QorSc::FillableObjectInfo*>(c.objects->records[0].get());
   ASSERT_NE(record, nullptr);
   EXPECT_TRUE(record->IsStroke());
-  // The outline is 1/s = 72/√2 = 50.91169 millipoints wide.
-  ASSERT_NE(record->GetGeometry().compound, nullptr);
-  const auto& box = record->GetGeometry().compound->GetBoundingBox();
+  // The outline is 1/s = 72/√2 = 50.91169 millipoints wide. Its three pieces (the
+  // line and two caps) are kept as the path and style, not as a compound.
+  EXPECT_EQ(record->GetGeometry().compound, nullptr);
+  ASSERT_NE(record->GetGeometry().outline, nullptr);
+  EXPECT_EQ(record->GetGeometry().outline->PieceCount(), 3u);
+  const auto& box = record->GetGeometry().outline->GetBoundingBox();
   EXPECT_NEAR(box.Height(), 50.91169, 1e-4);
   (void)line;
 }

@@ -539,4 +539,47 @@ TEST(Stroke, CurvesAreStrokedAlongTheirShape) {
   }
 }
 
+// An outline kept as its path and style hands out, on every walk, exactly the pieces
+// Stroke lists (same points, same order), and reports their compound's box.
+TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
+  class Recorder final : public Morv::OutlineSink {
+   public:
+    void Piece(const std::vector<MilliPointPoint>& points) override { pieces.push_back(points); }
+    std::vector<std::vector<MilliPointPoint>> pieces;
+  };
+  const auto path = PathBuilder()
+                        .MoveTo(0, 0)
+                        .CurveTo(30, 40, 60, -40, 90, 0)
+                        .LineTo(90, 50)
+                        .MoveTo(10, 10)
+                        .Close()
+                        .MoveTo(5, 60)
+                        .LineTo(5.0001, 60)
+                        .BuildShared();
+  const DashPattern dash{{7.0, 3.0, 0.0, 3.0}, 2.0};
+  for (const DashPattern* d : {static_cast<const DashPattern*>(nullptr), &dash}) {
+    for (LineCap cap : {LineCap::kButt, LineCap::kRound, LineCap::kSquare}) {
+      const Compound expected = Morv::Stroke(*path, 4.0, cap, LineJoin::kRound, 10.0, d, 0.05);
+      const Morv::StrokeOutline outline(path, 4.0, cap, LineJoin::kRound, 10.0, d, 0.05);
+      EXPECT_EQ(outline.PieceCount(), expected.GetSubpaths().size());
+      EXPECT_EQ(outline.GetBoundingBox(), expected.GetBoundingBox());
+      for (int walk = 0; walk < 2; ++walk) {
+        Recorder recorder;
+        outline.Walk(recorder);
+        ASSERT_EQ(recorder.pieces.size(), expected.GetSubpaths().size());
+        for (std::size_t i = 0; i < recorder.pieces.size(); ++i) {
+          ASSERT_NE(expected.GetSubpaths()[i].VectorPoints(), nullptr);
+          EXPECT_EQ(recorder.pieces[i], *expected.GetSubpaths()[i].VectorPoints()) << i;
+        }
+      }
+      const Compound again = outline.ToCompound();
+      EXPECT_EQ(again.GetSubpaths().size(), expected.GetSubpaths().size());
+    }
+  }
+  // No width, no pieces and an all-zero box, as Stroke's empty compound has.
+  const Morv::StrokeOutline none(path, 0.0, LineCap::kRound, LineJoin::kRound, 10.0, nullptr, 0.0);
+  EXPECT_EQ(none.PieceCount(), 0u);
+  EXPECT_EQ(none.GetBoundingBox(), Morv::MilliPointRectangle());
+}
+
 }  // namespace

@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
+#include <vector>
 
+#include "morv/flatten.h"
 #include "pixel_space.h"
 #include "raster/box_run_length_generator.h"
 #include "raster/image_mask_run_length_generator.h"
 #include "raster/path_run_length_generator.h"
 #include "raster/path_run_length_generator_builder.h"
+#include "raster/pixel_rounding.h"
 #include "raster/point_enumerator.h"
 
 namespace {
@@ -203,6 +207,98 @@ TEST(MakeGeometrySource, RectanglesBecomeExactBoxes) {
     }
   }
   EXPECT_GT(reduced, 200) << "rectangles that reach the limit take the box path";
+}
+
+}  // namespace
+
+namespace {
+
+// A stroke outline walked at activation must give the runs, box and tiny reductions
+// of the compound Morv::Stroke makes of the same stroke.
+TEST(MakeGeometrySource, StrokeOutlinesGiveTheRunsOfTheirCompounds) {
+  const Environment env(Morv::MilliPointRectangle(0.0, 0.0, 72000.0, 72000.0), 1000, 1000);
+  const Box limit{3, 5, 61, 47};
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> coordinate(0.0, 4500.0);
+  std::uniform_real_distribution<double> width(1.0, 300.0);
+  const T placements[] = {T{}, T{0.8, 0.3, -0.2, 1.1, 300.0, 200.0}};
+  const Morv::DashPattern dash{{150.0, 90.0, 10.0, 60.0}, 35.0};
+  QorSc::ScratchChains chains;
+  const QorSc::LineContext context(env, chains);
+  int tiny = 0;
+  for (int round = 0; round < 200; ++round) {
+    const double x = coordinate(random), y = 67000.0 + coordinate(random);
+    Morv::PathBuilder path;
+    // Every fourth stroke is a short thin one (a pixel is 72 units), so the tiny
+    // reduction is met too.
+    if (round % 4 == 0) {
+      path.MoveTo(x, y).LineTo(x + 30.0, y - 10.0).LineTo(x + 40.0, y + 5.0);
+    } else {
+      path.MoveTo(x, y).CurveTo(x + coordinate(random), y - coordinate(random), x - 400.0,
+                                y - coordinate(random), x + coordinate(random) / 2, y - 800.0);
+      if (round % 3 == 0) path.LineTo(x + 50.0, y - 30.0).Close();
+    }
+    const auto compound = path.BuildShared();
+    const double w = round % 4 == 0 ? 20.0 : width(random);
+    const auto cap = static_cast<Morv::LineCap>(round % 3);
+    const auto join = static_cast<Morv::LineJoin>((round / 3) % 3);
+    const Morv::DashPattern* dashes = round % 5 == 0 ? &dash : nullptr;
+    for (const T& t : placements) {
+      const double tolerance = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
+      const auto outline = std::make_shared<const Morv::StrokeOutline>(compound, w, cap, join, 4.0,
+                                                                       dashes, tolerance);
+      const auto pieces = std::make_shared<const Morv::Compound>(
+          Morv::Stroke(*compound, w, cap, join, 4.0, dashes, tolerance));
+      ASSERT_EQ(outline->PieceCount(), pieces->GetSubpaths().size());
+      ASSERT_EQ(outline->GetBoundingBox(), pieces->GetBoundingBox());
+      const auto lazy = QorSc::MakeGeometrySource(env, limit, outline, t);
+      const auto kept = QorSc::MakeGeometrySource(env, limit, pieces, t);
+      ASSERT_EQ(lazy.pixelBox, kept.pixelBox) << "round " << round;
+      ASSERT_EQ(lazy.outline == nullptr, kept.compound == nullptr) << "round " << round;
+      tiny += lazy.outline == nullptr && !lazy.pixelBox.IsEmpty();
+      if (lazy.pixelBox.IsEmpty()) continue;
+      const auto a = QorSc::CreateRunLengthGenerator(lazy, context);
+      const auto b = QorSc::CreateRunLengthGenerator(kept, context);
+      for (long long line = limit.top; line < limit.bottom; ++line) {
+        a->GenerateRuns(line);
+        b->GenerateRuns(line);
+        ASSERT_EQ(a->Runs(), b->Runs()) << "round " << round << " line " << line;
+      }
+    }
+  }
+  EXPECT_GT(tiny, 0) << "some strokes reduce to boxes";
+}
+
+}  // namespace
+
+namespace {
+
+// Every generator rounds through RoundToPixel; it must be std::llround inside its
+// clamp, halves and their neighbours included.
+TEST(RoundToPixel, IsLlroundWithinTheClamp) {
+  std::vector<double> values = {0.0, -0.0, 0.5, -0.5, 1.5, -1.5, 2.5, -2.5,
+                                0.49999999999999994, -0.49999999999999994, 4503599627370495.5,
+                                -4503599627370495.5, 4503599627370497.0, 9007199254740993.0,
+                                4611686018427387904.0 / 2.0, -1e18};
+  for (double k = -40.0; k <= 40.0; k += 1.0) {
+    for (double base : {k + 0.5, k, k * 1024.0 + 0.5}) {
+      values.push_back(base);
+      values.push_back(std::nextafter(base, -1e300));
+      values.push_back(std::nextafter(base, 1e300));
+    }
+  }
+  std::mt19937_64 random(17);
+  std::uniform_real_distribution<double> exponent(-8.0, 61.0);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  for (int i = 0; i < 100000; ++i)
+    values.push_back(unit(random) * std::pow(2.0, exponent(random)));
+  for (double v : values)
+    ASSERT_EQ(QorSc::RoundToPixel(v), std::llround(v)) << std::hexfloat << v;
+
+  const long long limit = 4611686018427387904LL;  // 2^62
+  EXPECT_EQ(QorSc::RoundToPixel(1e300), limit);
+  EXPECT_EQ(QorSc::RoundToPixel(-1e300), -limit);
+  EXPECT_EQ(QorSc::RoundToPixel(std::nan("")), -limit);
 }
 
 }  // namespace

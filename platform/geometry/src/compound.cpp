@@ -7,17 +7,10 @@ namespace Morv {
 Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
     : subpaths_(std::move(subpaths)), winding_rule_(windingRule) {
   if (subpaths_.empty()) return;
-  const MilliPointRectangle& first = subpaths_.front().GetBoundingBox();
-  double x0 = first.X(), y0 = first.Y();
-  double x1 = x0 + first.Width(), y1 = y0 + first.Height();
-  for (const Subpath& s : subpaths_) {
-    const MilliPointRectangle& b = s.GetBoundingBox();
-    x0 = std::min(x0, b.X());
-    y0 = std::min(y0, b.Y());
-    x1 = std::max(x1, b.X() + b.Width());
-    y1 = std::max(y1, b.Y() + b.Height());
-  }
-  bounding_box_ = MilliPointRectangle(x0, y0, x1 - x0, y1 - y0);
+  BoxUnion box;
+  for (const Subpath& s : subpaths_)
+    box.Add(s.GetBoundingBox());
+  bounding_box_ = box.Rectangle();
 }
 
 Compound Compound::Transformed(const MilliPointTransformation& t) const {

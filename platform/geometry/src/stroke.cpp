@@ -178,18 +178,18 @@ double ArcStep(double radius, double tolerance) {
 
 class OutlineWriter {
  public:
-  OutlineWriter(double width, double tolerance, LineCap cap, LineJoin join, double miterLimit)
+  OutlineWriter(double width, double tolerance, LineCap cap, LineJoin join, double miterLimit,
+                OutlineSink& sink)
       : half_(0.5 * width),
         arc_step_(ArcStep(0.5 * width, tolerance)),
         cap_(cap),
         join_(join),
-        miter_limit_(miterLimit) {}
+        miter_limit_(miterLimit),
+        sink_(sink) {}
 
   void Polyline(const Vertex* v, std::size_t n, bool closed);
   void Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor);
   void DrawDot(const Point& p, Vec along);
-
-  std::vector<Subpath> Take() { return std::move(out_); }
 
  private:
   void Rectangle(const Point& p, const Point& q, Vec u);
@@ -207,7 +207,7 @@ class OutlineWriter {
   double miter_limit_;
   std::vector<Point> scratch_;
   std::vector<Vertex> dash_;
-  std::vector<Subpath> out_;
+  OutlineSink& sink_;
 };
 
 void OutlineWriter::Polyline(const Vertex* v, std::size_t n, bool closed) {
@@ -431,7 +431,7 @@ void OutlineWriter::Flush() {
   const double resolvable = kSliverRatio * extent * extent;
   if (std::isfinite(twice_area) && std::fabs(twice_area) > resolvable) {
     if (twice_area < 0.0) std::reverse(scratch_.begin(), scratch_.end());
-    out_.push_back(Subpath::Polygon(scratch_, true));
+    sink_.Piece(scratch_);
   }
   scratch_.clear();
 }
@@ -454,6 +454,17 @@ void Flatten(const Subpath& s, double tolerance, std::vector<Vertex>& out) {
   if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
 }
 
+class SubpathCollector final : public OutlineSink {
+ public:
+  explicit SubpathCollector(std::vector<Subpath>& out) : out_(out) {}
+  void Piece(const std::vector<MilliPointPoint>& points) override {
+    out_.push_back(Subpath::Polygon(points, true));
+  }
+
+ private:
+  std::vector<Subpath>& out_;
+};
+
 double PolylineLength(const std::vector<Vertex>& v, bool closed) {
   double length = 0.0;
   for (std::size_t i = 0; i + 1 < v.size(); ++i) {
@@ -465,16 +476,16 @@ double PolylineLength(const std::vector<Vertex>& v, bool closed) {
 
 }  // namespace
 
-Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin join,
-                double miterLimit, const DashPattern* dash, double tolerance) {
-  if (!(width > 0.0) || !std::isfinite(width)) return Compound({}, kNonZero);
+void StrokePieces(const Compound& compound, double width, LineCap cap, LineJoin join,
+                  double miterLimit, const DashPattern* dash, double tolerance, OutlineSink& sink) {
+  if (!(width > 0.0) || !std::isfinite(width)) return;
   if (!(tolerance > 0.0) || !std::isfinite(tolerance)) {
     tolerance = DefaultTolerance(width, compound.GetBoundingBox());
   }
   std::vector<double> lengths;
   const double period = PrepareDashes(dash, lengths);
 
-  OutlineWriter writer(width, tolerance, cap, join, miterLimit);
+  OutlineWriter writer(width, tolerance, cap, join, miterLimit, sink);
   std::vector<Vertex> vertices;
   for (const Subpath& s : compound.GetSubpaths()) {
     Flatten(s, tolerance, vertices);
@@ -497,10 +508,52 @@ Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin jo
     }
     writer.Polyline(vertices.data(), vertices.size(), closed);
   }
-  // Outlines are kept for the whole conversion: no spare capacity from growing.
-  std::vector<Subpath> pieces = writer.Take();
+}
+
+Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin join,
+                double miterLimit, const DashPattern* dash, double tolerance) {
+  std::vector<Subpath> pieces;
+  SubpathCollector collector(pieces);
+  StrokePieces(compound, width, cap, join, miterLimit, dash, tolerance, collector);
+  // Outlines may be kept for the whole conversion: no spare capacity from growing.
   pieces.shrink_to_fit();
   return Compound(std::move(pieces), kNonZero);
+}
+
+StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap,
+                             LineJoin join, double miterLimit, const DashPattern* dash,
+                             double tolerance)
+    : path_(std::move(path)),
+      width_(width),
+      cap_(cap),
+      join_(join),
+      miter_limit_(miterLimit),
+      dash_(dash != nullptr ? *dash : DashPattern{}),
+      dashed_(dash != nullptr),
+      tolerance_(tolerance) {
+  // The box a compound of the pieces would report: each piece's box as a subpath
+  // computes it, united as a compound unites them.
+  class Measure final : public OutlineSink {
+   public:
+    void Piece(const std::vector<MilliPointPoint>& points) override {
+      box.Add(PointsBoundingBox(points.data(), points.size()));
+      ++count;
+    }
+    BoxUnion box;
+    std::size_t count = 0;
+  } measure;
+  Walk(measure);
+  bounding_box_ = measure.box.Rectangle();
+  pieces_ = measure.count;
+}
+
+void StrokeOutline::Walk(OutlineSink& sink) const {
+  StrokePieces(*path_, width_, cap_, join_, miter_limit_, dashed_ ? &dash_ : nullptr, tolerance_,
+               sink);
+}
+
+Compound StrokeOutline::ToCompound() const {
+  return Stroke(*path_, width_, cap_, join_, miter_limit_, dashed_ ? &dash_ : nullptr, tolerance_);
 }
 
 }  // namespace Morv

@@ -46,6 +46,33 @@ Subpath::Subpath(Point start, std::vector<Segment> segments, bool closed)
   }
 }
 
+MilliPointRectangle PointsBoundingBox(const MilliPointPoint* points, std::size_t count) {
+  if (count == 0) return BoxAccumulator(MilliPointPoint()).Rectangle();
+  BoxAccumulator box(points[0]);
+  for (std::size_t i = 1; i < count; ++i)
+    box.Add(points[i]);
+  return box.Rectangle();
+}
+
+void BoxUnion::Add(const MilliPointRectangle& b) {
+  if (empty_) {
+    x0_ = b.X();
+    y0_ = b.Y();
+    x1_ = x0_ + b.Width();
+    y1_ = y0_ + b.Height();
+    empty_ = false;
+  }
+  x0_ = std::min(x0_, b.X());
+  y0_ = std::min(y0_, b.Y());
+  x1_ = std::max(x1_, b.X() + b.Width());
+  y1_ = std::max(y1_, b.Y() + b.Height());
+}
+
+MilliPointRectangle BoxUnion::Rectangle() const {
+  if (empty_) return MilliPointRectangle();
+  return MilliPointRectangle(x0_, y0_, x1_ - x0_, y1_ - y0_);
+}
+
 Subpath Subpath::Polygon(const std::vector<Point>& points, bool closed) {
   if (points.empty()) return Subpath(Point(), {}, closed);
   std::vector<Segment> segments;

@@ -4,9 +4,12 @@
 // stroke of that style paints, as a compound filled with the non-zero rule (the
 // pieces may overlap; non-zero unites them). Coordinates and width are in the
 // compound's own units. Caps and joins follow PDF's numbering. Curves are flattened
-// first, at `tolerance` (0: derived from the width).
+// first, at `tolerance` (0: derived from the width). StrokePieces and StrokeOutline give
+// the same pieces without keeping them.
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "morv/compound.h"
@@ -24,5 +27,49 @@ struct DashPattern {
 
 Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin join,
                 double miterLimit, const DashPattern* dash = nullptr, double tolerance = 0.0);
+
+// Receives an outline's convex pieces one at a time, in the order Stroke lists them
+// as subpaths; each piece is closed and counter-clockwise (y up), and `points` is
+// valid only during the call.
+class OutlineSink {
+ public:
+  virtual ~OutlineSink() = default;
+  virtual void Piece(const std::vector<MilliPointPoint>& points) = 0;
+};
+
+// The pieces of Stroke(...) handed to `sink` instead of kept: nothing is allocated
+// per piece.
+void StrokePieces(const Compound& compound, double width, LineCap cap, LineJoin join,
+                  double miterLimit, const DashPattern* dash, double tolerance, OutlineSink& sink);
+
+// A stroke's outline kept as what makes it (the path, shared, and the style) rather
+// than as its pieces: a thin stroke of a long curve has hundreds of thousands of
+// pieces, but a consumer that walks them once when it needs them holds none. The box
+// and piece count are those of the outline Stroke would return (same bits); Walk
+// hands out the same pieces every time.
+class StrokeOutline {
+ public:
+  StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap, LineJoin join,
+                double miterLimit, const DashPattern* dash, double tolerance);
+
+  void Walk(OutlineSink& sink) const;
+  // The outline as Stroke returns it.
+  Compound ToCompound() const;
+
+  const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
+  std::size_t PieceCount() const { return pieces_; }
+
+ private:
+  std::shared_ptr<const Compound> path_;
+  double width_;
+  LineCap cap_;
+  LineJoin join_;
+  double miter_limit_;
+  DashPattern dash_;
+  bool dashed_;
+  double tolerance_;
+  MilliPointRectangle bounding_box_;
+  std::size_t pieces_ = 0;
+};
 
 }  // namespace Morv

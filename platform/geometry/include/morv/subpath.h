@@ -10,6 +10,7 @@
 // flattening: VectorPoints() returns it, and null for a subpath with curves.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -65,6 +66,25 @@ class Subpath {
   bool closed_;
   std::optional<std::vector<Point>> points_;
   MilliPointRectangle bounding_box_;
+};
+
+// The box of `count` points as a subpath made of them reports it: the rectangle
+// whose corner is the smallest coordinates and whose size is largest minus smallest.
+MilliPointRectangle PointsBoundingBox(const MilliPointPoint* points, std::size_t count);
+
+// The union of rectangles the way a compound unites its subpaths' boxes (each box's
+// far side taken as corner plus size), so that a consumer walking pieces one at a
+// time gets the very bits a compound of them would report.
+class BoxUnion {
+ public:
+  void Add(const MilliPointRectangle& box);
+  bool Empty() const { return empty_; }
+  // All zero while nothing was added.
+  MilliPointRectangle Rectangle() const;
+
+ private:
+  bool empty_ = true;
+  double x0_ = 0.0, y0_ = 0.0, x1_ = 0.0, y1_ = 0.0;
 };
 
 }  // namespace Morv
