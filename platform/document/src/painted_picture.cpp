@@ -61,8 +61,16 @@ std::shared_ptr<const PictureBuffer> PictureData::Get8BitPictureBuffer(int inten
   const std::size_t outputs = converter_->OutputChannels();
   auto out = std::make_shared<PictureBuffer>(GetWidth(), GetHeight(),
                                              static_cast<std::uint32_t>(8 * outputs));
-  for (std::size_t row = 0; row < GetHeight(); ++row)
-    converter_->Convert(samples_->GetRowPtr(row), out->GetRowPtr(row), GetWidth(), intent);
+  // Unpadded rows are converted in one call, so that the converter sees the whole
+  // picture (it converts repeated samples once).
+  if (samples_->GetRowStride() == GetWidth() * channels_ &&
+      out->GetRowStride() == GetWidth() * outputs) {
+    converter_->Convert(samples_->GetBuffer(), out->GetBuffer(), GetWidth() * GetHeight(),
+                        intent);
+  } else {
+    for (std::size_t row = 0; row < GetHeight(); ++row)
+      converter_->Convert(samples_->GetRowPtr(row), out->GetRowPtr(row), GetWidth(), intent);
+  }
   slot = std::move(out);
   return slot;
 }
