@@ -266,6 +266,13 @@ class ContentInterpreter {
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);
   CachedPicture ReadPicture(QPDFObjectHandle stream, const std::string& name);
+  // Decodes an image stream's samples within the page's image budget: the size its
+  // dictionary promises is counted before decoding, and a decoder that finds more (a
+  // JPEG larger than /Width and /Height say) may take only what the budget has left.
+  // An image larger than the whole budget is refused (samples.problem says so). False
+  // when the page stopped.
+  bool ReadSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
+                   std::size_t components, std::size_t bits, ImageSamples& samples);
   // The image's own /SMask or /Mask as a picture mask (none when it has neither);
   // undoes a soft mask's /Matte in `samples`.
   PictureMask ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,

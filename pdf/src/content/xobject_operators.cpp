@@ -324,9 +324,12 @@ void ContentInterpreter::DoImageMaskStream(QPDFObjectHandle stream, const std::s
         height.getIntValue() <= 0) {
       return Skip(kUnreadableMask, name, "image mask without a usable /Width and /Height");
     }
+    if (MaskDataLimit(dictionary) == 0) return Warn(name, "image mask too large");
+    // The decoders' rows may be wider than the mask (a fax's /Columns); they are
+    // copied into the mask, which DoImageMask counts.
     const ImageSamples samples =
         ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
-                         static_cast<std::size_t>(height.getIntValue()), 1, 1);
+                         static_cast<std::size_t>(height.getIntValue()), 1, 1, kMaxMaskBytes);
     if (!samples.problem.empty()) Warn(name, samples.problem);
     if (samples.data.empty()) return;
     if (samples.width != static_cast<std::size_t>(width.getIntValue())) {

@@ -3,6 +3,8 @@
 
 #include "image/jpx_samples.h"
 
+#include "stream_data.h"
+
 #include <openjpeg.h>
 
 #include <algorithm>
@@ -96,9 +98,10 @@ void DecodeJpx(const std::vector<std::uint8_t>& jpx, std::size_t colour, ImageSa
   const std::size_t w = c.image->x1 - c.image->x0;
   const std::size_t h = c.image->y1 - c.image->y0;
   const std::size_t components = c.image->numcomps;
-  // OpenJPEG holds every component as 32-bit integers while decoding.
-  if (w == 0 || h == 0 || components == 0 || w > kMaxImageBytes / h / components / 4) {
-    samples.problem = "JPEG 2000 image too large or empty";
+  // The 8-bit samples kept must fit the limit; OpenJPEG holds four times as much (every
+  // component as 32-bit integers) while it decodes.
+  if (!ImageBytes(w, h, components, 8, samples.limit)) {
+    samples.problem = "JPEG 2000 image empty or larger than " + ByteSize(samples.limit);
     return;
   }
   if (!opj_decode(c.codec, c.stream, c.image) || !opj_end_decompress(c.codec, c.stream)) {

@@ -42,6 +42,11 @@ std::size_t PictureData::Get8BitChannelCount() const {
   return converter_ ? converter_->OutputChannels() : channels_;
 }
 
+std::size_t PictureData::Get8BitBufferBytes() const {
+  if (!converter_ && samples_->GetBitsPerSample() != 1) return 0;
+  return GetWidth() * GetHeight() * Get8BitChannelCount();
+}
+
 std::shared_ptr<const PictureBuffer> PictureData::Get1BitPictureBuffer() const {
   return samples_->GetBitsPerSample() == 1 ? samples_ : nullptr;
 }
