@@ -24,6 +24,12 @@ double FirstDecode(QPDFObjectHandle dictionary, double otherwise) {
   return otherwise;
 }
 
+// The image's own /Intent, else the graphics state's.
+int ImageIntent(QPDFObjectHandle dictionary, int current) {
+  QPDFObjectHandle intent = dictionary.getKey("/Intent");
+  return intent.isName() ? RenderingIntentOf(intent.getName().substr(1)) : current;
+}
+
 }  // namespace
 
 PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,
@@ -95,7 +101,8 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
                          frame_->gs.fill_overprint,
                          {DeviceSpace(ColorSpaceFamily::kDeviceGray).get(),
                           DeviceSpace(ColorSpaceFamily::kDeviceRGB).get(),
-                          DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()}};
+                          DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()},
+                         ImageIntent(stream.getDict(), frame_->gs.rendering_intent)};
     const auto found = context_.pictures.find(key);
     if (found != context_.pictures.end()) {
       picture = found->second;
@@ -177,7 +184,8 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
   std::string problem;
   const PictureMask mask = ReadPictureMask(dictionary, samples, name);
   if (!incomplete_.empty()) return result;
-  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, mask, problem);
+  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint,
+                              ImageIntent(dictionary, frame_->gs.rendering_intent), mask, problem);
   if (!picture && !problem.empty()) Warn(name, problem);
   // Buffers rendering makes from the samples (inks of colorimetric samples, bytes of
   // 1-bit ones) are kept with the picture too.

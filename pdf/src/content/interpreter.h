@@ -81,10 +81,11 @@ struct PictureKey {
   QPDFObjGen object;
   bool overprint = false;
   std::array<const void*, 3> device_spaces{};  // see ContentInterpreter::DeviceSpace
+  int intent = 1;                              // the image's rendering intent
 
   friend bool operator<(const PictureKey& a, const PictureKey& b) {
-    return std::tie(a.object, a.overprint, a.device_spaces) <
-           std::tie(b.object, b.overprint, b.device_spaces);
+    return std::tie(a.object, a.overprint, a.device_spaces, a.intent) <
+           std::tie(b.object, b.overprint, b.device_spaces, b.intent);
   }
 };
 
@@ -98,8 +99,8 @@ struct ImportContext {
   QorDoc::DocumentBuilder& builder;
   ImportLimits limits;
   ContentOptions options;
-  // Image XObjects decoded so far, by object, fill overprint and the spaces that
-  // stand for the device spaces (failures too, so each is reported once).
+  // Image XObjects decoded so far, by object, fill overprint, the spaces that stand
+  // for the device spaces and rendering intent (failures too, so each is reported once).
   std::map<PictureKey, CachedPicture> pictures;
 };
 

@@ -187,7 +187,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
 std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
-                                                           const PictureMask& mask,
+                                                           int intent, const PictureMask& mask,
                                                            std::string& problem) {
   const std::size_t n = samples.components;
   const std::size_t w = samples.width;
@@ -277,7 +277,7 @@ std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples
     data = std::make_shared<QorImg::PictureData>(std::move(raw), n, std::move(converter));
   }
   return std::make_shared<const QorImg::PaintedPicture>(
-      std::move(data), std::move(mapping), QorImg::kRelativeColorimetric,
+      std::move(data), std::move(mapping), intent,
       mask.data ? QorImg::kSoftMask : QorImg::kNoMask, mask.data, mask.decode);
 }
 

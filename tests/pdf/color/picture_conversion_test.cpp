@@ -69,10 +69,10 @@ class PictureConversionTest : public ::testing::Test, public test::PdfObjects {
                                              int intent = QorImg::kRelativeColorimetric) {
     std::string problem;
     const auto picture = BuildPicture(samples, std::move(space), QPDFObjectHandle::newNull(), false,
-                                      {}, problem);
+                                      intent, {}, problem);
     EXPECT_TRUE(picture) << problem;
     if (!picture) return {};
-    const auto buffer = picture->GetPictureData()->Get8BitPictureBuffer(intent);
+    const auto buffer = picture->GetPictureData()->Get8BitPictureBuffer(picture->GetRenderingIntent());
     const std::uint8_t* bytes = buffer->GetBuffer();
     return {bytes, bytes + buffer->GetRowStride() * buffer->GetHeight()};
   }
@@ -126,6 +126,7 @@ TEST_F(PictureConversionTest, ManySamplesAtOnceEqualOneByOne) {
   }
   for (const auto& w : warnings.All()) ADD_FAILURE() << w.subject << ": " << w.reason;
 }
+
 
 }  // namespace
 }  // namespace QorPdf::internal

@@ -15,13 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "color/color_space.h"
-#include "content/interpreter.h"
-#include "content/optional_content.h"
-#include "font/font.h"
 #include "image/image_samples.h"
-#include "qordoc/content.h"
-#include "qordoc/document.h"
+#include "page_run.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -155,14 +150,8 @@ TEST(ImageDecoders, JpegImageMasksPaintWhereTheirSamplesAreDark) {
   page.replaceKey("/Resources", resources);
 
   WarningList warnings;
-  ColorContext colors(pdf, warnings);
-  FontCache fonts(warnings);
-  OptionalContent optional(pdf, warnings);
-  QorDoc::DocumentBuilder builder;
-  ImportContext context{pdf, warnings, colors, fonts, optional, builder, ImportLimits{}, {}, {}};
-  QorDoc::Content& target = builder.AddPage();
-  ContentInterpreter interpreter(context, 0);
-  interpreter.RunPage(page, target, Matrix{});
+  const test::PageRun run(pdf, warnings, page);
+  const QorDoc::Content& target = run.Content();
   for (const auto& w : warnings.All())
     ADD_FAILURE() << w.subject << ": " << w.reason;
   ASSERT_EQ(target.GetMembers().size(), 1u);

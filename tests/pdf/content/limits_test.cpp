@@ -16,6 +16,7 @@
 #include "content/interpreter.h"
 #include "content/optional_content.h"
 #include "font/font.h"
+#include "page_run.h"
 #include "stream_data.h"
 
 namespace QorPdf::internal {
@@ -128,16 +129,9 @@ class PageBudget : public ::testing::Test {
     page.replaceKey("/Contents", objects_.Stream("<< >>", content));
     page.replaceKey("/Resources",
                     objects_.Parse("<< /XObject " + xobjects + " /Pattern " + patterns + " >>"));
-    ColorContext colors(objects_.pdf, warnings_);
-    FontCache fonts(warnings_);
-    OptionalContent optional(objects_.pdf, warnings_);
-    QorDoc::DocumentBuilder builder;
-    ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}, {}};
-    QorDoc::Content& target = builder.AddPage();
-    ContentInterpreter interpreter(context, 0);
-    interpreter.RunPage(page, target, Matrix{}, {0, 0, 100, 100});
-    objects_count_ = CountPaths(target);
-    return interpreter.Incomplete();
+    const test::PageRun run(objects_.pdf, warnings_, page, limits);
+    objects_count_ = CountPaths(run.Content());
+    return run.Incomplete();
   }
 
   // A form drawing `inner` (a form's reference) `times` times after a square.
