@@ -1,8 +1,10 @@
 #include "stream_data.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace QorPdf::internal {
 namespace {
@@ -12,36 +14,36 @@ namespace {
 // tells apart from real damage.
 struct LimitReached {};
 
+template <typename Bytes>
 class LimitedSink final : public Pipeline {
  public:
-  LimitedSink(std::string& out, std::size_t limit)
+  LimitedSink(Bytes& out, std::size_t limit)
       : Pipeline("limited sink", nullptr), out_(out), limit_(limit) {}
 
   void write(unsigned char const* data, size_t len) override {
     if (truncated_) throw LimitReached{};
     const std::size_t room = limit_ - out_.size();
     if (len > room) {
-      out_.append(reinterpret_cast<const char*>(data), room);
+      out_.insert(out_.end(), data, data + room);
       truncated_ = true;
       throw LimitReached{};
     }
-    out_.append(reinterpret_cast<const char*>(data), len);
+    out_.insert(out_.end(), data, data + len);
   }
   void finish() override {}
 
   bool Truncated() const { return truncated_; }
 
  private:
-  std::string& out_;
+  Bytes& out_;
   std::size_t limit_;
   bool truncated_ = false;
 };
 
-}  // namespace
-
-DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
-                           qpdf_stream_decode_level_e level) {
-  DecodedStream result;
+// Decodes into `out` (the caller's string or byte vector); `result` gets the flags.
+template <typename Bytes>
+void Decode(QPDFObjectHandle stream, std::size_t limit, qpdf_stream_decode_level_e level,
+            Bytes& out, DecodedStream& result) {
   std::size_t effective = limit;
   QPDFObjectHandle length = stream.getDict().getKey("/Length");
   if (length.isInteger() && length.getIntValue() >= 0) {
@@ -49,7 +51,7 @@ DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
     const std::size_t expansion = stored > limit / kMaxExpansion ? limit : stored * kMaxExpansion;
     effective = std::min(limit, std::max(expansion, kMinExpansionLimit));
   }
-  LimitedSink sink(result.data, effective);
+  LimitedSink<Bytes> sink(out, effective);
   bool filtered = false;
   bool success = false;
   try {
@@ -61,7 +63,7 @@ DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
   }
   result.truncated = sink.Truncated();
   result.over_expansion = result.truncated && effective < limit;
-  if (result.truncated) return result;
+  if (result.truncated) return;
   if (!filtered && level != qpdf_dl_none) {
     QPDFObjectHandle filter = stream.getDict().getKey("/Filter");
     const bool has_filter = !filter.isNull() && !(filter.isArray() && filter.getArrayNItems() == 0);
@@ -70,6 +72,21 @@ DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
     }
   }
   result.damaged = !success;
+}
+
+}  // namespace
+
+DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
+                           qpdf_stream_decode_level_e level) {
+  DecodedStream result;
+  Decode(stream, limit, level, result.data, result);
+  return result;
+}
+
+DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
+                           qpdf_stream_decode_level_e level, std::vector<std::uint8_t>& bytes) {
+  DecodedStream result;
+  Decode(stream, limit, level, bytes, result);
   return result;
 }
 
@@ -87,12 +104,12 @@ std::string DecodeResource(QPDFObjectHandle stream) {
 std::optional<std::size_t> ImageBytes(std::size_t width, std::size_t height, std::size_t components,
                                       std::size_t bits_per_component, std::size_t ceiling) {
   if (width == 0 || height == 0 || components == 0 || bits_per_component == 0) return std::nullopt;
-  // Each step divides first, so nothing overflows before it is compared.
-  if (width > ceiling / components || width * components > ceiling / bits_per_component) {
-    return std::nullopt;
-  }
+  // Each step divides first, so nothing overflows before it is compared: a row holds at
+  // most 8 × ceiling bits (less what the rounding down of ceiling / bits loses).
+  const std::size_t most_samples = ceiling / bits_per_component * 8 + 7;
+  if (width > most_samples / components) return std::nullopt;
   const std::size_t row = (width * components * bits_per_component + 7) / 8;
-  if (height > ceiling / row) return std::nullopt;
+  if (row > ceiling || height > ceiling / row) return std::nullopt;
   return row * height;
 }
 

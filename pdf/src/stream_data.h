@@ -18,8 +18,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "qpdf_headers.h"
 
@@ -51,6 +53,10 @@ struct DecodedStream {
 // std::runtime_error when the filters cannot be applied at that level.
 DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
                            qpdf_stream_decode_level_e level);
+// The same into `bytes` (which starts empty; the result's `data` stays so), for image samples
+// that a picture adopts as they are.
+DecodedStream DecodeStream(QPDFObjectHandle stream, std::size_t limit,
+                           qpdf_stream_decode_level_e level, std::vector<std::uint8_t>& bytes);
 
 // A resource stream (font program, CMap, ICC profile, function, lookup table)
 // decoded with every filter qpdf has, at most kMaxResourceBytes; throws

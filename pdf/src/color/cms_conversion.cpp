@@ -1,7 +1,7 @@
 // LittleCMS transforms into the output intent's CMYK or the built-in separation.
 //
 // Everything here runs when a colour space is resolved, except CmykTransform::ToCmyk,
-// which runs per colour: it converts one pixel of doubles and allocates nothing.
+// which runs per colour (or per batch of an image's colours) and allocates nothing.
 #include "color/cms_conversion.h"
 
 #include <algorithm>
@@ -38,12 +38,61 @@ std::array<double, 4> SeparateRgb(double r, double g, double b) {
   return {(max - r) / max, (max - g) / max, (max - b) / max, 1.0 - max};
 }
 
+namespace {
+
+// Rounds sRGB results to a 1e-6 grid, then separates them.
+std::array<double, 4> SeparateConverted(const double* rgb) {
+  // LittleCMS's float arithmetic leaves noise in the last digits where a colour is
+  // neutral or black; near black the separation would turn it into full CMY under
+  // the black. Results on a 1e-6 grid keep such colours neutral.
+  return SeparateRgb(std::round(rgb[0] * 1e6) / 1e6, std::round(rgb[1] * 1e6) / 1e6,
+                     std::round(rgb[2] * 1e6) / 1e6);
+}
+
+}  // namespace
+
+CmsDestination::~CmsDestination() {
+  if (profile) cmsCloseProfile(profile);
+}
+
 CmykTransform::CmykTransform(cmsHTRANSFORM transform, Input input, std::size_t inputs,
-                             bool to_output)
-    : transform_(transform), input_(input), inputs_(inputs), to_output_(to_output) {}
+                             bool to_output, cmsHPROFILE source, cmsUInt32Number format,
+                             std::shared_ptr<CmsDestination> destination)
+    : transform_(transform),
+      input_(input),
+      inputs_(inputs),
+      to_output_(to_output),
+      source_(source),
+      format_(format),
+      destination_(std::move(destination)) {}
 
 CmykTransform::~CmykTransform() {
+  for (cmsHTRANSFORM t : intents_) {
+    if (t) cmsDeleteTransform(t);
+  }
   if (transform_) cmsDeleteTransform(transform_);
+  if (source_) {
+    // The source profile is read only under the destination's lock.
+    std::lock_guard<std::mutex> lock(destination_->mutex);
+    cmsCloseProfile(source_);
+  }
+}
+
+cmsHTRANSFORM CmykTransform::TransformFor(int intent) const {
+  if (intent < 0 || intent > 3 || intent == static_cast<int>(kIntent) || !source_) {
+    return transform_;
+  }
+  const auto slot = static_cast<std::size_t>(intent);
+  std::lock_guard<std::mutex> lock(intents_mutex_);
+  if (!intents_tried_[slot]) {
+    intents_tried_[slot] = true;
+    std::lock_guard<std::mutex> profiles(destination_->mutex);
+    intents_[slot] =
+        cmsCreateTransform(source_, format_, destination_->profile,
+                           to_output_ ? TYPE_CMYK_DBL : TYPE_RGB_DBL,
+                           static_cast<cmsUInt32Number>(intent), kFlags);
+  }
+  return intents_[slot] ? intents_[slot] : transform_;
 }
 
 std::array<double, 4> CmykTransform::ToCmyk(std::span<const double> in) const {
@@ -53,27 +102,40 @@ std::array<double, 4> CmykTransform::ToCmyk(std::span<const double> in) const {
   if (!transform_) return SeparateRgb(source[0], source[1], source[2]);
   std::array<double, 4> out{};
   cmsDoTransform(transform_, source.data(), out.data(), 1);
-  if (!to_output_) {
-    // LittleCMS's float arithmetic leaves noise in the last digits where a colour is
-    // neutral or black; near black the separation would turn it into full CMY under
-    // the black. Results on a 1e-6 grid keep such colours neutral.
-    for (std::size_t i = 0; i < 3; ++i)
-      out[i] = std::round(out[i] * 1e6) / 1e6;
-    return SeparateRgb(out[0], out[1], out[2]);
-  }
+  if (!to_output_) return SeparateConverted(out.data());
   for (double& v : out)
     v = Unit(v / 100.0);
   return out;
 }
 
-CmsConversion::CmsConversion() : srgb_(cmsCreate_sRGBProfile()) {}
-
-CmsConversion::~CmsConversion() {
-  from_srgb_.reset();
-  from_lab_.reset();
-  if (output_) cmsCloseProfile(output_);
-  if (srgb_) cmsCloseProfile(srgb_);
+void CmykTransform::ToCmyk(const double* in, std::size_t count, double* out, int intent) const {
+  if (!transform_) {
+    for (std::size_t i = 0; i < count; ++i, in += inputs_, out += 4) {
+      const std::array<double, 4> cmyk = SeparateRgb(in[0], in[1], in[2]);
+      std::copy(cmyk.begin(), cmyk.end(), out);
+    }
+    return;
+  }
+  // One call for the lot; LittleCMS converts each colour on its own, so the results
+  // are those of one call per colour.
+  cmsDoTransform(TransformFor(intent), in, out, static_cast<cmsUInt32Number>(count));
+  if (to_output_) {
+    for (std::size_t i = 0; i < 4 * count; ++i)
+      out[i] = Unit(out[i] / 100.0);
+    return;
+  }
+  // Three values per colour came out; spread them to four from the end, where no
+  // colour's result overwrites another's values before they are read.
+  for (std::size_t i = count; i-- > 0;) {
+    const std::array<double, 4> cmyk = SeparateConverted(out + 3 * i);
+    std::copy(cmyk.begin(), cmyk.end(), out + 4 * i);
+  }
 }
+
+CmsConversion::CmsConversion()
+    : srgb_(std::make_shared<CmsDestination>(cmsCreate_sRGBProfile())) {}
+
+CmsConversion::~CmsConversion() = default;
 
 std::optional<std::string> CmsConversion::UseOutputProfile(std::span<const unsigned char> icc) {
   cmsHPROFILE profile = OpenProfile(icc);
@@ -101,8 +163,7 @@ std::optional<std::string> CmsConversion::UseOutputProfile(std::span<const unsig
     cmsCloseProfile(profile);
     return refusal;
   }
-  if (output_) cmsCloseProfile(output_);
-  output_ = profile;
+  output_ = std::make_shared<CmsDestination>(profile);
   from_srgb_.reset();
   from_lab_.reset();
   return std::nullopt;
@@ -117,19 +178,20 @@ std::shared_ptr<const CmykTransform> CmsConversion::Make(cmsHPROFILE source,
   }
   const cmsInt32Number channels = cmsChannelsOfColorSpace(cmsGetColorSpace(source));
   const cmsUInt32Number format = cmsFormatterForColorspaceOfProfile(source, 0, TRUE);
-  cmsHPROFILE destination = output_ ? output_ : srgb_;
+  const std::shared_ptr<CmsDestination>& destination = output_ ? output_ : srgb_;
   cmsHTRANSFORM transform = nullptr;
-  if (channels > 0 && channels < cmsMAXCHANNELS && format != 0 && destination) {
-    transform = cmsCreateTransform(source, format, destination,
+  if (channels > 0 && channels < cmsMAXCHANNELS && format != 0 && destination->profile) {
+    std::lock_guard<std::mutex> lock(destination->mutex);
+    transform = cmsCreateTransform(source, format, destination->profile,
                                    output_ ? TYPE_CMYK_DBL : TYPE_RGB_DBL, kIntent, kFlags);
   }
-  cmsCloseProfile(source);
   if (!transform) {
+    cmsCloseProfile(source);
     reason = "LittleCMS cannot convert from the profile";
     return nullptr;
   }
   return std::make_shared<CmykTransform>(transform, input, static_cast<std::size_t>(channels),
-                                         output_ != nullptr);
+                                         output_ != nullptr, source, format, destination);
 }
 
 std::shared_ptr<const CmykTransform> CmsConversion::FromSrgb() {

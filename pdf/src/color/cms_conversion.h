@@ -11,10 +11,17 @@
 //   c = (max − r) / max and likewise m and y. Neutrals become black ink only, and
 //   DeviceRGB needs no LittleCMS step at all, so its results are exact.
 //
-// Invariants: each CmykTransform owns one cmsHTRANSFORM made with
-// cmsFLAGS_NOCACHE, so a shared transform may be used from several threads;
-// profiles are closed as soon as their transforms exist. Transforms work on
-// doubles (LittleCMS's CMYK doubles are 0 to 100, converted here).
+// Colours convert under relative colorimetric; images may ask for another rendering
+// intent, whose transform a CmykTransform makes from its own source profile on first
+// use and keeps.
+//
+// Invariants: every cmsHTRANSFORM is made with cmsFLAGS_NOCACHE, so a shared
+// transform may be used from several threads; a CmykTransform keeps its source
+// profile open for the other intents, and every transform made into a destination
+// profile is made under that destination's lock (LittleCMS profiles are not
+// thread-safe, transforms are). Transforms work on doubles (LittleCMS's CMYK doubles
+// are 0 to 100, converted here); converting many colours in one call gives exactly
+// what converting them one by one gives.
 #pragma once
 
 #include <lcms2.h>
@@ -22,6 +29,7 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -31,12 +39,29 @@ namespace QorPdf::internal {
 // The built-in separation of an sRGB colour (components clipped to [0, 1]).
 std::array<double, 4> SeparateRgb(double r, double g, double b);
 
+// A destination profile and the lock under which transforms into it are made.
+struct CmsDestination {
+  explicit CmsDestination(cmsHPROFILE p) : profile(p) {}
+  ~CmsDestination();
+  CmsDestination(const CmsDestination&) = delete;
+  CmsDestination& operator=(const CmsDestination&) = delete;
+
+  cmsHPROFILE profile;
+  std::mutex mutex;
+};
+
 class CmykTransform {
  public:
   // What the transform's input components are.
   enum class Input { kGray, kRgb, kLab, kOther };
 
-  CmykTransform(cmsHTRANSFORM transform, Input input, std::size_t inputs, bool to_output);
+  // `transform` converts under relative colorimetric from `source` (adopted, kept for
+  // the other intents; may be null when `transform` is) in `format` into
+  // `destination` (the output profile when `to_output`, else sRGB). A null
+  // `transform` means the input is sRGB already.
+  CmykTransform(cmsHTRANSFORM transform, Input input, std::size_t inputs, bool to_output,
+                cmsHPROFILE source = nullptr, cmsUInt32Number format = 0,
+                std::shared_ptr<CmsDestination> destination = nullptr);
   ~CmykTransform();
   CmykTransform(const CmykTransform&) = delete;
   CmykTransform& operator=(const CmykTransform&) = delete;
@@ -48,11 +73,26 @@ class CmykTransform {
   // L* a* b* for Lab); missing ones are 0. Cyan, Magenta, Yellow, Black in [0, 1].
   std::array<double, 4> ToCmyk(std::span<const double> in) const;
 
+  // `count` colours at once: `in` holds InputCount() values per colour, `out`
+  // receives four per colour. Under relative colorimetric each colour gets exactly
+  // what ToCmyk gives it; other intents (QorImg::RenderingIntent numbers) take their
+  // own transform, relative colorimetric where LittleCMS cannot make it.
+  void ToCmyk(const double* in, std::size_t count, double* out, int intent) const;
+
  private:
+  cmsHTRANSFORM TransformFor(int intent) const;
+
   cmsHTRANSFORM transform_;  // null: the input is sRGB already
   Input input_;
   std::size_t inputs_;
   bool to_output_;  // into the output profile's CMYK; otherwise into sRGB
+  cmsHPROFILE source_;
+  cmsUInt32Number format_;
+  std::shared_ptr<CmsDestination> destination_;
+  // Perceptual, saturation and absolute colorimetric, made on first use.
+  mutable std::mutex intents_mutex_;
+  mutable std::array<cmsHTRANSFORM, 4> intents_{};
+  mutable std::array<bool, 4> intents_tried_{};
 };
 
 class CmsConversion {
@@ -88,8 +128,8 @@ class CmsConversion {
   std::shared_ptr<const CmykTransform> Make(cmsHPROFILE source, CmykTransform::Input input,
                                             std::string& reason);
 
-  cmsHPROFILE output_ = nullptr;
-  cmsHPROFILE srgb_ = nullptr;  // the destination of the built-in separation
+  std::shared_ptr<CmsDestination> output_;
+  std::shared_ptr<CmsDestination> srgb_;  // the destination of the built-in separation
   std::shared_ptr<const CmykTransform> from_srgb_;
   std::shared_ptr<const CmykTransform> from_lab_;
 };

@@ -84,6 +84,16 @@ class ColorSpace {
   // A Pattern space's underlying space (the colour of uncoloured patterns); null
   // for other spaces and a Pattern space without one.
   virtual std::shared_ptr<const ColorSpace> Underlying() const { return nullptr; }
+  // Many colours at once, for the colorimetric spaces (RGB, CalGray, CalRGB, Lab,
+  // ICCBased): `components` holds ComponentCount() values per colour, `cmyk` receives
+  // Cyan, Magenta, Yellow and Black per colour, under relative colorimetric exactly
+  // the tints ToInk gives, in one colour-management call; `intent` (a
+  // QorImg::RenderingIntent) picks the transform. False, with nothing written, for
+  // every other space.
+  virtual bool ToProcessInks(const double* /*components*/, std::size_t /*count*/, int /*intent*/,
+                             float* /*cmyk*/) const {
+    return false;
+  }
 };
 
 // Everything colour conversion needs for one document: the output intent profile

@@ -43,6 +43,27 @@ QorColor::Color ProcessColor(const std::array<double, 4>& cmyk) {
   return ProcessColor(cmyk[0], cmyk[1], cmyk[2], cmyk[3]);
 }
 
+// Converts `count` colours of `ranges.size()` components, each clipped to its range
+// and passed through `prepare`, with one call of `transform`; tints as ProcessColor
+// stores them.
+template <typename Prepare>
+void ConvertMany(const CmykTransform& transform, const std::vector<Range>& ranges,
+                 const double* components, std::size_t count, int intent, float* cmyk,
+                 Prepare prepare) {
+  const std::size_t n = ranges.size();
+  std::vector<double> in(n * count);
+  for (std::size_t c = 0; c < count; ++c) {
+    double* values = in.data() + c * n;
+    for (std::size_t i = 0; i < n; ++i)
+      values[i] = Clip(components[c * n + i], ranges[i]);
+    prepare(values);
+  }
+  std::vector<double> out(4 * count);
+  transform.ToCmyk(in.data(), count, out.data(), intent);
+  for (std::size_t i = 0; i < out.size(); ++i)
+    cmyk[i] = static_cast<float>(out[i]);
+}
+
 constexpr Range kUnit{0.0, 1.0};
 
 class DeviceGraySpace final : public ColorSpace {
@@ -79,6 +100,12 @@ class DeviceRgbSpace final : public ColorSpace {
                                        Component(components, 2, kUnit)};
     return ProcessColor(transform_->ToCmyk(rgb));
   }
+  bool ToProcessInks(const double* components, std::size_t count, int intent,
+                     float* cmyk) const override {
+    static const std::vector<Range> kRgb(3, kUnit);
+    ConvertMany(*transform_, kRgb, components, count, intent, cmyk, [](double*) {});
+    return true;
+  }
 
  private:
   std::shared_ptr<const CmykTransform> transform_;
@@ -112,20 +139,36 @@ class CieSpace final : public ColorSpace {
     for (std::size_t i = 0; i < ranges_.size() && i < values.size(); ++i) {
       values[i] = Component(components, i, ranges_[i]);
     }
-    if (lab_white_) {
-      const cmsCIELab lab{values[0], values[1], values[2]};
-      cmsCIEXYZ xyz;
-      cmsLab2XYZ(&*lab_white_, &xyz, &lab);
-      cmsCIEXYZ adapted = xyz;
-      cmsAdaptToIlluminant(&adapted, &*lab_white_, cmsD50_XYZ(), &xyz);
-      cmsCIELab d50;
-      cmsXYZ2Lab(cmsD50_XYZ(), &d50, &adapted);
-      values = {d50.L, d50.a, d50.b, 0.0};
-    }
+    if (lab_white_) AdaptToD50(values.data());
     return ProcessColor(transform_->ToCmyk(std::span<const double>(values.data(), ranges_.size())));
+  }
+  bool ToProcessInks(const double* components, std::size_t count, int intent,
+                     float* cmyk) const override {
+    if (ranges_.size() != transform_->InputCount()) return false;
+    if (lab_white_) {
+      ConvertMany(*transform_, ranges_, components, count, intent, cmyk,
+                  [this](double* values) { AdaptToD50(values); });
+    } else {
+      ConvertMany(*transform_, ranges_, components, count, intent, cmyk, [](double*) {});
+    }
+    return true;
   }
 
  private:
+  // Lab values relative to the space's white point, in place, to D50.
+  void AdaptToD50(double* values) const {
+    const cmsCIELab lab{values[0], values[1], values[2]};
+    cmsCIEXYZ xyz;
+    cmsLab2XYZ(&*lab_white_, &xyz, &lab);
+    cmsCIEXYZ adapted = xyz;
+    cmsAdaptToIlluminant(&adapted, &*lab_white_, cmsD50_XYZ(), &xyz);
+    cmsCIELab d50;
+    cmsXYZ2Lab(cmsD50_XYZ(), &d50, &adapted);
+    values[0] = d50.L;
+    values[1] = d50.a;
+    values[2] = d50.b;
+  }
+
   ColorSpaceFamily family_;
   std::vector<Range> ranges_;
   std::shared_ptr<const CmykTransform> transform_;

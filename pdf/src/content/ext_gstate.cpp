@@ -108,6 +108,8 @@ void ContentInterpreter::ApplyExtGState(QPDFObjectHandle dictionary) {
     } else if (key == "/op" && value.isBool()) {
       gs.fill_overprint = value.getBoolValue();
       gs.InvalidatePaints();
+    } else if (key == "/RI" && value.isName()) {
+      gs.rendering_intent = RenderingIntentOf(value.getName().substr(1));
     } else if (key == "/OPM" && value.isNumber()) {
       gs.overprint_mode = value.getNumericValue() == 1.0 ? 1 : 0;
       gs.InvalidatePaints();

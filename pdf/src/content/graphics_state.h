@@ -69,6 +69,15 @@ struct TextState {
   double rise = 0.0;    // Ts
 };
 
+// The rendering intent a name (without its slash) stands for; names PDF does not
+// define mean relative colorimetric, as PDF says.
+inline int RenderingIntentOf(const std::string& name) {
+  if (name == "Perceptual") return 0;
+  if (name == "Saturation") return 2;
+  if (name == "AbsoluteColorimetric") return 3;
+  return 1;
+}
+
 struct GraphicsState {
   Matrix ctm;
   QorDoc::StrokeStyle stroke_style;  // widths and dashes in user-space units
@@ -78,6 +87,8 @@ struct GraphicsState {
   bool stroke_overprint = false;  // OP
   bool fill_overprint = false;    // op
   int overprint_mode = 0;         // OPM
+  // ri, /RI: how images' colorimetric samples convert (a QorImg::RenderingIntent).
+  int rendering_intent = 1;
 
   QorBlend::BlendMode blend_mode = QorBlend::kNormal;
   QorBlend::NonSeparableMode non_separable = QorBlend::kSeparable;

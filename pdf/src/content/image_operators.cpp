@@ -3,11 +3,14 @@
 // The picture covers the unit square of the current transformation with row 0 at
 // the top, as PDF places images. Samples are read within the image's dimensions;
 // what could not be read is reported and the rest painted.
+#include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "content/interpreter_frame.h"
 #include "image/image_samples.h"
 #include "image/picture_builder.h"
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -19,6 +22,12 @@ double FirstDecode(QPDFObjectHandle dictionary, double otherwise) {
     return decode.getArrayItem(0).getNumericValue();
   }
   return otherwise;
+}
+
+// The image's own /Intent, else the graphics state's.
+int ImageIntent(QPDFObjectHandle dictionary, int current) {
+  QPDFObjectHandle intent = dictionary.getKey("/Intent");
+  return intent.isName() ? RenderingIntentOf(intent.getName().substr(1)) : current;
 }
 
 }  // namespace
@@ -38,9 +47,12 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
       return mask;
     }
     const long long bits = b.isInteger() ? b.getIntValue() : 8;
-    ImageSamples alpha = ReadImageSamples(
-        smask, static_cast<std::size_t>(w.getIntValue()), static_cast<std::size_t>(h.getIntValue()),
-        1, static_cast<std::size_t>(bits == 16 || bits <= 8 ? bits : 8));
+    ImageSamples alpha;
+    if (!ReadSamples(smask, static_cast<std::size_t>(w.getIntValue()),
+                     static_cast<std::size_t>(h.getIntValue()), 1,
+                     static_cast<std::size_t>(bits == 16 || bits <= 8 ? bits : 8), alpha)) {
+      return mask;
+    }
     if (!alpha.problem.empty()) Warn(name + " /SMask", alpha.problem);
     if (alpha.data.empty() || alpha.components != 1) return mask;
     mask.data = MaskData(alpha);
@@ -55,8 +67,11 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
       Warn(name, "/Mask without a usable /Width and /Height: drawn unmasked");
       return mask;
     }
-    ImageSamples bits = ReadImageSamples(stencil, static_cast<std::size_t>(w.getIntValue()),
-                                         static_cast<std::size_t>(h.getIntValue()), 1, 1);
+    ImageSamples bits;
+    if (!ReadSamples(stencil, static_cast<std::size_t>(w.getIntValue()),
+                     static_cast<std::size_t>(h.getIntValue()), 1, 1, bits)) {
+      return mask;
+    }
     if (!bits.problem.empty()) Warn(name + " /Mask", bits.problem);
     if (bits.data.empty()) return mask;
     mask.data = MaskData(bits);
@@ -86,7 +101,8 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
                          frame_->gs.fill_overprint,
                          {DeviceSpace(ColorSpaceFamily::kDeviceGray).get(),
                           DeviceSpace(ColorSpaceFamily::kDeviceRGB).get(),
-                          DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()}};
+                          DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()},
+                         ImageIntent(stream.getDict(), frame_->gs.rendering_intent)};
     const auto found = context_.pictures.find(key);
     if (found != context_.pictures.end()) {
       picture = found->second;
@@ -137,10 +153,12 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
     return result;
   }
 
-  ImageSamples samples =
-      ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
-                       static_cast<std::size_t>(height.getIntValue()),
-                       space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits));
+  ImageSamples samples;
+  if (!ReadSamples(stream, static_cast<std::size_t>(width.getIntValue()),
+                   static_cast<std::size_t>(height.getIntValue()),
+                   space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits), samples)) {
+    return result;
+  }
   if (!space && !samples.data.empty()) {
     space = DeviceSpace(samples.components == 1   ? ColorSpaceFamily::kDeviceGray
                         : samples.components == 3 ? ColorSpaceFamily::kDeviceRGB
@@ -155,6 +173,7 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
     result.within = Matrix{1.0, 0.0, 0.0, kept, 0.0, 1.0 - kept};
     samples.height = samples.rows_decoded;
     samples.data.resize(samples.row_bytes * samples.height);
+    samples.data.shrink_to_fit();  // the picture adopts the samples as they stand
   }
   // Adobe's CMYK JPEGs store inverted inks; a file that gives /Decode has already
   // said how to read them.
@@ -164,9 +183,35 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
   }
   std::string problem;
   const PictureMask mask = ReadPictureMask(dictionary, samples, name);
-  result.picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint, mask, problem);
-  if (!result.picture && !problem.empty()) Warn(name, problem);
+  if (!incomplete_.empty()) return result;
+  auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint,
+                              ImageIntent(dictionary, frame_->gs.rendering_intent), mask, problem);
+  if (!picture && !problem.empty()) Warn(name, problem);
+  // Buffers rendering makes from the samples (inks of colorimetric samples, bytes of
+  // 1-bit ones) are kept with the picture too.
+  if (picture && !CountImageBytes(picture->GetPictureData()->Get8BitBufferBytes() +
+                                  (mask.data ? mask.data->Get8BitBufferBytes() : 0))) {
+    return result;
+  }
+  result.picture = std::move(picture);
   return result;
+}
+
+bool ContentInterpreter::ReadSamples(QPDFObjectHandle stream, std::size_t width,
+                                     std::size_t height, std::size_t components, std::size_t bits,
+                                     ImageSamples& samples) {
+  const std::size_t ceiling = context_.limits.max_image_bytes;
+  // A JPEG 2000 image may leave its component count to its stream: one at least.
+  const std::optional<std::size_t> promised =
+      ImageBytes(width, height, std::max<std::size_t>(components, 1), bits, ceiling);
+  if (!promised) {
+    samples.problem = "image too large: more than " + ByteSize(ceiling) + " of samples";
+    return true;
+  }
+  if (!CountImageBytes(*promised)) return false;
+  samples = ReadImageSamples(stream, width, height, components, bits,
+                             *promised + (ceiling - image_bytes_));
+  return samples.Held() <= *promised || CountImageBytes(samples.Held() - *promised);
 }
 
 }  // namespace QorPdf::internal

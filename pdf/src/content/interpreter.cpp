@@ -242,8 +242,12 @@ void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& op
     case Key("d"):
       return SetDash(operands);
     case Key("ri"):
+      if (!operands.empty() && operands.back().IsName()) {
+        f.gs.rendering_intent = RenderingIntentOf(operands.back().text);
+      }
+      return;
     case Key("i"):
-      return;  // rendering intent and flatness: no effect on ink values or exact geometry
+      return;  // flatness: no effect on exact geometry
     case Key("gs"):
       return SetExtGState(operands);
 

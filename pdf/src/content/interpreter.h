@@ -81,10 +81,11 @@ struct PictureKey {
   QPDFObjGen object;
   bool overprint = false;
   std::array<const void*, 3> device_spaces{};  // see ContentInterpreter::DeviceSpace
+  int intent = 1;                              // the image's rendering intent
 
   friend bool operator<(const PictureKey& a, const PictureKey& b) {
-    return std::tie(a.object, a.overprint, a.device_spaces) <
-           std::tie(b.object, b.overprint, b.device_spaces);
+    return std::tie(a.object, a.overprint, a.device_spaces, a.intent) <
+           std::tie(b.object, b.overprint, b.device_spaces, b.intent);
   }
 };
 
@@ -98,8 +99,8 @@ struct ImportContext {
   QorDoc::DocumentBuilder& builder;
   ImportLimits limits;
   ContentOptions options;
-  // Image XObjects decoded so far, by object, fill overprint and the spaces that
-  // stand for the device spaces (failures too, so each is reported once).
+  // Image XObjects decoded so far, by object, fill overprint, the spaces that stand
+  // for the device spaces and rendering intent (failures too, so each is reported once).
   std::map<PictureKey, CachedPicture> pictures;
 };
 
@@ -266,6 +267,13 @@ class ContentInterpreter {
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);
   CachedPicture ReadPicture(QPDFObjectHandle stream, const std::string& name);
+  // Decodes an image stream's samples within the page's image budget: the size its
+  // dictionary promises is counted before decoding, and a decoder that finds more (a
+  // JPEG larger than /Width and /Height say) may take only what the budget has left.
+  // An image larger than the whole budget is refused (samples.problem says so). False
+  // when the page stopped.
+  bool ReadSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
+                   std::size_t components, std::size_t bits, ImageSamples& samples);
   // The image's own /SMask or /Mask as a picture mask (none when it has neither);
   // undoes a soft mask's /Matte in `samples`.
   PictureMask ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,

@@ -6,6 +6,7 @@
 // paints under the default /Decode [0 1], so samples are inverted unless /Decode is
 // [1 0].
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -39,6 +40,23 @@ std::size_t MaskDataLimit(QPDFObjectHandle dictionary) {
   return ImageBytes(static_cast<std::size_t>(width.getIntValue()),
                     static_cast<std::size_t>(height.getIntValue()), 1, 1, kMaxMaskBytes)
       .value_or(0);
+}
+
+// The mask bits of a JPEG mask's decoded rows (the first component of each sample):
+// a sample is 1 from half its range up, as a 1-bit sample would have been before
+// lossy compression blurred it.
+std::string MaskBitsOfGrey(const ImageSamples& samples) {
+  const std::size_t row_bytes = (samples.width + 7) / 8;
+  std::string bits(row_bytes * samples.rows_decoded, '\0');
+  for (std::size_t row = 0; row < samples.rows_decoded; ++row) {
+    const std::uint8_t* in = samples.data.data() + row * samples.row_bytes;
+    for (std::size_t x = 0; x < samples.width; ++x) {
+      if (in[x * samples.components] >= 128) {
+        bits[row * row_bytes + x / 8] |= static_cast<char>(0x80u >> (x % 8));
+      }
+    }
+  }
+  return bits;
 }
 
 // Inline images abbreviate their keys and filter names.
@@ -316,26 +334,34 @@ void ContentInterpreter::DoImageMaskStream(QPDFObjectHandle stream, const std::s
   QPDFObjectHandle dictionary = stream.getDict();
   const std::string last = LastFilter(stream);
   std::string data;
-  if (last == "/CCITTFaxDecode" || last == "/JBIG2Decode") {
-    // The fax and JBIG2 decoders give 1-bit rows of the mask's width.
+  if (last == "/CCITTFaxDecode" || last == "/JBIG2Decode" || last == "/DCTDecode") {
+    // The fax and JBIG2 decoders give 1-bit rows of the mask's width, the JPEG decoder
+    // 8-bit grey ones.
     QPDFObjectHandle width = dictionary.getKey("/Width");
     QPDFObjectHandle height = dictionary.getKey("/Height");
     if (!width.isInteger() || !height.isInteger() || width.getIntValue() <= 0 ||
         height.getIntValue() <= 0) {
       return Skip(kUnreadableMask, name, "image mask without a usable /Width and /Height");
     }
+    if (MaskDataLimit(dictionary) == 0) return Warn(name, "image mask too large");
+    // The decoders' rows may be wider than the mask (a fax's /Columns); they are
+    // copied into the mask, which DoImageMask counts.
     const ImageSamples samples =
         ReadImageSamples(stream, static_cast<std::size_t>(width.getIntValue()),
-                         static_cast<std::size_t>(height.getIntValue()), 1, 1);
+                         static_cast<std::size_t>(height.getIntValue()), 1, 1, kMaxMaskBytes);
     if (!samples.problem.empty()) Warn(name, samples.problem);
     if (samples.data.empty()) return;
     if (samples.width != static_cast<std::size_t>(width.getIntValue())) {
       return Skip(kUnreadableMask, name,
                   "image mask whose data is not as wide as the mask: skipped");
     }
-    data.assign(samples.data.begin(),
-                samples.data.begin() +
-                    static_cast<std::ptrdiff_t>(samples.rows_decoded * samples.row_bytes));
+    if (samples.bits == 8) {
+      data = MaskBitsOfGrey(samples);
+    } else {
+      data.assign(samples.data.begin(),
+                  samples.data.begin() +
+                      static_cast<std::ptrdiff_t>(samples.rows_decoded * samples.row_bytes));
+    }
   } else {
     try {
       data = DecodeStream(stream, MaskDataLimit(dictionary), qpdf_dl_specialized).data;

@@ -4,6 +4,8 @@
 
 #include "image/ccitt_samples.h"
 
+#include "stream_data.h"
+
 #include <tiffio.h>
 
 #include <algorithm>
@@ -104,8 +106,8 @@ void DecodeCcitt(const std::vector<std::uint8_t>& fax, QPDFObjectHandle parms,
   const std::size_t width = static_cast<std::size_t>(columns);
   const std::size_t height =
       rows_given > 0 ? std::min<std::size_t>(rows_given, samples.height) : samples.height;
-  if (height == 0 || (width + 7) / 8 > kMaxImageBytes / height) {
-    samples.problem = "CCITT image too large";
+  if (!ImageBytes(width, height, 1, 1, samples.limit)) {
+    samples.problem = "CCITT image too large: more than " + ByteSize(samples.limit) + " of samples";
     return;
   }
 

@@ -1,4 +1,4 @@
-// Image samples: qpdf's filters into a capped buffer, JPEG through libjpeg-turbo.
+// Image samples: qpdf's filters through DecodeStream, JPEG through libjpeg-turbo.
 
 #include "image/image_samples.h"
 
@@ -15,27 +15,11 @@
 #include <csetjmp>
 #include <cstring>
 #include <memory>
-#include <qpdf/Pipeline.hh>
+
+#include "stream_data.h"
 
 namespace QorPdf::internal {
 namespace {
-
-// Keeps the first `limit` bytes written to it and counts the rest.
-class CappedPipeline final : public Pipeline {
- public:
-  CappedPipeline(std::vector<std::uint8_t>& out, std::size_t limit)
-      : Pipeline("image samples", nullptr), out_(out), limit_(limit) {}
-  void write(unsigned char const* data, size_t len) override {
-    const std::size_t room = limit_ - out_.size();
-    const std::size_t take = std::min(room, len);
-    out_.insert(out_.end(), data, data + take);
-  }
-  void finish() override {}
-
- private:
-  std::vector<std::uint8_t>& out_;
-  std::size_t limit_;
-};
 
 std::vector<std::string> FilterNames(QPDFObjectHandle filter) {
   std::vector<std::string> names;
@@ -93,8 +77,8 @@ void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
   samples.components = components;
   samples.bits = 8;
   samples.row_bytes = samples.width * components;
-  if (samples.height != 0 && samples.row_bytes > kMaxImageBytes / samples.height) {
-    samples.problem = "JPEG too large";
+  if (!ImageBytes(samples.width, samples.height, components, 8, samples.limit)) {
+    samples.problem = "JPEG too large: more than " + ByteSize(samples.limit) + " of samples";
     jpeg_destroy_decompress(&info);
     return;
   }
@@ -109,9 +93,10 @@ void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
   jpeg_destroy_decompress(&info);
 }
 
-// The stream's data after every filter but the last, which the caller decodes.
+// The stream's data after every filter but the last, which the caller decodes;
+// at most `limit` bytes of it.
 bool DataBeforeLastFilter(QPDFObjectHandle stream, const std::vector<std::string>& filters,
-                          std::vector<std::uint8_t>& bytes) {
+                          std::size_t limit, std::vector<std::uint8_t>& bytes) {
   if (filters.size() == 1) {
     const std::shared_ptr<Buffer> raw = stream.getRawStreamData();
     bytes.assign(raw->getBuffer(), raw->getBuffer() + raw->getSize());
@@ -129,6 +114,7 @@ bool DataBeforeLastFilter(QPDFObjectHandle stream, const std::vector<std::string
   for (int i = 0; i + 1 < filter.getArrayNItems(); ++i)
     rest.appendItem(filter.getArrayItem(i));
   copy.replaceKey("/Filter", rest);
+  copy.replaceKey("/Length", QPDFObjectHandle::newInteger(static_cast<long long>(raw->getSize())));
   QPDFObjectHandle parms = dictionary.getKey("/DecodeParms");
   if (parms.isArray()) {
     QPDFObjectHandle kept = QPDFObjectHandle::newArray();
@@ -137,8 +123,8 @@ bool DataBeforeLastFilter(QPDFObjectHandle stream, const std::vector<std::string
     copy.replaceKey("/DecodeParms", kept);
   }
   prefix.replaceDict(copy);
-  CappedPipeline pipe(bytes, kMaxImageBytes);
-  return prefix.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false);
+  const DecodedStream decoded = DecodeStream(prefix, limit, qpdf_dl_specialized, bytes);
+  return !decoded.truncated && !decoded.damaged;
 }
 
 }  // namespace
@@ -149,19 +135,22 @@ std::string LastFilter(QPDFObjectHandle stream) {
 }
 
 ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
-                              std::size_t components, std::size_t bits) {
+                              std::size_t components, std::size_t bits, std::size_t limit) {
   ImageSamples samples;
   samples.width = width;
   samples.height = height;
   samples.components = components;
   samples.bits = bits;
+  samples.limit = limit;
   const std::vector<std::string> filters = FilterNames(stream.getDict().getKey("/Filter"));
   const std::string last = filters.empty() ? std::string() : filters.back();
   if (last == "/DCTDecode" || last == "/JPXDecode" || last == "/CCITTFaxDecode" ||
       last == "/JBIG2Decode") {
     std::vector<std::uint8_t> bytes;
     try {
-      if (!DataBeforeLastFilter(stream, filters, bytes)) {
+      // Compressed data is rarely larger than its samples, but headers make a tiny
+      // image's JPEG larger than its pixels: the first mebibyte is always allowed.
+      if (!DataBeforeLastFilter(stream, filters, std::max(limit, kMinExpansionLimit), bytes)) {
         samples.problem = "image filters could not be applied";
         return samples;
       }
@@ -169,57 +158,55 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
       samples.problem = std::string("image data not readable: ") + e.what();
       return samples;
     }
+    QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
+    if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
     if (last == "/DCTDecode") {
       DecodeJpeg(bytes, samples);
     } else if (last == "/JBIG2Decode") {
-      QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
-      if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
       std::vector<std::uint8_t> globals;
       QPDFObjectHandle global =
           parms.isDictionary() ? parms.getKey("/JBIG2Globals") : QPDFObjectHandle::newNull();
       if (global.isStream()) {
-        CappedPipeline pipe(globals, kMaxImageBytes);
-        global.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false);
+        try {
+          DecodeStream(global, limit, qpdf_dl_specialized, globals);
+        } catch (const std::exception&) {
+          globals.clear();  // decoded without them; jbig2dec reports what is missing
+        }
       }
       DecodeJbig2(bytes, globals, samples);
     } else if (last == "/CCITTFaxDecode") {
-      QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
-      if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
       DecodeCcitt(bytes, parms, samples);
     } else {
       DecodeJpx(bytes, components, samples, &samples.alpha);
     }
     return samples;
   }
-  if (width == 0 || height == 0 || components == 0 || bits == 0) {
-    samples.problem = "image without usable dimensions";
-    return samples;
-  }
-  if (width > kMaxImageBytes / components / bits * 8) {
-    samples.problem = "image too large";
+  const std::optional<std::size_t> expected = ImageBytes(width, height, components, bits, limit);
+  if (!expected) {
+    samples.problem = width == 0 || height == 0 || components == 0 || bits == 0
+                          ? "image without usable dimensions"
+                          : "image too large: more than " + ByteSize(limit) + " of samples";
     return samples;
   }
   samples.row_bytes = (width * components * bits + 7) / 8;
-  if (samples.row_bytes > kMaxImageBytes / height) {
-    samples.problem = "image too large";
-    return samples;
-  }
-  const std::size_t expected = samples.row_bytes * height;
 
   std::vector<std::uint8_t> bytes;
+  bytes.reserve(*expected);
   try {
-    CappedPipeline pipe(bytes, expected);
-    if (!stream.pipeStreamData(&pipe, 0, qpdf_dl_specialized, true, false)) {
+    const DecodedStream decoded = DecodeStream(stream, *expected, qpdf_dl_specialized, bytes);
+    if (decoded.over_expansion) {
+      samples.problem = "image data " + decoded.Excess(*expected) + ": the rows before are drawn";
+    } else if (decoded.damaged) {
       samples.problem = "image data damaged: the rows that decoded are kept";
     }
   } catch (const std::exception& e) {
     samples.problem = std::string("image data not readable: ") + e.what();
   }
   samples.rows_decoded = bytes.size() / samples.row_bytes;
-  if (bytes.size() < expected && samples.problem.empty()) {
+  if (bytes.size() < *expected && samples.problem.empty()) {
     samples.problem = "image data short: the rows that decoded are drawn";
   }
-  bytes.resize(expected, 0);
+  bytes.resize(*expected, 0);
   samples.data = std::move(bytes);
   return samples;
 }

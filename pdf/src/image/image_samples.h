@@ -8,7 +8,8 @@
 // store inverted inks: `adobe_inverted` says so, and the caller decides).
 //
 // Invariants: no more than the rows the dimensions call for is ever held, whatever
-// the stream would inflate to; short data keeps the rows that decoded and says so.
+// the stream would inflate to, and no decoder holds more samples than the caller's
+// limit (the page's image budget); short data keeps the rows that decoded and says so.
 #pragma once
 
 #include <cstddef>
@@ -31,19 +32,23 @@ struct ImageSamples {
   bool adobe_inverted = false;      // a four-component JPEG with Adobe's APP14 marker
   std::vector<std::uint8_t> alpha;  // a JPEG 2000 image's own opacity, width × height
   std::string problem;              // why the samples are incomplete or missing; empty when whole
-};
+  // The most bytes of samples (alpha included) the decoders may hold: set by
+  // ReadImageSamples, read by the decoders, which refuse larger images.
+  std::size_t limit = 0;
 
-// Images larger than this many bytes of samples are refused.
-inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 31;
+  // Bytes held: the samples and the alpha.
+  std::size_t Held() const { return data.size() + alpha.size(); }
+};
 
 // The stream's last filter ("/DCTDecode", ...), or empty.
 std::string LastFilter(QPDFObjectHandle stream);
 
 // `stream` is the image stream (its dictionary already expanded for inline
-// images); `components` and `bits` as the dictionary and colour space say (a DCT
-// stream overrides them with its own). On failure `data` is empty and `problem`
-// says why.
+// images); `components` and `bits` as the dictionary and colour space say (a DCT,
+// JPX or JBIG2 stream overrides them with its own). Streams are decoded through
+// DecodeStream; samples (with a JPX image's alpha) never take more than `limit`
+// bytes. On failure `data` is empty and `problem` says why.
 ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
-                              std::size_t components, std::size_t bits);
+                              std::size_t components, std::size_t bits, std::size_t limit);
 
 }  // namespace QorPdf::internal

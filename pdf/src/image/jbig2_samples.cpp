@@ -2,6 +2,8 @@
 
 #include "image/jbig2_samples.h"
 
+#include "stream_data.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -68,7 +70,9 @@ void Report(void* data, const char* message, Jbig2Severity severity, std::uint32
 
 void DecodeJbig2(const std::vector<std::uint8_t>& data, const std::vector<std::uint8_t>& globals,
                  ImageSamples& samples) {
-  CappedAllocator allocator{{Allocate, Free, Reallocate}, 0, kMaxImageBytes};
+  // jbig2dec's own work (contexts, segments, symbol dictionaries) beside the page.
+  constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
+  CappedAllocator allocator{{Allocate, Free, Reallocate}, 0, samples.limit + kWorkingBytes};
   Jbig2Allocator* a = &allocator.base;
   std::string problem;
   Jbig2GlobalCtx* global = nullptr;
@@ -86,7 +90,9 @@ void DecodeJbig2(const std::vector<std::uint8_t>& data, const std::vector<std::u
     jbig2_complete_page(ctx);
     page = jbig2_page_out(ctx);
   }
-  if (page != nullptr && page->width > 0 && page->height > 0) {
+  if (page != nullptr && !ImageBytes(page->width, page->height, 1, 1, samples.limit)) {
+    samples.problem = "JBIG2 page larger than " + ByteSize(samples.limit);
+  } else if (page != nullptr && page->width > 0 && page->height > 0) {
     samples.width = page->width;
     samples.height = page->height;
     samples.components = 1;

@@ -3,7 +3,7 @@
 // The stream is an embedded JBIG2 stream (no file header), optionally preceded by
 // the segments of its /JBIG2Globals stream; jbig2dec decodes the first page, whose
 // set bits are black. Everything jbig2dec allocates goes through an allocator that
-// refuses to exceed the import's image size limit.
+// refuses more than the samples' limit plus 64 MiB for its own work.
 #pragma once
 
 #include <cstdint>

@@ -3,12 +3,15 @@
 
 #include "image/jpx_samples.h"
 
+#include "stream_data.h"
+
 #include <openjpeg.h>
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace QorPdf::internal {
 namespace {
@@ -69,6 +72,28 @@ std::uint8_t To8Bits(int value, const opj_image_comp_t& c) {
   return static_cast<std::uint8_t>((clamped * 255 + max / 2) / max);
 }
 
+// Writes `comp`'s samples in 8 bits to every pixel of the image grid, `stride` bytes
+// apart. A subsampled component (chroma at half resolution, say) repeats each sample
+// over the pixels it covers: grid position X lies in sample floor(X / dx) of the
+// component, whose first sample is x0 (= ceil(image x0 / dx)); likewise rows.
+void Spread(const opj_image_t& image, const opj_image_comp_t& comp, std::uint8_t* out,
+            std::size_t stride) {
+  const std::size_t w = image.x1 - image.x0;
+  const std::size_t h = image.y1 - image.y0;
+  const auto index = [](std::size_t grid, std::size_t step, std::size_t first, std::size_t count) {
+    const std::size_t sample = grid / step;
+    return std::min(sample - std::min(sample, first), count - 1);
+  };
+  std::vector<std::size_t> columns(w);
+  for (std::size_t x = 0; x < w; ++x)
+    columns[x] = index(image.x0 + x, comp.dx, comp.x0, comp.w);
+  for (std::size_t y = 0; y < h; ++y) {
+    const OPJ_INT32* row = comp.data + index(image.y0 + y, comp.dy, comp.y0, comp.h) * comp.w;
+    for (std::size_t x = 0; x < w; ++x, out += stride)
+      *out = To8Bits(row[columns[x]], comp);
+  }
+}
+
 }  // namespace
 
 void DecodeJpx(const std::vector<std::uint8_t>& jpx, std::size_t colour, ImageSamples& samples,
@@ -96,9 +121,10 @@ void DecodeJpx(const std::vector<std::uint8_t>& jpx, std::size_t colour, ImageSa
   const std::size_t w = c.image->x1 - c.image->x0;
   const std::size_t h = c.image->y1 - c.image->y0;
   const std::size_t components = c.image->numcomps;
-  // OpenJPEG holds every component as 32-bit integers while decoding.
-  if (w == 0 || h == 0 || components == 0 || w > kMaxImageBytes / h / components / 4) {
-    samples.problem = "JPEG 2000 image too large or empty";
+  // The 8-bit samples kept must fit the limit; OpenJPEG holds four times as much (every
+  // component as 32-bit integers) while it decodes.
+  if (!ImageBytes(w, h, components, 8, samples.limit)) {
+    samples.problem = "JPEG 2000 image empty or larger than " + ByteSize(samples.limit);
     return;
   }
   if (!opj_decode(c.codec, c.stream, c.image) || !opj_end_decompress(c.codec, c.stream)) {
@@ -107,8 +133,9 @@ void DecodeJpx(const std::vector<std::uint8_t>& jpx, std::size_t colour, ImageSa
   }
   for (std::size_t i = 0; i < components; ++i) {
     const opj_image_comp_t& comp = c.image->comps[i];
-    if (comp.w != w || comp.h != h || comp.data == nullptr || comp.prec == 0 || comp.prec > 31) {
-      samples.problem = "JPEG 2000 with subsampled components is not supported yet";
+    if (comp.w == 0 || comp.h == 0 || comp.dx == 0 || comp.dy == 0 || comp.data == nullptr ||
+        comp.prec == 0 || comp.prec > 31) {
+      samples.problem = "JPEG 2000 data: a component without samples";
       return;
     }
   }
@@ -124,17 +151,12 @@ void DecodeJpx(const std::vector<std::uint8_t>& jpx, std::size_t colour, ImageSa
   samples.bits = 8;
   samples.row_bytes = w * n;
   samples.data.resize(w * h * n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const opj_image_comp_t& comp = c.image->comps[i];
-    for (std::size_t p = 0; p < w * h; ++p)
-      samples.data[p * n + i] = To8Bits(comp.data[p], comp);
-  }
+  for (std::size_t i = 0; i < n; ++i)
+    Spread(*c.image, c.image->comps[i], samples.data.data() + i, n);
   samples.rows_decoded = h;
   if (alpha != nullptr && components > n) {
-    const opj_image_comp_t& comp = c.image->comps[n];
     alpha->resize(w * h);
-    for (std::size_t p = 0; p < w * h; ++p)
-      (*alpha)[p] = To8Bits(comp.data[p], comp);
+    Spread(*c.image, c.image->comps[n], alpha->data(), 1);
   }
 }
 

@@ -4,7 +4,8 @@
 // samples: the first `colour` components (all but a trailing alpha when there is
 // one; every component when `colour` is 0) interleaved, and the alpha component,
 // when asked for and present, on its own. Components of other precisions are scaled
-// to 8 bits; subsampled components are not supported.
+// to 8 bits; subsampled components are brought to the full grid by repeating their
+// samples.
 #pragma once
 
 #include <cstddef>

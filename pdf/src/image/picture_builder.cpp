@@ -3,9 +3,15 @@
 #include "image/picture_builder.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
+#include <numeric>
+#include <span>
 #include <utility>
 #include <vector>
+
+#include "qorcolor/cmyk.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -51,54 +57,129 @@ std::vector<Range> DecodeRanges(QPDFObjectHandle decode, const ColorSpace& space
 }
 
 // Raw samples (up to 8 bits; 16-bit ones by their high byte) into the space's inks.
+// Colorimetric spaces convert many samples per colour-management call; repeated
+// samples are converted once (one-channel samples through a table of all 256, others
+// through a small direct-mapped cache), which changes no result.
 class SpaceConverter final : public QorImg::PictureConverter {
  public:
   SpaceConverter(std::shared_ptr<const ColorSpace> space, std::vector<Range> ranges, double max,
                  QorColor::Color probe)
-      : space_(std::move(space)), ranges_(std::move(ranges)), max_(max), probe_(std::move(probe)) {}
+      : space_(std::move(space)), ranges_(std::move(ranges)), max_(max), probe_(std::move(probe)) {
+    process_ = probe_.Size() == 4;
+    for (std::size_t i = 0; i < 4 && process_; ++i)
+      process_ = probe_.GetName(i) == QorColor::kCmykNames[i];
+  }
 
   std::size_t InputChannels() const override { return ranges_.size(); }
   std::size_t OutputChannels() const override { return probe_.Size(); }
 
   void Convert(const std::uint8_t* in, std::uint8_t* out, std::size_t samples,
-               int /*intent*/) const override {
+               int intent) const override {
     const std::size_t n = ranges_.size();
     const std::size_t m = probe_.Size();
-    // Neighbouring samples repeat: a small direct-mapped cache of converted ones.
+    if (n == 1) {
+      std::array<std::uint8_t, 256> every{};
+      std::iota(every.begin(), every.end(), std::uint8_t{0});
+      std::vector<std::uint8_t> table(every.size() * m);
+      ConvertEach(every.data(), every.size(), table.data(), intent);
+      for (std::size_t s = 0; s < samples; ++s)
+        std::copy_n(table.data() + in[s] * m, m, out + s * m);
+      return;
+    }
     constexpr std::size_t kSlots = 1024;
-    std::vector<std::uint32_t> keys(kSlots, 0xFFFFFFFFu);
+    constexpr std::size_t kChunk = 4096;
+    constexpr std::int32_t kEmpty = -2;
+    constexpr std::int32_t kKept = -1;  // the slot's values are converted
+    constexpr std::size_t kNoSlot = kSlots;
+    const bool cacheable = n <= 4;
+    std::vector<std::uint32_t> keys(kSlots);
+    std::vector<std::int32_t> state(kSlots, kEmpty);  // or the batch entry converting it
     std::vector<std::uint8_t> values(kSlots * m);
-    std::vector<double> components(n);
-    for (std::size_t s = 0; s < samples; ++s, in += n, out += m) {
-      std::uint32_t key = 0;
-      const bool cacheable = n <= 4;
-      for (std::size_t i = 0; i < n && cacheable; ++i)
-        key = (key << 8) | in[i];
-      const std::size_t slot = (key * 2654435761u) >> 22;
-      if (cacheable && keys[slot] == key) {
-        std::copy_n(values.data() + slot * m, m, out);
-        continue;
+    std::vector<std::uint8_t> batch;
+    batch.reserve(kChunk * n);
+    std::vector<std::size_t> batch_slots;
+    std::vector<std::int32_t> source(kChunk);  // per sample: its batch entry, or kKept
+    std::vector<std::uint8_t> converted(kChunk * m);
+    for (std::size_t first = 0; first < samples; first += kChunk) {
+      const std::size_t count = std::min(kChunk, samples - first);
+      batch.clear();
+      batch_slots.clear();
+      for (std::size_t s = 0; s < count; ++s) {
+        const std::uint8_t* sample = in + (first + s) * n;
+        std::size_t slot = kNoSlot;
+        if (cacheable) {
+          std::uint32_t key = 0;
+          for (std::size_t i = 0; i < n; ++i)
+            key = (key << 8) | sample[i];
+          slot = (key * 2654435761u) >> 22;
+          if (state[slot] != kEmpty && keys[slot] == key) {
+            source[s] = state[slot];
+            if (state[slot] == kKept) std::copy_n(values.data() + slot * m, m, out + (first + s) * m);
+            continue;
+          }
+          keys[slot] = key;
+          state[slot] = static_cast<std::int32_t>(batch_slots.size());
+        }
+        source[s] = static_cast<std::int32_t>(batch_slots.size());
+        batch_slots.push_back(slot);
+        batch.insert(batch.end(), sample, sample + n);
       }
-      for (std::size_t i = 0; i < n; ++i)
-        components[i] = ranges_[i].low + in[i] * (ranges_[i].high - ranges_[i].low) / max_;
-      const QorColor::Color color = space_->ToInk(components);
-      for (std::size_t j = 0; j < m; ++j) {
-        const auto found = color.Find(probe_.GetName(j));
-        const double tint = found ? color[*found].tint : 0.0;
-        out[j] = static_cast<std::uint8_t>(std::lround(std::clamp(tint, 0.0, 1.0) * 255.0));
+      ConvertEach(batch.data(), batch_slots.size(), converted.data(), intent);
+      for (std::size_t s = 0; s < count; ++s) {
+        if (source[s] != kKept) {
+          std::copy_n(converted.data() + static_cast<std::size_t>(source[s]) * m, m,
+                      out + (first + s) * m);
+        }
       }
-      if (cacheable) {
-        keys[slot] = key;
-        std::copy_n(out, m, values.data() + slot * m);
+      for (std::size_t j = 0; j < batch_slots.size(); ++j) {
+        const std::size_t slot = batch_slots[j];
+        if (slot == kNoSlot || state[slot] != static_cast<std::int32_t>(j)) continue;
+        std::copy_n(converted.data() + j * m, m, values.data() + slot * m);
+        state[slot] = kKept;
       }
     }
   }
 
  private:
+  // Converts every one of `count` samples: together where the space converts many
+  // colours at once, otherwise one by one through the space's colour.
+  void ConvertEach(const std::uint8_t* in, std::size_t count, std::uint8_t* out,
+                   int intent) const {
+    const std::size_t n = ranges_.size();
+    const std::size_t m = probe_.Size();
+    std::vector<double> components(count * n);
+    for (std::size_t s = 0; s < count; ++s) {
+      for (std::size_t i = 0; i < n; ++i) {
+        components[s * n + i] =
+            ranges_[i].low + in[s * n + i] * (ranges_[i].high - ranges_[i].low) / max_;
+      }
+    }
+    const auto byte = [](double tint) {
+      return static_cast<std::uint8_t>(std::lround(std::clamp(tint, 0.0, 1.0) * 255.0));
+    };
+    if (process_) {
+      std::vector<float> cmyk(4 * count);
+      if (space_->ToProcessInks(components.data(), count, intent, cmyk.data())) {
+        for (std::size_t i = 0; i < cmyk.size(); ++i)
+          out[i] = byte(cmyk[i]);
+        return;
+      }
+    }
+    for (std::size_t s = 0; s < count; ++s) {
+      const QorColor::Color color =
+          space_->ToInk(std::span<const double>(components.data() + s * n, n));
+      for (std::size_t j = 0; j < m; ++j) {
+        const auto found = color.Find(probe_.GetName(j));
+        out[s * m + j] = byte(found ? color[*found].tint : 0.0);
+      }
+    }
+  }
+
   std::shared_ptr<const ColorSpace> space_;
   std::vector<Range> ranges_;
   double max_;
   QorColor::Color probe_;
+  bool process_ = false;  // the probe is Cyan, Magenta, Yellow, Black in that order
 };
 
 }  // namespace
@@ -106,7 +187,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
 std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
-                                                           const PictureMask& mask,
+                                                           int intent, const PictureMask& mask,
                                                            std::string& problem) {
   const std::size_t n = samples.components;
   const std::size_t w = samples.width;
@@ -196,7 +277,7 @@ std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples
     data = std::make_shared<QorImg::PictureData>(std::move(raw), n, std::move(converter));
   }
   return std::make_shared<const QorImg::PaintedPicture>(
-      std::move(data), std::move(mapping), QorImg::kRelativeColorimetric,
+      std::move(data), std::move(mapping), intent,
       mask.data ? QorImg::kSoftMask : QorImg::kNoMask, mask.data, mask.decode);
 }
 

@@ -25,11 +25,12 @@ struct PictureMask {
 };
 
 // Null with `problem` set when the samples cannot be painted in `space`. 8-bit ink
-// samples are adopted by the picture: `samples.data` is moved from.
+// samples are adopted by the picture: `samples.data` is moved from. `intent` (a
+// QorImg::RenderingIntent) is the picture's: colorimetric samples convert under it.
 std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples,
                                                            std::shared_ptr<const ColorSpace> space,
                                                            QPDFObjectHandle decode, bool overprint,
-                                                           const PictureMask& mask,
+                                                           int intent, const PictureMask& mask,
                                                            std::string& problem);
 
 // A mask picture of one channel from samples of 1, 2, 4, 8 or 16 bits: packed when

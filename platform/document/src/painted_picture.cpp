@@ -42,6 +42,11 @@ std::size_t PictureData::Get8BitChannelCount() const {
   return converter_ ? converter_->OutputChannels() : channels_;
 }
 
+std::size_t PictureData::Get8BitBufferBytes() const {
+  if (!converter_ && samples_->GetBitsPerSample() != 1) return 0;
+  return GetWidth() * GetHeight() * Get8BitChannelCount();
+}
+
 std::shared_ptr<const PictureBuffer> PictureData::Get1BitPictureBuffer() const {
   return samples_->GetBitsPerSample() == 1 ? samples_ : nullptr;
 }
@@ -61,8 +66,16 @@ std::shared_ptr<const PictureBuffer> PictureData::Get8BitPictureBuffer(int inten
   const std::size_t outputs = converter_->OutputChannels();
   auto out = std::make_shared<PictureBuffer>(GetWidth(), GetHeight(),
                                              static_cast<std::uint32_t>(8 * outputs));
-  for (std::size_t row = 0; row < GetHeight(); ++row)
-    converter_->Convert(samples_->GetRowPtr(row), out->GetRowPtr(row), GetWidth(), intent);
+  // Unpadded rows are converted in one call, so that the converter sees the whole
+  // picture (it converts repeated samples once).
+  if (samples_->GetRowStride() == GetWidth() * channels_ &&
+      out->GetRowStride() == GetWidth() * outputs) {
+    converter_->Convert(samples_->GetBuffer(), out->GetBuffer(), GetWidth() * GetHeight(),
+                        intent);
+  } else {
+    for (std::size_t row = 0; row < GetHeight(); ++row)
+      converter_->Convert(samples_->GetRowPtr(row), out->GetRowPtr(row), GetWidth(), intent);
+  }
   slot = std::move(out);
   return slot;
 }

@@ -16,6 +16,7 @@
 #include "content/interpreter.h"
 #include "content/optional_content.h"
 #include "font/font.h"
+#include "page_run.h"
 #include "stream_data.h"
 
 namespace QorPdf::internal {
@@ -108,6 +109,10 @@ TEST(DecodeStream, ImageBytesPadsRowsAndRefusesOverflow) {
   EXPECT_EQ(ImageBytes(9, 2, 1, 1, 1000), 4u);
   EXPECT_EQ(ImageBytes(3, 2, 3, 8, 1000), 18u);
   EXPECT_EQ(ImageBytes(3, 2, 3, 8, 17), std::nullopt);
+  // The limit is in bytes: a row of 12 RGB samples fits 36 bytes exactly.
+  EXPECT_EQ(ImageBytes(12, 1, 3, 8, 36), 36u);
+  EXPECT_EQ(ImageBytes(12, 1, 3, 8, 35), std::nullopt);
+  EXPECT_EQ(ImageBytes(80, 1, 1, 1, 10), 10u);
   EXPECT_EQ(ImageBytes(0, 2, 3, 8, 1000), std::nullopt);
   const std::size_t huge = std::size_t{1} << 62;
   EXPECT_EQ(ImageBytes(huge, huge, 4, 16, std::size_t{1} << 40), std::nullopt);
@@ -124,16 +129,9 @@ class PageBudget : public ::testing::Test {
     page.replaceKey("/Contents", objects_.Stream("<< >>", content));
     page.replaceKey("/Resources",
                     objects_.Parse("<< /XObject " + xobjects + " /Pattern " + patterns + " >>"));
-    ColorContext colors(objects_.pdf, warnings_);
-    FontCache fonts(warnings_);
-    OptionalContent optional(objects_.pdf, warnings_);
-    QorDoc::DocumentBuilder builder;
-    ImportContext context{objects_.pdf, warnings_, colors, fonts, optional, builder, limits, {}, {}};
-    QorDoc::Content& target = builder.AddPage();
-    ContentInterpreter interpreter(context, 0);
-    interpreter.RunPage(page, target, Matrix{}, {0, 0, 100, 100});
-    objects_count_ = CountPaths(target);
-    return interpreter.Incomplete();
+    const test::PageRun run(objects_.pdf, warnings_, page, limits);
+    objects_count_ = CountPaths(run.Content());
+    return run.Incomplete();
   }
 
   // A form drawing `inner` (a form's reference) `times` times after a square.
@@ -267,6 +265,65 @@ TEST_F(PageBudget, ImageSamplesCountPerPlacement) {
   EXPECT_EQ(Run("/M Do /M Do", "<< /M " + PdfObjects::Ref(mask) + " >>", limits), "");
   EXPECT_EQ(Run("/M Do /M Do /M Do", "<< /M " + PdfObjects::Ref(mask) + " >>", limits),
             "more than 20 bytes of decoded image samples (each placement keeps its own)");
+}
+
+
+TEST_F(PageBudget, SampledImagesCountOnceWithTheBuffersTheyWillMake) {
+  // A grey image is its own ink buffer: 16 bytes however often it is placed.
+  const QPDFObjectHandle gray = objects_.Stream(
+      "<< /Type /XObject /Subtype /Image /Width 4 /Height 4 /ColorSpace /DeviceGray "
+      "/BitsPerComponent 8 >>",
+      std::string(16, '\x40'));
+  // RGB samples (24 bytes) make a CMYK buffer (32 bytes) when drawn.
+  const QPDFObjectHandle rgb = objects_.Stream(
+      "<< /Type /XObject /Subtype /Image /Width 4 /Height 2 /ColorSpace /DeviceRGB "
+      "/BitsPerComponent 8 >>",
+      std::string(24, '\x80'));
+  ImportLimits limits;
+  limits.max_image_bytes = 72;
+  const std::string both =
+      "<< /G " + PdfObjects::Ref(gray) + " /R " + PdfObjects::Ref(rgb) + " >>";
+  EXPECT_EQ(Run("/G Do /G Do /G Do /R Do /R Do", both, limits), "");
+  limits.max_image_bytes = 71;
+  EXPECT_EQ(Run("/G Do /R Do", both, limits),
+            "more than 71 bytes of decoded image samples (each placement keeps its own)");
+
+  // An image larger than the whole budget is refused on its own and the page goes on:
+  // nothing near its size (10 GB) is allocated.
+  const QPDFObjectHandle huge = objects_.Stream(
+      "<< /Type /XObject /Subtype /Image /Width 100000 /Height 100000 /ColorSpace /DeviceGray "
+      "/BitsPerComponent 8 >>",
+      std::string(10, '\0'));
+  EXPECT_EQ(Run("/H Do 0 0 1 1 re f", "<< /H " + PdfObjects::Ref(huge) + " >>", ImportLimits{}),
+            "");
+  EXPECT_EQ(Warnings("image too large: more than 1 GiB of samples"), 1u);
+  EXPECT_EQ(objects_count_, 1u);
+
+  // An 8 x 8 grey JPEG (64 bytes) that its dictionary calls 1 x 1: the JPEG's own size
+  // counts, and it may only take what the budget has left.
+  const std::string jpeg_hex =
+      "ffd8ffe000104a46494600010100000100010000ffdb00430001010101010101010101010101010101010101"
+      "0101010101010101010101010101010101010101010101010101010101010101010101010101010101010101"
+      "01ffc0000b080008000801011100ffc4001f0000010501010101010100000000000000000102030405060708"
+      "090a0bffc400b5100002010303020403050504040000017d0102030004110512213141061351610722711432"
+      "8191a1082342b1c11552d1f02433627282090a161718191a25262728292a3435363738393a43444546474849"
+      "4a535455565758595a636465666768696a737475767778797a838485868788898a92939495969798999aa2a3"
+      "a4a5a6a7a8a9aab2b3b4b5b6b7b8b9bac2c3c4c5c6c7c8c9cad2d3d4d5d6d7d8d9dae1e2e3e4e5e6e7e8e9ea"
+      "f1f2f3f4f5f6f7f8f9faffda0008010100003f00fe7febffd9";
+  std::string jpeg;
+  for (std::size_t i = 0; i + 1 < jpeg_hex.size(); i += 2)
+    jpeg += static_cast<char>(std::stoi(jpeg_hex.substr(i, 2), nullptr, 16));
+  const QPDFObjectHandle small = objects_.Stream(
+      "<< /Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray "
+      "/BitsPerComponent 8 /Filter /DCTDecode >>",
+      jpeg);
+  const std::string jpegs = "<< /J " + PdfObjects::Ref(small) + " >>";
+  limits.max_image_bytes = 64;
+  EXPECT_EQ(Run("/J Do", jpegs, limits), "");
+  EXPECT_EQ(Warnings("JPEG too large"), 0u);
+  limits.max_image_bytes = 63;
+  EXPECT_EQ(Run("/J Do", jpegs, limits), "");
+  EXPECT_EQ(Warnings("JPEG too large: more than 63 bytes of samples"), 1u);
 }
 
 }  // namespace

@@ -70,6 +70,9 @@ class PictureData {
   std::shared_ptr<const PictureBuffer> Get8BitPictureBuffer(int intent) const;
   // The samples as decoded, before any conversion.
   const std::shared_ptr<const PictureBuffer>& GetSourceBuffer() const { return samples_; }
+  // Bytes of each 8-bit buffer made from the samples (converted or widened from 1 bit),
+  // 0 when the samples are their own 8-bit buffer: what each intent's buffer adds.
+  std::size_t Get8BitBufferBytes() const;
 
  private:
   std::shared_ptr<const PictureBuffer> samples_;
