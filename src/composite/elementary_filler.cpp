@@ -64,11 +64,12 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
   const auto* flat = dynamic_cast<const FlatPaintGetter*>(paint_.get());
   if (copies_ && flat != nullptr) {
     const ComponentKinds& kinds = flat->Kinds();
-    flat_row_ = kinds;
-    flat_row_.insert(flat_row_.end(), 3, kStateFull);
+    flat_.row = kinds;
+    flat_.row.insert(flat_.row.end(), 3, kStateFull);
     for (std::size_t c = 0; c < kinds.size(); ++c) {
-      if (kinds[c] == kKindConstant) flat_constants_.emplace_back(c, flat->Values()[c]);
+      if (kinds[c] == kKindConstant) flat_.constants.emplace_back(c, flat->Values()[c]);
     }
+    SetFlatCopy(&flat_);
   }
   // A copied flat paint paints exactly its runs; without a soft mask, skipping the
   // object on a line leaves nothing behind (paint getters only cache by line).
@@ -77,8 +78,8 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
 
 void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& line,
                                            std::vector<std::size_t>* hits, const RunList& runs) {
-  if (!flat_row_.empty() && flat_row_.size() == line.Planes()) {
-    CopyFlat(line, runs);
+  if (!flat_.row.empty() && flat_.row.size() == line.Planes()) {
+    flat_.CopyInto(line, runs);
     if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
     return;
   }
@@ -104,15 +105,6 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
     }
   }
   if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
-}
-
-void ElementaryObjectIntervalsFiller::CopyFlat(LineBuffer& line, const RunList& runs) const {
-  const std::size_t planes = flat_row_.size();
-  for (const Run& run : runs) {
-    std::memcpy(line.Row(line.Cover(run.start, run.End())), flat_row_.data(), planes);
-    for (const auto& [plane, value] : flat_constants_)
-      line.Plane(plane)[run.start] = value;
-  }
 }
 
 void ElementaryObjectIntervalsFiller::CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source,

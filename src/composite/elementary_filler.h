@@ -20,6 +20,7 @@
 #include <memory>
 
 #include "composite/intervals_filler.h"
+#include "composite/opaque_flat_batch.h"
 #include "paint/flat_paint_getter.h"
 #include "paint/paint_getter.h"
 #include "qordoc/content.h"
@@ -41,9 +42,6 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
 
  private:
   void CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source, const Run& run) const;
-  // The opaque copy of a flat paint, straight from its values: the row every run
-  // gets and the Constant values it stores, prepared at construction.
-  void CopyFlat(LineBuffer& line, const RunList& runs) const;
   void CompositeBlended(LineBuffer& line, const SourcePaintBuffers& source, const Run& run,
                         float alpha) const;
   void CompositeElementRun(const LineRenderer& renderer, LineBuffer& line,
@@ -57,10 +55,9 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
   // the object is drawn (blend mode, opacity, soft mask, the paint's kind and
   // absent components).
   bool copies_ = false;
-  // For a copied flat paint: the row of states (its kinds, then the auxiliary planes
-  // Full) and its Constant values by plane; empty otherwise.
-  ComponentKinds flat_row_;
-  boost::container::small_vector<std::pair<std::size_t, float>, 4> flat_constants_;
+  // For a copied flat paint, what each run gets, straight from the paint's values and
+  // prepared at construction; an empty row otherwise.
+  OpaqueFlatCopy flat_;
 };
 
 }  // namespace QorSc

@@ -18,6 +18,7 @@
 namespace QorSc {
 
 class Clip;
+struct OpaqueFlatCopy;
 class LineBuffer;
 class LineRenderer;
 class SoftMaskState;
@@ -43,6 +44,10 @@ class IntervalsFiller {
   // (may be hidden), need not be drawn on that line: the line reads the same.
   bool HidesWhatItCovers() const { return hides_; }
   bool MayBeHidden() const { return may_be_hidden_; }
+  // For an object that hides what it covers with a flat paint, what it copies over
+  // each run (the driver may copy runs of consecutive such objects together); null
+  // otherwise.
+  const OpaqueFlatCopy* FlatCopy() const { return flat_copy_; }
   // The object's runs after its clip, kept for the line being drawn.
   RunList& ClippedRuns() { return clipped_runs_; }
 
@@ -58,6 +63,7 @@ class IntervalsFiller {
     hides_ = hides;
     may_be_hidden_ = mayBeHidden;
   }
+  void SetFlatCopy(const OpaqueFlatCopy* copy) { flat_copy_ = copy; }
 
  private:
   std::shared_ptr<Clip> clip_;
@@ -68,6 +74,7 @@ class IntervalsFiller {
   bool stroke_;
   bool hides_ = false;
   bool may_be_hidden_ = false;
+  const OpaqueFlatCopy* flat_copy_ = nullptr;
   RunList clipped_runs_;
 };
 

@@ -175,6 +175,43 @@ std::size_t LineBuffer::Cover(long long from, long long to) {
   return covered;
 }
 
+void LineBuffer::CoverPieces(const std::vector<CoverPiece>& pieces) {
+  if (pieces.empty()) return;
+  // Intervals first .. last hold the pieces; they are rebuilt in scratch, then take
+  // their place with one move of what follows.
+  const std::size_t first = Find(pieces.front().start);
+  const std::size_t last = Find(pieces.back().end - 1);
+  scratch_keys_.clear();
+  scratch_rows_.clear();
+  std::size_t i = first;
+  long long x = keys_[first];
+  // What lies between pieces keeps the old intervals; one that now starts inside an
+  // old interval takes its row and Constant values (the old keys are not written
+  // until the pieces are in place, so every value is read before it can change).
+  const auto keep = [&](long long limit) {
+    while (x < limit) {
+      while (keys_[i + 1] <= x)
+        ++i;
+      if (x != keys_[i]) CarryConstants(i, x);
+      scratch_keys_.push_back(x);
+      scratch_rows_.insert(scratch_rows_.end(), Row(i), Row(i) + planes_);
+      x = std::min(keys_[i + 1], limit);
+    }
+  };
+  for (const CoverPiece& piece : pieces) {
+    keep(piece.start);
+    scratch_keys_.push_back(piece.start);
+    scratch_rows_.insert(scratch_rows_.end(), piece.row, piece.row + planes_);
+    x = piece.end;
+  }
+  keep(keys_[last + 1]);
+  Resize(first, last - first + 1, scratch_keys_.size());
+  std::copy(scratch_keys_.begin(), scratch_keys_.end(),
+            keys_.begin() + static_cast<std::ptrdiff_t>(first));
+  std::copy(scratch_rows_.begin(), scratch_rows_.end(),
+            rows_.begin() + static_cast<std::ptrdiff_t>(first * planes_));
+}
+
 void LineBuffer::Coalesce() {
   std::size_t out = 0;
   for (std::size_t i = 1; i < IntervalCount(); ++i) {

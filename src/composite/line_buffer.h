@@ -91,6 +91,16 @@ class LineBuffer {
   // is split as by Split, and the keys inside go. The interval's row and values are
   // left undefined: the caller writes every plane's state (and value) over it.
   std::size_t Cover(long long from, long long to);
+  // One piece of CoverPieces: [start, end) takes `row` (one state per plane).
+  struct CoverPiece {
+    long long start;
+    long long end;
+    const std::uint8_t* row;
+  };
+  // Covers each piece (sorted, disjoint, left <= start < end <= right) as Cover and
+  // a copy of its row would, one piece after the other, but moves the map once. The
+  // pieces' Constant values are left to the caller, as with Cover.
+  void CoverPieces(const std::vector<CoverPiece>& pieces);
   // Merges neighbours whose rows are equal and whose Constant values are equal: the
   // line reads the same, with fewer intervals.
   void Coalesce();
@@ -116,6 +126,9 @@ class LineBuffer {
   std::vector<long long> keys_;
   std::vector<std::uint8_t> rows_;
   std::size_t key_count_ = 0;
+  // CoverPieces builds the keys and rows of the region it rewrites here.
+  std::vector<long long> scratch_keys_;
+  std::vector<std::uint8_t> scratch_rows_;
   bool knockout_ = false;
   const LineBuffer* initial_backdrop_ = nullptr;
 };

@@ -86,8 +86,18 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   // A hit list names every object that paints, hidden or not.
   if (hits == nullptr && drawn > 1) SkipHidden();
   for (std::size_t k = 0; k < active_.size(); ++k) {
-    if (runs_[k] != nullptr) active_[k]->Fill(*this, line, hits, *runs_[k]);
+    if (runs_[k] == nullptr) continue;
+    // Opaque flat copies wait in the batch until another kind of object paints; a hit
+    // list is kept in painting order by drawing every object itself.
+    const OpaqueFlatCopy* copy = active_[k]->FlatCopy();
+    if (hits == nullptr && copy != nullptr && copy->row.size() == line.Planes()) {
+      flat_batch_.Add(*copy, *runs_[k]);
+      continue;
+    }
+    if (!flat_batch_.Empty()) flat_batch_.Apply(line);
+    active_[k]->Fill(*this, line, hits, *runs_[k]);
   }
+  if (!flat_batch_.Empty()) flat_batch_.Apply(line);
   if (retired) {
     active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());
   }

@@ -15,6 +15,7 @@
 
 #include "composite/intervals_filler.h"
 #include "composite/line_buffer.h"
+#include "composite/opaque_flat_batch.h"
 #include "frame/conversion_pools.h"
 #include "qorcolor/cmyk.h"
 #include "raster/covered_runs.h"
@@ -63,6 +64,7 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
   std::vector<const RunList*> runs_;  // per active object, its runs on this line (null: none)
   CoveredRuns covered_;               // what later opaque flat objects cover
+  OpaqueFlatBatch flat_batch_;        // consecutive opaque flat objects, copied together
   ConversionPools* pools_;
 };
 

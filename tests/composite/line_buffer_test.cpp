@@ -5,6 +5,8 @@
 #include <random>
 #include <vector>
 
+#include "composite/opaque_flat_batch.h"
+
 namespace {
 
 using QorSc::LineBuffer;
@@ -120,6 +122,76 @@ TEST(LineBuffer, CoverKeepsEverythingOutsideTheRange) {
     for (std::size_t i = 0; i + 1 < line.IntervalCount(); ++i)
       ASSERT_LT(line.Start(i), line.Start(i + 1));
     ASSERT_EQ(line.End(line.IntervalCount() - 1), 60);
+  }
+}
+
+// Copying consecutive opaque flat objects as a batch leaves the map exactly as copying
+// them one by one: the same intervals, rows and values, over any prior line.
+TEST(LineBuffer, OpaqueFlatBatchEqualsCopiesInOrder) {
+  std::mt19937 random(11);
+  std::uniform_int_distribution<long long> column(-20, 59);
+  std::uniform_int_distribution<int> state(0, 4);
+  std::uniform_int_distribution<int> count(1, 12);
+  std::uniform_real_distribution<float> value(0.0f, 1.0f);
+  LineBuffer batched(5, -20, 60);
+  LineBuffer single(5, -20, 60);
+  QorSc::OpaqueFlatBatch batch;
+  for (int round = 0; round < 300; ++round) {
+    if (round % 20 == 0) {
+      batched.Reset();
+      single.Reset();
+    }
+    // Some prior content, written the same way into both lines.
+    for (int k = 0; k < 3; ++k) {
+      long long from = column(random);
+      long long to = column(random);
+      if (from > to) std::swap(from, to);
+      ++to;
+      for (LineBuffer* line : {&batched, &single}) {
+        std::uint8_t* row = line->Row(line->Cover(from, to));
+        for (std::size_t p = 0; p < 5; ++p) {
+          row[p] = static_cast<std::uint8_t>(p % 4);
+          line->Plane(p)[from] = 0.25f * static_cast<float>(k + 1);
+          if (row[p] == QorSc::kStatePerPixel) {
+            for (long long x = from; x < to; ++x)
+              line->Plane(p)[x] = static_cast<float>(x) / 64.0f;
+          }
+        }
+      }
+    }
+    const int objects = count(random);
+    std::vector<QorSc::OpaqueFlatCopy> copies(static_cast<std::size_t>(objects));
+    std::vector<QorSc::RunList> runs(copies.size());
+    for (std::size_t m = 0; m < copies.size(); ++m) {
+      for (std::size_t p = 0; p < 5; ++p) {
+        int s = state(random);
+        if (s == QorSc::kStatePerPixel) s = QorSc::kStateFull;
+        copies[m].row.push_back(static_cast<std::uint8_t>(s));
+        if (s == QorSc::kStateConstant) copies[m].constants.emplace_back(p, value(random));
+      }
+      // Sorted, disjoint, non-touching runs.
+      long long x = column(random);
+      while (x < 59 && runs[m].size() < 3) {
+        const long long end = std::min<long long>(60, x + 1 + column(random) % 7 + 7);
+        runs[m].push_back({x, end - x});
+        x = end + 1 + (column(random) + 20) % 9;
+      }
+      if (runs[m].empty()) runs[m].push_back({59, 1});
+      batch.Add(copies[m], runs[m]);
+      copies[m].CopyInto(single, runs[m]);
+    }
+    batch.Apply(batched);
+    ASSERT_TRUE(batch.Empty());
+    ASSERT_EQ(batched.IntervalCount(), single.IntervalCount()) << round;
+    for (std::size_t i = 0; i < single.IntervalCount(); ++i) {
+      ASSERT_EQ(batched.Start(i), single.Start(i)) << round;
+      for (std::size_t p = 0; p < 5; ++p)
+        ASSERT_EQ(batched.Row(i)[p], single.Row(i)[p]) << round << " " << i;
+    }
+    for (std::size_t p = 0; p < 5; ++p) {
+      for (long long x = -20; x < 60; ++x)
+        ASSERT_EQ(Read(batched, p, x), Read(single, p, x)) << round << " " << x;
+    }
   }
 }
 
