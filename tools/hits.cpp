@@ -44,6 +44,8 @@ std::string DescribePaint(const QorPaint::Paint& paint) {
       return "axial shading";
     case QorPaint::kRadialShadingPaint:
       return "radial shading";
+    case QorPaint::kTilingPaint:
+      return "tiled cell";
     default:
       return "shading";
   }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "collect/group_object_info.h"
+#include "collect/tiling_cell.h"
 #include "composite/elementary_filler.h"
 #include "composite/soft_mask_state.h"
 #include "frame/line_renderer.h"
@@ -14,6 +15,7 @@
 #include "paint/halftone_paint_getter.h"
 #include "paint/shading_paint_getters.h"
 #include "qordoc/document.h"
+#include "qorpaint/tiling_paint.h"
 
 namespace QorSc {
 namespace {
@@ -29,6 +31,12 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPain
       return renderer.Pools().FlatPaints().GetFullInk(options, color);
     }
     return renderer.Pools().FlatPaints().Get(options, color);
+  }
+  if (paint.GetType() == QorPaint::kTilingPaint) {
+    // The cell is rendered once per object and conversion, at the device's density.
+    const auto& tiling = static_cast<const QorPaint::TilingPaint&>(paint);
+    const CellLattice lattice = MakeCellLattice(renderer.GetEnvironment(), placement, tiling);
+    return std::make_shared<TilingPaintGetter>(RenderTilingCell(tiling, lattice, options), lattice);
   }
   if (auto shading = MakeShadingPaintGetter(shared, renderer.GetEnvironment(), options, placement,
                                             renderer.GetPixelBox(), renderer.GetScratchChains())) {
@@ -81,8 +89,8 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
   }
   return std::make_unique<ElementaryObjectIntervalsFiller>(
       std::move(paint), parts.contentObject, parts.clip, parts.index,
-      CreateRunLengthGenerator(parts.geometry, renderer), std::move(mask),
-      std::move(transparency), parts.stroke);
+      CreateRunLengthGenerator(parts.geometry, renderer), std::move(mask), std::move(transparency),
+      parts.stroke);
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {

@@ -104,6 +104,14 @@ struct ImportContext {
   std::map<PictureKey, CachedPicture> pictures;
 };
 
+// The cell geometry of a tiling pattern, in pattern space.
+struct TilingCell {
+  double x0 = 0.0, y0 = 0.0, x1 = 0.0, y1 = 0.0;  // /BBox, normalised
+  double x_step = 0.0;
+  double y_step = 0.0;
+  bool uncoloured = false;
+};
+
 class ContentInterpreter {
  public:
   ContentInterpreter(ImportContext& context, std::size_t page_index);
@@ -203,6 +211,10 @@ class ContentInterpreter {
   std::shared_ptr<const QorPaint::Paint> ShadingPatternPaint(const ColorState& color,
                                                              bool overprint) const;
 
+  struct PatternCell {
+    std::string data;           // decoded content
+    std::size_t operators = 0;  // painting operators in it
+  };
   // Tiling patterns (tiling_patterns.cpp). An area painted with one: `add_clip`
   // adds it as the clipping object of a content, `world_box` bounds it.
   struct TiledArea {
@@ -216,7 +228,16 @@ class ContentInterpreter {
   // placed by `t`.
   void PaintTiledOutline(const ColorState& color, bool stroke,
                          std::shared_ptr<const Morv::Compound> area, const Matrix& t);
-  // Past the cell limits: the area in one flat colour, with a warning.
+  // Past the cell limits: the area filled once with a tiling paint whose cell is the
+  // pattern's content run once, placed at lattice offset (0, 0).
+  void PaintTiledCell(const ColorState& color, bool stroke, const TiledArea& area,
+                      const TilingCell& cell, const Matrix& space, const GraphicsState& initial,
+                      QPDFObjectHandle resources, const PatternCell& content);
+  // The area filled with `paint` as one object under the area's clip, carrying the
+  // fill's or the stroke's opacity.
+  void FillTiledArea(std::shared_ptr<const QorPaint::Paint> paint, bool stroke,
+                     const TiledArea& area);
+  // Where a tiling paint cannot stand in: the area in one flat colour, with a warning.
   void PaintTiledFlat(const ColorState& color, bool stroke, const TiledArea& area,
                       const std::string& data, bool uncoloured, const std::string& name,
                       double cells);
@@ -307,10 +328,6 @@ class ContentInterpreter {
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
   std::set<std::string> unsupported_reported_;
   Morv::MilliPointRectangle page_box_;  // the displayed page in world coordinates
-  struct PatternCell {
-    std::string data;           // decoded content
-    std::size_t operators = 0;  // painting operators in it
-  };
   std::map<QPDFObjGen, std::shared_ptr<const PatternCell>> cells_;  // by tiling pattern
   double tile_objects_ = 0.0;  // objects tiling patterns made so far
   std::vector<std::pair<std::string, std::size_t>> not_rendered_;

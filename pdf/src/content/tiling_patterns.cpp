@@ -16,22 +16,40 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <utility>
 
 #include "content/interpreter_frame.h"
 #include "morv/singular_transformation.h"
 #include "morv/stroke.h"
+#include "qorpaint/tiling_paint.h"
 
 namespace QorPdf::internal {
 namespace {
 
-// The cell geometry of a tiling pattern, in pattern space.
-struct Cell {
-  double x0 = 0.0, y0 = 0.0, x1 = 0.0, y1 = 0.0;  // /BBox, normalised
-  double x_step = 0.0;
-  double y_step = 0.0;
-  bool uncoloured = false;
-};
+using Cell = TilingCell;
+
+// Lattice copies a renderer lays over one period of a tiling paint, per axis: a
+// /BBox wider than this many steps is beyond the tiled paint.
+constexpr double kMaxCopiesPerAxis = 64.0;
+// A step shorter than this fraction of the page's larger side is finer than any
+// press resolves (a millionth: 0.0008 pt on A4): such cells are filled flat.
+constexpr double kFinestStep = 1e-6;
+
+// Whether a tiling paint can stand in for the cells: the lattice is resolvable on
+// the page and one period needs few copies of the cell.
+bool TileableAsCell(const Cell& cell, const Matrix& space, std::size_t operators,
+                    const ImportLimits& limits, const Morv::MilliPointRectangle& page) {
+  const double finest = kFinestStep * std::max(page.Width(), page.Height());
+  const double ux = space.a * cell.x_step, uy = space.b * cell.x_step;
+  const double vx = space.c * cell.y_step, vy = space.d * cell.y_step;
+  if (!(std::hypot(ux, uy) >= finest) || !(std::hypot(vx, vy) >= finest)) return false;
+  const double across = std::ceil((cell.x1 - cell.x0) / std::fabs(cell.x_step)) + 1.0;
+  const double down = std::ceil((cell.y1 - cell.y0) / std::fabs(cell.y_step)) + 1.0;
+  if (!(across <= kMaxCopiesPerAxis) || !(down <= kMaxCopiesPerAxis)) return false;
+  return across * down * static_cast<double>(std::max<std::size_t>(operators, 1)) <=
+         static_cast<double>(limits.max_tile_objects);
+}
 
 bool Finite(double v) {
   return std::isfinite(v);
@@ -212,14 +230,12 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   const double placements_left =
       static_cast<double>(context_.limits.max_placements - placements_) / 2.0;
   const ImportLimits& limits = context_.limits;
-  if (!Finite(cost) || cost > static_cast<double>(limits.max_tile_objects) ||
-      tile_objects_ + cost > static_cast<double>(limits.max_page_tile_objects) ||
-      cells > placements_left) {
+  const bool as_cell = !Finite(cost) || cost > static_cast<double>(limits.max_tile_objects) ||
+                       tile_objects_ + cost > static_cast<double>(limits.max_page_tile_objects) ||
+                       cells > placements_left;
+  if (as_cell && !TileableAsCell(cell, space, content->operators, limits, page_box_)) {
     return PaintTiledFlat(color, stroke, area, data, cell.uncoloured, name, cells);
   }
-  // The page's tiling budget holds the larger of the estimate and what is made.
-  const double budget_before = tile_objects_;
-  tile_objects_ += cost;
 
   // The area's own transparency applies to the pattern as a whole: its group
   // carries it, and the cells start opaque.
@@ -236,10 +252,6 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
     group->SetGroupFlags(0, 0);
     transparency = std::move(group);
   }
-  QorDoc::Content& members = context_.builder.AddContent();
-  area.add_clip(members);
-  context_.builder.AddGroup(*gs.target, members, Matrix{}, std::move(transparency));
-
   GraphicsState initial;
   initial.fill.space = context_.colors.DeviceGray();
   initial.fill.components = initial.fill.space->InitialColor();
@@ -263,6 +275,16 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
   const auto cell_box = Morv::PathBuilder()
                             .Rectangle(cell.x0, cell.y0, cell.x1 - cell.x0, cell.y1 - cell.y0)
                             .BuildShared();
+  if (as_cell) {
+    return PaintTiledCell(color, stroke, area, cell, space, initial, resources, *content);
+  }
+
+  // The page's tiling budget holds the larger of the estimate and what is made.
+  const double budget_before = tile_objects_;
+  tile_objects_ += cost;
+  QorDoc::Content& members = context_.builder.AddContent();
+  area.add_clip(members);
+  context_.builder.AddGroup(*gs.target, members, Matrix{}, std::move(transparency));
 
   // The estimate counts a form or a nested pattern in the cell as one object; what
   // the cells really make is watched too.
@@ -290,6 +312,47 @@ void ContentInterpreter::PaintTiled(const ColorState& color, bool stroke, const 
       running_.pop_back();
     }
   }
+}
+
+void ContentInterpreter::PaintTiledCell(const ColorState& color, bool stroke, const TiledArea& area,
+                                        const TilingCell& cell, const Matrix& space,
+                                        const GraphicsState& initial, QPDFObjectHandle resources,
+                                        const PatternCell& content) {
+  QPDFObjectHandle pattern = color.tiling_pattern;
+  const std::string name = "tiling pattern /" + color.pattern_name;
+  if (!PlaceNested(pattern, name)) return;
+  tile_objects_ += static_cast<double>(std::max<std::size_t>(content.operators, 1));
+
+  // The cell at offset (0, 0), clipped to /BBox, in the page's coordinates like any
+  // cell; the page box does not cut it, as its copies may lie anywhere.
+  QorDoc::Content& members = context_.builder.AddContent();
+  const auto cell_box = Morv::PathBuilder()
+                            .Rectangle(cell.x0, cell.y0, cell.x1 - cell.x0, cell.y1 - cell.y0)
+                            .BuildShared();
+  context_.builder.AddPath(members, cell_box, {}, space, true);
+  GraphicsState state = initial;
+  state.ctm = space;
+  state.target = &members;
+  const Morv::MilliPointRectangle page_box = page_box_;
+  page_box_ = Morv::MilliPointRectangle(0.0, 0.0, 0.0, 0.0);
+  running_.push_back(pattern.getObjGen());
+  RunStream(content.data, name, resources, std::move(state));
+  running_.pop_back();
+  page_box_ = page_box;
+
+  std::optional<QorColor::Color> colour;
+  if (cell.uncoloured) {
+    if (const auto flat = std::dynamic_pointer_cast<const QorPaint::FlatPaint>(
+            PaintOf(initial.fill, initial.fill_overprint))) {
+      colour = flat->GetColor();
+    }
+  }
+  FillTiledArea(
+      std::make_shared<const QorPaint::TilingPaint>(
+          &members, space, cell.x_step, cell.y_step,
+          Morv::MilliPointRectangle(cell.x0, cell.y0, cell.x1 - cell.x0, cell.y1 - cell.y0),
+          std::move(colour)),
+      stroke, area);
 }
 
 void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke, const TiledArea& area,
@@ -340,13 +403,18 @@ void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke, co
                      (uncoloured ? "the pattern's colour" : "its cell's first colour"));
   const auto paint =
       PaintOf(flat, stroke ? frame_->gs.stroke_overprint : frame_->gs.fill_overprint);
-  if (!paint || !CountObject()) return;
+  if (paint) FillTiledArea(paint, stroke, area);
+}
+
+void ContentInterpreter::FillTiledArea(std::shared_ptr<const QorPaint::Paint> paint, bool stroke,
+                                       const TiledArea& area) {
+  if (!CountObject()) return;
   const GraphicsState& gs = frame_->gs;
   QorDoc::Content& members = context_.builder.AddContent();
   area.add_clip(members);
   context_.builder.AddGroup(*gs.target, members, Matrix{}, gs.PlainGroupTransparency());
   QorDoc::Fillable::Painting painting;
-  painting.fill = paint;
+  painting.fill = std::move(paint);
   painting.transparency = CurrentTransparency();
   if (stroke && gs.stroke_alpha != gs.fill_alpha) {
     // The rectangle is filled, so it carries the stroke's opacity as its fill's.

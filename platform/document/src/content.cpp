@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "qorpaint/shading_paint.h"
+#include "qorpaint/tiling_paint.h"
 
 namespace QorDoc {
 namespace {
@@ -104,6 +105,10 @@ class SeparationCollector final : public ConstVisitorBase {
         if (entry.index == QorPaint::SeparationMapping::kNotPainted) continue;
         if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
       }
+      return;
+    }
+    if (const auto* tiling = dynamic_cast<const QorPaint::TilingPaint*>(paint)) {
+      tiling->GetCell()->Accept(*this);
       return;
     }
     if (paint == nullptr || paint->GetType() != QorPaint::kFlatPaint) return;

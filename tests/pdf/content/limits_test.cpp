@@ -17,6 +17,8 @@
 #include "content/optional_content.h"
 #include "font/font.h"
 #include "page_run.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
 #include "stream_data.h"
 
 namespace QorPdf::internal {
@@ -129,9 +131,9 @@ class PageBudget : public ::testing::Test {
     page.replaceKey("/Contents", objects_.Stream("<< >>", content));
     page.replaceKey("/Resources",
                     objects_.Parse("<< /XObject " + xobjects + " /Pattern " + patterns + " >>"));
-    const test::PageRun run(objects_.pdf, warnings_, page, limits);
-    objects_count_ = CountPaths(run.Content());
-    return run.Incomplete();
+    run_ = std::make_unique<test::PageRun>(objects_.pdf, warnings_, page, limits);
+    objects_count_ = CountPaths(run_->Content());
+    return run_->Incomplete();
   }
 
   // A form drawing `inner` (a form's reference) `times` times after a square.
@@ -164,9 +166,27 @@ class PageBudget : public ::testing::Test {
     return count;
   }
 
+  // The last page run (placed as a page of 100 world units), CMYK plates one after
+  // another per line, at 4 pixels per unit.
+  std::vector<unsigned char> Render() const {
+    constexpr long long kPixels = 400;
+    QorSc::Options::SeparationList plates;
+    for (const char* name : {"Cyan", "Magenta", "Yellow", "Black"})
+      plates.Add(name, 0.0f);
+    const QorSc::Options options(plates, {});
+    const QorSc::Environment env(Morv::MilliPointRectangle(0, 0, 100, 100), kPixels, kPixels);
+    QorSc::ScanConverter converter(QorSc::CollectObjects(
+        env, options, {0, 0, kPixels, kPixels}, run_->Content(), {}, QorSc::kAllSelection));
+    std::vector<unsigned char> line(4 * kPixels), all;
+    while (converter.GetLine255PlaneInterleaved(line.data()))
+      all.insert(all.end(), line.begin(), line.end());
+    return all;
+  }
+
   PdfObjects objects_;
   WarningList warnings_;
   std::size_t objects_count_ = 0;
+  std::unique_ptr<test::PageRun> run_;  // the last page run, alive for Render
 };
 
 TEST_F(PageBudget, ObjectsPastTheBudgetStopThePageOnce) {
@@ -220,7 +240,14 @@ TEST_F(PageBudget, TilingPatternsAreBoundedBeforeAndWhileTheirCellsRun) {
   ImportLimits limits;
   limits.max_tile_objects = 99;
   EXPECT_EQ(Run(fill, "<< >>", limits, patterns), "");
-  EXPECT_EQ(objects_count_, 1u) << "one flat fill instead of the cells";
+  EXPECT_EQ(objects_count_, 1u) << "one fill with the cell rendered once instead of the cells";
+  EXPECT_TRUE(warnings_.All().empty());
+  // A /BBox a hundred steps wide is beyond the tiled cell: one flat fill, reported.
+  const QPDFObjectHandle wide = objects_.Stream(
+      "<< /PatternType 1 /PaintType 1 /TilingType 1 /BBox [0 0 1000 10] /XStep 10 /YStep 10 >>",
+      "0 0 0 1 k 0 0 5 5 re f");
+  EXPECT_EQ(Run(fill, "<< >>", limits, "<< /P " + PdfObjects::Ref(wide) + " >>"), "");
+  EXPECT_EQ(objects_count_, 1u);
   EXPECT_EQ(Warnings("filled flat with its cell's first colour"), 1u);
 
   // Each cell draws a form of ten squares, counted as one operator beforehand: the
@@ -240,6 +267,48 @@ TEST_F(PageBudget, TilingPatternsAreBoundedBeforeAndWhileTheirCellsRun) {
   EXPECT_EQ(Run(fill, "<< >>", limits, "<< /P " + PdfObjects::Ref(heavy) + " >>"), "");
   EXPECT_EQ(objects_count_, 30u);
   EXPECT_EQ(Warnings("the remaining cells are not drawn"), 1u);
+}
+
+// The same patterns drawn cell by cell and, with the cell limit at 16 objects (the
+// cell's copies over one period fit, the page's cells do not), through one fill whose cell is
+// rendered once: pixel-aligned cells agree on every pixel, rotated ones with non-integer and
+// negative steps on nearly all (nearest samples at device density move an edge by under a pixel).
+TEST_F(PageBudget, TiledCellsAgreeWithCellsDrawnOneByOne) {
+  struct Case {
+    const char* dictionary;
+    double agreement;
+  };
+  const Case cases[] = {
+      {"/BBox [0 0 4 4] /XStep 4 /YStep 4 /Matrix [1 0 0 1 0.5 0.25]", 1.0},
+      {"/BBox [0 0 3.5 3] /XStep -4.5 /YStep 3.75 /Matrix [1 0 0 1 0 0]", 1.0},
+      {"/BBox [0 0 5 4] /XStep -5.3 /YStep 4.1 /Matrix [0.8 0.6 -0.6 0.8 3 1]", 0.97},
+  };
+  for (const Case& c : cases) {
+    const QPDFObjectHandle pattern = objects_.Stream(
+        std::string("<< /PatternType 1 /PaintType 1 /TilingType 1 ") + c.dictionary + " >>",
+        "0 0 0 1 k 0.5 0.5 2 2 re f 1 0 0 0 k 1.5 1 3 0.75 re f");
+    const std::string patterns = "<< /P " + PdfObjects::Ref(pattern) + " >>";
+    const std::string fill = "/Pattern cs /P scn 10 10 m 90 20 l 80 85 l 15 70 l f";
+    ASSERT_EQ(Run(fill, "<< >>", ImportLimits{}, patterns), "");
+    ASSERT_GT(objects_count_, 100u) << "drawn cell by cell";
+    const std::vector<unsigned char> cells = Render();
+    ImportLimits limits;
+    limits.max_tile_objects = 16;
+    const std::size_t warnings = warnings_.All().size();
+    ASSERT_EQ(Run(fill, "<< >>", limits, patterns), "");
+    ASSERT_EQ(objects_count_, 1u) << "one tiled fill";
+    EXPECT_EQ(warnings_.All().size(), warnings) << "no warning";
+    const std::vector<unsigned char> tiled = Render();
+    ASSERT_EQ(cells.size(), tiled.size());
+    std::size_t same = 0, inked = 0;
+    for (std::size_t k = 0; k < cells.size(); ++k) {
+      same += cells[k] == tiled[k];
+      inked += cells[k] != 0;
+    }
+    EXPECT_GT(inked, 10000u);
+    EXPECT_GE(static_cast<double>(same) / static_cast<double>(cells.size()), c.agreement)
+        << c.dictionary;
+  }
 }
 
 TEST_F(PageBudget, ContentCountsEachTimeItIsRead) {
@@ -267,7 +336,6 @@ TEST_F(PageBudget, ImageSamplesCountPerPlacement) {
             "more than 20 bytes of decoded image samples (each placement keeps its own)");
 }
 
-
 TEST_F(PageBudget, SampledImagesCountOnceWithTheBuffersTheyWillMake) {
   // A grey image is its own ink buffer: 16 bytes however often it is placed.
   const QPDFObjectHandle gray = objects_.Stream(
@@ -281,8 +349,7 @@ TEST_F(PageBudget, SampledImagesCountOnceWithTheBuffersTheyWillMake) {
       std::string(24, '\x80'));
   ImportLimits limits;
   limits.max_image_bytes = 72;
-  const std::string both =
-      "<< /G " + PdfObjects::Ref(gray) + " /R " + PdfObjects::Ref(rgb) + " >>";
+  const std::string both = "<< /G " + PdfObjects::Ref(gray) + " /R " + PdfObjects::Ref(rgb) + " >>";
   EXPECT_EQ(Run("/G Do /G Do /G Do /R Do /R Do", both, limits), "");
   limits.max_image_bytes = 71;
   EXPECT_EQ(Run("/G Do /R Do", both, limits),

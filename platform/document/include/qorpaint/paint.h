@@ -1,5 +1,5 @@
-// Paints: what fills or strokes an object. Flat colours now; pictures and shadings
-// join the same hierarchy. Immutable, shared by std::shared_ptr<const>.
+// Paints: what fills or strokes an object: flat colours, pictures, shadings and
+// tiled cells of content. Immutable, shared by std::shared_ptr<const>.
 #pragma once
 
 #include <utility>
@@ -14,6 +14,7 @@ enum PaintType : int {
   kAxialShadingPaint = 3,
   kRadialShadingPaint = 4,
   kDefaultShadingPaint = 5,
+  kTilingPaint = 6,
 };
 
 class Paint {

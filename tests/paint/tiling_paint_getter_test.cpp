@@ -1,0 +1,347 @@
+// Tiled cells: the wrap arithmetic against an oracle that goes through world and
+// pattern space (rotated lattices, negative and non-integer steps, pixel centres on
+// period boundaries), the gather into the source buffers, the raster's size cap,
+// and whole pages rendered through the tiled paint against the same cells laid
+// out one by one.
+
+#include "paint/tiling_paint_getter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <vector>
+
+#include "qordoc/document.h"
+#include "scan/collect_objects.h"
+#include "scan/scan_converter.h"
+
+namespace {
+
+using QorSc::CellLattice;
+using QorSc::Options;
+using T = Morv::MilliPointTransformation;
+
+constexpr long long kSize = 64;
+
+// One point (1000 millipoints) per pixel.
+QorSc::Environment Env() {
+  return QorSc::Environment(Morv::MilliPointRectangle(0.0, 0.0, kSize * 1000.0, kSize * 1000.0),
+                            kSize, kSize);
+}
+
+T Rotated(double degrees, double scale, double tx, double ty) {
+  const double r = degrees * std::numbers::pi / 180.0;
+  return {
+      scale * std::cos(r), scale * std::sin(r), -scale * std::sin(r), scale * std::cos(r), tx, ty};
+}
+
+// A document content is needed for a paint; the cell's objects do not matter here.
+struct Cell {
+  std::shared_ptr<const QorDoc::Document> document;
+  const QorDoc::Content* content = nullptr;
+};
+Cell EmptyCell() {
+  QorDoc::DocumentBuilder builder;
+  Cell cell;
+  cell.content = &builder.AddContent();
+  cell.document = builder.Build();
+  return cell;
+}
+
+// Column and row under the centre of pixel (x, y), by the inverse of the whole
+// placement: device → world → pattern, then the position within the period. `near`
+// is set when the centre lies within 1e-7 of a sample edge, where either side is
+// right.
+void Oracle(const QorSc::Environment& env, const T& matrix, const QorPaint::TilingPaint& paint,
+            const CellLattice& lattice, long long x, long long y, long long& column, long long& row,
+            bool& near) {
+  const auto world = env.InternalToWorld(
+      QorSc::Point<double>{static_cast<double>(x) + 0.5, static_cast<double>(y) + 0.5});
+  const auto p = matrix.Inverse().Apply(world);
+  const double ax = std::fabs(paint.GetXStep()), ay = std::fabs(paint.GetYStep());
+  double a = std::fmod(p.x.Value() - paint.GetBox().X(), ax) / ax;
+  double b = std::fmod(p.y.Value() - paint.GetBox().Y(), ay) / ay;
+  if (a < 0.0) a += 1.0;
+  if (b < 0.0) b += 1.0;
+  const double s = a * static_cast<double>(lattice.columns);
+  const double t = (1.0 - b) * static_cast<double>(lattice.rows);
+  auto edge = [](double v) { return std::fabs(v - std::round(v)) < 1e-7; };
+  near = edge(s) || edge(t);
+  column = static_cast<long long>(std::floor(s)) % lattice.columns;
+  row = static_cast<long long>(std::floor(t)) % lattice.rows;
+}
+
+TEST(TilingPaintGetter, WrapsIntoThePeriod) {
+  EXPECT_EQ(CellLattice::Wrap(0.0, 4), 0);
+  EXPECT_EQ(CellLattice::Wrap(3.999, 4), 3);
+  EXPECT_EQ(CellLattice::Wrap(4.0, 4), 0);
+  EXPECT_EQ(CellLattice::Wrap(-0.5, 4), 3);
+  EXPECT_EQ(CellLattice::Wrap(-4.0, 4), 0);
+  EXPECT_EQ(CellLattice::Wrap(-1e-300, 4), 3);
+  EXPECT_EQ(CellLattice::Wrap(-9.5, 3), 2);
+  EXPECT_EQ(CellLattice::Wrap(1e20 + 0.0, 7), static_cast<long long>(std::fmod(1e20, 7.0)));
+  EXPECT_EQ(CellLattice::Wrap(std::nan(""), 5), 0);
+  EXPECT_EQ(CellLattice::Wrap(12.5, 1), 0);
+}
+
+TEST(TilingPaintGetter, SamplesFollowTheLatticeInEveryPlacement) {
+  const Cell cell = EmptyCell();
+  const QorSc::Environment env = Env();
+  struct Case {
+    T matrix;
+    double xStep, yStep;
+    Morv::MilliPointRectangle box;
+    long long columns, rows;  // 0: not checked
+  };
+  const Case cases[] = {
+      // Upright, pixel-aligned: one sample per pixel.
+      {T{1000, 0, 0, 1000, 3000, 2000}, 4.0, 4.0, {0, 0, 4, 4}, 4, 4},
+      // Negative steps make the same lattice.
+      {T{1000, 0, 0, 1000, 3000, 2000}, -4.0, -4.0, {0, 0, 4, 4}, 4, 4},
+      // Non-integer steps: samples smaller than a pixel.
+      {T{1000, 0, 0, 1000, 0, 0}, 2.5, -3.25, {0.25, 0.5, 1, 1}, 3, 4},
+      // Rotated, scaled and mirrored lattices.
+      {Rotated(30.0, 1000.0, 31000.0, 7000.0), 7.3, -4.6, {-1, 2, 3, 3}, 0, 0},
+      {Rotated(-117.0, 830.0, 40000.0, 50000.0), -5.5, 9.1, {0, 0, 5.5, 9.1}, 0, 0},
+      {T{0, 1200, 1000, 0, 5000, 1000}, 3.0, 2.0, {0, 0, 3, 2}, 0, 0},
+  };
+  for (const Case& c : cases) {
+    const QorPaint::TilingPaint paint(cell.content, c.matrix, c.xStep, c.yStep, c.box);
+    const CellLattice lattice = QorSc::MakeCellLattice(env, T{}, paint);
+    if (c.columns != 0) {
+      EXPECT_EQ(lattice.columns, c.columns);
+      EXPECT_EQ(lattice.rows, c.rows);
+    }
+    auto raster = std::make_shared<QorSc::CellRaster>();
+    raster->columns = lattice.columns;
+    raster->rows = lattice.rows;
+    raster->opacity.assign(static_cast<std::size_t>(lattice.columns * lattice.rows), 1.0f);
+    const QorSc::TilingPaintGetter getter(raster, lattice);
+    int checked = 0;
+    for (long long y = 0; y < kSize; ++y) {
+      for (long long x = 0; x < kSize; ++x) {
+        long long column, row;
+        bool near;
+        Oracle(env, c.matrix, paint, lattice, x, y, column, row, near);
+        if (near) continue;
+        ++checked;
+        ASSERT_EQ(getter.SampleAt(x, y), static_cast<std::size_t>(row * lattice.columns + column))
+            << "pixel " << x << "," << y << " step " << c.xStep << "," << c.yStep;
+      }
+    }
+    EXPECT_GT(checked, kSize * kSize * 85 / 100);  // centres on sample edges skipped
+  }
+
+  // Pixel centres exactly on period boundaries: across, a centre on the boundary
+  // starts the next period's first column; down (rows run down the page), a centre
+  // on the period's lower edge is the top row of the period below.
+  const QorPaint::TilingPaint aligned(cell.content, T{1000, 0, 0, 1000, 0, 0}, 4.0, -4.0,
+                                      {0.5, 0.5, 2, 2});
+  const CellLattice lattice = QorSc::MakeCellLattice(env, T{}, aligned);
+  ASSERT_EQ(lattice.columns, 4);
+  auto raster = std::make_shared<QorSc::CellRaster>();
+  raster->columns = raster->rows = 4;
+  raster->opacity.assign(16, 1.0f);
+  const QorSc::TilingPaintGetter getter(raster, lattice);
+  const long long bottom = kSize - 1;         // centres at world y 0.5
+  EXPECT_EQ(getter.SampleAt(0, bottom), 0u);  // x 0.5: column 0 of row 0
+  EXPECT_EQ(getter.SampleAt(3, bottom), 3u);
+  EXPECT_EQ(getter.SampleAt(4, bottom), 0u);                // x 4.5: the next period
+  EXPECT_EQ(getter.SampleAt(1, bottom - 1), 3u * 4u + 1u);  // y 1.5: the bottom row
+  EXPECT_EQ(getter.SampleAt(kSize - 4, bottom - 4), 0u);
+  EXPECT_EQ(getter.SampleAt(kSize - 4, bottom - 7), 1u * 4u + 0u);
+}
+
+TEST(TilingPaintGetter, GathersValuesAndOpacityAndCapsTheRaster) {
+  const Cell cell = EmptyCell();
+  const QorSc::Environment env = Env();
+  const QorPaint::TilingPaint paint(cell.content, T{1000, 0, 0, 1000, 0, 0}, 3.0, 2.0,
+                                    {0, 0, 3, 2});
+  const CellLattice lattice = QorSc::MakeCellLattice(env, T{}, paint);
+  auto raster = std::make_shared<QorSc::CellRaster>();
+  raster->columns = 3;
+  raster->rows = 2;
+  raster->components = 2;
+  for (int i = 0; i < 12; ++i)
+    raster->values.push_back(static_cast<float>(i) / 16.0f);
+  raster->opacity = {1.0f, 0.5f, 0.0f, 0.25f, 1.0f, 0.75f};
+  QorSc::TilingPaintGetter getter(raster, lattice);
+  EXPECT_EQ(getter.GetPaintKind(), 2);
+  ASSERT_EQ(getter.Kinds().size(), 2u);
+  EXPECT_EQ(getter.Kinds()[1], QorSc::kKindPerPixel);
+  QorSc::SourcePaintBuffers buffers(2, 0, kSize);
+  const QorSc::RunList runs = {{1, 7}, {20, 5}};
+  QorSc::RunList painted;
+  for (long long y : {10LL, 11LL}) {
+    getter.Compute({y}, runs, buffers, painted);
+    EXPECT_EQ(painted, runs);
+    for (const auto& run : runs) {
+      for (long long x = run.start; x < run.End(); ++x) {
+        const std::size_t i = getter.SampleAt(x, y);
+        EXPECT_EQ(buffers.Mask()[x], raster->opacity[i]);
+        EXPECT_EQ(buffers.Component(0)[x], raster->values[i]);
+        EXPECT_EQ(buffers.Component(1)[x], raster->values[6 + i]);
+      }
+    }
+  }
+  // A raster that does not fit its lattice is refused.
+  auto small = std::make_shared<QorSc::CellRaster>(*raster);
+  small->opacity.pop_back();
+  EXPECT_THROW(QorSc::TilingPaintGetter(small, lattice), std::invalid_argument);
+
+  // A cell spanning far more pixels than the cap is coarsened evenly.
+  const QorPaint::TilingPaint big(cell.content, T{1000, 0, 0, 1000, 0, 0}, 3000.0, 1000.0,
+                                  {0, 0, 3000, 1000});
+  const CellLattice capped = QorSc::MakeCellLattice(env, T{}, big, 30000);
+  EXPECT_LE(capped.columns * capped.rows, 30000);
+  EXPECT_GE(capped.columns * capped.rows, 29000);
+  EXPECT_NEAR(static_cast<double>(capped.columns) / static_cast<double>(capped.rows), 3.0, 0.05);
+
+  // Paints refuse what a lattice cannot be made of.
+  EXPECT_THROW(QorPaint::TilingPaint(cell.content, T{}, 0.0, 1.0, {0, 0, 1, 1}),
+               std::invalid_argument);
+  EXPECT_THROW(QorPaint::TilingPaint(cell.content, T{}, 1.0, 1.0, {0, 0, 0, 1}),
+               std::invalid_argument);
+  EXPECT_THROW(QorPaint::TilingPaint(cell.content, T{1, 2, 2, 4, 0, 0}, 1.0, 1.0, {0, 0, 1, 1}),
+               std::invalid_argument);
+  EXPECT_THROW(QorPaint::TilingPaint(nullptr, T{}, 1.0, 1.0, {0, 0, 1, 1}), std::invalid_argument);
+}
+
+// ---- Whole pages: the tiled paint against the cells laid out one by one ----
+
+struct Pattern {
+  T matrix;  // pattern space (points) to page millipoints
+  double xStep, yStep;
+  Morv::MilliPointRectangle box;
+};
+
+QorDoc::Fillable::Painting Ink(const char* name, float tint) {
+  QorColor::Color color;
+  color.Add(name, tint);
+  QorDoc::Fillable::Painting painting;
+  painting.fill = std::make_shared<const QorPaint::FlatPaint>(color);
+  return painting;
+}
+
+// One cell at lattice offset (i, j): the box as clip, a black disc-like polygon and
+// an orange bar, all placed by the pattern matrix.
+void AddCell(QorDoc::DocumentBuilder& builder, QorDoc::Content& content, const Pattern& p, double i,
+             double j) {
+  const T t = Morv::Compose(p.matrix, T::Translation(i * p.xStep, j * p.yStep));
+  const auto& b = p.box;
+  builder.AddPath(content,
+                  Morv::PathBuilder().Rectangle(b.X(), b.Y(), b.Width(), b.Height()).BuildShared(),
+                  {}, t, true);
+  const double cx = b.X() + b.Width() * 0.45, cy = b.Y() + b.Height() * 0.55;
+  const double r = std::min(b.Width(), b.Height()) * 0.33;
+  Morv::PathBuilder disc;
+  for (int k = 0; k < 12; ++k) {
+    const double a = k * std::numbers::pi / 6.0;
+    if (k == 0) {
+      disc.MoveTo(cx + r * std::cos(a), cy + r * std::sin(a));
+    } else {
+      disc.LineTo(cx + r * std::cos(a), cy + r * std::sin(a));
+    }
+  }
+  builder.AddPath(content, disc.Close().BuildShared(), Ink("Black", 1.0f), t);
+  builder.AddPath(content,
+                  Morv::PathBuilder()
+                      .Rectangle(b.X() - 0.2 * b.Width(), b.Y() + 0.1 * b.Height(), b.Width() * 0.9,
+                                 b.Height() * 0.2)
+                      .BuildShared(),
+                  Ink("Orange", 0.6f), t);
+}
+
+// The painted area: a polygon over most of the page.
+std::shared_ptr<const Morv::Compound> Area() {
+  return Morv::PathBuilder()
+      .MoveTo(4000, 5000)
+      .LineTo(60000, 9000)
+      .LineTo(55000, 60000)
+      .LineTo(9000, 52000)
+      .Close()
+      .BuildShared();
+}
+
+// Both pages' plates, Black then Orange, one byte per pixel.
+std::vector<unsigned char> Render(const QorDoc::Document& document) {
+  Options::SeparationList plates;
+  plates.Add("Black", 0.0f);
+  plates.Add("Orange", 0.0f);
+  const Options options(plates, document.GetSeparationInfo());
+  QorSc::ScanConverter converter(QorSc::CollectObjects(Env(), options, {0, 0, kSize, kSize},
+                                                       *document.GetPages().front(), {},
+                                                       QorSc::kAllSelection));
+  std::vector<unsigned char> line(2 * kSize), all;
+  while (converter.GetLine255PlaneInterleaved(line.data()))
+    all.insert(all.end(), line.begin(), line.end());
+  return all;
+}
+
+std::shared_ptr<const QorDoc::Document> Tiled(const Pattern& p) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorDoc::Content& cell = builder.AddContent();
+  AddCell(builder, cell, p, 0.0, 0.0);
+  QorDoc::Fillable::Painting painting;
+  painting.fill =
+      std::make_shared<const QorPaint::TilingPaint>(&cell, p.matrix, p.xStep, p.yStep, p.box);
+  builder.AddPath(page, Area(), std::move(painting));
+  return builder.Build();
+}
+
+std::shared_ptr<const QorDoc::Document> Replicated(const Pattern& p) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorDoc::Content& members = builder.AddContent();
+  builder.AddPath(members, Area(), {}, {}, true);
+  builder.AddGroup(page, members);
+  // Every offset whose cell can reach the page, j then i ascending.
+  for (int j = -40; j <= 40; ++j) {
+    for (int i = -40; i <= 40; ++i) {
+      QorDoc::Content& clipped = builder.AddContent();
+      AddCell(builder, clipped, p, i, j);
+      builder.AddGroup(members, clipped);
+    }
+  }
+  return builder.Build();
+}
+
+double Agreement(const Pattern& p, int& painted) {
+  const auto tiled = Render(*Tiled(p));
+  const auto replicated = Render(*Replicated(p));
+  EXPECT_EQ(tiled.size(), replicated.size());
+  std::size_t same = 0;
+  painted = 0;
+  for (std::size_t k = 0; k < tiled.size(); ++k) {
+    same += tiled[k] == replicated[k];
+    painted += replicated[k] != 0;
+  }
+  return static_cast<double>(same) / static_cast<double>(tiled.size());
+}
+
+TEST(TilingPaintGetter, TiledPagesAgreeWithCellsLaidOutByHand) {
+  int painted = 0;
+  // Pixel-aligned cells: every sample is a pixel, so every pixel agrees.
+  EXPECT_EQ(Agreement({T{1000, 0, 0, 1000, 3000, 2000}, 6.0, 5.0, {0, 0, 6, 5}}, painted), 1.0);
+  EXPECT_GT(painted, 500);
+  EXPECT_EQ(Agreement({T{1000, 0, 0, 1000, 1000, 0}, -8.0, 7.0, {-1, 1, 6, 5}}, painted), 1.0);
+  // Rotated lattices with non-integer and negative steps, cells overlapping their
+  // neighbours: nearest samples at device density move an edge by under a pixel.
+  const double rotated =
+      Agreement({Rotated(25.0, 1000.0, 7000.0, 3000.0), 9.3, -7.7, {0, 0, 9.3, 7.7}}, painted);
+  EXPECT_GT(rotated, 0.95);
+  const double overlapping =
+      Agreement({Rotated(-60.0, 1300.0, 20000.0, 9000.0), 6.5, 5.2, {-1, -1, 8, 7}}, painted);
+  EXPECT_GT(overlapping, 0.95);
+  const double skewed =
+      Agreement({T{1100, 300, -500, 900, 2000, 40000}, -4.4, 6.1, {0.3, -0.2, 3.9, 5.5}}, painted);
+  EXPECT_GT(skewed, 0.95);
+  EXPECT_GT(painted, 500);
+  std::printf("agreement: rotated %.4f, overlapping %.4f, skewed %.4f\n", rotated, overlapping,
+              skewed);
+}
+
+}  // namespace
