@@ -52,9 +52,19 @@ CellLattice MakeCellLattice(const Environment& env, const Morv::MilliPointTransf
     throw std::invalid_argument("tiling paint: the cell lattice is singular on the device");
   }
 
+  // A period lying on whole pixels (axis-parallel, whole lengths, corner on a pixel
+  // corner) is sampled exactly at the pixel centres; any other is sampled
+  // kCellOversampling times finer per axis, so that a sample centre is never more
+  // than an eighth of a pixel from the pixel centre it stands for.
+  auto whole = [](double v) { return std::fabs(v - std::round(v)) <= 1e-6; };
+  const bool upright = (std::fabs(uy) <= 1e-9 && std::fabs(vx) <= 1e-9) ||
+                       (std::fabs(ux) <= 1e-9 && std::fabs(vy) <= 1e-9);
+  const bool aligned =
+      upright && whole(ux) && whole(uy) && whole(vx) && whole(vy) && whole(o.x) && whole(o.y);
+  const double density = aligned ? 1.0 : static_cast<double>(kCellOversampling);
   CellLattice lattice;
-  lattice.columns = SamplesAlong(std::hypot(ux, uy));
-  lattice.rows = SamplesAlong(std::hypot(vx, vy));
+  lattice.columns = SamplesAlong(std::hypot(ux, uy) * density);
+  lattice.rows = SamplesAlong(std::hypot(vx, vy) * density);
   const double total = static_cast<double>(lattice.columns) * static_cast<double>(lattice.rows);
   if (total > static_cast<double>(maxSamples)) {
     const double shrink = std::sqrt(static_cast<double>(maxSamples) / total);

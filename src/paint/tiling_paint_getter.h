@@ -12,9 +12,12 @@
 // step the raster is transparent (opacity 0), which the compositor applies like a
 // picture's soft mask.
 //
-// Sizing: a period gets as many samples across each lattice axis as it spans
-// device pixels along it (rounded up, exact lengths kept), so a sample is at most
-// a pixel; past kMaxCellSamples the raster is coarsened evenly on both axes.
+// Sizing: a period lying on whole device pixels (axis-parallel, whole lengths,
+// its corner on a pixel corner) gets one sample per pixel, whose centres are the
+// pixel centres: the result is then exactly the cells drawn one by one. Any other
+// period gets kCellOversampling samples per pixel along each lattice axis (rounded
+// up), so a pixel takes the cell's value at a point within an eighth of a pixel of
+// its centre; past kMaxCellSamples the raster is coarsened evenly on both axes.
 //
 // Hot loop: no allocation (the index scratch is sized on the first line to the
 // buffers' width), no virtual call; per pixel two floors and two wraps, then one
@@ -36,6 +39,8 @@ namespace QorSc {
 // The largest raster of one cell, in samples (each costs a float per component and
 // one for opacity).
 inline constexpr long long kMaxCellSamples = 1LL << 20;
+// Samples per device pixel along each axis of a period not aligned with the pixels.
+inline constexpr long long kCellOversampling = 4;
 
 struct CellRaster {
   long long columns = 0;
