@@ -7,8 +7,8 @@ and 6 pt.
     BENCH_DPIS=1200 BENCH_THREADS=1 bench/pages.sh DIR
 
 The 6 pt page (about 14 000 cells) is drawn cell by cell; the 0.5 pt and 1 pt pages
-(2 and 0.5 million cells) pass the importer's cell limit and are filled flat with a
-warning. Every run writes the same bytes.
+(2 and 0.5 million cells) pass the importer's cell limit and become one object whose
+cell the renderer draws once and repeats. Every run writes the same bytes.
 """
 import pathlib
 import sys

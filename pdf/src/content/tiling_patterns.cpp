@@ -10,9 +10,13 @@
 //
 // Invariants: cells are counted before any is made; when the cells times the cell's
 // painting operators pass ImportLimits::max_tile_objects (or the page's tiling
-// budget), the area is filled flat instead with one warning, so a hairline cell over a page cannot
-// make millions of objects. The cell content is decoded once per use. A pattern met again inside
-// its own cell is not drawn there (it would draw itself forever).
+// budget), the area is instead one object painted with a QorPaint::TilingPaint whose
+// cell is the content run once (the renderer draws it once and repeats it), so a
+// hairline cell over a page cannot make millions of objects. Only where such a
+// paint cannot stand in (steps finer than any press resolves, a /BBox more than 64
+// steps wide) is the area filled flat, with one warning. The cell content is
+// decoded once per page. A pattern met again inside its own cell is not drawn there
+// (it would draw itself forever).
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
