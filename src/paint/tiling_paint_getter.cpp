@@ -82,6 +82,11 @@ CellLattice MakeCellLattice(const Environment& env, const Morv::MilliPointTransf
   lattice.tx = rows * uy / det;
   lattice.ty = -rows * ux / det;
   lattice.t0 = rows - (lattice.tx * o.x + lattice.ty * o.y);
+  for (double v : {lattice.sx, lattice.sy, lattice.s0, lattice.tx, lattice.ty, lattice.t0}) {
+    if (!std::isfinite(v)) {
+      throw std::invalid_argument("tiling paint: the cell lattice is singular on the device");
+    }
+  }
   lattice.x_scale = columns / ax;
   lattice.y_scale = rows / ay;
   lattice.x0 = box.X();
