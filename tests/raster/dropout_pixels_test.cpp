@@ -65,4 +65,33 @@ TEST(DropoutPixels, DiagonalHairlinesConnect) {
   }
 }
 
+// Crossings are grouped per line whatever order the outline gives them: stems added
+// right to left and of both orientations, more of them on one row than a glyph has
+// (the long-line sort), and a shape far below the box (the lines between are not
+// counted one by one) all give the same pixels as each stem alone.
+TEST(DropoutPixels, ManyShapesInAnyOrderAndFarApart) {
+  Morv::PathBuilder near, far;
+  std::vector<DropoutPixel> expected;
+  for (int s = 19; s >= 0; --s) {
+    const double x = 2.1 + 2.0 * s;
+    QorScTest::Polygon stem = Rect(x, 2.2, x + 0.3, 8.8);
+    if (s % 2 != 0) std::reverse(stem.begin(), stem.end());
+    near.Polygon(QorScTest::ToWorld(stem));
+    far.Polygon(QorScTest::ToWorld(stem));
+    for (long long y = 2; y < 9; ++y)
+      expected.push_back({static_cast<long long>(x), y});
+  }
+  std::sort(expected.begin(), expected.end(), [](const DropoutPixel& a, const DropoutPixel& b) {
+    return a.y != b.y ? a.y < b.y : a.x < b.x;
+  });
+  far.Polygon(QorScTest::ToWorld(Rect(3.6, 1.0e7, 3.9, 1.0e7 + 5.0)));
+  const QorMath::Rectangle<long long> box{0, 0, QorScTest::kWidth, QorScTest::kHeight};
+  EXPECT_EQ(
+      QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), near.Build(Morv::kNonZero), {}, box),
+      expected);
+  EXPECT_EQ(
+      QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), far.Build(Morv::kNonZero), {}, box),
+      expected);
+}
+
 }  // namespace
