@@ -10,161 +10,178 @@
 namespace QorSc {
 namespace {
 
-// Where an edge crosses the centre line of one row (or column): the position along
-// it and the edge's direction.
+// A polygon corner in internal space with its coordinates rounded to pixel lines
+// and clamped to the box's lines once (each corner ends two edges, read along both
+// axes).
+struct Corner {
+  Point<double> p;
+  long long row;
+  long long column;
+};
+
+// Where an edge crosses a centre line: the position along the line and the edge's
+// direction. Its line is the bucket that holds it.
 struct Crossing {
   double at;
-  long long line;
   int winding;
 };
 
-class CrossingCollector {
+// The crossings of the centre lines of one axis (rows, or columns through the
+// caller swapping the axes), kept in one array grouped by line: the edges are first
+// counted per line (a difference array over the lines the outline spans), then each
+// crossing is written straight into its line's part. A line's crossings then come
+// in the order of the outline, which a row through a line of text meets glyph by
+// glyph from left to right: nearly sorted, so insertion costs their few inversions.
+// Sorting one list of all crossings was most of the cost of a text page's collection.
+class AxisCrossings {
  public:
-  // How many centre lines the edge from p to q crosses along one axis: line j when
-  // round(min) <= j < round(max), as in the path generator.
-  static std::size_t Count(double p_along, double q_along) {
-    const long long a = RoundToPixel(p_along), b = RoundToPixel(q_along);
-    return static_cast<std::size_t>(a < b ? b - a : a - b);
+  // Lines `lowest` to `highest` − 1 may be crossed; edges' ends are given as pixel
+  // lines clamped to [lowest, highest].
+  AxisCrossings(long long lowest, long long highest)
+      : lowest_(lowest), ends_(static_cast<std::size_t>(highest - lowest) + 1, 0) {}
+
+  // An edge between pixel lines a and b (its ends rounded) crosses the centre lines
+  // min(a, b) to max(a, b) − 1, as in the path generator.
+  void Count(long long a, long long b) {
+    if (a == b) return;
+    ++ends_[Index(std::min(a, b))];
+    --ends_[Index(std::max(a, b))];
   }
 
-  void Reserve(std::size_t count) { crossings_.reserve(count); }
+  // After every edge was counted: the part of each line in one array.
+  void Place() {
+    std::ptrdiff_t running = 0, total = 0;
+    for (std::ptrdiff_t& e : ends_) {
+      running += e;
+      e = total;  // the line's first slot, advanced to its end as crossings are added
+      total += running;
+    }
+    crossings_.resize(static_cast<std::size_t>(total));
+  }
 
-  // Adds the crossings of the edge from p to q with the rows' centre lines (and,
-  // through the caller swapping the axes, with the columns').
-  void Add(double p_across, double p_along, double q_across, double q_along) {
-    if (p_along == q_along) return;
-    const bool down = q_along > p_along;
-    const long long first = RoundToPixel(down ? p_along : q_along);
-    const long long end = RoundToPixel(down ? q_along : p_along);
-    if (first >= end) return;
+  void Add(double p_across, double p_along, long long p_line, double q_across, double q_along,
+           long long q_line) {
+    if (p_line == q_line) return;
+    const bool down = q_line > p_line;
+    const long long first = down ? p_line : q_line;
+    const long long end = down ? q_line : p_line;
     const double slope = (q_across - p_across) / (q_along - p_along);
     const int winding = down ? 1 : -1;
     for (long long j = first; j < end; ++j) {
       const double centre = static_cast<double>(j) + 0.5;
-      crossings_.push_back({p_across + (centre - p_along) * slope, j, winding});
+      crossings_[static_cast<std::size_t>(ends_[Index(j)]++)] = {
+          p_across + (centre - p_along) * slope, winding};
     }
-    lowest_ = std::min(lowest_, first);
-    highest_ = std::max(highest_, end - 1);
   }
 
   // Appends the dropout pixel of every inside span without a pixel centre; `rows`
   // says whether lines are rows (pixel (middle, line)) or columns (pixel (line,
   // middle)).
-  void Spans(bool nonZero, bool rows, std::vector<DropoutPixel>& out) {
-    const std::vector<Crossing>& sorted = SortedByLineThenPosition();
-    std::size_t i = 0;
-    while (i < sorted.size()) {
-      const long long line = sorted[i].line;
+  void Spans(bool non_zero, bool rows, std::vector<DropoutPixel>& out) {
+    std::size_t begin = 0;
+    for (std::size_t l = 0; l + 1 < ends_.size(); ++l) {
+      const auto end = static_cast<std::size_t>(ends_[l]);
+      SortLine(begin, end);
+      const long long line = lowest_ + static_cast<long long>(l);
       int sum = 0;
       double start = 0.0;
-      for (; i < sorted.size() && sorted[i].line == line; ++i) {
-        const bool was_inside = nonZero ? sum != 0 : (sum & 1) != 0;
-        sum += sorted[i].winding;
-        const bool inside = nonZero ? sum != 0 : (sum & 1) != 0;
-        if (!was_inside && inside) start = sorted[i].at;
-        if (was_inside && !inside && RoundToPixel(start) == RoundToPixel(sorted[i].at)) {
-          const auto middle = static_cast<long long>(std::floor(0.5 * (start + sorted[i].at)));
+      for (std::size_t i = begin; i < end; ++i) {
+        const Crossing& c = crossings_[i];
+        const bool was_inside = non_zero ? sum != 0 : (sum & 1) != 0;
+        sum += c.winding;
+        const bool inside = non_zero ? sum != 0 : (sum & 1) != 0;
+        if (!was_inside && inside) start = c.at;
+        if (was_inside && !inside && RoundToPixel(start) == RoundToPixel(c.at)) {
+          const auto middle = static_cast<long long>(std::floor(0.5 * (start + c.at)));
           out.push_back(rows ? DropoutPixel{middle, line} : DropoutPixel{line, middle});
-        }
-      }
-    }
-  }
-
- private:
-  // The crossings grouped by line (a counting sort: a closed outline crosses every
-  // line between its lowest and highest, so the lines are about as many as the
-  // crossings), then each line's few crossings by position. Both steps are stable, so
-  // crossings at the same position keep the order of the outline. Sorting the whole
-  // list at once was most of the cost of a text page's collection.
-  const std::vector<Crossing>& SortedByLineThenPosition() {
-    auto by_position = [](const Crossing& a, const Crossing& b) { return a.at < b.at; };
-    if (crossings_.empty()) return crossings_;
-    const auto span = static_cast<unsigned long long>(highest_ - lowest_);
-    if (span > 2 * crossings_.size() + 1024) {
-      // Subpaths far apart: as many counters as lines would waste memory.
-      std::stable_sort(crossings_.begin(), crossings_.end(),
-                       [](const Crossing& a, const Crossing& b) {
-                         return a.line != b.line ? a.line < b.line : a.at < b.at;
-                       });
-      return crossings_;
-    }
-    const auto lines = static_cast<std::size_t>(span) + 1;
-    starts_.assign(lines + 1, 0);
-    for (const Crossing& c : crossings_)
-      ++starts_[static_cast<std::size_t>(c.line - lowest_) + 1];
-    for (std::size_t l = 0; l < lines; ++l)
-      starts_[l + 1] += starts_[l];
-    sorted_.resize(crossings_.size());
-    for (const Crossing& c : crossings_)
-      sorted_[starts_[static_cast<std::size_t>(c.line - lowest_)]++] = c;
-    // starts_[l] is now the end of line l. A row through a line of text meets its
-    // glyphs from left to right, so its crossings come nearly sorted: insertion costs
-    // their few inversions, and a line that needs many more moves than it has
-    // crossings is finished by a merge sort, which keeps the order of equal ones.
-    std::size_t begin = 0;
-    for (std::size_t l = 0; l < lines; ++l) {
-      const std::size_t end = starts_[l];
-      std::size_t budget = kMovesPerCrossing * (end - begin);
-      for (std::size_t k = begin + 1; k < end; ++k) {
-        const Crossing c = sorted_[k];
-        std::size_t m = k;
-        for (; m > begin && c.at < sorted_[m - 1].at && budget > 0; --m, --budget)
-          sorted_[m] = sorted_[m - 1];
-        sorted_[m] = c;
-        if (budget == 0) {
-          std::stable_sort(sorted_.begin() + static_cast<std::ptrdiff_t>(begin),
-                           sorted_.begin() + static_cast<std::ptrdiff_t>(end), by_position);
-          break;
         }
       }
       begin = end;
     }
-    return sorted_;
+  }
+
+ private:
+  std::size_t Index(long long line) const { return static_cast<std::size_t>(line - lowest_); }
+
+  // Stable: crossings at the same position keep the outline's order. A line that
+  // needs many more moves than it has crossings (a string turned upside down) is
+  // finished by a merge sort.
+  void SortLine(std::size_t begin, std::size_t end) {
+    std::size_t budget = kMovesPerCrossing * (end - begin);
+    for (std::size_t k = begin + 1; k < end; ++k) {
+      const Crossing c = crossings_[k];
+      std::size_t m = k;
+      for (; m > begin && c.at < crossings_[m - 1].at && budget > 0; --m, --budget)
+        crossings_[m] = crossings_[m - 1];
+      crossings_[m] = c;
+      if (budget == 0) {
+        std::stable_sort(crossings_.begin() + static_cast<std::ptrdiff_t>(begin),
+                         crossings_.begin() + static_cast<std::ptrdiff_t>(end),
+                         [](const Crossing& a, const Crossing& b) { return a.at < b.at; });
+        return;
+      }
+    }
   }
 
   static constexpr std::size_t kMovesPerCrossing = 8;
 
+  long long lowest_;
+  std::vector<std::ptrdiff_t> ends_;
   std::vector<Crossing> crossings_;
-  std::vector<Crossing> sorted_;
-  std::vector<std::size_t> starts_;
-  long long lowest_ = std::numeric_limits<long long>::max();
-  long long highest_ = std::numeric_limits<long long>::min();
 };
+
+std::size_t LinesCrossed(long long a, long long b) {
+  return static_cast<std::size_t>(a < b ? b - a : a - b);
+}
 
 }  // namespace
 
 std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
                                             const Morv::MilliPointTransformation& t,
                                             const QorMath::Rectangle<long long>& box) {
-  // The flattened polygons first, so that the crossings are counted (and bounded)
-  // before any is stored, and their lists are allocated once.
-  std::vector<Point<double>> points;
+  // Only lines inside the box can give a pixel that is kept (a row's pixels lie on
+  // it, a column's in it), and a span is found from its own line's crossings alone:
+  // the lines are limited to the box, so subpaths far apart or far outside cost no
+  // counter for every line between. Clamping an edge's ends to the box's lines keeps
+  // its crossings of the lines inside.
+  if (box.left >= box.right || box.top >= box.bottom) return {};
+  auto row_of = [&](long long row) { return std::clamp(row, box.top, box.bottom); };
+  auto column_of = [&](long long column) { return std::clamp(column, box.left, box.right); };
+  // The flattened polygons first, so that the crossings are counted (and bounded, by
+  // the whole outline's) before any is stored.
+  std::vector<Corner> corners;
   std::vector<std::size_t> polygon_ends;
   std::size_t row_count = 0, column_count = 0;
   auto walk = [&](PointEnumerator& enumerator) {
     Point<double> p;
-    const std::size_t first = points.size();
+    const std::size_t first = corners.size();
+    long long first_row = 0, first_column = 0, previous_row = 0, previous_column = 0;
     while (enumerator.Next(p)) {
-      if (points.size() > first) {
-        const Point<double>& previous = points.back();
-        row_count += CrossingCollector::Count(previous.y, p.y);
-        column_count += CrossingCollector::Count(previous.x, p.x);
+      const long long row = RoundToPixel(p.y), column = RoundToPixel(p.x);
+      if (corners.size() > first) {
+        row_count += LinesCrossed(previous_row, row);
+        column_count += LinesCrossed(previous_column, column);
         if (row_count > kMaxDropoutCrossings || column_count > kMaxDropoutCrossings) return false;
+      } else {
+        first_row = row;
+        first_column = column;
       }
-      points.push_back(p);
+      previous_row = row;
+      previous_column = column;
+      corners.push_back({p, row_of(row), column_of(column)});
     }
-    if (points.size() > first) {
+    if (corners.size() > first) {
       // Each polygon is closed back to its first point, as the generator closes it.
-      row_count += CrossingCollector::Count(points.back().y, points[first].y);
-      column_count += CrossingCollector::Count(points.back().x, points[first].x);
-      polygon_ends.push_back(points.size());
+      row_count += LinesCrossed(previous_row, first_row);
+      column_count += LinesCrossed(previous_column, first_column);
+      polygon_ends.push_back(corners.size());
     }
     return row_count <= kMaxDropoutCrossings && column_count <= kMaxDropoutCrossings;
   };
   for (const Morv::Subpath& subpath : compound.GetSubpaths()) {
     bool bounded;
-    if (const std::vector<Morv::MilliPointPoint>* corners = subpath.VectorPoints()) {
-      VectorPointEnumerator enumerator(*corners, t, env);
+    if (const std::vector<Morv::MilliPointPoint>* vector_points = subpath.VectorPoints()) {
+      VectorPointEnumerator enumerator(*vector_points, t, env);
       bounded = walk(enumerator);
     } else {
       SubpathPointEnumerator enumerator(subpath, t, env);
@@ -172,23 +189,45 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
     }
     if (!bounded) return {};
   }
-  CrossingCollector rows, columns;
-  rows.Reserve(row_count);
-  columns.Reserve(column_count);
-  std::size_t begin = 0;
-  for (const std::size_t end : polygon_ends) {
-    for (std::size_t i = begin; i < end; ++i) {
-      const Point<double>& p = points[i];
-      const Point<double>& q = points[i + 1 < end ? i + 1 : begin];
-      rows.Add(p.x, p.y, q.x, q.y);
-      columns.Add(p.y, p.x, q.y, q.x);
-    }
-    begin = end;
+  if (corners.empty()) return {};
+  long long top = corners.front().row, bottom = top, left = corners.front().column, right = left;
+  for (const Corner& c : corners) {
+    top = std::min(top, c.row);
+    bottom = std::max(bottom, c.row);
+    left = std::min(left, c.column);
+    right = std::max(right, c.column);
   }
   const bool non_zero = compound.GetWindingRule() == Morv::kNonZero;
   std::vector<DropoutPixel> pixels;
-  rows.Spans(non_zero, true, pixels);
-  columns.Spans(non_zero, false, pixels);
+  // Rows (lines are y, positions x) and then columns, through the same steps.
+  auto axis = [&](bool rows, long long lowest, long long highest) {
+    if (lowest >= highest) return;
+    AxisCrossings crossings(lowest, highest);
+    auto for_each_edge = [&](auto&& edge) {
+      std::size_t begin = 0;
+      for (const std::size_t end : polygon_ends) {
+        for (std::size_t i = begin; i < end; ++i)
+          edge(corners[i], corners[i + 1 < end ? i + 1 : begin]);
+        begin = end;
+      }
+    };
+    if (rows) {
+      for_each_edge([&](const Corner& p, const Corner& q) { crossings.Count(p.row, q.row); });
+      crossings.Place();
+      for_each_edge([&](const Corner& p, const Corner& q) {
+        crossings.Add(p.p.x, p.p.y, p.row, q.p.x, q.p.y, q.row);
+      });
+    } else {
+      for_each_edge([&](const Corner& p, const Corner& q) { crossings.Count(p.column, q.column); });
+      crossings.Place();
+      for_each_edge([&](const Corner& p, const Corner& q) {
+        crossings.Add(p.p.y, p.p.x, p.column, q.p.y, q.p.x, q.column);
+      });
+    }
+    crossings.Spans(non_zero, rows, pixels);
+  };
+  axis(true, top, bottom);
+  axis(false, left, right);
   std::erase_if(pixels, [&](const DropoutPixel& d) {
     return d.x < box.left || d.x >= box.right || d.y < box.top || d.y >= box.bottom;
   });
