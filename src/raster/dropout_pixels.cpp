@@ -91,7 +91,10 @@ class AxisCrossings {
         sum += c.winding;
         const bool inside = non_zero ? sum != 0 : (sum & 1) != 0;
         if (!was_inside && inside) start = c.at;
-        if (was_inside && !inside && RoundToPixel(start) == RoundToPixel(c.at)) {
+        // A span of 1.5 or more holds a centre, whatever the rounding of its
+        // difference: the pixel lines of its ends are only compared for the rest.
+        if (was_inside && !inside && c.at - start < 1.5 &&
+            RoundToPixel(start) == RoundToPixel(c.at)) {
           const auto middle = static_cast<long long>(std::floor(0.5 * (start + c.at)));
           out.push_back(rows ? DropoutPixel{middle, line} : DropoutPixel{line, middle});
         }
