@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "raster/pixel_rounding.h"
 #include "raster/point_enumerator.h"
