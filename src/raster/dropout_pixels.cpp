@@ -75,8 +75,10 @@ class AxisCrossings {
 
   // Appends the dropout pixel of every inside span without a pixel centre; `rows`
   // says whether lines are rows (pixel (middle, line)) or columns (pixel (line,
-  // middle)).
-  void Spans(bool non_zero, bool rows, std::vector<DropoutPixel>& out) {
+  // middle)). The winding rule is a template argument, not a branch per crossing.
+  template <bool kNonZero>
+  void Spans(bool rows, std::vector<DropoutPixel>& out) {
+    auto is_inside = [](int sum) { return kNonZero ? sum != 0 : (sum & 1) != 0; };
     std::size_t begin = 0;
     for (std::size_t l = 0; l + 1 < ends_.size(); ++l) {
       const auto end = static_cast<std::size_t>(ends_[l]);
@@ -86,9 +88,9 @@ class AxisCrossings {
       double start = 0.0;
       for (std::size_t i = begin; i < end; ++i) {
         const Crossing& c = crossings_[i];
-        const bool was_inside = non_zero ? sum != 0 : (sum & 1) != 0;
+        const bool was_inside = is_inside(sum);
         sum += c.winding;
-        const bool inside = non_zero ? sum != 0 : (sum & 1) != 0;
+        const bool inside = is_inside(sum);
         if (!was_inside && inside) start = c.at;
         // A span of 1.5 or more holds a centre, whatever the rounding of its
         // difference: the pixel lines of its ends are only compared for the rest.
@@ -226,7 +228,11 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
         crossings.Add(p.p.y, p.p.x, p.column, q.p.y, q.p.x, q.column);
       });
     }
-    crossings.Spans(non_zero, rows, pixels);
+    if (non_zero) {
+      crossings.Spans<true>(rows, pixels);
+    } else {
+      crossings.Spans<false>(rows, pixels);
+    }
   };
   axis(true, top, bottom);
   axis(false, left, right);
