@@ -162,4 +162,97 @@ TEST(ShadingResolution, FunctionBasedShadingsEvaluateAtThePixelCentre) {
   EXPECT_NEAR(painted, 4 * (20 * 15 + 3 * 5), 40);
 }
 
+// Function values along a line: interpolated between checked pixels only where the
+// function is straight there. Steps, kinks, conditionals and stitching boundaries
+// keep every pixel within 1e-4 of the function at its centre; a step stays sharp.
+TEST(ShadingResolution, FunctionValuesStayWithinTheirToleranceAcrossStepsAndBends) {
+  using QorPaint::Interval;
+  const QorMath::Rectangle<long long> box{0, 0, 300, 40};
+  auto ramp = [](double c0, double c1, double n) {
+    return std::make_shared<QorPaint::ExponentialFunction>(
+        Interval{0, 1}, std::vector<Interval>{}, std::vector<double>{c0},
+        std::vector<double>{c1}, n);
+  };
+  // u in [0, 1] across the box, v down it; a slight slant crosses columns.
+  const auto two_inputs = std::vector<Interval>{{0, 1}, {0, 1}};
+  std::vector<std::shared_ptr<const QorPaint::Function>> functions{
+      // A step along u, a step moving with v, a kink, fast bends, a plane.
+      std::make_shared<QorPaint::CalculatorFunction>(
+          two_inputs, std::vector<Interval>{{0, 1}}, "pop 0.4 gt { 1 } { 0 } ifelse"),
+      std::make_shared<QorPaint::CalculatorFunction>(
+          two_inputs, std::vector<Interval>{{0, 1}},
+          "0.3 mul sub 0.5 lt { 0.2 } { 0.20005 } ifelse"),
+      std::make_shared<QorPaint::CalculatorFunction>(
+          two_inputs, std::vector<Interval>{{0, 1}}, "pop 0.55 sub abs"),
+      std::make_shared<QorPaint::CalculatorFunction>(
+          two_inputs, std::vector<Interval>{{0, 1}, {-1, 1}},
+          "dup 0.5 mul 3 1 roll 90 mul add 1000 mul sin"),
+      std::make_shared<QorPaint::CalculatorFunction>(
+          two_inputs, std::vector<Interval>{{0, 1}}, "0.25 mul exch 0.5 mul add"),
+  };
+  // A coarse sampled grid: kinks along its cells' edges.
+  functions.push_back(std::make_shared<QorPaint::SampledFunction>(
+      two_inputs, std::vector<Interval>{{0, 1}}, std::vector<std::uint32_t>{5, 3},
+      std::vector<double>{0, 1, 0.2, 0.9, 0.5, 0.1, 0.1, 0.7, 0.3, 1, 1, 0, 0.6, 0.4, 0}));
+  std::size_t function_index = 0;
+  for (const auto& function : functions) {
+    auto mesh = std::make_shared<ShadingMesh>();
+    mesh->kind = ShadingMesh::kFunctionBased;
+    mesh->domain = {Interval{0, 1}, Interval{0, 1}};
+    mesh->matrix = {300, 0, 7, 40, 0, 0};
+    mesh->function = function;
+    auto shading = ShadingFactory::MakeShading(mesh, {}, box);
+    const Morv::MilliPointTransformation inverse = mesh->matrix.Inverse();
+    std::vector<Span> spans;
+    std::vector<double> in(2), out(function->OutputCount());
+    int painted = 0;
+    for (long long y = 0; y < 40; ++y) {
+      shading->CrossSection(y, spans);
+      for (const Span& s : spans) {
+        for (long long x = s.first; x < s.end; ++x) {
+          in[0] = inverse.ApplyX(x + 0.5, y + 0.5);
+          in[1] = inverse.ApplyY(x + 0.5, y + 0.5);
+          function->Evaluate(in, out);
+          for (std::size_t k = 0; k < out.size(); ++k) {
+            const float got = shading->ValuesAt(x)[k];
+            EXPECT_NEAR(got, out[k], 1e-4) << function_index << ": " << x << "," << y;
+            if (function_index == 0) {
+              EXPECT_TRUE(got == 0.0f || got == 1.0f) << x << "," << y;
+            }
+          }
+          ++painted;
+        }
+      }
+    }
+    EXPECT_GT(painted, 11000) << function_index;
+    ++function_index;
+  }
+  // A stitched ramp through a parametric mesh, t from 0 to 1 across the box: its
+  // stops stay sharp.
+  auto stitched = std::make_shared<QorPaint::StitchingFunction>(
+      Interval{0, 1}, std::vector<Interval>{},
+      std::vector<std::shared_ptr<const QorPaint::Function>>{ramp(0, 1, 1), ramp(0.2, 0.9, 3),
+                                                             ramp(0.3, 0.3, 1)},
+      std::vector<double>{0.31, 0.62}, std::vector<Interval>{{0, 1}, {0, 1}, {0, 1}});
+  auto mesh = std::make_shared<ShadingMesh>();
+  mesh->kind = ShadingMesh::kTriangles;
+  mesh->components = 1;
+  mesh->vertices = {0, 0, 0, 300, 0, 1, 300, 40, 1, 0, 40, 0};
+  mesh->triangles = {0, 1, 2, 0, 2, 3};
+  mesh->function = stitched;
+  auto shading = ShadingFactory::MakeShading(mesh, {}, box);
+  std::vector<Span> spans;
+  std::vector<double> in(1), out(1);
+  for (long long y = 0; y < 40; y += 3) {
+    shading->CrossSection(y, spans);
+    ASSERT_EQ(spans.size(), 1u);
+    ASSERT_EQ(spans[0].end - spans[0].first, 300);
+    for (long long x = 0; x < 300; ++x) {
+      in[0] = (x + 0.5) / 300.0;
+      stitched->Evaluate(in, out);
+      EXPECT_NEAR(shading->ValuesAt(x)[0], out[0], 1e-4) << x << "," << y;
+    }
+  }
+}
+
 }  // namespace

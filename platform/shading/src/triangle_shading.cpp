@@ -16,6 +16,16 @@
 namespace QorShading {
 namespace {
 
+// Function values are interpolated along a line over stretches of at most kStretch
+// pixels, each checked at its quarter points: where the chord between the
+// stretch's ends misses the function there by more than kStraightness in any
+// output, every pixel of the stretch is evaluated. One step, kink, bend or
+// inflection per stretch thus stays within 1.375 · kStraightness (well below 1e-4)
+// of the function at every pixel centre; features narrower than the checks' spacing
+// of 4 pixels that leave no trace at them are not seen.
+constexpr long long kStretch = 16;
+constexpr double kStraightness = 1.0 / 32768;
+
 long long RoundHalfAway(double v) {
   if (!(v > -4.0e18)) return static_cast<long long>(-4.0e18);
   if (!(v < 4.0e18)) return static_cast<long long>(4.0e18);
@@ -74,6 +84,8 @@ Shading::Shading(std::shared_ptr<const QorPaint::ShadingMesh> mesh, std::vector<
   scratch_in_.assign(inputs_, 0.0);
   line_base_.assign(inputs_, 0.0);
   scratch_out_.assign(outputs_, 0.0);
+  knot_a_.assign(outputs_, 0.0);
+  knot_b_.assign(outputs_, 0.0);
 }
 
 Shading::~Shading() = default;
@@ -139,14 +151,61 @@ void Shading::Paint(const Triangle& t, long long y, std::vector<Span>& spans) {
     }
     return;
   }
-  const QorPaint::Function& function = *mesh_->function;
-  for (long long x = first; x < end; ++x, out += outputs_) {
-    const double px = static_cast<double>(x) + 0.5 - x0;
-    for (std::size_t k = 0; k < inputs_; ++k)
-      scratch_in_[k] = line_base_[k] + px * g[2 * k];
-    function.Evaluate(scratch_in_, scratch_out_);
-    for (std::size_t k = 0; k < outputs_; ++k)
-      out[k] = static_cast<float>(scratch_out_[k]);
+  PaintFunction(first, end, x0, g, out);
+}
+
+void Shading::EvaluateAt(long long x, double x0, const double* g, double* values) {
+  const double px = static_cast<double>(x) + 0.5 - x0;
+  for (std::size_t k = 0; k < inputs_; ++k)
+    scratch_in_[k] = line_base_[k] + px * g[2 * k];
+  mesh_->function->Evaluate(scratch_in_, {values, outputs_});
+}
+
+void Shading::PaintFunction(long long first, long long end, double x0, const double* g,
+                            float* out) {
+  const std::size_t n = outputs_;
+  auto store = [&](long long x, const double* values) {
+    float* o = out + static_cast<std::size_t>(x - first) * n;
+    for (std::size_t k = 0; k < n; ++k)
+      o[k] = static_cast<float>(values[k]);
+  };
+  double* a = knot_a_.data();
+  double* b = knot_b_.data();
+  double* m = scratch_out_.data();
+  EvaluateAt(first, x0, g, a);
+  store(first, a);
+  for (long long xa = first; xa + 1 < end;) {
+    const long long xb = std::min(xa + kStretch, end - 1);
+    EvaluateAt(xb, x0, g, b);
+    store(xb, b);
+    const long long h = xb - xa;
+    // The chord from xa to xb stands in for the function inside the stretch when it
+    // passes within kStraightness of the function at the stretch's quarter points.
+    bool straight = h >= 4;
+    const long long checks[3] = {xa + h / 4, xa + h / 2, xa + 3 * h / 4};
+    const double inverse_h = 1.0 / static_cast<double>(h);
+    for (int i = 0; i < 3 && straight; ++i) {
+      EvaluateAt(checks[i], x0, g, m);
+      store(checks[i], m);
+      const double t = static_cast<double>(checks[i] - xa) * inverse_h;
+      for (std::size_t k = 0; k < n; ++k) {
+        // Written so that a NaN fails the test.
+        if (!(std::fabs(a[k] + t * (b[k] - a[k]) - m[k]) <= kStraightness)) straight = false;
+      }
+    }
+    for (long long x = xa + 1; x < xb; ++x) {
+      if (!straight) {
+        EvaluateAt(x, x0, g, m);
+        store(x, m);
+      } else if (x != checks[0] && x != checks[1] && x != checks[2]) {
+        const double t = static_cast<double>(x - xa) * inverse_h;
+        float* o = out + static_cast<std::size_t>(x - first) * n;
+        for (std::size_t k = 0; k < n; ++k)
+          o[k] = static_cast<float>(a[k] + t * (b[k] - a[k]));
+      }
+    }
+    std::swap(a, b);
+    xa = xb;
   }
 }
 

@@ -63,6 +63,10 @@ class Shading {
 
  private:
   void Paint(const Triangle& t, long long y, std::vector<Span>& spans);
+  // The function's values on pixels first to end − 1 of the current line, exact at
+  // checked pixels and interpolated where the function is straight enough.
+  void PaintFunction(long long first, long long end, double x0, const double* g, float* out);
+  void EvaluateAt(long long x, double x0, const double* g, double* values);
 
   std::shared_ptr<const QorPaint::ShadingMesh> mesh_;
   std::vector<Triangle> triangles_;
@@ -78,6 +82,8 @@ class Shading {
   std::vector<double> scratch_in_;
   std::vector<double> line_base_;
   std::vector<double> scratch_out_;
+  std::vector<double> knot_a_;
+  std::vector<double> knot_b_;
 };
 
 class ShadingFactory {
