@@ -690,6 +690,45 @@ q 0 50 100 50 re W n /Sh3 sh Q
                         extra=shadings_extra)
 
 
+def shading_pattern_state_extra(pdf):
+    cyan = pdf.add("<< /ShadingType 2 /ColorSpace /DeviceCMYK /Coords [0 0 200 0] "
+                   "/Function << /FunctionType 2 /Domain [0 1] /C0 [1 0 0 0] /C1 [1 0 0 0] "
+                   "/N 1 >> >>")
+    separation = pdf.add("<< /ShadingType 2 /ColorSpace [/Separation /Cyan /DeviceCMYK "
+                         "<< /FunctionType 2 /Domain [0 1] /C0 [0 0 0 0] /C1 [1 0 0 0] /N 1 >>] "
+                         "/Coords [0 0 200 0] /Function << /FunctionType 2 /Domain [0 1] "
+                         "/C0 [1] /C1 [1] /N 1 >> >>")
+    half = pdf.add("<< /Type /XObject /Subtype /Form /BBox [0 0 200 200] "
+                   "/Group << /S /Transparency /CS /DeviceGray >> >>", b"0.5 g 0 0 200 200 re f")
+
+    def pattern(state, shading=cyan):
+        return pdf.add("<< /PatternType 2 /Shading %d 0 R /ExtGState << %s >> >>"
+                       % (shading, state))
+    return {"opacity": pattern("/ca 0.5 /CA 0.5"),
+            "stroke": pattern("/CA 0.25 /BM /Multiply /LW 30"),
+            "overprint": pattern("/op true /OP true", separation),
+            "masked": pattern("/SMask << /S /Luminosity /G %d 0 R >>" % half),
+            "plain": pdf.add("<< /PatternType 2 /Shading %d 0 R >>" % cyan)}
+
+
+def shading_pattern_state():
+    """Shading patterns with an /ExtGState over a magenta backdrop: at half opacity,
+    as a stroke in Multiply at a quarter (its /LW does not widen the stroke), a
+    Separation Cyan with overprint (the backdrop's magenta stays), under a luminosity soft mask of 0.5; one filled at half opacity and
+    stroked in black at once (two objects); then a flat fill, opaque again, and the
+    pattern without a state."""
+    return content_page(b"""0 1 0 0 k 0 0 200 100 re f
+/Pattern cs /Op scn 10 10 30 30 re f
+/Pattern CS /St SCN 2 w 60 10 30 30 re S
+/Pattern cs /Ov scn 110 10 30 30 re f
+/Pattern cs /Ma scn 160 10 30 30 re f
+/Pattern cs /Op scn 0 0 0 1 K 10 60 30 30 re B
+0 0 1 0 k 60 60 30 30 re f
+/Pattern cs /Pl scn 110 60 30 30 re f
+""", "/Pattern << /Op %(opacity)d 0 R /St %(stroke)d 0 R /Ov %(overprint)d 0 R "
+         "/Ma %(masked)d 0 R /Pl %(plain)d 0 R >>", extra=shading_pattern_state_extra)
+
+
 def pack(fields):
     """Packs (value, bits) pairs most significant bit first; each element given as a
     list of fields starts on a byte boundary."""
@@ -1261,6 +1300,7 @@ def main():
         "soft_masks.pdf": soft_masks(),
         "knockout_page.pdf": knockout_page(),
         "shadings.pdf": shadings(),
+        "shading_pattern_state.pdf": shading_pattern_state(),
         "mesh_types.pdf": mesh_types(),
         "shading_types.pdf": shading_types(),
         "tiling.pdf": tiling(),

@@ -30,6 +30,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -183,7 +184,10 @@ class ContentInterpreter {
   void PathOperator(const std::string& op, const std::vector<Operand>& operands);
   void Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close);
   std::shared_ptr<const Morv::Compound> TakePath(std::uint32_t rule);
-  QorDoc::Fillable::Painting MakePainting(bool fill, bool stroke) const;
+  // Not const: a shading pattern with its own graphics state paints under it.
+  QorDoc::Fillable::Painting MakePainting(bool fill, bool stroke);
+  // The painting from the graphics state as it stands.
+  QorDoc::Fillable::Painting PaintingInState(bool fill, bool stroke) const;
   void Clip(std::shared_ptr<const Morv::Compound> compound, const Matrix& t);
   void ClipToTexts(std::vector<std::shared_ptr<const QorDoc::Text>> texts);
   // Adds the clip's scope to the current target and makes its content the target.
@@ -210,6 +214,15 @@ class ContentInterpreter {
   void PaintShading(const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> ShadingPatternPaint(const ColorState& color,
                                                              bool overprint) const;
+  // The pattern's space: the stream's default space then its /Matrix.
+  static Matrix ShadingPatternPlacement(const ColorState& color);
+  static bool HasPatternState(const ColorState& color);
+  // Whether a fill or stroke in this colour must be an object of its own, apart from
+  // the other: a tiling pattern, or a shading pattern with its own /ExtGState.
+  static bool PaintedApart(const ColorState& color);
+  // The painting of a fill or (`stroking`) a stroke whose shading pattern has an
+  // /ExtGState, made with the pattern's parameters in force; none otherwise.
+  std::optional<QorDoc::Fillable::Painting> ShadingPatternPainting(bool stroking);
 
   struct PatternCell {
     std::string data;           // decoded content

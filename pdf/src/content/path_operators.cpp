@@ -106,7 +106,14 @@ std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t
   return compound;
 }
 
-QorDoc::Fillable::Painting ContentInterpreter::MakePainting(bool fill, bool stroke) const {
+QorDoc::Fillable::Painting ContentInterpreter::MakePainting(bool fill, bool stroke) {
+  if (fill != stroke) {
+    if (auto painting = ShadingPatternPainting(stroke)) return std::move(*painting);
+  }
+  return PaintingInState(fill, stroke);
+}
+
+QorDoc::Fillable::Painting ContentInterpreter::PaintingInState(bool fill, bool stroke) const {
   const GraphicsState& gs = frame_->gs;
   QorDoc::Fillable::Painting painting;
   if (fill) painting.fill = PaintOf(gs.fill, gs.fill_overprint);
@@ -134,7 +141,7 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
   if (glyph_clip_ && stroke) {
     AddToGlyphClip(StrokeOutline(*compound, f.gs.stroke_style, f.gs.ctm), f.gs.ctm);
   }
-  if ((fill && IsTiled(f.gs.fill)) || (stroke && IsTiled(f.gs.stroke))) {
+  if ((fill && PaintedApart(f.gs.fill)) || (stroke && PaintedApart(f.gs.stroke))) {
     PaintPathTiled(compound, fill, stroke);
   } else if ((fill || stroke) && CountObject()) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);

@@ -4,7 +4,8 @@
 // sh paints the shading over the current clip: one object whose outline is the
 // shading's /BBox when it has one, else a rectangle beyond any page, placed in world
 // coordinates; the clip scopes in force restrict it. A shading pattern's space is the
-// default space of the stream that selected it, then the pattern's /Matrix.
+// default space of the stream that selected it, then the pattern's /Matrix; its
+// /ExtGState holds while it paints, so a fill or stroke in it is an object of its own.
 #include <string>
 
 #include "color/shading_reader.h"
@@ -64,18 +65,52 @@ ContentInterpreter::DefaultsOf() const {
   };
 }
 
+Matrix ContentInterpreter::ShadingPatternPlacement(const ColorState& color) {
+  QPDFObjectHandle pattern = color.shading_pattern;  // qpdf's queries are not const
+  Matrix placement = color.pattern_base;
+  if (auto matrix = ReadMatrix(pattern.getKey("/Matrix"))) {
+    placement = Morv::Compose(placement, *matrix);
+  }
+  return placement;
+}
+
 std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
     const ColorState& color, bool overprint) const {
   QPDFObjectHandle pattern = color.shading_pattern;
   if (!pattern.isDictionary()) return nullptr;
   QPDFObjectHandle shading = pattern.getKey("/Shading");
-  Matrix placement = color.pattern_base;
-  if (auto matrix = ReadMatrix(pattern.getKey("/Matrix"))) {
-    placement = Morv::Compose(placement, *matrix);
-  }
   ShadingContext context{context_.colors, frame_->resources, context_.warnings, page_,
                          DefaultsOf()};
-  return ReadShading(shading, placement, overprint, true, context);
+  return ReadShading(shading, ShadingPatternPlacement(color), overprint, true, context);
+}
+
+bool ContentInterpreter::HasPatternState(const ColorState& color) {
+  QPDFObjectHandle pattern = color.shading_pattern;
+  return color.pattern && pattern.isDictionary() && pattern.getKey("/ExtGState").isDictionary();
+}
+
+bool ContentInterpreter::PaintedApart(const ColorState& color) {
+  return IsTiled(color) || HasPatternState(color);
+}
+
+std::optional<QorDoc::Fillable::Painting> ContentInterpreter::ShadingPatternPainting(
+    bool stroking) {
+  GraphicsState& gs = frame_->gs;
+  const ColorState& color = stroking ? gs.stroke : gs.fill;
+  if (!HasPatternState(color)) return std::nullopt;
+  QPDFObjectHandle pattern = color.shading_pattern;
+  QPDFObjectHandle state = pattern.getKey("/ExtGState");
+  // The pattern's parameters hold while it paints, over those of the stream; a soft
+  // mask among them is drawn in the pattern's space, as the shading is. The outline
+  // stays the object's: line width and dashes of the pattern do not reshape it.
+  GraphicsState saved = gs;
+  gs.ctm = ShadingPatternPlacement(color);
+  ApplyExtGState(state);
+  gs.ctm = saved.ctm;
+  gs.stroke_style = saved.stroke_style;
+  QorDoc::Fillable::Painting painting = PaintingInState(!stroking, stroking);
+  frame_->gs = std::move(saved);
+  return painting;
 }
 
 }  // namespace QorPdf::internal

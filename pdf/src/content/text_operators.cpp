@@ -208,8 +208,8 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
 
   const bool fill = mode == 0 || mode == 2 || mode == 4 || mode == 6;
   const bool stroke = mode == 1 || mode == 2 || mode == 5 || mode == 6;
-  const bool fill_tiled = fill && IsTiled(f.gs.fill);
-  const bool stroke_tiled = stroke && IsTiled(f.gs.stroke);
+  const bool fill_tiled = fill && PaintedApart(f.gs.fill);
+  const bool stroke_tiled = stroke && PaintedApart(f.gs.stroke);
   if (fill_tiled || stroke_tiled) {
     PaintTextTiled(outlines, own_to_user, own_to_world, fill, stroke);
   } else if (fill || stroke) {
