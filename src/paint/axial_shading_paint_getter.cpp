@@ -179,14 +179,34 @@ void AxialShadingPaintGetter::FillRows(const Run& piece, SourcePaintBuffers& buf
   }
   stepper_.Place(piece.start);
   const float* first = nullptr;
-  for (long long x = piece.start; x < piece.End(); ++x) {
-    std::int64_t r = ClampRow(stepper_.row, last);
-    if constexpr (kNoise) r = noise_->Perturb(r);
-    const float* row = table_.Row(static_cast<std::size_t>(r));
-    if (first == nullptr) first = row;
-    for (std::size_t c : per_pixel_)
-      buffers.Component(c)[x] = row[c];
-    stepper_.Advance();
+  if (!kNoise && per_pixel_.size() == 4) {
+    // Process output: the four planes in registers, and the stepper too.
+    float* p[4];
+    for (int i = 0; i < 4; ++i)
+      p[i] = buffers.Component(per_pixel_[i]).At(piece.start);
+    const std::size_t c0 = per_pixel_[0], c1 = per_pixel_[1], c2 = per_pixel_[2],
+                      c3 = per_pixel_[3];
+    ShadingStepper stepper = stepper_;
+    first = table_.Row(static_cast<std::size_t>(ClampRow(stepper.row, last)));
+    for (std::size_t o = 0; o < static_cast<std::size_t>(piece.length); ++o) {
+      const float* row = table_.Row(static_cast<std::size_t>(ClampRow(stepper.row, last)));
+      p[0][o] = row[c0];
+      p[1][o] = row[c1];
+      p[2][o] = row[c2];
+      p[3][o] = row[c3];
+      stepper.Advance();
+    }
+    stepper_ = stepper;
+  } else {
+    for (long long x = piece.start; x < piece.End(); ++x) {
+      std::int64_t r = ClampRow(stepper_.row, last);
+      if constexpr (kNoise) r = noise_->Perturb(r);
+      const float* row = table_.Row(static_cast<std::size_t>(r));
+      if (first == nullptr) first = row;
+      for (std::size_t c : per_pixel_)
+        buffers.Component(c)[x] = row[c];
+      stepper_.Advance();
+    }
   }
   for (std::size_t c : constant_)
     buffers.Component(c)[piece.start] = first[c];

@@ -44,8 +44,7 @@ RadialShadingPaintGetter::RadialShadingPaintGetter(
   }
   roots_.r0 = r0_;
   roots_.dr = dr_;
-  roots_.extend_start = paint_->GetExtends()[0];
-  roots_.extend_end = paint_->GetExtends()[1];
+  roots_.SetExtends(paint_->GetExtends()[0], paint_->GetExtends()[1]);
 
   // Table size: how far the parameter travels on the page, at most the distance of
   // the centres plus the change of radius, both in pixels.
@@ -67,7 +66,7 @@ bool RadialShadingPaintGetter::ParameterAt(double x, double y, double& s) const 
   return roots_.Root(qx * cdx_ + qy * cdy_ + r0_ * dr_, qx * qx + qy * qy - r0_ * r0_, s);
 }
 
-template <bool kNoise>
+template <bool kNoise, bool kFour>
 void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuffers& buffers,
                                        RunList& painted) {
   const double entries = static_cast<double>(table_.Entries());
@@ -87,8 +86,18 @@ void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuf
   float** planes = planes_.data();  // each component's plane from the run's start
   for (std::size_t i = 0; i < components; ++i)
     planes[i] = buffers.Component(per_pixel[i]).At(run.start);
+  // Four components (process output): their planes and columns in registers.
+  float* p[4] = {};
+  std::size_t column[4] = {};
+  if constexpr (kFour) {
+    for (int i = 0; i < 4; ++i) {
+      p[i] = planes[i];
+      column[i] = per_pixel[i];
+    }
+  }
   long long open = -1;  // start of the painted stretch being built, or −1
-  for (long long x = run.start; x < run.End(); ++x) {
+  const long long end = run.End();
+  for (long long x = run.start; x < end; ++x) {
     const double dx = static_cast<double>(x) + 0.5 - origin_x;
     const double qx = qx0 + ia * dx;
     const double qy = qy0 + ib * dx;
@@ -105,10 +114,18 @@ void RadialShadingPaintGetter::FillRun(const Run& run, double yc, SourcePaintBuf
     if (row > last) row = last;
     if constexpr (kNoise) row = noise_->Perturb(row);
     const float* values = table_.Row(static_cast<std::size_t>(row));
-    for (std::size_t i = 0; i < components; ++i)
-      planes[i][x - run.start] = values[per_pixel[i]];
+    const auto offset = static_cast<std::size_t>(x - run.start);
+    if constexpr (kFour) {
+      p[0][offset] = values[column[0]];
+      p[1][offset] = values[column[1]];
+      p[2][offset] = values[column[2]];
+      p[3][offset] = values[column[3]];
+    } else {
+      for (std::size_t i = 0; i < components; ++i)
+        planes[i][offset] = values[per_pixel[i]];
+    }
   }
-  if (open >= 0) painted.push_back({open, run.End() - open});
+  if (open >= 0) painted.push_back({open, end - open});
 }
 
 void RadialShadingPaintGetter::Compute(const PaintLine& line, const RunList& runs,
@@ -119,11 +136,14 @@ void RadialShadingPaintGetter::Compute(const PaintLine& line, const RunList& run
   const RunList* input = InBox(runs);
   if (input == nullptr) return;
   const double yc = static_cast<double>(line.y) + 0.5;
+  const bool four = per_pixel_.size() == 4;
   for (const Run& run : *input) {
     if (noise_) {
-      FillRun<true>(run, yc, buffers, painted);
+      FillRun<true, false>(run, yc, buffers, painted);
+    } else if (four) {
+      FillRun<false, true>(run, yc, buffers, painted);
     } else {
-      FillRun<false>(run, yc, buffers, painted);
+      FillRun<false, false>(run, yc, buffers, painted);
     }
   }
 }

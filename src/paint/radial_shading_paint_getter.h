@@ -46,7 +46,8 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
   bool ParameterAt(double x, double y, double& s) const;
 
  private:
-  template <bool kNoise>
+  // kFour: exactly four PerPixel components (process output), written unrolled.
+  template <bool kNoise, bool kFour>
   void FillRun(const Run& run, double yc, SourcePaintBuffers& buffers, RunList& painted);
 
   std::shared_ptr<const QorPaint::RadialShadingPaint> paint_;
@@ -66,31 +67,36 @@ class RadialShadingPaintGetter final : public ShadingPaintGetter {
     double inverse_a = 0.0;
     double larger_sign = 1.0;  // with a > 0, (b + root) / a is the larger root
     double r0 = 0.0, dr = 0.0;
-    bool extend_start = false;
-    bool extend_end = false;
+    // Where a root counts: [0, 1], opened to infinity on an extended side.
+    double lowest = 0.0, highest = 1.0;
+
+    void SetExtends(bool start, bool end) {
+      lowest = start ? -HUGE_VAL : 0.0;
+      highest = end ? HUGE_VAL : 1.0;
+    }
+    // Written so that a NaN is refused.
+    bool Accepts(double r) const { return r0 + r * dr >= 0.0 && r >= lowest && r <= highest; }
 
     bool Root(double b, double c, double& s) const {
-      double roots[2];
-      int count = 0;
       if (a == 0.0) {
         if (b == 0.0) return false;
-        roots[count++] = c / (2.0 * b);
-      } else {
-        const double disc = b * b - a * c;
-        if (!(disc >= 0.0)) return false;
-        const double root = std::sqrt(disc);
-        roots[count++] = (b + larger_sign * root) * inverse_a;
-        roots[count++] = (b - larger_sign * root) * inverse_a;
-      }
-      for (int i = 0; i < count; ++i) {
-        const double r = roots[i];
-        if (!(r0 + r * dr >= 0.0)) continue;
-        if (r > 1.0 && !extend_end) continue;
-        if (r < 0.0 && !extend_start) continue;
-        s = r;
+        const double only = c / (2.0 * b);
+        if (!Accepts(only)) return false;
+        s = only;
         return true;
       }
-      return false;
+      const double disc = b * b - a * c;
+      if (!(disc >= 0.0)) return false;
+      const double root = std::sqrt(disc);
+      const double larger = (b + larger_sign * root) * inverse_a;
+      if (Accepts(larger)) {
+        s = larger;
+        return true;
+      }
+      const double smaller = (b - larger_sign * root) * inverse_a;
+      if (!Accepts(smaller)) return false;
+      s = smaller;
+      return true;
     }
   };
   Roots roots_;
