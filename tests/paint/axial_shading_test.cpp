@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "four_component_paths.h"
 #include "paint/axial_shading_paint_getter.h"
 #include "pixel_space.h"
 
@@ -333,6 +334,23 @@ TEST(AxialShading, BoundingBoxRestrictsEveryLine) {
   EXPECT_EQ(painted[0], (QorSc::Run{20, 40}));
   getter->Compute({75}, runs, buffers, painted);
   EXPECT_TRUE(painted.empty()) << "below the box";
+}
+
+// Four components on the unrolled path against three on the general one, over a
+// sloped axis.
+TEST(AxialShading, FourComponentsWriteWhatTheGeneralPathWrites) {
+  Rig rig;
+  auto ramp4 = std::make_shared<ExponentialFunction>(
+      QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{},
+      std::vector<double>{0.0, 1.0, 0.2, 0.9}, std::vector<double>{1.0, 0.0, 0.7, 0.1}, 1.7);
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = SeparationMapping({{"A", 0}, {"B", 1}, {"C", 2}, {"D", 3}}, false);
+  auto paint = std::make_shared<AxialShadingPaint>(
+      common, std::array{Morv::MilliPointPoint(10, 20), Morv::MilliPointPoint(85, 70)}, ramp4,
+      QorPaint::Interval{}, std::array{true, false});
+  auto four = rig.Make(paint, Plates({"A", "B", "C", "D"}));
+  auto three = rig.Make(paint, Plates({"A", "B", "D"}));
+  QorScTest::ExpectFourComponentsMatchTheGeneralPath(*four, *three);
 }
 
 }  // namespace

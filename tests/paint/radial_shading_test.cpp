@@ -8,6 +8,7 @@
 #include <cmath>
 #include <vector>
 
+#include "four_component_paths.h"
 #include "paint/radial_shading_paint_getter.h"
 #include "pixel_space.h"
 
@@ -139,6 +140,32 @@ TEST(RadialShading, PixelsWithoutACircleAreNotPainted) {
   getter.Compute({49}, runs, buffers, painted);
   ASSERT_EQ(painted.size(), 1u);
   EXPECT_EQ(painted[0], (QorSc::Run{40, 20}));
+}
+
+// Four components on the unrolled path against three on the general one.
+TEST(RadialShading, FourComponentsWriteWhatTheGeneralPathWrites) {
+  const QorSc::Environment env = QorScTest::UnitEnvironment();
+  QorSc::ScratchChains chains;
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"A", 0}, {"B", 1}, {"C", 2}, {"D", 3}}, false);
+  auto ramp4 = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{},
+      std::vector<double>{0.0, 1.0, 0.2, 0.9}, std::vector<double>{1.0, 0.0, 0.7, 0.1}, 1.7);
+  auto paint = std::make_shared<RadialShadingPaint>(
+      common,
+      std::array{RadialShadingPaint::Circle{{40, 45}, 5}, RadialShadingPaint::Circle{{55, 50}, 35}},
+      ramp4, QorPaint::Interval{}, std::array{false, true});
+  auto make = [&](std::initializer_list<const char*> names) {
+    QorSc::Options::SeparationList plates;
+    for (const char* name : names)
+      plates.Add(name, 0.0f);
+    return std::make_unique<RadialShadingPaintGetter>(
+        paint, env, QorSc::Options(plates, {}), Morv::MilliPointTransformation{},
+        QorMath::Rectangle<long long>{0, 0, 100, 100}, chains);
+  };
+  auto four = make({"A", "B", "C", "D"});
+  auto three = make({"A", "B", "D"});
+  QorScTest::ExpectFourComponentsMatchTheGeneralPath(*four, *three);
 }
 
 }  // namespace

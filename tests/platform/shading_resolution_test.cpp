@@ -169,26 +169,26 @@ TEST(ShadingResolution, FunctionValuesStayWithinTheirToleranceAcrossStepsAndBend
   using QorPaint::Interval;
   const QorMath::Rectangle<long long> box{0, 0, 300, 40};
   auto ramp = [](double c0, double c1, double n) {
-    return std::make_shared<QorPaint::ExponentialFunction>(
-        Interval{0, 1}, std::vector<Interval>{}, std::vector<double>{c0},
-        std::vector<double>{c1}, n);
+    return std::make_shared<QorPaint::ExponentialFunction>(Interval{0, 1}, std::vector<Interval>{},
+                                                           std::vector<double>{c0},
+                                                           std::vector<double>{c1}, n);
   };
   // u in [0, 1] across the box, v down it; a slight slant crosses columns.
   const auto two_inputs = std::vector<Interval>{{0, 1}, {0, 1}};
   std::vector<std::shared_ptr<const QorPaint::Function>> functions{
       // A step along u, a step moving with v, a kink, fast bends, a plane.
-      std::make_shared<QorPaint::CalculatorFunction>(
-          two_inputs, std::vector<Interval>{{0, 1}}, "pop 0.4 gt { 1 } { 0 } ifelse"),
+      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
+                                                     "pop 0.4 gt { 1 } { 0 } ifelse"),
       std::make_shared<QorPaint::CalculatorFunction>(
           two_inputs, std::vector<Interval>{{0, 1}},
           "0.3 mul sub 0.5 lt { 0.2 } { 0.20005 } ifelse"),
-      std::make_shared<QorPaint::CalculatorFunction>(
-          two_inputs, std::vector<Interval>{{0, 1}}, "pop 0.55 sub abs"),
+      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
+                                                     "pop 0.55 sub abs"),
       std::make_shared<QorPaint::CalculatorFunction>(
           two_inputs, std::vector<Interval>{{0, 1}, {-1, 1}},
           "dup 0.5 mul 3 1 roll 90 mul add 1000 mul sin"),
-      std::make_shared<QorPaint::CalculatorFunction>(
-          two_inputs, std::vector<Interval>{{0, 1}}, "0.25 mul exch 0.5 mul add"),
+      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
+                                                     "0.25 mul exch 0.5 mul add"),
   };
   // A coarse sampled grid: kinks along its cells' edges.
   functions.push_back(std::make_shared<QorPaint::SampledFunction>(
