@@ -8,7 +8,9 @@
 // that the triangles cover by the pixel-centre rule (pixel i of line j is covered
 // when (i + 0.5, j + 0.5) lies inside: edges crossed where ymin < j + 0.5 <= ymax,
 // columns round(x_left) <= i < round(x_right)) and the resolved colour of every
-// covered pixel, later triangles painted over earlier ones.
+// covered pixel, later triangles painted over earlier ones. A function's values are
+// within 1e-4 of the function at the pixel centre: exact at checked pixels, the
+// chord between them where it is checked to be straight.
 //
 // Invariants: lines are asked for in ascending order; the line's colours live in one
 // row of the pixel box's width (memory O(mesh + width)); resolving a line allocates
