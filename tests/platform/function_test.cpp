@@ -395,4 +395,39 @@ TEST(CalculatorFunction, MalformedProgramsAreRefused) {
   EXPECT_THROW(CalculatorFunction(std::vector<Interval>(101, {0, 1}), unit, ""), FunctionError);
 }
 
+// Programs without booleans, jumps or integer-only operators run on plain doubles;
+// the same program made to take the typed path (a boolean pushed and popped) must
+// give the very same bits, failures (square root of a negative, division by zero,
+// logarithm of zero) included, and an integer zero stays positive.
+TEST(CalculatorFunction, UntypedRunsGiveTheTypedRunsBits) {
+  const std::vector<Interval> two = {{-2, 2}, {-2, 2}};
+  const std::vector<Interval> four = {{-1000, 1000}, {-1000, 1000}, {-1000, 1000}, {-1000, 1000}};
+  const char* programs[] = {
+      "2 copy mul 3 1 roll 2 copy add 0.5 mul 3 1 roll exch 1 exch sub exch 1 exch sub mul 0",
+      "dup 0.5 mul 3 1 roll 90 mul add 1000 mul sin exch cos 4 -1 roll",
+      "sqrt exch 10 exch div 2 copy atan 3 index ln",
+      "neg abs floor exch ceiling 2 exp exch round 3 2 roll truncate cvr 0.5 add",
+      "1 index 2 index 3 mul 7 div exch 2 exp log 5 1 roll pop",
+      "pop pop 0 -3 mul 4 -2 sub 1.5 2 mul 7 neg",
+  };
+  for (const char* program : programs) {
+    const CalculatorFunction plain(two, four, program);
+    const CalculatorFunction typed(two, four, std::string(program) + " true pop");
+    for (double u = -2.0; u <= 2.0; u += 0.25) {
+      for (double v = -2.0; v <= 2.0; v += 0.375) {
+        std::vector<double> a(4, -1.0), b(4, -2.0);
+        plain.Evaluate(std::vector<double>{u, v}, a);
+        typed.Evaluate(std::vector<double>{u, v}, b);
+        for (std::size_t k = 0; k < 4; ++k) {
+          EXPECT_EQ(std::signbit(a[k]), std::signbit(b[k])) << program << " " << u << "," << v;
+          EXPECT_TRUE(a[k] == b[k] || (std::isnan(a[k]) && std::isnan(b[k])))
+              << program << " " << u << "," << v << ": " << a[k] << " " << b[k];
+        }
+      }
+    }
+  }
+  const CalculatorFunction zero({{0, 1}}, {{-1, 1}}, "pop 0 -3 mul");
+  EXPECT_FALSE(std::signbit(Eval1(zero, 0.5)));
+}
+
 }  // namespace

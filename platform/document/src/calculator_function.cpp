@@ -17,6 +17,10 @@
 // by zero, a value outside an operator's domain, stack overflow or underflow) ends the
 // run with every output 0, clipped to the range.
 //
+// A program whose numbers its types cannot change (see RunsOnReals: no booleans,
+// jumps or integer-only operators) runs on plain doubles without type tags or depth
+// checks, giving the same bits as the typed run.
+//
 // Evaluate allocates nothing: the operand stack is an array of kStackLimit entries on
 // the C++ stack.
 #include <algorithm>
@@ -493,6 +497,132 @@ Value Literal(const Instruction& ins) {
   return {ins.value, ins.integer ? Value::kInt : Value::kReal};
 }
 
+// Programs whose numbers the language's types cannot change run on doubles alone:
+// no jumps, no booleans, no operator that treats integers apart (idiv, mod,
+// bitshift, cvi, the bitwise ones, comparisons, copy, index and roll of a computed
+// count), no arithmetic of two integers (whose zero is never negative, where a
+// product of doubles can be), and a stack depth known at every step and within
+// bounds, so no step can fail for want of operands or room. Whether a slot holds an
+// integer is known at every step too, so this is decided once per program.
+bool OnRealsOnly(Op op) {
+  switch (op) {
+    case Op::kAdd:
+    case Op::kSub:
+    case Op::kMul:
+    case Op::kDiv:
+    case Op::kAtan:
+    case Op::kExp:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool RunsOnReals(const std::vector<Instruction>& code, std::size_t inputs, std::size_t outputs) {
+  constexpr std::size_t kLimit = CalculatorFunction::kStackLimit;
+  std::array<bool, kLimit> integer{};  // per stack slot; the inputs are reals
+  std::size_t sp = inputs;
+  // Operators whose result keeps an integer's type from integers.
+  auto integral = [](Op op) { return op == Op::kAdd || op == Op::kSub || op == Op::kMul; };
+  for (const Instruction& ins : code) {
+    if (OnRealsOnly(ins.op)) {  // two numbers in, one out
+      if (sp < 2 || (integral(ins.op) && integer[sp - 1] && integer[sp - 2])) return false;
+      integer[--sp - 1] = false;
+      continue;
+    }
+    switch (ins.op) {
+      case Op::kPushReal:
+      case Op::kPushInt:
+        if (sp + 1 > kLimit) return false;
+        integer[sp++] = ins.op == Op::kPushInt;
+        break;
+      case Op::kAbs:
+      case Op::kNeg:
+        if (sp < 1 || integer[sp - 1]) return false;
+        break;
+      case Op::kCeiling:
+      case Op::kFloor:
+      case Op::kRound:
+      case Op::kTruncate:
+        if (sp < 1) return false;
+        break;
+      case Op::kCvr:
+      case Op::kSqrt:
+      case Op::kSin:
+      case Op::kCos:
+      case Op::kLn:
+      case Op::kLog:
+        if (sp < 1) return false;
+        integer[sp - 1] = false;
+        break;
+      case Op::kBinaryLiteral:
+      case Op::kBinaryLiteralFirst:
+        if (sp + 1 > kLimit || sp < 1 || !OnRealsOnly(ins.binary)) return false;
+        if (integral(ins.binary) && ins.integer && integer[sp - 1]) return false;
+        integer[sp - 1] = false;
+        break;
+      case Op::kDup:
+        if (sp < 1 || sp + 1 > kLimit) return false;
+        integer[sp] = integer[sp - 1];
+        ++sp;
+        break;
+      case Op::kExch:
+        if (sp < 2) return false;
+        std::swap(integer[sp - 1], integer[sp - 2]);
+        break;
+      case Op::kPop:
+        if (sp < 1) return false;
+        --sp;
+        break;
+      case Op::kCopyN:
+        if (sp + 1 > kLimit || sp < ins.target || sp + ins.target > kLimit) return false;
+        std::copy(integer.begin() + (sp - ins.target), integer.begin() + sp, integer.begin() + sp);
+        sp += ins.target;
+        break;
+      case Op::kIndexN:
+        if (sp + 1 > kLimit || static_cast<std::size_t>(ins.target) + 1 > sp) return false;
+        integer[sp] = integer[sp - 1 - ins.target];
+        ++sp;
+        break;
+      case Op::kRollN: {
+        if (sp + 2 > kLimit || sp < ins.target) return false;
+        const auto first = integer.begin() + (sp - ins.target);
+        std::rotate(first, first + (ins.target - ins.shift), integer.begin() + sp);
+        break;
+      }
+      default:
+        return false;
+    }
+  }
+  return sp >= outputs;
+}
+
+// a op b on doubles for the operators OnRealsOnly accepts; false where the
+// language's operator fails.
+[[gnu::always_inline]] inline bool RealBinary(Op op, double& a, double b) {
+  switch (op) {
+    case Op::kAdd:
+      a = a + b;
+      return true;
+    case Op::kSub:
+      a = a - b;
+      return true;
+    case Op::kMul:
+      a = a * b;
+      return true;
+    case Op::kDiv:
+      if (b == 0.0) return false;
+      a = a / b;
+      return true;
+    default: {
+      Value x{a, Value::kReal};
+      if (!Binary(op, x, Value{b, Value::kReal})) return false;
+      a = x.v;
+      return true;
+    }
+  }
+}
+
 }  // namespace
 
 CalculatorFunction::CalculatorFunction(std::vector<Interval> domain, std::vector<Interval> range,
@@ -508,19 +638,23 @@ CalculatorFunction::CalculatorFunction(std::vector<Interval> domain, std::vector
   }
   RefuseTooDeep(code_, InputCount());
   code_ = Fuse(code_);
+  on_reals_ = RunsOnReals(code_, InputCount(), GetRange().size());
 }
 
 CalculatorFunction::~CalculatorFunction() = default;
 
+void CalculatorFunction::Failed(std::span<double> out) const {
+  const std::size_t outputs = std::min(out.size(), GetRange().size());
+  std::fill_n(out.begin(), outputs, 0.0);
+  ClipOutputs(out.first(outputs));
+}
+
 void CalculatorFunction::Evaluate(std::span<const double> in, std::span<double> out) const {
+  if (on_reals_) return EvaluateOnReals(in, out);
   std::array<Value, kStackLimit> stack;
   std::size_t sp = 0;
   const std::size_t outputs = std::min(out.size(), GetRange().size());
-  auto fail = [&] {
-    for (std::size_t j = 0; j < outputs; ++j)
-      out[j] = 0.0;
-    ClipOutputs(out.first(outputs));
-  };
+  auto fail = [&] { Failed(out); };
   for (std::size_t i = 0; i < InputCount(); ++i) {
     stack[sp++] = {ClipInput(i, i < in.size() ? in[i] : GetDomain()[i].min), Value::kReal};
   }
@@ -817,6 +951,103 @@ void CalculatorFunction::Evaluate(std::span<const double> in, std::span<double> 
   const std::size_t first = sp - GetRange().size();
   for (std::size_t j = 0; j < outputs; ++j)
     out[j] = stack[first + j].v;
+  ClipOutputs(out.first(outputs));
+}
+
+void CalculatorFunction::EvaluateOnReals(std::span<const double> in,
+                                         std::span<double> out) const {
+  // The same steps as Evaluate on untyped doubles; the depths were checked once.
+  std::array<double, kStackLimit> stack;
+  std::size_t sp = 0;
+  const std::size_t outputs = std::min(out.size(), GetRange().size());
+  auto fail = [&] { Failed(out); };
+  for (std::size_t i = 0; i < InputCount(); ++i)
+    stack[sp++] = ClipInput(i, i < in.size() ? in[i] : GetDomain()[i].min);
+  for (const Instruction& ins : code_) {
+    switch (ins.op) {
+      case Op::kPushReal:
+      case Op::kPushInt:
+        stack[sp++] = ins.value;
+        break;
+      case Op::kAbs:
+        stack[sp - 1] = std::fabs(stack[sp - 1]);
+        break;
+      case Op::kNeg:
+        stack[sp - 1] = -stack[sp - 1];
+        break;
+      case Op::kCeiling:
+        stack[sp - 1] = std::ceil(stack[sp - 1]);
+        break;
+      case Op::kFloor:
+        stack[sp - 1] = std::floor(stack[sp - 1]);
+        break;
+      case Op::kRound:
+        stack[sp - 1] = std::floor(stack[sp - 1] + 0.5);
+        break;
+      case Op::kTruncate:
+        stack[sp - 1] = std::trunc(stack[sp - 1]);
+        break;
+      case Op::kCvr:
+        break;
+      case Op::kSqrt:
+        if (stack[sp - 1] < 0.0) return fail();
+        stack[sp - 1] = std::sqrt(stack[sp - 1]);
+        break;
+      case Op::kSin:
+        stack[sp - 1] = SinDegrees(stack[sp - 1]);
+        break;
+      case Op::kCos:
+        stack[sp - 1] = SinDegrees(stack[sp - 1] + 90.0);
+        break;
+      case Op::kLn:
+      case Op::kLog:
+        if (!(stack[sp - 1] > 0.0)) return fail();
+        stack[sp - 1] =
+            ins.op == Op::kLn ? std::log(stack[sp - 1]) : std::log10(stack[sp - 1]);
+        break;
+      case Op::kBinaryLiteral:
+        if (!RealBinary(ins.binary, stack[sp - 1], ins.value)) return fail();
+        break;
+      case Op::kBinaryLiteralFirst: {
+        double a = ins.value;
+        if (!RealBinary(ins.binary, a, stack[sp - 1])) return fail();
+        stack[sp - 1] = a;
+        break;
+      }
+      case Op::kDup:
+        stack[sp] = stack[sp - 1];
+        ++sp;
+        break;
+      case Op::kExch:
+        std::swap(stack[sp - 1], stack[sp - 2]);
+        break;
+      case Op::kPop:
+        --sp;
+        break;
+      case Op::kCopyN:
+        std::copy(stack.begin() + (sp - ins.target), stack.begin() + sp, stack.begin() + sp);
+        sp += ins.target;
+        break;
+      case Op::kIndexN:
+        stack[sp] = stack[sp - 1 - ins.target];
+        ++sp;
+        break;
+      case Op::kRollN: {
+        if (ins.shift == 0) break;
+        const auto first = stack.begin() + (sp - ins.target);
+        std::rotate(first, first + (ins.target - ins.shift), stack.begin() + sp);
+        break;
+      }
+      default: {  // add, sub, mul, div, atan, exp
+        const double b = stack[--sp];
+        if (!RealBinary(ins.op, stack[sp - 1], b)) return fail();
+        break;
+      }
+    }
+  }
+  const std::size_t first = sp - GetRange().size();
+  for (std::size_t j = 0; j < outputs; ++j)
+    out[j] = stack[first + j];
   ClipOutputs(out.first(outputs));
 }
 

@@ -149,7 +149,14 @@ class CalculatorFunction final : public Function {
   struct Instruction;
 
  private:
+  // Evaluate for programs that the language's types cannot change (see the
+  // implementation): no type tags, no depth checks.
+  void EvaluateOnReals(std::span<const double> in, std::span<double> out) const;
+  // The outputs of a run that failed: every one 0, clipped to the range.
+  void Failed(std::span<double> out) const;
+
   std::vector<Instruction> code_;
+  bool on_reals_ = false;
 };
 
 }  // namespace QorPaint
