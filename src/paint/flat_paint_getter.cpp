@@ -8,6 +8,7 @@
 #include "paint/flat_paint_getter.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "qordoc/color_conversion.h"
@@ -34,25 +35,27 @@ float RegistrationTint(const QorColor::Color& color) {
   return tint;
 }
 
+// FNV-1a over the values' bits, the kinds and the flag. Zero and negative zero
+// compare equal, so both hash as zero.
+std::uint64_t HashOf(const FlatPaintDescription& d) {
+  constexpr std::uint64_t kPrime = 0x100000001b3ULL;
+  std::uint64_t h = 0xcbf29ce484222325ULL;
+  for (const float v : d.values) {
+    const std::uint32_t bits = v == 0.0f ? 0u : std::bit_cast<std::uint32_t>(v);
+    h = (h ^ bits) * kPrime;
+  }
+  for (const std::uint8_t k : d.kinds)
+    h = (h ^ k) * kPrime;
+  h = (h ^ static_cast<std::uint64_t>(d.absent)) * kPrime;
+  return h ^ (h >> 29);
+}
+
+bool Describes(const FlatPaintGetter& getter, const FlatPaintDescription& d) {
+  return getter.Values() == d.values && getter.Kinds() == d.kinds &&
+         getter.HasAbsentComponents() == d.absent;
+}
+
 }  // namespace
-
-bool operator<(const FlatPaintDescription& a, const FlatPaintDescription& b) {
-  if (std::lexicographical_compare(a.values.begin(), a.values.end(), b.values.begin(),
-                                   b.values.end())) {
-    return true;
-  }
-  if (std::lexicographical_compare(b.values.begin(), b.values.end(), a.values.begin(),
-                                   a.values.end())) {
-    return false;
-  }
-  if (a.absent != b.absent) return !a.absent;
-  return std::lexicographical_compare(a.kinds.begin(), a.kinds.end(), b.kinds.begin(),
-                                      b.kinds.end());
-}
-
-bool operator==(const FlatPaintDescription& a, const FlatPaintDescription& b) {
-  return a.values == b.values && a.absent == b.absent && a.kinds == b.kinds;
-}
 
 FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color) {
   const bool process = options.GetOutputMode() == Options::kProcess;
@@ -127,11 +130,17 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& option
 }
 
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(FlatPaintDescription description) {
-  const auto found = getters_.find(description);
-  if (found != getters_.end()) return found->second;
-  auto getter = std::make_shared<FlatPaintGetter>(description);
-  getters_.emplace(std::move(description), getter);
-  return getter;
+  const std::uint64_t hash = HashOf(description);
+  Slot& slot = slots_[hash % kSlots];
+  if (slot.getter && slot.hash == hash && Describes(*slot.getter, description)) return slot.getter;
+  slot.hash = hash;
+  slot.getter = std::make_shared<FlatPaintGetter>(std::move(description));
+  return slot.getter;
+}
+
+std::size_t FlatPaintGetterCache::Size() const {
+  return static_cast<std::size_t>(
+      std::count_if(slots_.begin(), slots_.end(), [](const Slot& s) { return s.getter != nullptr; }));
 }
 
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::GetFullInk(const Options& options,

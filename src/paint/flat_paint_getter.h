@@ -2,13 +2,14 @@
 //
 // A FlatPaintDescription holds one value and one kind per output component and the
 // absent flag; it is computed from the options and the colour alone, so equal
-// descriptions paint identically and share one getter through FlatPaintGetterCache.
+// descriptions paint identically and may share one getter (FlatPaintGetterCache).
 // Invariants: values.size() == kinds.size() == the output's component count; a kind
 // is never PerPixel. Compute's loop writes only Constant components, only at run
 // starts, and must not allocate (the painted list reuses its capacity).
 #pragma once
 
-#include <map>
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -26,10 +27,6 @@ struct FlatPaintDescription {
   std::vector<float> values;
   bool absent = false;
   ComponentKinds kinds;
-
-  // Values first (as floats), then the flag, then the kinds as unsigned bytes.
-  friend bool operator<(const FlatPaintDescription& a, const FlatPaintDescription& b);
-  friend bool operator==(const FlatPaintDescription& a, const FlatPaintDescription& b);
 };
 
 // What `color` paints under `options`:
@@ -64,19 +61,30 @@ class FlatPaintGetter final : public PaintGetter {
 std::shared_ptr<FlatPaintGetter> MakeFlatPaintGetter(std::vector<float> values,
                                                      ComponentKinds kinds, bool absent);
 
-// One getter per distinct description. Not thread-safe: one cache per conversion.
+// Equal descriptions seen recently share one getter. The cache is direct-mapped by
+// a hash of the description: a lookup hashes a few words and compares one entry,
+// and a page of thousands of distinct colours holds at most kSlots getters beyond
+// those of its active objects (a colour whose slot was taken gets a new getter,
+// which paints the same). Not thread-safe: one cache per conversion.
 class FlatPaintGetterCache {
  public:
+  static constexpr std::size_t kSlots = 256;
+
   std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorColor::Color& color);
   std::shared_ptr<FlatPaintGetter> Get(FlatPaintDescription description);
   // The shared getter of full ink in `color`'s own colorants (FullInkColor), converted
   // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
 
-  std::size_t Size() const { return getters_.size(); }
+  // Getters held by the cache (at most kSlots).
+  std::size_t Size() const;
 
  private:
-  std::map<FlatPaintDescription, std::shared_ptr<FlatPaintGetter>> getters_;
+  struct Slot {
+    std::uint64_t hash = 0;
+    std::shared_ptr<FlatPaintGetter> getter;
+  };
+  std::array<Slot, kSlots> slots_;
 };
 
 }  // namespace QorSc

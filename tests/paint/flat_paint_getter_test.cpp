@@ -223,20 +223,24 @@ TEST(FlatPaintGetterCache, EqualColoursShareOneGetter) {
             cache.Get(options, Color{{"Cyan", 1.0f}}));
 }
 
-TEST(FlatPaintDescription, OrdersValuesThenFlagThenKinds) {
-  using D = QorSc::FlatPaintDescription;
-  const D low{{0.25f}, true, Kinds({4})};
-  const D high{{0.5f}, false, Kinds({0})};
-  EXPECT_TRUE(low < high);
-  EXPECT_FALSE(high < low);
-  const D clear{{0.5f}, false, Kinds({3})};
-  const D set{{0.5f}, true, Kinds({0})};
-  EXPECT_TRUE(clear < set);
-  const D kind3{{0.5f}, false, Kinds({3})};
-  const D kind200{{0.5f}, false, Kinds({200})};
-  EXPECT_TRUE(kind3 < kind200) << "kinds compare as unsigned bytes";
-  EXPECT_FALSE(kind3 < kind3);
-  EXPECT_TRUE(kind3 == clear);
+TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
+  const Options options = SeparationOptions({"Cyan", "Magenta"});
+  FlatPaintGetterCache cache;
+  std::vector<std::shared_ptr<QorSc::FlatPaintGetter>> held;
+  for (int i = 1; i <= 4000; ++i) {
+    const float tint = static_cast<float>(i) / 4001.0f;
+    held.push_back(cache.Get(options, Color{{"Cyan", tint}, {"Magenta", 1.0f - tint}}));
+    ASSERT_EQ(held.back()->Values(), (std::vector<float>{tint, 1.0f - tint})) << i;
+  }
+  EXPECT_LE(cache.Size(), FlatPaintGetterCache::kSlots);
+  // A colour seen long ago (its slot since reused or not) still gets its own values.
+  const float first = 1.0f / 4001.0f;
+  const auto again = cache.Get(options, Color{{"Cyan", first}, {"Magenta", 1.0f - first}});
+  EXPECT_EQ(again->Values(), held.front()->Values());
+  EXPECT_EQ(again->Kinds(), held.front()->Kinds());
+  // Zero and negative zero describe the same paint.
+  const auto zero = cache.Get(QorSc::FlatPaintDescription{{0.0f, 0.5f}, false, Kinds({0, 3})});
+  EXPECT_EQ(zero, cache.Get(QorSc::FlatPaintDescription{{-0.0f, 0.5f}, false, Kinds({0, 3})}));
 }
 
 }  // namespace
