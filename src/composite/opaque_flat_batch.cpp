@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
 
 namespace QorSc {
 
@@ -17,63 +16,60 @@ void OpaqueFlatCopy::CopyInto(LineBuffer& line, const RunList& runs) const {
   }
 }
 
-void OpaqueFlatBatch::Apply(LineBuffer& line) {
-  long long lo = line.Right();
-  long long hi = line.Left();
-  std::size_t runs = 0;
-  for (const Member& m : members_) {
-    lo = std::min(lo, m.runs->front().start);
-    hi = std::max(hi, m.runs->back().End());
-    runs += m.runs->size();
+void OpaqueFlatBatch::Claim(long long start, long long end, const OpaqueFlatCopy* copy) {
+  if (start >= end) return;
+  // The first owned span that overlaps or touches [start, end).
+  const auto first = std::lower_bound(owned_.begin(), owned_.end(), start,
+                                      [](const Span& span, long long x) { return span.end < x; });
+  long long x = start;
+  Span joined{start, end};
+  auto last = first;
+  for (; last != owned_.end() && last->start <= end; ++last) {
+    if (last->start > x) visible_.push_back({x, last->start, copy});
+    x = std::max(x, last->end);
+    joined.start = std::min(joined.start, last->start);
+    joined.end = std::max(joined.end, last->end);
   }
-  if (static_cast<std::size_t>(hi - lo) >= runs * (runs + line.IntervalCount())) {
-    for (const Member& m : members_)
-      m.copy->CopyInto(line, *m.runs);
+  if (x < end) visible_.push_back({x, end, copy});
+  if (first == last) {
+    owned_.insert(first, joined);
+  } else {
+    *first = joined;
+    owned_.erase(first + 1, last);
+  }
+}
+
+void OpaqueFlatBatch::Apply(LineBuffer& line) {
+  if (members_.size() == 1) {
+    members_.front().copy->CopyInto(line, *members_.front().runs);
     members_.clear();
     return;
   }
-  const auto width = static_cast<std::size_t>(hi - lo);
-  owner_.assign(width, -1);
-  next_.resize(width + 1);
-  std::iota(next_.begin(), next_.end(), std::uint32_t{0});
-  // next_[x] == x: x is unowned (or the end); otherwise a pixel at or before the
-  // next unowned one.
-  const auto find = [this](std::uint32_t x) {
-    while (next_[x] != x) {
-      next_[x] = next_[next_[x]];
-      x = next_[x];
-    }
-    return x;
-  };
+  owned_.clear();
+  visible_.clear();
   for (std::size_t m = members_.size(); m-- > 0;) {
-    for (const Run& run : *members_[m].runs) {
-      const auto end = static_cast<std::uint32_t>(run.End() - lo);
-      for (std::uint32_t x = find(static_cast<std::uint32_t>(run.start - lo)); x < end;
-           x = find(x + 1)) {
-        owner_[x] = static_cast<std::int32_t>(m);
-        next_[x] = x + 1;
-      }
+    for (const Run& run : *members_[m].runs)
+      Claim(run.start, run.End(), members_[m].copy);
+  }
+  std::sort(visible_.begin(), visible_.end(),
+            [](const Piece& a, const Piece& b) { return a.start < b.start; });
+  // Neighbouring pieces of one object are one piece, as one object's cover would be.
+  std::size_t kept = 0;
+  for (const Piece& piece : visible_) {
+    if (kept > 0 && visible_[kept - 1].copy == piece.copy && visible_[kept - 1].end == piece.start) {
+      visible_[kept - 1].end = piece.end;
+    } else {
+      visible_[kept++] = piece;
     }
   }
+  visible_.resize(kept);
   pieces_.clear();
-  piece_owner_.clear();
-  for (std::size_t x = 0; x < width;) {
-    const std::int32_t owner = owner_[x];
-    std::size_t e = x + 1;
-    while (e < width && owner_[e] == owner)
-      ++e;
-    if (owner >= 0) {
-      pieces_.push_back({lo + static_cast<long long>(x), lo + static_cast<long long>(e),
-                         members_[static_cast<std::size_t>(owner)].copy->row.data()});
-      piece_owner_.push_back(owner);
-    }
-    x = e;
-  }
+  for (const Piece& piece : visible_)
+    pieces_.push_back({piece.start, piece.end, piece.copy->row.data()});
   line.CoverPieces(pieces_);
-  for (std::size_t k = 0; k < pieces_.size(); ++k) {
-    const OpaqueFlatCopy& copy = *members_[static_cast<std::size_t>(piece_owner_[k])].copy;
-    for (const auto& [plane, value] : copy.constants)
-      line.Plane(plane)[pieces_[k].start] = value;
+  for (const Piece& piece : visible_) {
+    for (const auto& [plane, value] : piece.copy->constants)
+      line.Plane(plane)[piece.start] = value;
   }
   members_.clear();
 }

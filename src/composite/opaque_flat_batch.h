@@ -2,15 +2,14 @@
 //
 // Each object of the batch replaces every plane over its runs with its own row of
 // states and Constant values, so over the batch only the last object covering a
-// pixel matters. The batch finds that owner per pixel, painting from the last
-// object backwards and skipping pixels already owned (a next-unowned table with
-// path halving, so each pixel is written once), then covers the line's map once
-// with the owners' pieces. That costs about the batch's span in pixels, covering run
-// by run about the runs times the map's intervals, which grow by up to two per run
-// (each cover moves the rest of the map), so the batch takes whichever is smaller: a few large
-// objects on a wide line are still covered one by one. The map ends up with the same intervals,
-// rows and values as covering it object by object, without moving the map once per run. Nothing
-// here allocates once its scratch vectors have grown to the line's width.
+// pixel matters. The batch walks the objects from the last backwards, keeping the
+// union of what later objects own as sorted disjoint spans: the parts of a run
+// outside that union are the run's visible pieces, and the run then joins the
+// union. Sorted by position, the pieces cover the line's map in one pass. The map
+// ends up with the same intervals, rows and values as covering it object by
+// object, without moving the map once per run, and the cost follows the number of
+// runs, not the width of the line. Nothing here allocates once its scratch vectors
+// have grown to the line's busiest batch.
 #pragma once
 
 #include <boost/container/small_vector.hpp>
@@ -49,11 +48,22 @@ class OpaqueFlatBatch {
     const OpaqueFlatCopy* copy;
     const RunList* runs;
   };
+  struct Span {
+    long long start;
+    long long end;
+  };
+  struct Piece {
+    long long start;
+    long long end;
+    const OpaqueFlatCopy* copy;
+  };
+  // Gives the parts of [start, end) not yet owned to `copy`, then owns all of it.
+  void Claim(long long start, long long end, const OpaqueFlatCopy* copy);
+
   std::vector<Member> members_;
-  std::vector<std::int32_t> owner_;  // per pixel of the batch's span: member, or −1
-  std::vector<std::uint32_t> next_;  // next pixel at or after that may be unowned
+  std::vector<Span> owned_;     // sorted, disjoint, not touching
+  std::vector<Piece> visible_;  // in the order found, then by position
   std::vector<LineBuffer::CoverPiece> pieces_;
-  std::vector<std::int32_t> piece_owner_;
 };
 
 }  // namespace QorSc

@@ -4,6 +4,7 @@
 #include "frame/line_renderer.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "qordoc/separation.h"
 #include "raster/clip.h"
@@ -48,7 +49,13 @@ void LineRenderer::Activate(long long y) {
   };
   const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(first_new);
   std::sort(fresh, active_.end(), by_index);
-  std::inplace_merge(active_.begin(), fresh, active_.end(), by_index);
+  if (first_new == 0) return;
+  // Merged through a kept buffer: std::inplace_merge would allocate one every line.
+  merged_.clear();
+  std::merge(std::make_move_iterator(active_.begin()), std::make_move_iterator(fresh),
+             std::make_move_iterator(fresh), std::make_move_iterator(active_.end()),
+             std::back_inserter(merged_), by_index);
+  active_.swap(merged_);
 }
 
 void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits) {

@@ -62,6 +62,7 @@ class LineRenderer : public LineContext {
   long long current_line_;
   std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
   std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
+  std::vector<std::unique_ptr<IntervalsFiller>> merged_;  // scratch for Activate's merge
   std::vector<const RunList*> runs_;  // per active object, its runs on this line (null: none)
   CoveredRuns covered_;               // what later opaque flat objects cover
   OpaqueFlatBatch flat_batch_;        // consecutive opaque flat objects, copied together
