@@ -1,15 +1,20 @@
-// OpaqueFlatBatch: consecutive opaque flat copies of one line, resolved together.
+// OpaqueFlatBatch: what opaque flat objects leave visible on one line, and their
+// copies resolved together.
 //
-// Each object of the batch replaces every plane over its runs with its own row of
-// states and Constant values, so over the batch only the last object covering a
-// pixel matters. The batch walks the objects from the last backwards, keeping the
-// union of what later objects own as sorted disjoint spans: the parts of a run
-// outside that union are the run's visible pieces, and the run then joins the
-// union. Sorted by position, the pieces cover the line's map in one pass. The map
-// ends up with the same intervals, rows and values as covering it object by
-// object, without moving the map once per run, and the cost follows the number of
-// runs, not the width of the line. Nothing here allocates once its scratch vectors
-// have grown to the line's busiest batch.
+// An opaque flat object (an "opaque flat copy") replaces every plane over its runs
+// with its own row of states and Constant values, whatever lay there, so a pixel
+// painted by such an object shows nothing of what was painted before it. The line
+// driver walks the line's objects from the last painted backwards and keeps here
+// the union of what the copies walked so far cover, as sorted disjoint spans:
+// - an object whose runs lie wholly inside the union need not be drawn (Covers);
+// - a copy's runs outside the union are its visible pieces (Claim), and its runs
+//   then join the union; a copy that is drawn by itself only joins it (Own).
+// The visible pieces of different copies never overlap, so every group of copies
+// painted between two other objects covers the line's map once, its pieces sorted
+// by position (Apply), instead of one cover, a move of the rest of the map, per
+// run. The line reads the same as painting every object in order. The cost
+// follows the number of runs, not the width of the line, and nothing here
+// allocates once the scratch vectors have grown to the line's busiest state.
 #pragma once
 
 #include <boost/container/small_vector.hpp>
@@ -36,18 +41,27 @@ struct OpaqueFlatCopy {
 
 class OpaqueFlatBatch {
  public:
-  bool Empty() const { return members_.empty(); }
-  // Appends an object painted after those already held; `runs` (sorted, inside the
-  // line) must stay valid until Apply.
-  void Add(const OpaqueFlatCopy& copy, const RunList& runs) { members_.push_back({&copy, &runs}); }
-  // Copies the held objects into `line` as painting them in order would, then empties.
-  void Apply(LineBuffer& line);
+  // Forgets the union and every piece: the start of a line's backward walk.
+  void Clear();
+  bool Empty() const { return owned_.empty(); }
+
+  // Whether every run of `runs` lies inside the union.
+  bool Covers(const RunList& runs) const;
+  // Adds `runs` to the union.
+  void Own(const RunList& runs);
+  // Keeps the parts of `runs` outside the union as `copy`'s visible pieces, in
+  // group `group`, then adds `runs` to the union. Groups are painted in descending
+  // order: a copy's group is the number of other objects drawn after it.
+  void Claim(const RunList& runs, const OpaqueFlatCopy& copy, std::uint32_t group);
+  // Whether a copy claimed so far has a visible piece.
+  bool HasPieces() const { return !visible_.empty(); }
+
+  // Ends the walk: orders the pieces for Apply.
+  void Finish();
+  // Copies the pieces of every group at or above `group` not yet copied into `line`.
+  void Apply(LineBuffer& line, std::uint32_t group);
 
  private:
-  struct Member {
-    const OpaqueFlatCopy* copy;
-    const RunList* runs;
-  };
   struct Span {
     long long start;
     long long end;
@@ -56,14 +70,16 @@ class OpaqueFlatBatch {
     long long start;
     long long end;
     const OpaqueFlatCopy* copy;
+    std::uint32_t group;
   };
-  // Gives the parts of [start, end) not yet owned to `copy`, then owns all of it.
-  void Claim(long long start, long long end, const OpaqueFlatCopy* copy);
+  // Adds [start, end) to the union; visible parts go to `copy` when it is given.
+  void Join(long long start, long long end, const OpaqueFlatCopy* copy, std::uint32_t group);
 
-  std::vector<Member> members_;
   std::vector<Span> owned_;     // sorted, disjoint, not touching
-  std::vector<Piece> visible_;  // in the order found, then by position
+  std::vector<Piece> visible_;  // in the order found, then by group and position
+  std::size_t applied_ = 0;     // pieces of visible_ already copied
   std::vector<LineBuffer::CoverPiece> pieces_;
+  std::vector<const OpaqueFlatCopy*> piece_copies_;  // the copy of each piece
 };
 
 }  // namespace QorSc

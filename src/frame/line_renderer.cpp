@@ -90,37 +90,50 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
     runs_[k] = runs;
     ++drawn;
   }
-  // A hit list names every object that paints, hidden or not.
-  if (hits == nullptr && drawn > 1) SkipHidden();
-  for (std::size_t k = 0; k < active_.size(); ++k) {
-    if (runs_[k] == nullptr) continue;
-    // Opaque flat copies wait in the batch until another kind of object paints; a hit
-    // list is kept in painting order by drawing every object itself.
-    const OpaqueFlatCopy* copy = active_[k]->FlatCopy();
-    if (hits == nullptr && copy != nullptr && copy->row.size() == line.Planes()) {
-      flat_batch_.Add(*copy, *runs_[k]);
-      continue;
+  // A hit list names every object that paints, hidden or not, in painting order.
+  if (hits != nullptr) {
+    for (std::size_t k = 0; k < active_.size(); ++k) {
+      if (runs_[k] != nullptr) active_[k]->Fill(*this, line, hits, *runs_[k]);
     }
-    if (!flat_batch_.Empty()) flat_batch_.Apply(line);
-    active_[k]->Fill(*this, line, hits, *runs_[k]);
+  } else if (drawn > 0) {
+    const std::uint32_t others = ResolveOcclusion(line.Planes());
+    // Copies painted before each other object cover the map together just before it.
+    std::uint32_t remaining = others;
+    for (std::size_t k = 0; k < active_.size(); ++k) {
+      if (runs_[k] == nullptr) continue;
+      flat_batch_.Apply(line, remaining);
+      active_[k]->Fill(*this, line, hits, *runs_[k]);
+      --remaining;
+    }
+    flat_batch_.Apply(line, 0);
   }
-  if (!flat_batch_.Empty()) flat_batch_.Apply(line);
   if (retired) {
     active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());
   }
 }
 
-void LineRenderer::SkipHidden() {
-  covered_.Clear();
+std::uint32_t LineRenderer::ResolveOcclusion(std::size_t planes) {
+  flat_batch_.Clear();
+  std::uint32_t others = 0;
   for (std::size_t k = active_.size(); k-- > 0;) {
     if (runs_[k] == nullptr) continue;
     const IntervalsFiller& filler = *active_[k];
-    if (!covered_.Empty() && filler.MayBeHidden() && covered_.Covers(*runs_[k])) {
+    const OpaqueFlatCopy* copy = filler.FlatCopy();
+    if (copy != nullptr && copy->row.size() == planes) {
+      // Painted through its visible pieces, not by itself.
+      flat_batch_.Claim(*runs_[k], *copy, others);
       runs_[k] = nullptr;
       continue;
     }
-    if (filler.HidesWhatItCovers()) covered_.Add(*runs_[k]);
+    if (!flat_batch_.Empty() && filler.MayBeHidden() && flat_batch_.Covers(*runs_[k])) {
+      runs_[k] = nullptr;
+      continue;
+    }
+    if (filler.HidesWhatItCovers()) flat_batch_.Own(*runs_[k]);
+    ++others;
   }
+  flat_batch_.Finish();
+  return others;
 }
 
 }  // namespace QorSc

@@ -18,7 +18,6 @@
 #include "composite/opaque_flat_batch.h"
 #include "frame/conversion_pools.h"
 #include "qorcolor/cmyk.h"
-#include "raster/covered_runs.h"
 #include "raster/line_context.h"
 #include "scan/object_collection.h"
 #include "scan/options.h"
@@ -52,8 +51,11 @@ class LineRenderer : public LineContext {
   };
 
   void Activate(long long y);
-  // Drops from runs_ the objects whose runs lie under later opaque flat objects.
-  void SkipHidden();
+  // Walks the line's objects from the last painted: drops from runs_ the objects
+  // whose runs lie under later opaque flat copies, and hands every copy that fits the
+  // line to the batch as its visible pieces (dropped from runs_ as well). Returns how
+  // many objects are left to draw by themselves.
+  std::uint32_t ResolveOcclusion(std::size_t planes);
 
   QorMath::Rectangle<long long> pixel_box_;
   Options options_;
@@ -64,8 +66,7 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
   std::vector<std::unique_ptr<IntervalsFiller>> merged_;  // scratch for Activate's merge
   std::vector<const RunList*> runs_;  // per active object, its runs on this line (null: none)
-  CoveredRuns covered_;               // what later opaque flat objects cover
-  OpaqueFlatBatch flat_batch_;        // consecutive opaque flat objects, copied together
+  OpaqueFlatBatch flat_batch_;        // what opaque flat copies cover and leave visible
   ConversionPools* pools_;
 };
 
