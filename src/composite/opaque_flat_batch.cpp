@@ -49,6 +49,8 @@ void OpaqueFlatBatch::Join(long long start, long long end, const OpaqueFlatCopy*
   // The first span that overlaps or touches [start, end).
   const auto first = std::lower_bound(owned_.begin(), owned_.end(), start,
                                       [](const Span& span, long long x) { return span.end < x; });
+  // Wholly hidden, the common case under many objects: nothing to add or keep.
+  if (first != owned_.end() && first->start <= start && end <= first->end) return;
   long long x = start;
   Span joined{start, end};
   auto last = first;
