@@ -34,19 +34,26 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
 
 LineRenderer::~LineRenderer() = default;
 
+LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
+    : filler(std::move(f)),
+      generator(&filler->Generator()),
+      clip(filler->GetClip() && filler->GetClip()->HasElements() ? filler->GetClip().get()
+                                                                 : nullptr),
+      copy(filler->FlatCopy()),
+      index(filler->GetIndex()),
+      may_be_hidden(filler->MayBeHidden()),
+      hides(filler->HidesWhatItCovers()) {}
+
 void LineRenderer::Activate(long long y) {
   const std::size_t first_new = active_.size();
   while (!pending_.empty() && pending_.front()->GetPixelBox().top <= y) {
     std::pop_heap(pending_.begin(), pending_.end(), ByFirstLine());
     std::unique_ptr<ObjectInfo> record = std::move(pending_.back());
     pending_.pop_back();
-    if (y < record->GetPixelBox().bottom) active_.push_back(record->CreateFiller(*this));
+    if (y < record->GetPixelBox().bottom) active_.emplace_back(record->CreateFiller(*this));
   }
   if (active_.size() == first_new) return;
-  auto by_index = [](const std::unique_ptr<IntervalsFiller>& a,
-                     const std::unique_ptr<IntervalsFiller>& b) {
-    return a->GetIndex() < b->GetIndex();
-  };
+  auto by_index = [](const Active& a, const Active& b) { return a.index < b.index; };
   const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(first_new);
   std::sort(fresh, active_.end(), by_index);
   if (first_new == 0) return;
@@ -64,51 +71,50 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   // Every object's runs first, so that objects hidden under later ones are known.
   bool retired = false;
   std::size_t drawn = 0;
-  runs_.assign(active_.size(), nullptr);
-  for (std::size_t k = 0; k < active_.size(); ++k) {
-    std::unique_ptr<IntervalsFiller>& filler = active_[k];
-    RunLengthGenerator& generator = filler->Generator();
-    generator.GenerateRuns(y);
-    if (generator.GetState() == RunLengthGenerator::kFinished) {
-      filler.reset();
+  for (Active& a : active_) {
+    a.runs = nullptr;
+    a.generator->GenerateRuns(y);
+    if (a.generator->GetState() == RunLengthGenerator::kFinished) {
+      a.filler.reset();
       retired = true;
       continue;
     }
-    const RunList* runs = &generator.Runs();
-    Clip* clip = filler->GetClip().get();
-    if (clip != nullptr && clip->HasElements()) {
-      clip->Update(*this, y);
-      if (clip->IsExcluded()) {
-        filler.reset();
+    const RunList* runs = &a.generator->Runs();
+    if (a.clip != nullptr) {
+      a.clip->Update(*this, y);
+      if (a.clip->IsExcluded()) {
+        a.filler.reset();
         retired = true;
         continue;
       }
-      IntersectRuns(generator.Runs(), clip->Runs(), filler->ClippedRuns());
-      runs = &filler->ClippedRuns();
+      IntersectRuns(a.generator->Runs(), a.clip->Runs(), a.filler->ClippedRuns());
+      runs = &a.filler->ClippedRuns();
     }
     if (runs->empty()) continue;
-    runs_[k] = runs;
+    a.runs = runs;
     ++drawn;
   }
   // A hit list names every object that paints, hidden or not, in painting order.
   if (hits != nullptr) {
-    for (std::size_t k = 0; k < active_.size(); ++k) {
-      if (runs_[k] != nullptr) active_[k]->Fill(*this, line, hits, *runs_[k]);
+    for (Active& a : active_) {
+      if (a.runs != nullptr) a.filler->Fill(*this, line, hits, *a.runs);
     }
   } else if (drawn > 0) {
     const std::uint32_t others = ResolveOcclusion(line.Planes());
     // Copies painted before each other object cover the map together just before it.
     std::uint32_t remaining = others;
-    for (std::size_t k = 0; k < active_.size(); ++k) {
-      if (runs_[k] == nullptr) continue;
+    for (Active& a : active_) {
+      if (a.runs == nullptr) continue;
       flat_batch_.Apply(line, remaining);
-      active_[k]->Fill(*this, line, hits, *runs_[k]);
+      a.filler->Fill(*this, line, hits, *a.runs);
       --remaining;
     }
     flat_batch_.Apply(line, 0);
   }
   if (retired) {
-    active_.erase(std::remove(active_.begin(), active_.end(), nullptr), active_.end());
+    active_.erase(std::remove_if(active_.begin(), active_.end(),
+                                 [](const Active& a) { return a.filler == nullptr; }),
+                  active_.end());
   }
 }
 
@@ -116,20 +122,19 @@ std::uint32_t LineRenderer::ResolveOcclusion(std::size_t planes) {
   flat_batch_.Clear();
   std::uint32_t others = 0;
   for (std::size_t k = active_.size(); k-- > 0;) {
-    if (runs_[k] == nullptr) continue;
-    const IntervalsFiller& filler = *active_[k];
-    const OpaqueFlatCopy* copy = filler.FlatCopy();
-    if (copy != nullptr && copy->row.size() == planes) {
+    Active& a = active_[k];
+    if (a.runs == nullptr) continue;
+    if (a.copy != nullptr && a.copy->row.size() == planes) {
       // Painted through its visible pieces, not by itself.
-      flat_batch_.Claim(*runs_[k], *copy, others);
-      runs_[k] = nullptr;
+      flat_batch_.Claim(*a.runs, *a.copy, others);
+      a.runs = nullptr;
       continue;
     }
-    if (!flat_batch_.Empty() && filler.MayBeHidden() && flat_batch_.Covers(*runs_[k])) {
-      runs_[k] = nullptr;
+    if (a.may_be_hidden && !flat_batch_.Empty() && flat_batch_.Covers(*a.runs)) {
+      a.runs = nullptr;
       continue;
     }
-    if (filler.HidesWhatItCovers()) flat_batch_.Own(*runs_[k]);
+    if (a.hides) flat_batch_.Own(*a.runs);
     ++others;
   }
   flat_batch_.Finish();

@@ -50,6 +50,20 @@ class LineRenderer : public LineContext {
     }
   };
 
+  // One active object: its filler and what the per-line loop reads of it, kept
+  // together so that a line crossed by thousands of objects touches one array.
+  struct Active {
+    explicit Active(std::unique_ptr<IntervalsFiller> filler);
+    std::unique_ptr<IntervalsFiller> filler;  // null once retired
+    RunLengthGenerator* generator;            // the filler's
+    Clip* clip;                               // null when the scope clips nothing
+    const OpaqueFlatCopy* copy;               // the filler's flat copy, if any
+    std::uint32_t index;
+    bool may_be_hidden;
+    bool hides;
+    const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
+  };
+
   void Activate(long long y);
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
@@ -63,9 +77,8 @@ class LineRenderer : public LineContext {
   std::uint8_t knockout_;
   long long current_line_;
   std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
-  std::vector<std::unique_ptr<IntervalsFiller>> active_;  // by painting index
-  std::vector<std::unique_ptr<IntervalsFiller>> merged_;  // scratch for Activate's merge
-  std::vector<const RunList*> runs_;  // per active object, its runs on this line (null: none)
+  std::vector<Active> active_;  // by painting index
+  std::vector<Active> merged_;  // scratch for Activate's merge
   OpaqueFlatBatch flat_batch_;        // what opaque flat copies cover and leave visible
   ConversionPools* pools_;
 };
