@@ -18,10 +18,9 @@ bool ByX(const T& a, const T& b) {
 
 void PathRunLengthGenerator::ActiveEdge::MoveTo(double ys) {
   if (ys > y1) {
-    const std::uint32_t last = static_cast<std::uint32_t>(edge->segments.size()) - 1;
-    while (segment < last && ys > edge->segments[segment].y1)
+    while (segment < lastSegment && ys > segments[segment].y1)
       ++segment;
-    const Edge::Segment& s = edge->segments[segment];
+    const Edge::Segment& s = segments[segment];
     x0 = s.x0;
     y0 = s.y0;
     y1 = s.y1;
@@ -111,8 +110,18 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
     const Edge& edge = *to_come_[next_];
     // An edge that ended above this line (lines were skipped) never becomes active.
     if (edge.endLine <= line) continue;
-    const Edge::Segment& s = edge.segments.front();
-    ActiveEdge a{0.0, s.x0, s.y0, s.y1, s.dxdy, edge.endLine, &edge, 0, edge.winding};
+    const Edge::Segment* segments = segments_.data() + edge.firstSegment;
+    const Edge::Segment& s = segments[0];
+    ActiveEdge a{.x = 0.0,
+                 .x0 = s.x0,
+                 .y0 = s.y0,
+                 .y1 = s.y1,
+                 .dxdy = s.dxdy,
+                 .endLine = edge.endLine,
+                 .segments = segments,
+                 .segment = 0,
+                 .lastSegment = edge.segmentCount - 1,
+                 .winding = edge.winding};
     a.MoveTo(ys);
     active_.push_back(a);
   }

@@ -44,8 +44,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     double y1;  // the segment's lower y
     double dxdy;
     long long endLine;
-    const Edge* edge;
+    const Edge::Segment* segments;  // the edge's, in the segment store
     std::uint32_t segment;
+    std::uint32_t lastSegment;
     std::int32_t winding;
 
     void MoveTo(double ys);
@@ -57,8 +58,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void TakeNewEdges(long long line, double ys);
   void EmitRuns();
 
-  std::vector<Edge> edges_;           // owned, in the order built
-  std::vector<const Edge*> to_come_;  // by first line, consumed from next_
+  std::vector<Edge> edges_;              // owned, in the order built
+  std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
+  std::vector<const Edge*> to_come_;     // by first line, consumed from next_
   std::size_t next_ = 0;
   std::vector<ActiveEdge> active_;   // sorted by x
   std::vector<ActiveEdge> scratch_;  // merge space

@@ -55,6 +55,13 @@ class PathRunLengthGeneratorBuilder {
   void AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
                   const Morv::MilliPointRectangle& bounds, const Environment& env,
                   const Morv::MilliPointTransformation& t);
+  // A stroke piece: its corners are mapped to internal space once, and the piece is
+  // culled on their box.
+  void AddPiece(const std::vector<Morv::MilliPointPoint>& points, const Environment& env,
+                const Morv::MilliPointTransformation& t);
+  // Adds one polygon, closed, from a source `next(point)` that returns false at the end.
+  template <class Next>
+  void AddClosedPolygon(Next next);
   void Feed(PathSegment& s);
   Merge MergeInto(PathSegment& a, PathSegment& b) const;
   void Flush();
