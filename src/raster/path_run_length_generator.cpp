@@ -48,7 +48,7 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
     UpdateActiveEdges(line, ys);
   }
   last_line_ = line;
-  TakeNewEdges(line, ys);
+  if (next_ < to_come_.size() && to_come_[next_]->firstLine <= line) TakeNewEdges(line, ys);
   EmitRuns();
 }
 
@@ -74,10 +74,12 @@ void PathRunLengthGenerator::UpdateActiveEdges(long long line, double ys) {
     ActiveEdge& a = active_[i];
     if (a.endLine <= line) continue;
     a.MoveTo(ys);
-    active_[live++] = a;
+    // Most lines retire no edge: copy only once the live entries have moved up.
+    if (live != i) active_[live] = a;
+    ++live;
   }
   active_.resize(live);
-  SortActiveByX();
+  if (live > 1) SortActiveByX();
 }
 
 // Insertion sort, linear when few edges crossed since the last line; when the
