@@ -33,13 +33,33 @@ PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
                                                const QorMath::Rectangle<long long>& box)
     : RunLengthGenerator(box), winding_rule_(windingRule) {}
 
+void PathRunLengthGenerator::FitLinesToEdges() {
+  long long first = y1_;
+  long long end = y0_;
+  for (const Edge& edge : edges_) {
+    first = std::min(first, edge.firstLine);
+    end = std::max(end, edge.endLine);
+  }
+  const long long top = std::max(y0_, first);
+  const long long bottom = std::min(y1_, end);
+  if (bottom <= top) {
+    y1_ = y0_;
+  } else {
+    y0_ = top;
+    y1_ = bottom;
+  }
+}
+
 void PathRunLengthGenerator::GenerateRuns(long long line) {
   if (line >= y1_) {
     state_ = kFinished;
     runs_.clear();
+    last_line_ = std::max(last_line_, line);
     return;
   }
-  if (state_ == kActive && line <= last_line_) return;
+  // An earlier line changes nothing, also after finishing: the box may end before
+  // the caller's last line (FitLinesToEdges).
+  if (state_ != kNotStarted && line <= last_line_) return;
   const double ys = static_cast<double>(line) + 0.5;
   if (state_ != kActive) {
     if (line < y0_) return;

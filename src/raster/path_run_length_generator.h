@@ -33,6 +33,13 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
 
   std::size_t EdgeCount() const { return edges_.size(); }
 
+  // Narrows the lines of the box to those the edges cross: no other line can hold a
+  // run, so the generator starts at its first crossed line and finishes after its
+  // last (at once without edges), and a caller stops asking for it there. A box
+  // larger than the shape, such as a stroke's box bounded by its reach, then costs
+  // nothing on the lines it adds.
+  void FitLinesToEdges();
+
  private:
   friend class PathRunLengthGeneratorBuilder;
 

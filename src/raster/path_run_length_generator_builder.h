@@ -43,7 +43,11 @@ class PathRunLengthGeneratorBuilder {
   // Adds one polygon, closed.
   void AddPoints(PointEnumerator& points);
 
-  std::unique_ptr<PathRunLengthGenerator> Release() { return std::move(generator_); }
+  // Hands the generator over, its lines narrowed to those its edges cross.
+  std::unique_ptr<PathRunLengthGenerator> Release() {
+    if (generator_) generator_->FitLinesToEdges();
+    return std::move(generator_);
+  }
 
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
