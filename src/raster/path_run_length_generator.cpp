@@ -69,7 +69,11 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
   }
   last_line_ = line;
   if (next_ < to_come_.size() && to_come_[next_]->firstLine <= line) TakeNewEdges(line, ys);
-  EmitRuns();
+  if (winding_rule_ == 1) {
+    EmitRuns<true>();
+  } else {
+    EmitRuns<false>();
+  }
 }
 
 void PathRunLengthGenerator::Activate() {
@@ -158,16 +162,16 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   }
 }
 
+template <bool kNonZeroRule>
 void PathRunLengthGenerator::EmitRuns() {
   runs_.clear();
   long long start = x0_;
   long long end = x0_;
   std::int32_t sum = 0;
   bool inside = false;
-  const bool non_zero = winding_rule_ == 1;
   for (const ActiveEdge& a : active_) {
     sum += a.winding;
-    const bool now = non_zero ? sum != 0 : (sum & 1) != 0;
+    const bool now = kNonZeroRule ? sum != 0 : (sum & 1) != 0;
     if (now == inside) continue;
     inside = now;
     const long long xc = std::clamp(RoundToPixel(a.x), x0_, x1_);

@@ -63,6 +63,8 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void UpdateActiveEdges(long long line, double ys);
   void SortActiveByX();
   void TakeNewEdges(long long line, double ys);
+  // The walk with the winding rule fixed, so the loop does not branch on it.
+  template <bool kNonZeroRule>
   void EmitRuns();
 
   std::vector<Edge> edges_;              // owned, in the order built

@@ -76,11 +76,12 @@ void PathRunLengthGeneratorBuilder::AddPiece(const std::vector<Morv::MilliPointP
                                              const Morv::MilliPointTransformation& t) {
   if (points.empty()) return;
   std::vector<Point<double>>& corners = chains_.piece;
-  corners.clear();
-  for (const Morv::MilliPointPoint& p : points)
-    corners.push_back(env.WorldToInternal(t.Apply(p)));
+  corners.resize(points.size());
+  corners[0] = env.WorldToInternal(t.Apply(points[0]));
   double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
-  for (const Point<double>& c : corners) {
+  for (std::size_t i = 1; i < points.size(); ++i) {
+    const Point<double> c = env.WorldToInternal(t.Apply(points[i]));
+    corners[i] = c;
     x0 = std::min(x0, c.x);
     x1 = std::max(x1, c.x);
     y0 = std::min(y0, c.y);
