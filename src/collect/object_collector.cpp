@@ -273,13 +273,16 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     // The outline is kept as the path and its style and stroked again when its record
     // is activated: held as pieces, the strokes of a page of long thin curves took
     // hundreds of megabytes. A one-piece outline is kept as a compound, which an
-    // axis-aligned rectangle needs to become a box.
+    // axis-aligned rectangle needs to become a box. Only short polylines are walked
+    // here (to find their pieces); any other outline is boxed by its path's box grown
+    // by its reach, which may be larger than the outline's own box but never misses a
+    // piece, and a larger box changes no run.
     const auto outline = std::make_shared<const Morv::StrokeOutline>(
         compound, StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
         style.dash.array.empty() ? nullptr : &style.dash,
         Morv::CurveErrorForTransformation(env_.GetCurveError(), t));
     const GeometrySource geometry =
-        outline->PieceCount() <= 1
+        outline->Measured() && outline->PieceCount() <= 1
             ? MakeGeometrySource(env_, clip_box,
                                  std::make_shared<const Morv::Compound>(outline->ToCompound()), t)
             : MakeGeometrySource(env_, clip_box, outline, t);

@@ -5,18 +5,20 @@
 // and its rounded end lines, computed on first use.
 //
 // MonotoneChain: consecutive segments that all go the same way in y. Two chains
-// (ScratchChains) are scratch storage shared by every generator a conversion builds;
-// they keep their capacity, so building allocates only the edges themselves.
+// (ScratchChains, with a buffer for a stroke piece's corners) are scratch storage
+// shared by every generator a conversion builds; they keep their capacity, so
+// building allocates only the edges themselves.
 //
 // Edge: a finished chain stored from smaller to larger y, with the lines it crosses
 // ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
-// otherwise. Its x on the current line is kept by the generator's active entry.
+// otherwise; its segments live in the generator's segment store. Its x on the current
+// line is kept by the generator's active entry.
 #pragma once
 
-#include <boost/container/small_vector.hpp>
 #include <cstdint>
 #include <vector>
 
+#include "qormath/point.h"
 #include "raster/pixel_rounding.h"
 
 namespace QorSc {
@@ -93,6 +95,8 @@ class MonotoneChain {
 struct ScratchChains {
   MonotoneChain first;
   MonotoneChain current;
+  // A stroke piece's corners in internal space, mapped once for culling and edges.
+  std::vector<Point<double>> piece;
 };
 
 struct Edge {
@@ -103,7 +107,11 @@ struct Edge {
     double dxdy;  // x change per unit of y; 0 for a level segment
   };
 
-  boost::container::small_vector<Segment, 2> segments;
+  // The edge's segments, top to bottom, are [firstSegment, firstSegment + segmentCount)
+  // of the generator's one segment store: edges and segments are then plain values,
+  // moved by copying their bytes when the stores grow.
+  std::uint32_t firstSegment = 0;
+  std::uint32_t segmentCount = 0;
   long long firstLine = 0;
   long long endLine = 0;  // exclusive
   std::int32_t winding = 0;

@@ -18,10 +18,9 @@ bool ByX(const T& a, const T& b) {
 
 void PathRunLengthGenerator::ActiveEdge::MoveTo(double ys) {
   if (ys > y1) {
-    const std::uint32_t last = static_cast<std::uint32_t>(edge->segments.size()) - 1;
-    while (segment < last && ys > edge->segments[segment].y1)
+    while (segment < lastSegment && ys > segments[segment].y1)
       ++segment;
-    const Edge::Segment& s = edge->segments[segment];
+    const Edge::Segment& s = segments[segment];
     x0 = s.x0;
     y0 = s.y0;
     y1 = s.y1;
@@ -34,13 +33,33 @@ PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
                                                const QorMath::Rectangle<long long>& box)
     : RunLengthGenerator(box), winding_rule_(windingRule) {}
 
+void PathRunLengthGenerator::FitLinesToEdges() {
+  long long first = y1_;
+  long long end = y0_;
+  for (const Edge& edge : edges_) {
+    first = std::min(first, edge.firstLine);
+    end = std::max(end, edge.endLine);
+  }
+  const long long top = std::max(y0_, first);
+  const long long bottom = std::min(y1_, end);
+  if (bottom <= top) {
+    y1_ = y0_;
+  } else {
+    y0_ = top;
+    y1_ = bottom;
+  }
+}
+
 void PathRunLengthGenerator::GenerateRuns(long long line) {
   if (line >= y1_) {
     state_ = kFinished;
     runs_.clear();
+    last_line_ = std::max(last_line_, line);
     return;
   }
-  if (state_ == kActive && line <= last_line_) return;
+  // An earlier line changes nothing, also after finishing: the box may end before
+  // the caller's last line (FitLinesToEdges).
+  if (state_ != kNotStarted && line <= last_line_) return;
   const double ys = static_cast<double>(line) + 0.5;
   if (state_ != kActive) {
     if (line < y0_) return;
@@ -49,8 +68,12 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
     UpdateActiveEdges(line, ys);
   }
   last_line_ = line;
-  TakeNewEdges(line, ys);
-  EmitRuns();
+  if (next_ < to_come_.size() && to_come_[next_]->firstLine <= line) TakeNewEdges(line, ys);
+  if (winding_rule_ == 1) {
+    EmitRuns<true>();
+  } else {
+    EmitRuns<false>();
+  }
 }
 
 void PathRunLengthGenerator::Activate() {
@@ -75,10 +98,12 @@ void PathRunLengthGenerator::UpdateActiveEdges(long long line, double ys) {
     ActiveEdge& a = active_[i];
     if (a.endLine <= line) continue;
     a.MoveTo(ys);
-    active_[live++] = a;
+    // Most lines retire no edge: copy only once the live entries have moved up.
+    if (live != i) active_[live] = a;
+    ++live;
   }
   active_.resize(live);
-  SortActiveByX();
+  if (live > 1) SortActiveByX();
 }
 
 // Insertion sort, linear when few edges crossed since the last line; when the
@@ -111,8 +136,18 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
     const Edge& edge = *to_come_[next_];
     // An edge that ended above this line (lines were skipped) never becomes active.
     if (edge.endLine <= line) continue;
-    const Edge::Segment& s = edge.segments.front();
-    ActiveEdge a{0.0, s.x0, s.y0, s.y1, s.dxdy, edge.endLine, &edge, 0, edge.winding};
+    const Edge::Segment* segments = segments_.data() + edge.firstSegment;
+    const Edge::Segment& s = segments[0];
+    ActiveEdge a{.x = 0.0,
+                 .x0 = s.x0,
+                 .y0 = s.y0,
+                 .y1 = s.y1,
+                 .dxdy = s.dxdy,
+                 .endLine = edge.endLine,
+                 .segments = segments,
+                 .segment = 0,
+                 .lastSegment = edge.segmentCount - 1,
+                 .winding = edge.winding};
     a.MoveTo(ys);
     active_.push_back(a);
   }
@@ -127,16 +162,16 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   }
 }
 
+template <bool kNonZeroRule>
 void PathRunLengthGenerator::EmitRuns() {
   runs_.clear();
   long long start = x0_;
   long long end = x0_;
   std::int32_t sum = 0;
   bool inside = false;
-  const bool non_zero = winding_rule_ == 1;
   for (const ActiveEdge& a : active_) {
     sum += a.winding;
-    const bool now = non_zero ? sum != 0 : (sum & 1) != 0;
+    const bool now = kNonZeroRule ? sum != 0 : (sum & 1) != 0;
     if (now == inside) continue;
     inside = now;
     const long long xc = std::clamp(RoundToPixel(a.x), x0_, x1_);

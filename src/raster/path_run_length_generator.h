@@ -33,6 +33,13 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
 
   std::size_t EdgeCount() const { return edges_.size(); }
 
+  // Narrows the lines of the box to those the edges cross: no other line can hold a
+  // run, so the generator starts at its first crossed line and finishes after its
+  // last (at once without edges), and a caller stops asking for it there. A box
+  // larger than the shape, such as a stroke's box bounded by its reach, then costs
+  // nothing on the lines it adds.
+  void FitLinesToEdges();
+
  private:
   friend class PathRunLengthGeneratorBuilder;
 
@@ -44,8 +51,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     double y1;  // the segment's lower y
     double dxdy;
     long long endLine;
-    const Edge* edge;
+    const Edge::Segment* segments;  // the edge's, in the segment store
     std::uint32_t segment;
+    std::uint32_t lastSegment;
     std::int32_t winding;
 
     void MoveTo(double ys);
@@ -55,10 +63,13 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void UpdateActiveEdges(long long line, double ys);
   void SortActiveByX();
   void TakeNewEdges(long long line, double ys);
+  // The walk with the winding rule fixed, so the loop does not branch on it.
+  template <bool kNonZeroRule>
   void EmitRuns();
 
-  std::vector<Edge> edges_;           // owned, in the order built
-  std::vector<const Edge*> to_come_;  // by first line, consumed from next_
+  std::vector<Edge> edges_;              // owned, in the order built
+  std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
+  std::vector<const Edge*> to_come_;     // by first line, consumed from next_
   std::size_t next_ = 0;
   std::vector<ActiveEdge> active_;   // sorted by x
   std::vector<ActiveEdge> scratch_;  // merge space

@@ -42,7 +42,7 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
           const Morv::MilliPointTransformation& t)
         : builder_(builder), env_(env), t_(t) {}
     void Piece(const std::vector<Morv::MilliPointPoint>& points) override {
-      builder_.AddPolygon(points, Morv::PointsBoundingBox(points.data(), points.size()), env_, t_);
+      builder_.AddPiece(points, env_, t_);
     }
 
    private:
@@ -51,8 +51,8 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
     const Morv::MilliPointTransformation& t_;
   } adder(*this, env, t);
   // A convex piece makes two monotone chains (rarely more, where level sides are
-  // kept), so this is about what the outline adds; without it the edges would be
-  // moved at every growth.
+  // kept), so this is about what a measured outline adds. Others grow the stores as
+  // they go: edges and segments are plain values, so growing copies bytes.
   generator_->edges_.reserve(generator_->edges_.size() + 2 * outline.PieceCount());
   outline.Walk(adder);
 }
@@ -66,6 +66,39 @@ void PathRunLengthGeneratorBuilder::AddPolygon(const std::vector<Morv::MilliPoin
   AddPoints(enumerator);
 }
 
+// Culling on the mapped corners rather than on the mapped box of the piece: a
+// polygon whose corners all lie on the far side of one side of the box would be
+// filtered to nothing (its segments all dropped, or all merged into one that is never
+// committed), so either way it adds no edge; this way it costs four mappings instead
+// of eight.
+void PathRunLengthGeneratorBuilder::AddPiece(const std::vector<Morv::MilliPointPoint>& points,
+                                             const Environment& env,
+                                             const Morv::MilliPointTransformation& t) {
+  if (points.empty()) return;
+  std::vector<Point<double>>& corners = chains_.piece;
+  corners.resize(points.size());
+  corners[0] = env.WorldToInternal(t.Apply(points[0]));
+  double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
+  for (std::size_t i = 1; i < points.size(); ++i) {
+    const Point<double> c = env.WorldToInternal(t.Apply(points[i]));
+    corners[i] = c;
+    x0 = std::min(x0, c.x);
+    x1 = std::max(x1, c.x);
+    y0 = std::min(y0, c.y);
+    y1 = std::max(y1, c.y);
+  }
+  if (std::max(box_.left, RoundToPixel(x0)) >= std::min(RoundToPixel(x1), box_.right) ||
+      std::max(box_.top, RoundToPixel(y0)) >= std::min(RoundToPixel(y1), box_.bottom)) {
+    return;
+  }
+  std::size_t i = 0;
+  AddClosedPolygon([&corners, &i](Point<double>& out) {
+    if (i == corners.size()) return false;
+    out = corners[i++];
+    return true;
+  });
+}
+
 std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {
   std::uint32_t code = 0;
   if (x < sample_x0_) code |= kLeftOfSamples;
@@ -77,16 +110,21 @@ std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const
 
 void PathRunLengthGeneratorBuilder::AddPoints(PointEnumerator& points) {
   if (BoxIsEmpty()) return;
+  AddClosedPolygon([&points](Point<double>& out) { return points.Next(out); });
+}
+
+template <class Next>
+void PathRunLengthGeneratorBuilder::AddClosedPolygon(Next next) {
   chains_.first.Clear();
   chains_.current.Clear();
   filter_ = kEmpty;
 
   Point<double> first;
-  if (!points.Next(first)) return;
+  if (!next(first)) return;
   Point<double> previous = first;
   std::uint32_t previous_code = OutcodeOf(first.x, first.y);
   Point<double> p;
-  while (points.Next(p)) {
+  while (next(p)) {
     const std::uint32_t code = OutcodeOf(p.x, p.y);
     PathSegment s{previous.x, previous.y, p.x, p.y, previous_code & code};
     Feed(s);
@@ -218,10 +256,11 @@ void PathRunLengthGeneratorBuilder::Commit(PathSegment& s) {
 void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
   if (chain.Empty()) return;
   const auto& segments = chain.Segments();
-  Edge edge;
-  auto add = [&edge](double xs, double ys, double xe, double ye) {
+  std::vector<Edge::Segment>& store = generator_->segments_;
+  const std::size_t first = store.size();
+  auto add = [&store](double xs, double ys, double xe, double ye) {
     const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
-    edge.segments.push_back({xs, ys, ye, dxdy});
+    store.push_back({xs, ys, ye, dxdy});
   };
   if (chain.Increasing()) {
     for (const PathSegment& s : segments)
@@ -230,12 +269,18 @@ void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
     for (auto it = segments.rbegin(); it != segments.rend(); ++it)
       add(it->x1, it->y1, it->x0, it->y0);
   }
-  edge.firstLine = RoundToPixel(edge.segments.front().y0);
-  edge.endLine = RoundToPixel(edge.segments.back().y1);
+  Edge edge;
+  edge.firstSegment = static_cast<std::uint32_t>(first);
+  edge.segmentCount = static_cast<std::uint32_t>(store.size() - first);
+  edge.firstLine = RoundToPixel(store[first].y0);
+  edge.endLine = RoundToPixel(store.back().y1);
   // An edge that crosses no row of pixel centres never changes a run.
-  if (edge.endLine <= edge.firstLine) return;
+  if (edge.endLine <= edge.firstLine) {
+    store.resize(first);
+    return;
+  }
   edge.winding = chain.Increasing() ? -1 : 1;
-  generator_->edges_.push_back(std::move(edge));
+  generator_->edges_.push_back(edge);
 }
 
 }  // namespace QorSc

@@ -43,7 +43,11 @@ class PathRunLengthGeneratorBuilder {
   // Adds one polygon, closed.
   void AddPoints(PointEnumerator& points);
 
-  std::unique_ptr<PathRunLengthGenerator> Release() { return std::move(generator_); }
+  // Hands the generator over, its lines narrowed to those its edges cross.
+  std::unique_ptr<PathRunLengthGenerator> Release() {
+    if (generator_) generator_->FitLinesToEdges();
+    return std::move(generator_);
+  }
 
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
@@ -55,6 +59,13 @@ class PathRunLengthGeneratorBuilder {
   void AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
                   const Morv::MilliPointRectangle& bounds, const Environment& env,
                   const Morv::MilliPointTransformation& t);
+  // A stroke piece: its corners are mapped to internal space once, and the piece is
+  // culled on their box.
+  void AddPiece(const std::vector<Morv::MilliPointPoint>& points, const Environment& env,
+                const Morv::MilliPointTransformation& t);
+  // Adds one polygon, closed, from a source `next(point)` that returns false at the end.
+  template <class Next>
+  void AddClosedPolygon(Next next);
   void Feed(PathSegment& s);
   Merge MergeInto(PathSegment& a, PathSegment& b) const;
   void Flush();

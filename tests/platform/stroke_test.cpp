@@ -540,7 +540,7 @@ TEST(Stroke, CurvesAreStrokedAlongTheirShape) {
 }
 
 // An outline kept as its path and style hands out, on every walk, exactly the pieces
-// Stroke lists (same points, same order), and reports their compound's box.
+// Stroke lists (same points, same order); its box holds them all.
 TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
   class Recorder final : public Morv::OutlineSink {
    public:
@@ -561,8 +561,14 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
     for (LineCap cap : {LineCap::kButt, LineCap::kRound, LineCap::kSquare}) {
       const Compound expected = Morv::Stroke(*path, 4.0, cap, LineJoin::kRound, 10.0, d, 0.05);
       const Morv::StrokeOutline outline(path, 4.0, cap, LineJoin::kRound, 10.0, d, 0.05);
-      EXPECT_EQ(outline.PieceCount(), expected.GetSubpaths().size());
-      EXPECT_EQ(outline.GetBoundingBox(), expected.GetBoundingBox());
+      // A curve is bounded, not measured.
+      EXPECT_FALSE(outline.Measured());
+      const Morv::MilliPointRectangle& box = outline.GetBoundingBox();
+      const Morv::MilliPointRectangle& exact = expected.GetBoundingBox();
+      EXPECT_LE(box.X(), exact.X());
+      EXPECT_LE(box.Y(), exact.Y());
+      EXPECT_GE(box.X() + box.Width(), exact.X() + exact.Width());
+      EXPECT_GE(box.Y() + box.Height(), exact.Y() + exact.Height());
       for (int walk = 0; walk < 2; ++walk) {
         Recorder recorder;
         outline.Walk(recorder);
@@ -580,6 +586,77 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
   const Morv::StrokeOutline none(path, 0.0, LineCap::kRound, LineJoin::kRound, 10.0, nullptr, 0.0);
   EXPECT_EQ(none.PieceCount(), 0u);
   EXPECT_EQ(none.GetBoundingBox(), Morv::MilliPointRectangle());
+}
+
+// Short solid polylines are measured: box and piece count are the compound's, bit for
+// bit. Everything else gets a box that holds every corner of every piece, whatever
+// the caps, joins, miter limit and dashes; it is the path's box grown by the reach.
+TEST(Stroke, OutlineBoxesHoldEveryPiece) {
+  class Corners final : public Morv::OutlineSink {
+   public:
+    void Piece(const std::vector<MilliPointPoint>& points) override {
+      for (const MilliPointPoint& p : points) {
+        x0 = std::min(x0, p.x.Value());
+        x1 = std::max(x1, p.x.Value());
+        y0 = std::min(y0, p.y.Value());
+        y1 = std::max(y1, p.y.Value());
+      }
+    }
+    double x0 = std::numeric_limits<double>::infinity(), y0 = x0;
+    double x1 = -x0, y1 = -x0;
+  };
+  const auto square = PathBuilder().MoveTo(0, 0).LineTo(40, 0).LineTo(40, 40).Close().BuildShared();
+  for (LineJoin join : {LineJoin::kMiter, LineJoin::kRound, LineJoin::kBevel}) {
+    const Morv::StrokeOutline outline(square, 6.0, LineCap::kSquare, join, 10.0, nullptr, 0.0);
+    const Compound expected = Morv::Stroke(*square, 6.0, LineCap::kSquare, join, 10.0);
+    EXPECT_TRUE(outline.Measured());
+    EXPECT_EQ(outline.PieceCount(), expected.GetSubpaths().size());
+    EXPECT_EQ(outline.GetBoundingBox(), expected.GetBoundingBox());
+  }
+
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> coordinate(-1.0e6, 1.0e6);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  const DashPattern dash{{3000.0, 1000.0, 0.0, 2000.0}, 500.0};
+  for (int round = 0; round < 300; ++round) {
+    PathBuilder builder;
+    builder.MoveTo(coordinate(random), coordinate(random));
+    const int segments = 1 + round % 12;
+    for (int i = 0; i < segments; ++i) {
+      if (round % 2 == 0) {
+        builder.CurveTo(coordinate(random), coordinate(random), coordinate(random),
+                        coordinate(random), coordinate(random), coordinate(random));
+      } else {
+        // Sharp turns make long miters.
+        builder.LineTo(coordinate(random) * unit(random), coordinate(random));
+      }
+    }
+    if (round % 3 == 0) builder.Close();
+    const auto path = builder.BuildShared();
+    const double width = 1.0 + unit(random) * 20000.0;
+    const auto cap = static_cast<LineCap>(round % 3);
+    const auto join = static_cast<LineJoin>((round / 3) % 3);
+    const double miter = 1.0 + unit(random) * 30.0;
+    const DashPattern* d = round % 5 == 0 ? &dash : nullptr;
+    const Morv::StrokeOutline outline(path, width, cap, join, miter, d, 50.0);
+    Corners corners;
+    outline.Walk(corners);
+    const Morv::MilliPointRectangle& box = outline.GetBoundingBox();
+    EXPECT_EQ(outline.Measured(), round % 2 == 1 && segments <= 8 && d == nullptr) << round;
+    if (outline.Measured()) {
+      // The compound's box, whose far sides are corner plus size, rounded.
+      EXPECT_EQ(box, Morv::Stroke(*path, width, cap, join, miter, d, 50.0).GetBoundingBox());
+      continue;
+    }
+    EXPECT_LE(box.X(), corners.x0) << round;
+    EXPECT_LE(box.Y(), corners.y0) << round;
+    EXPECT_GE(box.X() + box.Width(), corners.x1) << round;
+    EXPECT_GE(box.Y() + box.Height(), corners.y1) << round;
+  }
+  EXPECT_DOUBLE_EQ(Morv::StrokeReach(4.0, LineCap::kButt, LineJoin::kRound, 10.0), 2.0);
+  EXPECT_DOUBLE_EQ(Morv::StrokeReach(4.0, LineCap::kButt, LineJoin::kMiter, 10.0), 20.0);
+  EXPECT_DOUBLE_EQ(Morv::StrokeReach(4.0, LineCap::kSquare, LineJoin::kBevel, 10.0),
+                   2.0 * std::sqrt(2.0));
 }
 
 }  // namespace

@@ -53,14 +53,15 @@ TEST(SteadyState, GeneratingLinesAllocatesNothing) {
   // to 40 runs each.
   EXPECT_LE(allocations, 10) << allocations;
 
-  // Building a second generator reuses the chains: only the edge array grows.
+  // Building a second generator reuses the chains: only the edge and segment arrays
+  // grow, geometrically.
   QorSc::PathRunLengthGeneratorBuilder again(1, Box{0, 0, 420, 200}, chains);
   CombEnumerator comb2;
   const long build_before = QorScTest::AllocationCount();
   again.AddPoints(comb2);
   const auto second = again.Release();
   EXPECT_GT(second->EdgeCount(), 80u);
-  EXPECT_LE(QorScTest::AllocationCount() - build_before, 12);
+  EXPECT_LE(QorScTest::AllocationCount() - build_before, 20);
 }
 
 }  // namespace

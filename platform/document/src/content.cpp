@@ -143,10 +143,7 @@ void Content::Accept(ConstVisitorBase& visitor) const {
 }
 
 double StrokeStyle::Reach() const {
-  double reach = width / 2.0;
-  if (join == Morv::LineJoin::kMiter) reach *= std::max(1.0, miterLimit);
-  if (cap == Morv::LineCap::kSquare) reach = std::max(reach, width / 2.0 * std::sqrt(2.0));
-  return reach;
+  return Morv::StrokeReach(width, cap, join, miterLimit);
 }
 
 Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting)

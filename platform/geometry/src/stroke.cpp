@@ -520,6 +520,31 @@ Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin jo
   return Compound(std::move(pieces), kNonZero);
 }
 
+namespace {
+
+// Only a solid polyline of a few segments is measured: its walk costs a handful of
+// pieces, and it is the outline that may be one piece.
+bool IsShortPolyline(const Compound& path, bool dashed) {
+  if (dashed) return false;
+  std::size_t segments = 0;
+  for (const Subpath& s : path.GetSubpaths()) {
+    if (s.HasCurves()) return false;
+    segments += s.Segments().size();
+    if (segments > StrokeOutline::kMeasuredSegments) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+double StrokeReach(double width, LineCap cap, LineJoin join, double miterLimit) {
+  double reach = width / 2.0;
+  // Join values outside PDF's range stroke as miters.
+  if (join != LineJoin::kRound && join != LineJoin::kBevel) reach *= std::max(1.0, miterLimit);
+  if (cap == LineCap::kSquare) reach = std::max(reach, width / 2.0 * std::sqrt(2.0));
+  return reach;
+}
+
 StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap,
                              LineJoin join, double miterLimit, const DashPattern* dash,
                              double tolerance)
@@ -531,20 +556,38 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
       dash_(dash != nullptr ? *dash : DashPattern{}),
       dashed_(dash != nullptr),
       tolerance_(tolerance) {
-  // The box a compound of the pieces would report: each piece's box as a subpath
-  // computes it, united as a compound unites them.
-  class Measure final : public OutlineSink {
-   public:
-    void Piece(const std::vector<MilliPointPoint>& points) override {
-      box.Add(PointsBoundingBox(points.data(), points.size()));
-      ++count;
-    }
-    BoxUnion box;
-    std::size_t count = 0;
-  } measure;
-  Walk(measure);
-  bounding_box_ = measure.box.Rectangle();
-  pieces_ = measure.count;
+  const bool strokes = width > 0.0 && std::isfinite(width);
+  const double reach = StrokeReach(width, cap, join, miterLimit);
+  const MilliPointRectangle& box = path_->GetBoundingBox();
+  const double extent =
+      std::max({std::fabs(box.X()), std::fabs(box.Y()), std::fabs(box.X() + box.Width()),
+                std::fabs(box.Y() + box.Height())});
+  // Every corner of a piece is a point of the flattened path (inside the hull of its
+  // control points, hence inside the box) moved by at most the reach along a unit
+  // vector; the margin covers the rounding of those few operations, far below any
+  // pixel.
+  const double grow = reach * (1.0 + 1e-6) + extent * 1e-9;
+  if (!strokes || path_->GetSubpaths().empty() || !std::isfinite(grow) ||
+      IsShortPolyline(*path_, dashed_)) {
+    // The box a compound of the pieces would report: each piece's box as a subpath
+    // computes it, united as a compound unites them.
+    class Measure final : public OutlineSink {
+     public:
+      void Piece(const std::vector<MilliPointPoint>& points) override {
+        box.Add(PointsBoundingBox(points.data(), points.size()));
+        ++count;
+      }
+      BoxUnion box;
+      std::size_t count = 0;
+    } measure;
+    Walk(measure);
+    bounding_box_ = measure.box.Rectangle();
+    pieces_ = measure.count;
+    measured_ = true;
+    return;
+  }
+  bounding_box_ = MilliPointRectangle(box.X() - grow, box.Y() - grow, box.Width() + 2.0 * grow,
+                                      box.Height() + 2.0 * grow);
 }
 
 void StrokeOutline::Walk(OutlineSink& sink) const {

@@ -42,11 +42,21 @@ class OutlineSink {
 void StrokePieces(const Compound& compound, double width, LineCap cap, LineJoin join,
                   double miterLimit, const DashPattern* dash, double tolerance, OutlineSink& sink);
 
+// How far a stroke's outline reaches from its path: half the width, times the miter
+// limit for mitred joins, at least half the width times √2 for square caps.
+double StrokeReach(double width, LineCap cap, LineJoin join, double miterLimit);
+
 // A stroke's outline kept as what makes it (the path, shared, and the style) rather
 // than as its pieces: a thin stroke of a long curve has hundreds of thousands of
-// pieces, but a consumer that walks them once when it needs them holds none. The box
-// and piece count are those of the outline Stroke would return (same bits); Walk
-// hands out the same pieces every time.
+// pieces, but a consumer that walks them once when it needs them holds none. Walk
+// hands out the pieces Stroke would return, the same every time.
+//
+// The box always holds every piece. A short polyline, solid (at most
+// kMeasuredSegments segments, no curves, no dashes), is walked once to measure it:
+// its box and piece count are then those of the compound Stroke returns, bit for bit,
+// so a one-piece outline can still become a compound. Any other outline is bounded
+// without a walk, by the path's box grown by the stroke's reach: walking a long curve
+// only to box it costs as much as stroking it.
 class StrokeOutline {
  public:
   StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap, LineJoin join,
@@ -56,7 +66,12 @@ class StrokeOutline {
   // The outline as Stroke returns it.
   Compound ToCompound() const;
 
+  static constexpr std::size_t kMeasuredSegments = 8;
+
   const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
+  // Whether the box and piece count were measured by a walk.
+  bool Measured() const { return measured_; }
+  // The number of pieces when measured; 0 otherwise.
   std::size_t PieceCount() const { return pieces_; }
 
  private:
@@ -70,6 +85,7 @@ class StrokeOutline {
   double tolerance_;
   MilliPointRectangle bounding_box_;
   std::size_t pieces_ = 0;
+  bool measured_ = false;
 };
 
 }  // namespace Morv
