@@ -1,7 +1,8 @@
 // LittleCMS transforms into the output intent's CMYK or the built-in separation.
 //
-// Everything here runs when a colour space is resolved, except CmykTransform::ToCmyk,
-// which runs per colour (or per batch of an image's colours) and allocates nothing.
+// Everything here runs when a colour space is resolved, except CmykTransform::ToCmyk
+// and ToCmykBytes, which run per colour (or per batch of an image's colours) and
+// allocate nothing.
 #include "color/cms_conversion.h"
 
 #include <algorithm>
@@ -70,6 +71,9 @@ CmykTransform::~CmykTransform() {
   for (cmsHTRANSFORM t : intents_) {
     if (t) cmsDeleteTransform(t);
   }
+  for (cmsHTRANSFORM t : bytes_) {
+    if (t) cmsDeleteTransform(t);
+  }
   if (transform_) cmsDeleteTransform(transform_);
   if (source_) {
     // The source profile is read only under the destination's lock.
@@ -93,6 +97,71 @@ cmsHTRANSFORM CmykTransform::TransformFor(int intent) const {
                            static_cast<cmsUInt32Number>(intent), kFlags);
   }
   return intents_[slot] ? intents_[slot] : transform_;
+}
+
+cmsHTRANSFORM CmykTransform::BytesTransformFor(int intent) const {
+  if (!transform_ || !source_ || input_ != Input::kRgb) return nullptr;
+  if (intent < 0 || intent > 3) intent = static_cast<int>(kIntent);
+  const auto slot = static_cast<std::size_t>(intent);
+  {
+    std::lock_guard<std::mutex> lock(intents_mutex_);
+    if (!bytes_tried_[slot]) {
+      bytes_tried_[slot] = true;
+      std::lock_guard<std::mutex> profiles(destination_->mutex);
+      // No cmsFLAGS_NOOPTIMIZE and integer formats: LittleCMS precalculates the
+      // device link into a table with interpolation, its usual path for images.
+      bytes_[slot] = cmsCreateTransform(source_, TYPE_RGB_8, destination_->profile,
+                                        to_output_ ? TYPE_CMYK_16 : TYPE_RGB_16,
+                                        static_cast<cmsUInt32Number>(intent), kFlags);
+    }
+    if (bytes_[slot] || intent == static_cast<int>(kIntent)) return bytes_[slot];
+  }
+  return BytesTransformFor(static_cast<int>(kIntent));
+}
+
+namespace {
+
+// A 16-bit ink (0 to 65535) as a byte, rounded to nearest: 65535 = 255 × 257.
+std::uint8_t InkByte(unsigned wide) {
+  return static_cast<std::uint8_t>((wide + 128u) / 257u);
+}
+
+// The built-in separation of a 16-bit sRGB colour, as SeparateRgb, rounded to bytes in
+// integers (the values are exact on the 16-bit grid, so neutrals stay neutral).
+void SeparateWide(const std::uint16_t* rgb, std::uint8_t* cmyk) {
+  const unsigned max = std::max({rgb[0], rgb[1], rgb[2]});
+  if (max == 0) {
+    cmyk[0] = cmyk[1] = cmyk[2] = 0;
+    cmyk[3] = 255;
+    return;
+  }
+  // round(255 (max − c) / max), halves up: below 2^25, so no overflow.
+  for (int i = 0; i < 3; ++i)
+    cmyk[i] = static_cast<std::uint8_t>((510u * (max - rgb[i]) + max) / (2u * max));
+  cmyk[3] = InkByte(65535u - max);
+}
+
+}  // namespace
+
+bool CmykTransform::ToCmykBytes(const std::uint8_t* in, std::size_t count, std::uint8_t* out,
+                                int intent) const {
+  const cmsHTRANSFORM transform = BytesTransformFor(intent);
+  if (!transform) return false;
+  constexpr std::size_t kChunk = 1024;
+  std::array<std::uint16_t, 4 * kChunk> wide;
+  for (std::size_t first = 0; first < count; first += kChunk) {
+    const std::size_t n = std::min(kChunk, count - first);
+    cmsDoTransform(transform, in + 3 * first, wide.data(), static_cast<cmsUInt32Number>(n));
+    std::uint8_t* o = out + 4 * first;
+    if (to_output_) {
+      for (std::size_t i = 0; i < 4 * n; ++i)
+        o[i] = InkByte(wide[i]);
+    } else {
+      for (std::size_t s = 0; s < n; ++s)
+        SeparateWide(wide.data() + 3 * s, o + 4 * s);
+    }
+  }
+  return true;
 }
 
 std::array<double, 4> CmykTransform::ToCmyk(std::span<const double> in) const {

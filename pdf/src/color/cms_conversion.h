@@ -19,15 +19,19 @@
 // transform may be used from several threads; a CmykTransform keeps its source
 // profile open for the other intents, and every transform made into a destination
 // profile is made under that destination's lock (LittleCMS profiles are not
-// thread-safe, transforms are). Transforms work on doubles (LittleCMS's CMYK doubles
-// are 0 to 100, converted here); converting many colours in one call gives exactly
-// what converting them one by one gives.
+// thread-safe, transforms are). Colours go through transforms on doubles (LittleCMS's
+// CMYK doubles are 0 to 100, converted here), which LittleCMS evaluates exactly
+// stage by stage; converting many colours in one call gives exactly what converting
+// them one by one gives. RGB image samples may instead take a transform LittleCMS
+// optimises for 8-bit input (a precalculated table, interpolated): far faster and
+// within a few ink levels of the exact one (measured in docs/design.md).
 #pragma once
 
 #include <lcms2.h>
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -79,8 +83,20 @@ class CmykTransform {
   // own transform, relative colorimetric where LittleCMS cannot make it.
   void ToCmyk(const double* in, std::size_t count, double* out, int intent) const;
 
+  // `count` RGB samples of three bytes (0 to 255 spanning each component's unit
+  // range) into four ink bytes each (Cyan, Magenta, Yellow, Black, 255 full ink),
+  // through LittleCMS's transform optimised for 8-bit input under `intent` (relative
+  // colorimetric where LittleCMS cannot make it). Each sample's bytes depend on that
+  // sample alone, so any grouping of samples gives the same bytes. False, with
+  // nothing written, for other inputs and where there is no such transform (sRGB
+  // without an output profile needs no colour management: it separates exactly).
+  // Allocates nothing.
+  bool ToCmykBytes(const std::uint8_t* in, std::size_t count, std::uint8_t* out,
+                   int intent) const;
+
  private:
   cmsHTRANSFORM TransformFor(int intent) const;
+  cmsHTRANSFORM BytesTransformFor(int intent) const;
 
   cmsHTRANSFORM transform_;  // null: the input is sRGB already
   Input input_;
@@ -93,6 +109,10 @@ class CmykTransform {
   mutable std::mutex intents_mutex_;
   mutable std::array<cmsHTRANSFORM, 4> intents_{};
   mutable std::array<bool, 4> intents_tried_{};
+  // Per intent, the transform from 8-bit RGB into 16-bit CMYK (or sRGB), made on
+  // first use under intents_mutex_.
+  mutable std::array<cmsHTRANSFORM, 4> bytes_{};
+  mutable std::array<bool, 4> bytes_tried_{};
 };
 
 class CmsConversion {

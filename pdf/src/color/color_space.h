@@ -31,6 +31,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -92,6 +93,17 @@ class ColorSpace {
   // every other space.
   virtual bool ToProcessInks(const double* /*components*/, std::size_t /*count*/, int /*intent*/,
                              float* /*cmyk*/) const {
+    return false;
+  }
+  // RGB image samples in bulk: `samples` holds three bytes per colour, 0 to 255
+  // spanning each component's [0, 1]; `cmyk` receives Cyan, Magenta, Yellow and
+  // Black bytes (255 full ink) per colour through the transform LittleCMS optimises
+  // for 8-bit input (CmykTransform::ToCmykBytes: within a few levels of ToInk, each
+  // colour's bytes independent of the others). False, with nothing written, for
+  // spaces without one (all but DeviceRGB into an output profile and RGB ICCBased and
+  // CalRGB spaces whose components span [0, 1]).
+  virtual bool ToProcessBytes(const std::uint8_t* /*samples*/, std::size_t /*count*/,
+                              int /*intent*/, std::uint8_t* /*cmyk*/) const {
     return false;
   }
 };

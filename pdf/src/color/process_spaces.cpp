@@ -106,6 +106,10 @@ class DeviceRgbSpace final : public ColorSpace {
     ConvertMany(*transform_, kRgb, components, count, intent, cmyk, [](double*) {});
     return true;
   }
+  bool ToProcessBytes(const std::uint8_t* samples, std::size_t count, int intent,
+                      std::uint8_t* cmyk) const override {
+    return transform_->ToCmykBytes(samples, count, cmyk, intent);
+  }
 
  private:
   std::shared_ptr<const CmykTransform> transform_;
@@ -152,6 +156,15 @@ class CieSpace final : public ColorSpace {
       ConvertMany(*transform_, ranges_, components, count, intent, cmyk, [](double*) {});
     }
     return true;
+  }
+  bool ToProcessBytes(const std::uint8_t* samples, std::size_t count, int intent,
+                      std::uint8_t* cmyk) const override {
+    // Bytes span [0, 1]: other ranges and adapted Lab are not what the 8-bit input reads.
+    if (lab_white_ || ranges_.size() != 3) return false;
+    for (const Range& range : ranges_) {
+      if (range != kUnit) return false;
+    }
+    return transform_->ToCmykBytes(samples, count, cmyk, intent);
   }
 
  private:

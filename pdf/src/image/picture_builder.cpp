@@ -57,9 +57,11 @@ std::vector<Range> DecodeRanges(QPDFObjectHandle decode, const ColorSpace& space
 }
 
 // Raw samples (up to 8 bits; 16-bit ones by their high byte) into the space's inks.
-// Colorimetric spaces convert many samples per colour-management call; repeated
-// samples are converted once (one-channel samples through a table of all 256, others
-// through a small direct-mapped cache), which changes no result.
+// RGB bytes that span [0, 1] take the space's transform optimised for 8-bit input,
+// all of them in one call. Otherwise colorimetric spaces convert many samples per
+// colour-management call on the exact pipeline; repeated samples are converted once
+// (one-channel samples through a table of all 256, others through a small
+// direct-mapped cache), which changes no result.
 class SpaceConverter final : public QorImg::PictureConverter {
  public:
   SpaceConverter(std::shared_ptr<const ColorSpace> space, std::vector<Range> ranges, double max,
@@ -68,6 +70,9 @@ class SpaceConverter final : public QorImg::PictureConverter {
     process_ = probe_.Size() == 4;
     for (std::size_t i = 0; i < 4 && process_; ++i)
       process_ = probe_.GetName(i) == QorColor::kCmykNames[i];
+    unit_bytes_ = process_ && ranges_.size() == 3 && max_ == 255.0;
+    for (const Range& range : ranges_)
+      unit_bytes_ = unit_bytes_ && range.low == 0.0 && range.high == 1.0;
   }
 
   std::size_t InputChannels() const override { return ranges_.size(); }
@@ -75,6 +80,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
 
   void Convert(const std::uint8_t* in, std::uint8_t* out, std::size_t samples,
                int intent) const override {
+    if (unit_bytes_ && space_->ToProcessBytes(in, samples, intent, out)) return;
     const std::size_t n = ranges_.size();
     const std::size_t m = probe_.Size();
     if (n == 1) {
@@ -180,6 +186,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
   double max_;
   QorColor::Color probe_;
   bool process_ = false;  // the probe is Cyan, Magenta, Yellow, Black in that order
+  bool unit_bytes_ = false;  // process inks from three bytes spanning [0, 1] each
 };
 
 }  // namespace
@@ -258,14 +265,22 @@ std::shared_ptr<const QorImg::PaintedPicture> BuildPicture(ImageSamples& samples
       data = std::make_shared<QorImg::PictureData>(std::move(bytes), n);
     }
   } else {
-    // Raw values for the converter; 16-bit samples keep their high byte.
-    auto raw = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n));
-    for (std::size_t r = 0; r < h; ++r) {
-      const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
-      std::uint8_t* out = raw->GetRowPtr(r);
-      for (std::size_t i = 0; i < w * n; ++i) {
-        const unsigned v = RawSample(in, i, samples.bits);
-        out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? v >> 8 : v);
+    // Raw values for the converter; 16-bit samples keep their high byte. 8-bit samples
+    // are adopted as decoded, like ink samples.
+    std::shared_ptr<QorImg::PictureBuffer> raw;
+    if (samples.bits == 8) {
+      samples.data.resize(w * n * h);
+      raw = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n),
+                                                    std::move(samples.data));
+    } else {
+      raw = std::make_shared<QorImg::PictureBuffer>(w, h, static_cast<std::uint32_t>(8 * n));
+      for (std::size_t r = 0; r < h; ++r) {
+        const std::uint8_t* in = samples.data.data() + r * samples.row_bytes;
+        std::uint8_t* out = raw->GetRowPtr(r);
+        for (std::size_t i = 0; i < w * n; ++i) {
+          const unsigned v = RawSample(in, i, samples.bits);
+          out[i] = static_cast<std::uint8_t>(samples.bits == 16 ? v >> 8 : v);
+        }
       }
     }
     const double scale = samples.bits == 16 ? 255.0 : static_cast<double>(max);
