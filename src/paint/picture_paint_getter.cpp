@@ -127,6 +127,46 @@ void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper colu
   SampleLoop<kColumns, PicturePaintGetter::kDecodeDirect>(s, columns, rows, ch, x, n, out);
 }
 
+// The byte offset of the sample under each of n pixels from x (channel 0), for walks
+// that step the row: stepped once per run and shared by every channel.
+template <int W>
+void OffsetLoop(const PicturePaintGetter::Samples& s, PictureStepper columns, PictureStepper rows,
+                long long x, long long n, std::size_t* out) {
+  if constexpr ((W & kColumns) != 0) columns.Place(x);
+  rows.Place(x);
+  const auto column_bytes = static_cast<std::size_t>(columns.Clamped()) * s.channels;
+  for (long long i = 0; i < n; ++i) {
+    if constexpr ((W & kColumns) != 0) {
+      out[i] = static_cast<std::size_t>(rows.Clamped()) * s.stride +
+               static_cast<std::size_t>(columns.Clamped()) * s.channels;
+      columns.Advance();
+    } else {
+      out[i] = static_cast<std::size_t>(rows.Clamped()) * s.stride + column_bytes;
+    }
+    rows.Advance();
+  }
+}
+
+template <int Rule>
+void GatherLoop(const std::uint8_t* base, const std::size_t* offsets, const QorImg::DecodePair& d,
+                long long n, float* out) {
+  for (long long i = 0; i < n; ++i)
+    out[i] = Decode<Rule>(base[offsets[i]], d);
+}
+
+void Gather(const PicturePaintGetter::Samples& s, const std::size_t* offsets,
+            const PicturePaintGetter::Channel& ch, long long n, float* out) {
+  const std::uint8_t* base = s.base + ch.offset;
+  switch (ch.rule) {
+    case PicturePaintGetter::kDecodeDirect:
+      return GatherLoop<PicturePaintGetter::kDecodeDirect>(base, offsets, ch.decode, n, out);
+    case PicturePaintGetter::kDecodeInverted:
+      return GatherLoop<PicturePaintGetter::kDecodeInverted>(base, offsets, ch.decode, n, out);
+    default:
+      return GatherLoop<PicturePaintGetter::kDecodeOther>(base, offsets, ch.decode, n, out);
+  }
+}
+
 const QorImg::PaintedPicture& Checked(const std::shared_ptr<const QorImg::PaintedPicture>& p) {
   if (!p) throw std::invalid_argument("PicturePaintGetter: no picture");
   return *p;
@@ -383,11 +423,23 @@ void PicturePaintGetter::Sample(const Samples& s, const PictureStepper& columns,
   }
 }
 
+bool PicturePaintGetter::SharedWalk() const {
+  return !samples_.bits && rows_.step != 0.0;
+}
+
+void PicturePaintGetter::SampleChannel(const Channel& channel, long long x, long long n,
+                                       float* out) const {
+  if (SharedWalk()) return Gather(samples_, offsets_.data(), channel, n, out);
+  Sample(samples_, columns_, rows_, channel, x, n, out);
+}
+
 void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
                                  SourcePaintBuffers& buffers, RunList& painted) {
   painted.clear();
   if (line.y > last_line_) SetUpLine(line.y);
   if (range_first_ >= range_end_) return;
+  const auto width = static_cast<std::size_t>(buffers.Right() - buffers.Left());
+  if (SharedWalk() && offsets_.size() < width) offsets_.resize(width);
   for (const Run& run : runs) {
     const long long x = std::max(run.start, range_first_);
     const long long end = std::min(run.start + run.length, range_end_);
@@ -397,22 +449,26 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
     if (masked_) {
       Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, buffers.Mask().At(x));
     }
-    if (!weighted_) {
-      for (const Channel& channel : channels_) {
-        float* out = buffers.Component(channel.component).At(x);
-        Sample(samples_, columns_, rows_, channel, x, n, out);
+    if (SharedWalk()) {
+      if (columns_.step != 0.0) {
+        OffsetLoop<kBoth>(samples_, columns_, rows_, x, n, offsets_.data());
+      } else {
+        OffsetLoop<kRows>(samples_, columns_, rows_, x, n, offsets_.data());
       }
+    }
+    if (!weighted_) {
+      for (const Channel& channel : channels_)
+        SampleChannel(channel, x, n, buffers.Component(channel.component).At(x));
       continue;
     }
     const ComponentKinds& kinds = Kinds();
     for (std::size_t c = 0; c < kinds.size(); ++c) {
       if (kinds[c] == kKindPerPixel) std::fill_n(buffers.Component(c).At(x), n, 0.0f);
     }
-    const auto width = static_cast<std::size_t>(buffers.Right() - buffers.Left());
     if (scratch_.size() < width) scratch_.resize(width);
     float* s = scratch_.data();
     for (const Channel& channel : channels_) {
-      Sample(samples_, columns_, rows_, channel, x, n, s);
+      SampleChannel(channel, x, n, s);
       for (const auto& [component, w] : channel.weights) {
         float* o = buffers.Component(component).At(x);
         for (long long i = 0; i < n; ++i)

@@ -19,8 +19,10 @@
 // The line range is exactly the path generator's run of the unit square's outline
 // on that line: the same corners, the same crossing arithmetic, the same rounding.
 //
-// Hot loop: no allocation (the scratch line is sized on the first line), no virtual
-// call, and the decode rule, sample depth and case are template parameters.
+// Hot loop: no allocation (the scratch and offset lines are sized on the first line),
+// no virtual call, and the decode rule, sample depth and case are template parameters.
+// Where the row steps along a line, the samples' offsets are stepped once per run and
+// shared by the channels: the same indices the per-channel walk takes.
 #pragma once
 
 #include <climits>
@@ -136,6 +138,10 @@ class PicturePaintGetter final : public PaintGetter {
   void SetUpLine(long long line);
   void Sample(const Samples& source, const PictureStepper& columns, const PictureStepper& rows,
               const Channel& channel, long long x, long long n, float* out) const;
+  // Walks that step the row (cases 1 and 2) over 8-bit samples step once per run
+  // into offsets_, which every channel then reads.
+  bool SharedWalk() const;
+  void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
 
   std::shared_ptr<const QorImg::PaintedPicture> picture_;
   Samples samples_;
@@ -154,6 +160,7 @@ class PicturePaintGetter final : public PaintGetter {
   long long range_first_ = 0;
   long long range_end_ = 0;
   std::vector<float> scratch_;
+  std::vector<std::size_t> offsets_;  // per pixel of a run: its sample's byte offset
 };
 
 }  // namespace QorSc
