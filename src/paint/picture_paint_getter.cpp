@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -127,43 +128,53 @@ void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper colu
   SampleLoop<kColumns, PicturePaintGetter::kDecodeDirect>(s, columns, rows, ch, x, n, out);
 }
 
-// The byte offset of the sample under each of n pixels from x (channel 0), for walks
-// that step the row: stepped once per run and shared by every channel.
+// The samples under n pixels from x, for walks that step the row: stepped once per run
+// and shared by every channel, as spans of pixels on one sample (a picture drawn
+// larger than its samples has long ones). Returns the number of spans.
 template <int W>
-void OffsetLoop(const PicturePaintGetter::Samples& s, PictureStepper columns, PictureStepper rows,
-                long long x, long long n, std::size_t* out) {
+std::size_t SpanLoop(const PicturePaintGetter::Samples& s, PictureStepper columns,
+                     PictureStepper rows, long long x, long long n,
+                     PicturePaintGetter::SampleSpan* spans) {
   if constexpr ((W & kColumns) != 0) columns.Place(x);
   rows.Place(x);
-  const auto column_bytes = static_cast<std::size_t>(columns.Clamped()) * s.channels;
-  for (long long i = 0; i < n; ++i) {
-    if constexpr ((W & kColumns) != 0) {
-      out[i] = static_cast<std::size_t>(rows.Clamped()) * s.stride +
-               static_cast<std::size_t>(columns.Clamped()) * s.channels;
-      columns.Advance();
-    } else {
-      out[i] = static_cast<std::size_t>(rows.Clamped()) * s.stride + column_bytes;
-    }
-    rows.Advance();
+  std::size_t count = 0;
+  long long i = 0;
+  while (i < n) {
+    const long long row = rows.index;
+    const long long column = columns.index;
+    spans[count].offset = static_cast<std::size_t>(rows.Clamped()) * s.stride +
+                          static_cast<std::size_t>(columns.Clamped()) * s.channels;
+    const long long first = i;
+    // The steppers alone until an index changes: the pixels of this span.
+    do {
+      rows.Advance();
+      if constexpr ((W & kColumns) != 0) columns.Advance();
+      ++i;
+    } while (i < n && rows.index == row && columns.index == column);
+    spans[count++].length = i - first;
   }
+  return count;
 }
 
 template <int Rule>
-void GatherLoop(const std::uint8_t* base, const std::size_t* offsets, const QorImg::DecodePair& d,
-                long long n, float* out) {
-  for (long long i = 0; i < n; ++i)
-    out[i] = Decode<Rule>(base[offsets[i]], d);
+void FillSpans(const std::uint8_t* base, const PicturePaintGetter::SampleSpan* spans,
+               std::size_t count, const QorImg::DecodePair& d, float* out) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float value = Decode<Rule>(base[spans[i].offset], d);
+    out = std::fill_n(out, spans[i].length, value);
+  }
 }
 
-void Gather(const PicturePaintGetter::Samples& s, const std::size_t* offsets,
-            const PicturePaintGetter::Channel& ch, long long n, float* out) {
+void FillSpans(const PicturePaintGetter::Samples& s, const PicturePaintGetter::SampleSpan* spans,
+               std::size_t count, const PicturePaintGetter::Channel& ch, float* out) {
   const std::uint8_t* base = s.base + ch.offset;
   switch (ch.rule) {
     case PicturePaintGetter::kDecodeDirect:
-      return GatherLoop<PicturePaintGetter::kDecodeDirect>(base, offsets, ch.decode, n, out);
+      return FillSpans<PicturePaintGetter::kDecodeDirect>(base, spans, count, ch.decode, out);
     case PicturePaintGetter::kDecodeInverted:
-      return GatherLoop<PicturePaintGetter::kDecodeInverted>(base, offsets, ch.decode, n, out);
+      return FillSpans<PicturePaintGetter::kDecodeInverted>(base, spans, count, ch.decode, out);
     default:
-      return GatherLoop<PicturePaintGetter::kDecodeOther>(base, offsets, ch.decode, n, out);
+      return FillSpans<PicturePaintGetter::kDecodeOther>(base, spans, count, ch.decode, out);
   }
 }
 
@@ -429,7 +440,7 @@ bool PicturePaintGetter::SharedWalk() const {
 
 void PicturePaintGetter::SampleChannel(const Channel& channel, long long x, long long n,
                                        float* out) const {
-  if (SharedWalk()) return Gather(samples_, offsets_.data(), channel, n, out);
+  if (SharedWalk()) return FillSpans(samples_, spans_.data(), span_count_, channel, out);
   Sample(samples_, columns_, rows_, channel, x, n, out);
 }
 
@@ -439,7 +450,7 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
   if (line.y > last_line_) SetUpLine(line.y);
   if (range_first_ >= range_end_) return;
   const auto width = static_cast<std::size_t>(buffers.Right() - buffers.Left());
-  if (SharedWalk() && offsets_.size() < width) offsets_.resize(width);
+  if (SharedWalk() && spans_.size() < width) spans_.resize(width);
   for (const Run& run : runs) {
     const long long x = std::max(run.start, range_first_);
     const long long end = std::min(run.start + run.length, range_end_);
@@ -450,11 +461,9 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
       Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, buffers.Mask().At(x));
     }
     if (SharedWalk()) {
-      if (columns_.step != 0.0) {
-        OffsetLoop<kBoth>(samples_, columns_, rows_, x, n, offsets_.data());
-      } else {
-        OffsetLoop<kRows>(samples_, columns_, rows_, x, n, offsets_.data());
-      }
+      span_count_ = columns_.step != 0.0
+                        ? SpanLoop<kBoth>(samples_, columns_, rows_, x, n, spans_.data())
+                        : SpanLoop<kRows>(samples_, columns_, rows_, x, n, spans_.data());
     }
     if (!weighted_) {
       for (const Channel& channel : channels_)

@@ -19,10 +19,11 @@
 // The line range is exactly the path generator's run of the unit square's outline
 // on that line: the same corners, the same crossing arithmetic, the same rounding.
 //
-// Hot loop: no allocation (the scratch and offset lines are sized on the first line),
+// Hot loop: no allocation (the scratch line and the span list are sized on the first line),
 // no virtual call, and the decode rule, sample depth and case are template parameters.
-// Where the row steps along a line, the samples' offsets are stepped once per run and
-// shared by the channels: the same indices the per-channel walk takes.
+// Where the row steps along a line, the samples are stepped once per run into spans of
+// pixels on one sample, shared by the channels: the same indices the per-channel walk
+// takes, and one decode per span.
 #pragma once
 
 #include <climits>
@@ -114,6 +115,11 @@ class PicturePaintGetter final : public PaintGetter {
     std::size_t channels = 1;
     bool bits = false;
   };
+  // Pixels in a row on one sample: its byte offset (channel 0) and their number.
+  struct SampleSpan {
+    std::size_t offset = 0;
+    long long length = 0;
+  };
   enum DecodeRule : int { kDecodeDirect = 0, kDecodeInverted = 1, kDecodeOther = 2 };
   struct Channel {
     std::size_t offset = 0;
@@ -139,7 +145,7 @@ class PicturePaintGetter final : public PaintGetter {
   void Sample(const Samples& source, const PictureStepper& columns, const PictureStepper& rows,
               const Channel& channel, long long x, long long n, float* out) const;
   // Walks that step the row (cases 1 and 2) over 8-bit samples step once per run
-  // into offsets_, which every channel then reads.
+  // into spans_, which every channel then fills from.
   bool SharedWalk() const;
   void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
 
@@ -160,7 +166,8 @@ class PicturePaintGetter final : public PaintGetter {
   long long range_first_ = 0;
   long long range_end_ = 0;
   std::vector<float> scratch_;
-  std::vector<std::size_t> offsets_;  // per pixel of a run: its sample's byte offset
+  std::vector<SampleSpan> spans_;  // the current run's pixels by sample, in order
+  std::size_t span_count_ = 0;
 };
 
 }  // namespace QorSc
