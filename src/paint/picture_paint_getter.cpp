@@ -156,25 +156,40 @@ std::size_t SpanLoop(const PicturePaintGetter::Samples& s, PictureStepper column
   return count;
 }
 
+// Spans of up to kBlock pixels are written as one block of kBlock values, which the
+// following spans overwrite: a fixed-size store instead of a short loop of unknown
+// length. Only where the block stays within the run [out, end).
+constexpr long long kBlock = 8;
+
 template <int Rule>
 void FillSpans(const std::uint8_t* base, const PicturePaintGetter::SampleSpan* spans,
-               std::size_t count, const QorImg::DecodePair& d, float* out) {
+               std::size_t count, const QorImg::DecodePair& d, float* out, const float* end) {
   for (std::size_t i = 0; i < count; ++i) {
     const float value = Decode<Rule>(base[spans[i].offset], d);
-    out = std::fill_n(out, spans[i].length, value);
+    const long long length = spans[i].length;
+    if (length <= kBlock && end - out >= kBlock) {
+      for (long long j = 0; j < kBlock; ++j)
+        out[j] = value;
+    } else {
+      std::fill_n(out, length, value);
+    }
+    out += length;
   }
 }
 
 void FillSpans(const PicturePaintGetter::Samples& s, const PicturePaintGetter::SampleSpan* spans,
-               std::size_t count, const PicturePaintGetter::Channel& ch, float* out) {
+               std::size_t count, const PicturePaintGetter::Channel& ch, float* out,
+               long long n) {
   const std::uint8_t* base = s.base + ch.offset;
+  const float* end = out + n;
   switch (ch.rule) {
     case PicturePaintGetter::kDecodeDirect:
-      return FillSpans<PicturePaintGetter::kDecodeDirect>(base, spans, count, ch.decode, out);
+      return FillSpans<PicturePaintGetter::kDecodeDirect>(base, spans, count, ch.decode, out, end);
     case PicturePaintGetter::kDecodeInverted:
-      return FillSpans<PicturePaintGetter::kDecodeInverted>(base, spans, count, ch.decode, out);
+      return FillSpans<PicturePaintGetter::kDecodeInverted>(base, spans, count, ch.decode, out,
+                                                            end);
     default:
-      return FillSpans<PicturePaintGetter::kDecodeOther>(base, spans, count, ch.decode, out);
+      return FillSpans<PicturePaintGetter::kDecodeOther>(base, spans, count, ch.decode, out, end);
   }
 }
 
@@ -440,7 +455,7 @@ bool PicturePaintGetter::SharedWalk() const {
 
 void PicturePaintGetter::SampleChannel(const Channel& channel, long long x, long long n,
                                        float* out) const {
-  if (SharedWalk()) return FillSpans(samples_, spans_.data(), span_count_, channel, out);
+  if (SharedWalk()) return FillSpans(samples_, spans_.data(), span_count_, channel, out, n);
   Sample(samples_, columns_, rows_, channel, x, n, out);
 }
 
