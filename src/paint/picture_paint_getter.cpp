@@ -193,6 +193,21 @@ void FillSpans(const PicturePaintGetter::Samples& s, const PicturePaintGetter::S
   }
 }
 
+// Widens `window` to sample (column, row), give or take `margin` samples for the
+// steppers' rounding and the upright fast paths' drift over `pixels` pixels, clamped
+// to the picture.
+void Widen(QorImg::SampleWindow& window, const PicturePlacement& p, long long column,
+           long long row, long long pixels) {
+  const long long margin = 2 + pixels / 1000;
+  const auto clamp = [](long long v, long long count) {
+    return static_cast<std::size_t>(std::clamp(v, 0LL, count));
+  };
+  window.column0 = std::min(window.column0, clamp(column - margin, p.columns));
+  window.column1 = std::max(window.column1, clamp(column + margin + 1, p.columns));
+  window.row0 = std::min(window.row0, clamp(row - margin, p.rows));
+  window.row1 = std::max(window.row1, clamp(row + margin + 1, p.rows));
+}
+
 const QorImg::PaintedPicture& Checked(const std::shared_ptr<const QorImg::PaintedPicture>& p) {
   if (!p) throw std::invalid_argument("PicturePaintGetter: no picture");
   return *p;
@@ -204,12 +219,14 @@ PicturePaintGetter::DecodeRule RuleOf(const QorImg::DecodePair& d) {
   return PicturePaintGetter::kDecodeOther;
 }
 
-PicturePaintGetter::Samples SamplesOf(const QorImg::PictureData& data, int intent) {
+// `window`: the samples that will be read, where the data converts them.
+PicturePaintGetter::Samples SamplesOf(const QorImg::PictureData& data, int intent,
+                                      const QorImg::SampleWindow& window) {
   PicturePaintGetter::Samples s;
   s.buffer = data.Get1BitPictureBuffer();
   s.bits = s.buffer != nullptr;
   if (!s.bits) {
-    s.buffer = data.Get8BitPictureBuffer(intent);
+    s.buffer = data.Get8BitPictureBuffer(intent, window);
     s.channels = data.Get8BitChannelCount();
   }
   s.base = s.buffer->GetBuffer();
@@ -381,16 +398,32 @@ PicturePaintGetter::PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPict
       picture_(std::move(picture)),
       channels_(std::move(plan.channels)),
       weighted_(plan.weighted) {
+  // Converted samples are asked for where the target's pixels fall; runs elsewhere
+  // widen the window as they come (Cover).
+  const long long width = env.GetTargetWidth();
+  const long long height = env.GetTargetHeight();
   const auto place = [&](const QorImg::PictureData& data, Samples& samples,
                          PicturePlacement& placement, PictureStepper& columns,
                          PictureStepper& rows) {
-    samples = SamplesOf(data, picture_->GetRenderingIntent());
     placement = PicturePlacement(env, transformation, static_cast<long long>(data.GetWidth()),
                                  static_cast<long long>(data.GetHeight()));
+    QorImg::SampleWindow window{0, data.GetWidth(), 0, data.GetHeight()};
+    if (data.IsConverted() && !placement.Singular() && width > 0 && height > 0) {
+      window = {};
+      window.column0 = window.row0 = SIZE_MAX;
+      for (const long long x : {0LL, width - 1}) {
+        for (const long long y : {0LL, height - 1}) {
+          Widen(window, placement, placement.ColumnAt(x, y), placement.RowAt(x, y), width);
+        }
+      }
+    }
+    samples = SamplesOf(data, picture_->GetRenderingIntent(), window);
     columns.count = placement.columns;
     rows.count = placement.rows;
+    return window;
   };
-  place(*picture_->GetPictureData(), samples_, placement_, columns_, rows_);
+  window_ = place(*picture_->GetPictureData(), samples_, placement_, columns_, rows_);
+  lazy_ = !samples_.bits && picture_->GetPictureData()->IsConverted();
   masked_ = picture_->GetMaskKind() == QorImg::kSoftMask;
   if (masked_) {
     place(*picture_->GetMaskData(), mask_samples_, mask_placement_, mask_columns_, mask_rows_);
@@ -449,6 +482,28 @@ void PicturePaintGetter::Sample(const Samples& s, const PictureStepper& columns,
   }
 }
 
+void PicturePaintGetter::Cover(long long x, long long n, long long line) {
+  // The samples of the run's end pixels (the held index as held), widened by the
+  // margin: an affine walk reads nothing outside their box.
+  QorImg::SampleWindow needed{SIZE_MAX, 0, SIZE_MAX, 0};
+  for (const long long px : {x, x + n - 1}) {
+    const long long column = columns_.step != 0.0 ? placement_.ColumnAt(px, line) : columns_.index;
+    const long long row = rows_.step != 0.0 ? placement_.RowAt(px, line) : rows_.index;
+    Widen(needed, placement_, column, row, n);
+  }
+  if (needed.column0 >= window_.column0 && needed.column1 <= window_.column1 &&
+      needed.row0 >= window_.row0 && needed.row1 <= window_.row1) {
+    return;
+  }
+  window_.column0 = std::min(window_.column0, needed.column0);
+  window_.column1 = std::max(window_.column1, needed.column1);
+  window_.row0 = std::min(window_.row0, needed.row0);
+  window_.row1 = std::max(window_.row1, needed.row1);
+  samples_.buffer =
+      picture_->GetPictureData()->Get8BitPictureBuffer(picture_->GetRenderingIntent(), window_);
+  samples_.base = samples_.buffer->GetBuffer();
+}
+
 bool PicturePaintGetter::SharedWalk() const {
   return !samples_.bits && rows_.step != 0.0;
 }
@@ -472,6 +527,7 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
     if (x >= end) continue;
     const long long n = end - x;
     painted.push_back({x, n});
+    if (lazy_) Cover(x, n, line.y);
     if (masked_) {
       Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, buffers.Mask().At(x));
     }

@@ -19,6 +19,9 @@
 // The line range is exactly the path generator's run of the unit square's outline
 // on that line: the same corners, the same crossing arithmetic, the same rounding.
 //
+// Converted pictures (colorimetric samples) are asked to convert only the samples the
+// target's pixels fall on; a run outside widens that window first.
+//
 // Hot loop: no allocation (the scratch line and the span list are sized on the first line),
 // no virtual call, and the decode rule, sample depth and case are template parameters.
 // Where the row steps along a line, the samples are stepped once per run into spans of
@@ -147,6 +150,8 @@ class PicturePaintGetter final : public PaintGetter {
   // Walks that step the row (cases 1 and 2) over 8-bit samples step once per run
   // into spans_, which every channel then fills from.
   bool SharedWalk() const;
+  // Converted samples: makes sure the samples of pixels [x, x + n) of `line` are.
+  void Cover(long long x, long long n, long long line);
   void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
 
   std::shared_ptr<const QorImg::PaintedPicture> picture_;
@@ -156,6 +161,8 @@ class PicturePaintGetter final : public PaintGetter {
   std::vector<Channel> channels_;
   bool weighted_ = false;
   bool masked_ = false;
+  bool lazy_ = false;             // the picture's samples are converted as asked for
+  QorImg::SampleWindow window_;  // the samples asked for so far
   PicturePlacement placement_;
   PicturePlacement mask_placement_;
   PictureStepper columns_;

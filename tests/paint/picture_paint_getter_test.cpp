@@ -1,12 +1,14 @@
 // Picture paint: random placements in all three orientation cases against a
 // per-pixel oracle (bit for bit), the line range against the path generator's runs
 // of the same unit square, the fast paths of upright pictures, the decode rules,
-// 1-bit samples, soft masks and the layering of process output.
+// 1-bit samples, soft masks, the layering of process output and the conversion of
+// only the samples a page shows.
 
 #include "paint/picture_paint_getter.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <random>
 #include <string>
@@ -433,6 +435,79 @@ namespace {
 // A page with one picture through collection and the scan converter: the picture's
 // samples land on their plates, the rest of the page stays blank, and halftone labels
 // mark the picture like any object.
+// One channel into the ink 255 − b, counting the samples it converts.
+class CountingConverter final : public QorImg::PictureConverter {
+ public:
+  std::size_t InputChannels() const override { return 1; }
+  std::size_t OutputChannels() const override { return 1; }
+  void Convert(const std::uint8_t* in, std::uint8_t* out, std::size_t samples,
+               int /*intent*/) const override {
+    for (std::size_t s = 0; s < samples; ++s)
+      out[s] = static_cast<std::uint8_t>(255 - in[s]);
+    converted += samples;
+  }
+  mutable std::atomic<std::size_t> converted{0};
+};
+
+TEST(PicturePaintGetter, ConvertedPicturesConvertWhatTheTargetShows) {
+  // 100 × 80 samples at 4 pixels each, a quarter turn, over the target's edges: about
+  // half the columns and rows fall on the 200 × 200 target.
+  constexpr std::size_t kWidth = 100;
+  constexpr std::size_t kHeight = 80;
+  std::vector<std::uint8_t> samples(kWidth * kHeight);
+  std::vector<std::uint8_t> inks(samples.size());
+  std::mt19937 rng(16);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples[i] = static_cast<std::uint8_t>(rng());
+    inks[i] = static_cast<std::uint8_t>(255 - samples[i]);
+  }
+  auto buffer = std::make_shared<QorImg::PictureBuffer>(kWidth, kHeight, 8, samples);
+  auto converter = std::make_shared<CountingConverter>();
+  QorImg::ChannelMapping mapping;
+  mapping.entries.push_back({"Black", 0, {}});
+  const auto converted = std::make_shared<const QorImg::PaintedPicture>(
+      std::make_shared<const QorImg::PictureData>(buffer, 1, converter), mapping);
+  const auto reference = QorTest::MakeInkPicture(kWidth, kHeight, {"Black"}, inks);
+
+  const QorSc::Environment env = Env();
+  const Options options = Plates({"Black"});
+  for (const T& t : {T{0, 400, -320, 0, 250, -120}, T{400, 0, 0, 320, -100, -60}}) {
+    converter->converted = 0;
+    QorSc::PicturePaintGetter getter(converted, env, options, t);
+    QorSc::PicturePaintGetter expected(reference, env, options, t);
+    const std::size_t initially = converter->converted;
+    EXPECT_GT(initially, 0u);
+    EXPECT_LT(initially, samples.size() * 2 / 5);
+    // Every target pixel as from inks converted beforehand, with nothing more converted.
+    SourcePaintBuffers a(1, 0, kSize);
+    SourcePaintBuffers b(1, 0, kSize);
+    for (long long line = 0; line < kSize; ++line) {
+      Mark(a);
+      Mark(b);
+      RunList pa, pb;
+      getter.Compute({line}, RunList{{0, kSize}}, a, pa);
+      expected.Compute({line}, RunList{{0, kSize}}, b, pb);
+      ASSERT_EQ(pa, pb) << line;
+      for (long long x = 0; x < kSize; ++x)
+        ASSERT_EQ(a.Component(0)[x], b.Component(0)[x]) << "line " << line << " x " << x;
+    }
+    EXPECT_EQ(converter->converted, initially);
+    // A run past the target's right edge converts its samples first.
+    SourcePaintBuffers wide_a(1, 0, 2 * kSize);
+    SourcePaintBuffers wide_b(1, 0, 2 * kSize);
+    RunList pa, pb;
+    const long long line = kSize + 10;
+    getter.Compute({line}, RunList{{0, 2 * kSize}}, wide_a, pa);
+    expected.Compute({line}, RunList{{0, 2 * kSize}}, wide_b, pb);
+    ASSERT_EQ(pa, pb);
+    ASSERT_FALSE(pa.empty());
+    for (long long x = pa[0].start; x < pa[0].End(); ++x)
+      ASSERT_EQ(wide_a.Component(0)[x], wide_b.Component(0)[x]) << "x " << x;
+    EXPECT_GT(converter->converted, initially);
+    EXPECT_LE(converter->converted, samples.size());
+  }
+}
+
 TEST(PicturePaintGetter, PicturesRenderThroughTheScanConverter) {
   QorDoc::DocumentBuilder builder;
   QorDoc::Content& page = builder.AddPage();

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <memory>
@@ -17,6 +18,7 @@
 #include "morv/compound.h"
 #include "qordoc/color_conversion.h"
 #include "qordoc/layer.h"
+#include "qorimg/painted_picture.h"
 
 namespace {
 
@@ -325,4 +327,64 @@ TEST(LayerExpression, EvaluatesAndSharesSubExpressions) {
   EXPECT_TRUE(QorDoc::Evaluate(level, counting));
   EXPECT_EQ(asked, 1);
   EXPECT_EQ(level.GetOperands()[0].Identity(), level.GetOperands()[1].Identity());
+}
+
+// Two channels out of one: b + 1 and 255 − b, counting every sample converted.
+class TwoInkConverter final : public QorImg::PictureConverter {
+ public:
+  std::size_t InputChannels() const override { return 1; }
+  std::size_t OutputChannels() const override { return 2; }
+  void Convert(const std::uint8_t* in, std::uint8_t* out, std::size_t samples,
+               int /*intent*/) const override {
+    for (std::size_t s = 0; s < samples; ++s) {
+      out[2 * s] = static_cast<std::uint8_t>(in[s] + 1);
+      out[2 * s + 1] = static_cast<std::uint8_t>(255 - in[s]);
+    }
+    converted += samples;
+  }
+  mutable std::size_t converted = 0;
+};
+
+TEST(PictureData, WindowsConvertTheirSamplesOnceAndAddUpToTheWhole) {
+  constexpr std::size_t kWidth = 9;
+  constexpr std::size_t kHeight = 7;
+  std::vector<std::uint8_t> samples(kWidth * kHeight);
+  for (std::size_t i = 0; i < samples.size(); ++i)
+    samples[i] = static_cast<std::uint8_t>(i * 37 + 5);
+  const auto buffer = std::make_shared<QorImg::PictureBuffer>(kWidth, kHeight, 8, samples);
+  const auto whole_converter = std::make_shared<TwoInkConverter>();
+  const QorImg::PictureData whole(buffer, 1, whole_converter);
+  const auto expected = whole.Get8BitPictureBuffer(QorImg::kPerceptual);
+  EXPECT_EQ(whole_converter->converted, samples.size());
+
+  const auto converter = std::make_shared<TwoInkConverter>();
+  const QorImg::PictureData data(buffer, 1, converter);
+  EXPECT_TRUE(data.IsConverted());
+  // Overlapping windows, one left of another in the same rows (the gap between is
+  // converted with it), one past the picture's edges, then the rest.
+  const QorImg::SampleWindow windows[] = {{2, 5, 1, 3}, {0, 3, 2, 4}, {7, 8, 2, 3},
+                                          {6, 20, 5, 30}};
+  std::size_t previous = 0;
+  for (const QorImg::SampleWindow& w : windows) {
+    const auto got = data.Get8BitPictureBuffer(QorImg::kPerceptual, w);
+    EXPECT_GT(converter->converted, previous);
+    previous = converter->converted;
+    for (std::size_t row = w.row0; row < std::min(w.row1, kHeight); ++row) {
+      for (std::size_t b = 2 * w.column0; b < 2 * std::min(w.column1, kWidth); ++b)
+        EXPECT_EQ(got->GetRowPtr(row)[b], expected->GetRowPtr(row)[b]) << row << " " << b;
+    }
+  }
+  EXPECT_LT(converter->converted, samples.size());
+  const auto all = data.Get8BitPictureBuffer(QorImg::kPerceptual);
+  EXPECT_EQ(converter->converted, samples.size());
+  for (std::size_t row = 0; row < kHeight; ++row) {
+    EXPECT_TRUE(std::equal(all->GetRowPtr(row), all->GetRowPtr(row) + 2 * kWidth,
+                           expected->GetRowPtr(row)))
+        << row;
+  }
+  // Another intent converts on its own; the same one again converts nothing.
+  data.Get8BitPictureBuffer(QorImg::kPerceptual);
+  EXPECT_EQ(converter->converted, samples.size());
+  data.Get8BitPictureBuffer(QorImg::kSaturation, {0, 1, 0, 1});
+  EXPECT_EQ(converter->converted, samples.size() + 1);
 }

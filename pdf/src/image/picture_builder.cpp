@@ -6,6 +6,8 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <map>
+#include <mutex>
 #include <numeric>
 #include <span>
 #include <utility>
@@ -84,10 +86,7 @@ class SpaceConverter final : public QorImg::PictureConverter {
     const std::size_t n = ranges_.size();
     const std::size_t m = probe_.Size();
     if (n == 1) {
-      std::array<std::uint8_t, 256> every{};
-      std::iota(every.begin(), every.end(), std::uint8_t{0});
-      std::vector<std::uint8_t> table(every.size() * m);
-      ConvertEach(every.data(), every.size(), table.data(), intent);
+      const std::vector<std::uint8_t>& table = TableOfAll(intent);
       for (std::size_t s = 0; s < samples; ++s)
         std::copy_n(table.data() + in[s] * m, m, out + s * m);
       return;
@@ -147,6 +146,20 @@ class SpaceConverter final : public QorImg::PictureConverter {
   }
 
  private:
+  // One-channel samples: the inks of all 256 values, made once per intent (a picture
+  // converted a window at a time asks many times).
+  const std::vector<std::uint8_t>& TableOfAll(int intent) const {
+    std::lock_guard<std::mutex> lock(tables_mutex_);
+    std::vector<std::uint8_t>& table = tables_[intent];
+    if (table.empty()) {
+      std::array<std::uint8_t, 256> every{};
+      std::iota(every.begin(), every.end(), std::uint8_t{0});
+      table.resize(every.size() * probe_.Size());
+      ConvertEach(every.data(), every.size(), table.data(), intent);
+    }
+    return table;
+  }
+
   // Converts every one of `count` samples: together where the space converts many
   // colours at once, otherwise one by one through the space's colour.
   void ConvertEach(const std::uint8_t* in, std::size_t count, std::uint8_t* out,
@@ -187,6 +200,8 @@ class SpaceConverter final : public QorImg::PictureConverter {
   QorColor::Color probe_;
   bool process_ = false;  // the probe is Cyan, Magenta, Yellow, Black in that order
   bool unit_bytes_ = false;  // process inks from three bytes spanning [0, 1] each
+  mutable std::mutex tables_mutex_;
+  mutable std::map<int, std::vector<std::uint8_t>> tables_;  // by intent; never erased
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "qorimg/painted_picture.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -52,32 +53,74 @@ std::shared_ptr<const PictureBuffer> PictureData::Get1BitPictureBuffer() const {
 }
 
 std::shared_ptr<const PictureBuffer> PictureData::Get8BitPictureBuffer(int intent) const {
+  return Get8BitPictureBuffer(intent, {0, GetWidth(), 0, GetHeight()});
+}
+
+std::shared_ptr<const PictureBuffer> PictureData::Get8BitPictureBuffer(
+    int intent, const SampleWindow& window) const {
   const bool one_bit = samples_->GetBitsPerSample() == 1;
   if (!converter_ && !one_bit) return samples_;
-  // A 1-bit picture widens the same under every intent.
-  const int key = converter_ ? intent : 0;
   std::lock_guard<std::mutex> lock(mutex_);
-  auto& slot = converted_[key];
-  if (slot) return slot;
   if (one_bit) {
-    slot = WidenBits(*samples_);
-    return slot;
+    // A 1-bit picture widens the same under every intent, all at once.
+    if (!widened_) widened_ = WidenBits(*samples_);
+    return widened_;
   }
+  Converted& converted = converted_[intent];
+  if (!converted.buffer) {
+    converted.buffer = std::make_shared<PictureBuffer>(
+        GetWidth(), GetHeight(), static_cast<std::uint32_t>(8 * converter_->OutputChannels()));
+    converted.first.assign(GetHeight(), 0);
+    converted.end.assign(GetHeight(), 0);
+  }
+  Convert(converted, window, intent);
+  return converted.buffer;
+}
+
+void PictureData::Convert(Converted& converted, const SampleWindow& window, int intent) const {
+  const std::size_t width = GetWidth();
+  const std::size_t c0 = std::min(window.column0, width);
+  const std::size_t c1 = std::min(window.column1, width);
+  const std::size_t r1 = std::min(window.row1, GetHeight());
+  if (c0 >= c1) return;
   const std::size_t outputs = converter_->OutputChannels();
-  auto out = std::make_shared<PictureBuffer>(GetWidth(), GetHeight(),
-                                             static_cast<std::uint32_t>(8 * outputs));
-  // Unpadded rows are converted in one call, so that the converter sees the whole
-  // picture (it converts repeated samples once).
-  if (samples_->GetRowStride() == GetWidth() * channels_ &&
-      out->GetRowStride() == GetWidth() * outputs) {
-    converter_->Convert(samples_->GetBuffer(), out->GetBuffer(), GetWidth() * GetHeight(),
-                        intent);
-  } else {
-    for (std::size_t row = 0; row < GetHeight(); ++row)
-      converter_->Convert(samples_->GetRowPtr(row), out->GetRowPtr(row), GetWidth(), intent);
+  PictureBuffer& out = *converted.buffer;
+  const auto convert = [&](std::size_t row, std::size_t from, std::size_t to) {
+    converter_->Convert(samples_->GetRowPtr(row) + from * channels_,
+                        out.GetRowPtr(row) + from * outputs, to - from, intent);
+  };
+  // Untouched rows wanted whole are converted in one call where rows are unpadded, so
+  // that the converter sees them together (it converts repeated samples once).
+  const bool packed = samples_->GetRowStride() == width * channels_ &&
+                      out.GetRowStride() == width * outputs;
+  std::vector<std::size_t>& first = converted.first;
+  std::vector<std::size_t>& end = converted.end;
+  for (std::size_t row = window.row0; row < r1;) {
+    if (first[row] == end[row] && packed && c0 == 0 && c1 == width) {
+      std::size_t stop = row;
+      while (stop < r1 && first[stop] == end[stop]) {
+        first[stop] = 0;
+        end[stop] = width;
+        ++stop;
+      }
+      converter_->Convert(samples_->GetRowPtr(row), out.GetRowPtr(row), width * (stop - row),
+                          intent);
+      row = stop;
+      continue;
+    }
+    // A row's converted columns stay one interval: what lies between is converted too.
+    if (first[row] == end[row]) {
+      convert(row, c0, c1);
+      first[row] = c0;
+      end[row] = c1;
+    } else {
+      if (c0 < first[row]) convert(row, c0, first[row]);
+      if (c1 > end[row]) convert(row, end[row], c1);
+      first[row] = std::min(first[row], c0);
+      end[row] = std::max(end[row], c1);
+    }
+    ++row;
   }
-  slot = std::move(out);
-  return slot;
 }
 
 PaintedPicture::PaintedPicture(std::shared_ptr<const PictureData> data, ChannelMapping mapping,

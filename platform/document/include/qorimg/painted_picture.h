@@ -5,8 +5,10 @@
 // first) or any number of channels of 8 bits, interleaved per sample. Samples whose
 // colour is colorimetric (RGB, Lab, ICC) carry a PictureConverter that turns a row
 // of them into the working space's inks; the 8-bit ink buffer is then made on first
-// request, once per rendering intent, and kept. Samples that are inks already are
-// their own 8-bit buffer.
+// request, once per rendering intent, and kept. A request may name the window of
+// samples it will read: only those are converted then, the rest when asked for (a
+// page often shows a small part of a large photograph). Samples that are inks
+// already are their own 8-bit buffer.
 //
 // PaintedPicture is a placement-independent painted picture: its data, the channel
 // mapping that names the colorant of every 8-bit channel with its decode pair, the
@@ -15,7 +17,8 @@
 //
 // Invariants: everything is immutable once built except PictureData's conversion
 // cache, which a mutex guards, so a picture may be rendered by several conversions
-// at once.
+// at once: a converted sample is written once, before the request that asked for it
+// returns, and later requests write only samples no earlier request asked for.
 #pragma once
 
 #include <cstddef>
@@ -50,6 +53,14 @@ class PictureConverter {
                        int intent) const = 0;
 };
 
+// Samples of columns [column0, column1) in rows [row0, row1).
+struct SampleWindow {
+  std::size_t column0 = 0;
+  std::size_t column1 = 0;
+  std::size_t row0 = 0;
+  std::size_t row1 = 0;
+};
+
 class PictureData {
  public:
   // `samples` holds `channels` channels per sample: 1 bit per sample with one
@@ -68,6 +79,13 @@ class PictureData {
   // 8 bits per channel in the working space, converted under `intent` on the first
   // call and kept; a 1-bit picture reads 0 as 0 and 1 as 255.
   std::shared_ptr<const PictureBuffer> Get8BitPictureBuffer(int intent) const;
+  // The same buffer, but of converted samples only those in `window` (clipped to the
+  // picture) are sure to be converted: the caller reads no others. Converting one
+  // window after another gives the bytes of converting the whole at once.
+  std::shared_ptr<const PictureBuffer> Get8BitPictureBuffer(int intent,
+                                                            const SampleWindow& window) const;
+  // True when the 8-bit buffer is converted from the samples (and may be partly so).
+  bool IsConverted() const { return converter_ != nullptr; }
   // The samples as decoded, before any conversion.
   const std::shared_ptr<const PictureBuffer>& GetSourceBuffer() const { return samples_; }
   // Bytes of each 8-bit buffer made from the samples (converted or widened from 1 bit),
@@ -78,8 +96,17 @@ class PictureData {
   std::shared_ptr<const PictureBuffer> samples_;
   std::size_t channels_;
   std::shared_ptr<const PictureConverter> converter_;
+  // One intent's converted buffer: per row, the converted columns [first, end).
+  struct Converted {
+    std::shared_ptr<PictureBuffer> buffer;
+    std::vector<std::size_t> first;
+    std::vector<std::size_t> end;
+  };
+  void Convert(Converted& converted, const SampleWindow& window, int intent) const;
+
   mutable std::mutex mutex_;
-  mutable std::map<int, std::shared_ptr<const PictureBuffer>> converted_;
+  mutable std::shared_ptr<const PictureBuffer> widened_;  // a 1-bit picture's bytes
+  mutable std::map<int, Converted> converted_;
 };
 
 // A component value from a sample byte: b / 255 as a float.
