@@ -6,15 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 #include <optional>
 #include <random>
 
 #include "composite/blend_term.h"
 #include "composite/intervals_filler.h"
+#include "frame/component_byte.h"
+#include "qorpaint/shading_paint.h"
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
 #include "scan/halftone.h"
-#include "qorpaint/shading_paint.h"
 #include "test_scene.h"
 
 namespace {
@@ -221,6 +225,63 @@ TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
     }
   }
   EXPECT_GT(traces, 0) << "the ramp reaches the traces";
+}
+
+// The stretch conversion directly, on the values where a block conversion can go
+// wrong: the rounding boundaries (k + 0.5) / 255 and their neighbours, traces around
+// 1e-6, -0 and 1, and blocks that hold one value outside [0, 1] at every position.
+TEST(ScanConverter, StretchBytesMatchTheValueByValueConversion) {
+  std::vector<float> inks;
+  for (int k = 0; k <= 255; ++k) {
+    for (const float at :
+         {static_cast<float>(k) / 255.0f, (static_cast<float>(k) + 0.5f) / 255.0f}) {
+      inks.push_back(at);
+      inks.push_back(std::nextafter(at, 0.0f));
+      inks.push_back(std::nextafter(at, 1.0f));
+    }
+  }
+  float trace = 1e-6f;
+  for (int i = 0; i < 8; ++i)
+    trace = std::nextafter(trace, 0.0f);
+  for (int i = 0; i < 16; ++i, trace = std::nextafter(trace, 1.0f))
+    inks.push_back(trace);
+  inks.push_back(-0.0f);
+  inks.push_back(1.0f);
+  // A sweep of the floats of [0, 1] by their bits.
+  for (std::uint32_t bits = 0; bits <= 0x3f800000u; bits += 1021) {
+    float v = 0.0f;
+    std::memcpy(&v, &bits, sizeof v);
+    inks.push_back(v);
+  }
+  inks.push_back(0.25f);  // an odd length: the tail goes value by value
+  std::vector<unsigned char> bytes(inks.size());
+  QorSc::ComponentBytes(inks.data(), inks.size(), bytes.data());
+  for (std::size_t i = 0; i < inks.size(); ++i)
+    ASSERT_EQ(bytes[i], QorSc::ComponentByte(inks[i])) << "value " << inks[i] << " at " << i;
+
+  // Values just outside [0, 1] still round within [0, 255] (1.003 gives 256, whose
+  // low byte 0 is a trace); the others leave int's range.
+  const float outside[] = {-3.0f,
+                           -0.001f,
+                           std::nextafter(0.0f, -1.0f),
+                           std::nextafter(1.0f, 2.0f),
+                           1.001f,
+                           1.003f,
+                           1e30f,
+                           -1e30f,
+                           std::nanf(""),
+                           std::numeric_limits<float>::infinity()};
+  for (const float odd : outside) {
+    for (std::size_t at = 0; at < 16; ++at) {
+      std::vector<float> block(inks.begin(), inks.begin() + 32);
+      block[at] = odd;
+      block[16 + at] = odd;
+      std::vector<unsigned char> out(block.size());
+      QorSc::ComponentBytes(block.data(), block.size(), out.data());
+      for (std::size_t i = 0; i < block.size(); ++i)
+        ASSERT_EQ(out[i], QorSc::ComponentByte(block[i])) << "value " << block[i] << " at " << i;
+    }
+  }
 }
 
 TEST(ScanConverter, CopyAndBlendAgreeWhereTheBackdropIsEmptyOrOpaque) {
