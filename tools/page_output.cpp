@@ -161,13 +161,11 @@ class PngOutput final : public PageOutput {
             line_bytes_(output.line_bytes_),
             preview_(output.plates_, output.table_, output.profile_, width_) {}
       void Encode(const unsigned char* lines, long long count, EncodedBand& out) override {
-        out.Clear();
-        out.bytes.resize(static_cast<std::size_t>(count) * width_ * 3);
+        unsigned char* rgb = out.WholeChunk(static_cast<std::size_t>(count) * width_ * 3);
         for (long long k = 0; k < count; ++k) {
           preview_.Convert(lines + static_cast<std::size_t>(k) * line_bytes_,
-                           out.bytes.data() + static_cast<std::size_t>(k) * width_ * 3);
+                           rgb + static_cast<std::size_t>(k) * width_ * 3);
         }
-        out.chunks.push_back(out.bytes.size());
       }
 
      private:

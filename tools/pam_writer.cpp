@@ -70,11 +70,9 @@ std::unique_ptr<BandEncoder> PamWriter::MakeBandEncoder() const {
     Encoder(std::size_t width, std::size_t depth) : width_(width), depth_(depth) {}
     void Encode(const unsigned char* lines, long long count, EncodedBand& out) override {
       const std::size_t row = width_ * depth_;
-      out.Clear();
-      out.bytes.resize(static_cast<std::size_t>(count) * row);
+      unsigned char* pixels = out.WholeChunk(static_cast<std::size_t>(count) * row);
       for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k)
-        InterleavePlanes(lines + k * row, width_, depth_, out.bytes.data() + k * row);
-      out.chunks.push_back(out.bytes.size());
+        InterleavePlanes(lines + k * row, width_, depth_, pixels + k * row);
     }
 
    private:

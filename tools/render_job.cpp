@@ -74,30 +74,38 @@ class BandRenderer {
   std::size_t LineBytes() const { return line_.size(); }
 
   // Calls emit(const unsigned char* line) for every final line of [top, bottom).
+  // With `band`, line k of the band is rendered at band + k × LineBytes() (without
+  // anti-aliasing straight there: a band of lines is not copied again) and emit sees
+  // it there.
   template <class Emit>
-  void Render(long long top, long long bottom, Emit&& emit) {
+  void Render(long long top, long long bottom, unsigned char* band, Emit&& emit) {
     const Box final_box{0, top, width_, bottom};
     const auto w = static_cast<std::size_t>(width_);
     std::optional<QorSc::ScanConverter> labels;
     if (settings_.halftone_labels) {
       labels.emplace(Collect(environment_, label_options_, final_box));
     }
-    unsigned char* label_plane = line_.data() + plate_count_ * w;
-    auto finish_line = [&] {
-      if (labels && !labels->GetLine255PlaneInterleaved(label_plane, w)) {
+    const std::size_t line_bytes = LineBytes();
+    // Where the final line y goes.
+    auto target = [&](long long y) {
+      return band != nullptr ? band + static_cast<std::size_t>(y - top) * line_bytes : line_.data();
+    };
+    auto finish_line = [&](unsigned char* line) {
+      if (labels && !labels->GetLine255PlaneInterleaved(line + plate_count_ * w, w)) {
         throw std::logic_error("the label conversion ended early");
       }
-      emit(static_cast<const unsigned char*>(line_.data()));
+      emit(static_cast<const unsigned char*>(line));
     };
 
     if (resample_.Mode() == QorSc::kResampleNone) {
       QorSc::ScanConverter converter(Collect(environment_, options_, final_box));
       for (long long y = top; y < bottom; ++y) {
         CheckInterrupt();
-        if (!converter.GetLine255PlaneInterleaved(line_.data(), w)) {
+        unsigned char* line = target(y);
+        if (!converter.GetLine255PlaneInterleaved(line, w)) {
           throw std::logic_error("the conversion ended early");
         }
-        finish_line();
+        finish_line(line);
       }
       return;
     }
@@ -122,7 +130,9 @@ class BandRenderer {
       }
       const bool completes = shift ? (i > 0 && i % f == 0) : ((i + 1) % f == 0);
       if (completes) {
-        finish_line();
+        unsigned char* line = target(top + written);
+        if (line != line_.data()) std::copy(line_.begin(), line_.end(), line);
+        finish_line(line);
         ++written;
       }
     }
@@ -330,7 +340,7 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
 
   if (settings.threads <= 1 || bands <= 1) {
     BandRenderer renderer(page, plates, settings, size);
-    renderer.Render(0, size.height, [&](const unsigned char* line) {
+    renderer.Render(0, size.height, nullptr, [&](const unsigned char* line) {
       sink.WriteLine(line);
       report();
     });
@@ -358,11 +368,7 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
         const long long bottom = std::min(size.height, top + band_lines);
         std::vector<unsigned char>& buffer = encoder != nullptr ? lines : queue.Buffer(*band);
         buffer.resize(static_cast<std::size_t>(bottom - top) * line_bytes);
-        unsigned char* out = buffer.data();
-        renderer.Render(top, bottom, [&](const unsigned char* line) {
-          std::copy(line, line + line_bytes, out);
-          out += line_bytes;
-        });
+        renderer.Render(top, bottom, buffer.data(), [](const unsigned char*) {});
         if (encoder != nullptr) encoder->Encode(lines.data(), bottom - top, queue.Encoded(*band));
         queue.Publish(*band);
       }

@@ -87,6 +87,14 @@ struct EncodedBand {
     bytes.clear();
     chunks.clear();
   }
+  // Makes the band one chunk of `size` bytes, left as they are: for an encoder that
+  // writes every byte, since clearing a band of megabytes first costs as much as
+  // writing it. Returns the first byte.
+  unsigned char* WholeChunk(std::size_t size) {
+    bytes.resize(size);
+    chunks.assign(1, size);
+    return bytes.data();
+  }
   // Appends one chunk.
   void Add(const unsigned char* data, std::size_t size) {
     bytes.insert(bytes.end(), data, data + size);
@@ -99,7 +107,7 @@ class BandEncoder {
  public:
   virtual ~BandEncoder() = default;
   // `count` lines as LineSink::WriteLine receives them, one after the other, into
-  // `out` (cleared first).
+  // `out`, replacing what it held.
   virtual void Encode(const unsigned char* lines, long long count, EncodedBand& out) = 0;
 };
 

@@ -232,8 +232,12 @@ struct TiffStripEncoder::Memory {
   static tmsize_t Write(thandle_t m, void* data, tmsize_t size) {
     auto& self = *static_cast<Memory*>(m);
     const auto n = static_cast<std::size_t>(size);
-    if (self.bytes.size() < self.position + n) self.bytes.resize(self.position + n);
-    std::memcpy(self.bytes.data() + self.position, data, n);
+    // Appended rather than cleared and copied over: strips are written at the end.
+    if (self.bytes.size() < self.position) self.bytes.resize(self.position);
+    const std::size_t over = std::min(n, self.bytes.size() - self.position);
+    const auto* from = static_cast<const unsigned char*>(data);
+    std::memcpy(self.bytes.data() + self.position, from, over);
+    self.bytes.insert(self.bytes.end(), from + over, from + n);
     self.position += n;
     return size;
   }
