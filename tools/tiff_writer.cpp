@@ -236,7 +236,7 @@ struct TiffStripEncoder::Memory {
     if (self.bytes.size() < self.position) self.bytes.resize(self.position);
     const std::size_t over = std::min(n, self.bytes.size() - self.position);
     const auto* from = static_cast<const unsigned char*>(data);
-    std::memcpy(self.bytes.data() + self.position, from, over);
+    if (over > 0) std::memcpy(self.bytes.data() + self.position, from, over);
     self.bytes.insert(self.bytes.end(), from + over, from + n);
     self.position += n;
     return size;
