@@ -30,13 +30,12 @@ double Component(std::span<const double> components, std::size_t i, const Range&
   return Clip(i < components.size() ? components[i] : 0.0, range);
 }
 
+// One allocation for the four entries: every flat colour of a page passes here.
 QorColor::Color ProcessColor(double c, double m, double y, double k) {
-  QorColor::Color color;
-  color.Add(QorColor::kCmykNames[0], static_cast<float>(c));
-  color.Add(QorColor::kCmykNames[1], static_cast<float>(m));
-  color.Add(QorColor::kCmykNames[2], static_cast<float>(y));
-  color.Add(QorColor::kCmykNames[3], static_cast<float>(k));
-  return color;
+  return QorColor::Color{{QorColor::kCmykNames[0], static_cast<float>(c)},
+                         {QorColor::kCmykNames[1], static_cast<float>(m)},
+                         {QorColor::kCmykNames[2], static_cast<float>(y)},
+                         {QorColor::kCmykNames[3], static_cast<float>(k)}};
 }
 
 QorColor::Color ProcessColor(const std::array<double, 4>& cmyk) {

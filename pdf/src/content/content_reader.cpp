@@ -1,13 +1,21 @@
 #include "content/content_reader.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
 #include <qpdf/Buffer.hh>
 #include <qpdf/BufferInputSource.hh>
 #include <utility>
 
 namespace QorPdf::internal {
 namespace {
+
+// Exact powers of ten: every one up to 10^22 is a double without rounding.
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
 // PDF numbers are plain decimals; from_chars is locale-free, unlike strtod, but
 // refuses a leading plus sign.
@@ -141,7 +149,9 @@ bool ContentReader::ReadOperand(const QPDFTokenizer::Token& token, Operand& out,
 }
 
 QPDFTokenizer::Token ContentReader::ReadToken() {
+  input_->seek(static_cast<qpdf_offset_t>(at_), SEEK_SET);
   QPDFTokenizer::Token token = tokenizer_.readToken(input_, description_, true, kMaxTokenBytes);
+  at_ = static_cast<std::size_t>(input_->tell());
   if (token.getType() == QPDFTokenizer::tt_bad && token.getRawValue().size() >= kMaxTokenBytes) {
     Problem("a string or other token longer than " + std::to_string(kMaxTokenBytes >> 20) +
             " MiB: cut off and skipped");
@@ -180,8 +190,8 @@ void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
         continue;
       }
       // One white-space character separates ID from the data.
-      char separator = 0;
-      input_->read(&separator, 1);
+      if (at_ < data_.size()) ++at_;
+      input_->seek(static_cast<qpdf_offset_t>(at_), SEEK_SET);
       tokenizer_.expectInlineImage(input_);
       const QPDFTokenizer::Token data = ReadToken();
       Operand bytes;
@@ -209,15 +219,22 @@ void ContentReader::ReadInlineImage(std::vector<Operand>& operands) {
 
 namespace {
 
-bool IsWhiteSpace(char c) {
-  return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == '\0';
+// Character classes of the content syntax, looked up once per byte.
+enum CharClass : unsigned char { kRegular = 0, kWhiteSpace = 1, kDelimiter = 2 };
+
+constexpr std::array<unsigned char, 256> MakeCharClasses() {
+  std::array<unsigned char, 256> classes{};
+  for (const char c : {' ', '\n', '\r', '\t', '\f', '\0'})
+    classes[static_cast<unsigned char>(c)] = kWhiteSpace;
+  for (const char c : {'(', ')', '<', '>', '[', ']', '{', '}', '/', '%'})
+    classes[static_cast<unsigned char>(c)] = kDelimiter;
+  return classes;
 }
 
-bool EndsToken(const std::string& data, std::size_t at) {
-  if (at == data.size()) return true;
-  const char c = data[at];
-  return IsWhiteSpace(c) || c == '(' || c == ')' || c == '<' || c == '>' || c == '[' ||
-         c == ']' || c == '{' || c == '}' || c == '/' || c == '%';
+constexpr std::array<unsigned char, 256> kCharClasses = MakeCharClasses();
+
+CharClass ClassOf(char c) {
+  return static_cast<CharClass>(kCharClasses[static_cast<unsigned char>(c)]);
 }
 
 bool IsDigit(char c) {
@@ -226,41 +243,68 @@ bool IsDigit(char c) {
 
 }  // namespace
 
+bool ContentReader::EndsToken(std::size_t at) const {
+  return at == data_.size() || ClassOf(data_[at]) != kRegular;
+}
+
 ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& number) {
-  std::size_t at = static_cast<std::size_t>(input_->tell());
-  while (at < data_.size() && IsWhiteSpace(data_[at]))
+  const std::size_t size = data_.size();
+  const char* data = data_.data();
+  std::size_t at = at_;
+  while (at < size && ClassOf(data[at]) == kWhiteSpace)
     ++at;
-  if (at >= data_.size()) return Plain::kNone;
+  if (at >= size) return Plain::kNone;
   const std::size_t start = at;
-  const char first = data_[at];
+  const char first = data[at];
   if (IsDigit(first) || first == '.' || first == '+' || first == '-') {
-    // [+-]? then digits with at most one point, at least one digit.
+    // [+-]? then digits with at most one point, at least one digit. The digits are
+    // gathered as an integer on the way: below 2^53, with at most 22 of them after
+    // the point, the number is that integer divided by a power of ten, both exact
+    // doubles and the division rounded once, so the very double from_chars gives.
+    // Nearly every number of a content stream is such; the others go to from_chars.
+    constexpr std::uint64_t kExactDigitsBelow = (std::uint64_t{1} << 53) / 10;
+    const bool negative = first == '-';
     if (first == '+' || first == '-') ++at;
+    std::uint64_t mantissa = 0;
     std::size_t digits = 0;
+    std::size_t fraction = 0;
     bool point = false;
-    for (; at < data_.size(); ++at) {
-      if (IsDigit(data_[at])) {
+    bool exact = true;
+    for (; at < size; ++at) {
+      const unsigned digit = static_cast<unsigned char>(data[at]) - unsigned{'0'};
+      if (digit < 10) {
         ++digits;
-      } else if (data_[at] == '.' && !point) {
+        fraction += point ? 1 : 0;
+        if (mantissa < kExactDigitsBelow) {
+          mantissa = mantissa * 10 + digit;
+        } else {
+          exact = false;
+        }
+      } else if (data[at] == '.' && !point) {
         point = true;
       } else {
         break;
       }
     }
-    if (digits == 0 || !EndsToken(data_, at)) return Plain::kNone;
-    number = ParseNumber(std::string_view(data_).substr(start, at - start));
-    input_->seek(static_cast<qpdf_offset_t>(at), SEEK_SET);
+    if (digits == 0 || !EndsToken(at)) return Plain::kNone;
+    if (exact && fraction < std::size(kPowersOfTen)) {
+      const double magnitude = static_cast<double>(mantissa) / kPowersOfTen[fraction];
+      number = negative ? -magnitude : magnitude;
+    } else {
+      number = ParseNumber(std::string_view(data + start, at - start));
+    }
+    at_ = at;
     return Plain::kNumber;
   }
   const bool letter = (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
   if (!letter && first != '\'' && first != '"' && first != '*') return Plain::kNone;
   // Operators are a few characters; anything long goes through qpdf's limits.
-  while (at < data_.size() && !EndsToken(data_, at) && at - start < 64)
+  while (at < size && !EndsToken(at) && at - start < 64)
     ++at;
-  if (!EndsToken(data_, at)) return Plain::kNone;
-  word.assign(data_, start, at - start);
+  if (!EndsToken(at)) return Plain::kNone;
+  word.assign(data + start, at - start);
   if (word == "true" || word == "false" || word == "null") return Plain::kNone;
-  input_->seek(static_cast<qpdf_offset_t>(at), SEEK_SET);
+  at_ = at;
   return Plain::kWord;
 }
 
@@ -273,10 +317,9 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
     double number = 0.0;
     switch (ReadPlainToken(op, number)) {
       case Plain::kNumber: {
-        Operand operand;
+        Operand& operand = Push(operands);
         operand.kind = Operand::Kind::kNumber;
         operand.number = number;
-        Push(operands, std::move(operand));
         continue;
       }
       case Plain::kWord:
@@ -302,7 +345,7 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
       ++bad_tokens_;
       continue;
     }
-    Push(operands, std::move(operand));
+    Push(operands) = std::move(operand);
   }
 }
 
@@ -314,7 +357,7 @@ bool ContentReader::Operator(const std::string& op, std::vector<Operand>& operan
   return true;
 }
 
-void ContentReader::Push(std::vector<Operand>& operands, Operand operand) {
+Operand& ContentReader::Push(std::vector<Operand>& operands) {
   if (operands.size() >= kMaxOperands && !overflow_reported_) {
     Problem("more than " + std::to_string(kMaxOperands) +
             " operands before an operator: the oldest dropped");
@@ -325,7 +368,7 @@ void ContentReader::Push(std::vector<Operand>& operands, Operand operand) {
   if (operands.size() >= 2 * kMaxOperands) {
     operands.erase(operands.begin(), operands.begin() + kMaxOperands);
   }
-  operands.push_back(std::move(operand));
+  return operands.emplace_back();
 }
 
 }  // namespace QorPdf::internal

@@ -80,7 +80,10 @@ class ContentReader {
   Plain ReadPlainToken(std::string& word, double& number);
   QPDFTokenizer::Token ReadToken();
   bool Operator(const std::string& op, std::vector<Operand>& operands);
-  void Push(std::vector<Operand>& operands, Operand operand);
+  // A new null operand at the end of `operands`, the oldest dropped past the limit.
+  Operand& Push(std::vector<Operand>& operands);
+  // Whether the byte at `at` ends a token: white space, a delimiter or the end.
+  bool EndsToken(std::size_t at) const;
   bool ReadOperand(const QPDFTokenizer::Token& token, Operand& out, std::size_t depth);
   // Skips the rest of an array or dictionary whose opening was just read.
   void SkipNested();
@@ -90,6 +93,9 @@ class ContentReader {
   std::string data_;
   std::string description_;
   std::unique_ptr<Buffer> buffer_;  // a view of data_
+  // The reading position in data_. qpdf's input is moved there before each of its
+  // tokens and read back after, so directly read tokens cost no virtual calls.
+  std::size_t at_ = 0;
   std::shared_ptr<InputSource> input_;
   QPDFTokenizer tokenizer_;
   std::vector<std::string> problems_;

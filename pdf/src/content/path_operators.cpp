@@ -97,8 +97,8 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
 
 std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t rule) {
   Frame& f = *frame_;
+  // Building empties the builder and keeps its scratch space for the next path.
   auto compound = f.path.BuildShared(rule);
-  f.path = Morv::PathBuilder();
   f.path_points = 0;
   f.path_empty = true;
   f.has_current_point = false;

@@ -99,6 +99,14 @@ class SeparationCollector final : public ConstVisitorBase {
     return false;
   }
   void Paint(const QorPaint::Paint* paint) {
+    if (paint == nullptr) return;
+    // Flat paints first and without a cast: a page can hold a hundred thousand.
+    if (paint->GetType() == QorPaint::kFlatPaint) {
+      if (paint == last_flat_) return;
+      last_flat_ = paint;
+      Colour(static_cast<const QorPaint::FlatPaint*>(paint)->GetColor());
+      return;
+    }
     if (const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint)) {
       if (shading->GetBackground()) Colour(*shading->GetBackground());
       for (const auto& entry : shading->GetSeparationMapping().GetEntries()) {
@@ -109,10 +117,7 @@ class SeparationCollector final : public ConstVisitorBase {
     }
     if (const auto* tiling = dynamic_cast<const QorPaint::TilingPaint*>(paint)) {
       tiling->GetCell()->Accept(*this);
-      return;
     }
-    if (paint == nullptr || paint->GetType() != QorPaint::kFlatPaint) return;
-    Colour(static_cast<const QorPaint::FlatPaint*>(paint)->GetColor());
   }
   void Colour(const QorColor::Color& colour) {
     for (const auto& entry : colour) {
@@ -126,6 +131,8 @@ class SeparationCollector final : public ConstVisitorBase {
   }
 
   QorColor::Color colorants_;
+  // The flat paint met last, whose colorants are in already (runs of objects share one).
+  const QorPaint::Paint* last_flat_ = nullptr;
 };
 
 }  // namespace

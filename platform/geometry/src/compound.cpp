@@ -85,6 +85,7 @@ Compound PathBuilder::Build(std::uint32_t windingRule) {
   FinishSubpath(false);
   Compound compound(std::move(subpaths_), windingRule);
   subpaths_.clear();
+  start_ = Point();
   return compound;
 }
 
@@ -93,10 +94,14 @@ std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRu
 }
 
 // A subpath with no segment (a lone move) marks nothing and is dropped. After a
-// close the current point is the start again, as in PDF.
+// close the current point is the start again, as in PDF. The subpath gets an exact
+// copy of the segments and the builder keeps its scratch vector: one allocation per
+// subpath instead of the vector's growth steps, and no unused capacity kept for the
+// document's lifetime (a rectangle's three segments would sit in room for four).
 void PathBuilder::FinishSubpath(bool closed) {
   if (open_ && !segments_.empty()) {
-    subpaths_.emplace_back(start_, std::move(segments_), closed);
+    subpaths_.emplace_back(
+        start_, std::vector<Subpath::Segment>(segments_.begin(), segments_.end()), closed);
   }
   segments_.clear();
   open_ = false;

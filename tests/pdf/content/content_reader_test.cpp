@@ -1,12 +1,15 @@
 // Grouping content tokens into operators: numbers and operator words are read
 // directly, everything else by qpdf's tokenizer; both must agree on every value and
 // on where one token ends and the next begins.
+#include "content/content_reader.h"
+
 #include <gtest/gtest.h>
 
+#include <charconv>
+#include <cmath>
+#include <random>
 #include <string>
 #include <vector>
-
-#include "content/content_reader.h"
 
 namespace QorPdf::internal {
 namespace {
@@ -78,6 +81,58 @@ TEST(ContentReader, NumbersAndWordsAreReadAsQpdfReadsThem) {
   EXPECT_EQ(read[13].op, "\"");
   EXPECT_EQ(read[14].op, "T*");
   ASSERT_EQ(read[14].operands.size(), 1u);
+}
+
+// Short decimals are gathered as integers and divided by a power of ten; every
+// number, short or not, must be the double a correctly rounding parser gives.
+TEST(ContentReader, NumbersAreTheCorrectlyRoundedDoubles) {
+  std::vector<std::string> texts = {"0",
+                                    "-0",
+                                    "+0.0",
+                                    "9007199254740991",
+                                    "9007199254740992",
+                                    "9007199254740993",
+                                    "123456789012345678901234567890",
+                                    "0.1",
+                                    "-0.3",
+                                    "3.14159265358979323846",
+                                    "1.0000000000000000000001",
+                                    "0.0000000000000000000001",
+                                    "0.00000000000000000000001",
+                                    "900719925474099.1",
+                                    "90071992547409.91",
+                                    "00000000000000000000000000000000012.5",
+                                    "595.27559",
+                                    "-.000001",
+                                    "4."};
+  std::mt19937_64 random(16);
+  for (int i = 0; i < 8000; ++i) {  // under the operand limit of one operator
+    std::string text = random() % 3 == 0 ? "-" : "";
+    const int whole = static_cast<int>(random() % 12);
+    const int fraction = static_cast<int>(random() % 26);
+    for (int d = 0; d < whole; ++d)
+      text += static_cast<char>('0' + random() % 10);
+    if (fraction > 0 || whole == 0) text += '.';
+    for (int d = 0; d < fraction || (whole == 0 && d == 0); ++d)
+      text += static_cast<char>('0' + random() % 10);
+    texts.push_back(text);
+  }
+  std::string data;
+  for (const std::string& text : texts)
+    data += text + " ";
+  data += "n";
+  const std::vector<Read> read = ReadAll(data);
+  ASSERT_EQ(read.size(), 1u);
+  ASSERT_EQ(read[0].operands.size(), texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const char* first = texts[i].data();
+    if (*first == '+') ++first;
+    double expected = 0.0;
+    std::from_chars(first, texts[i].data() + texts[i].size(), expected);
+    const double got = read[0].operands[i].number;
+    EXPECT_EQ(got, expected) << texts[i];
+    EXPECT_EQ(std::signbit(got), std::signbit(expected)) << texts[i];
+  }
 }
 
 TEST(ContentReader, InlineImagesFollowDirectlyReadOperators) {

@@ -56,7 +56,8 @@ class PathBuilder {
   // A closed polygon through the points.
   PathBuilder& Polygon(const std::vector<Point>& points);
 
-  // The subpaths so far (the open one included) as a compound.
+  // The subpaths so far (the open one included) as a compound; the builder is then
+  // empty, as if new, and reuses its scratch space for the next path.
   Compound Build(std::uint32_t windingRule = kNonZero);
   std::shared_ptr<const Compound> BuildShared(std::uint32_t windingRule = kNonZero);
 
