@@ -298,6 +298,41 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
       << "group scale after own shift";
 }
 
+// Group boxes are kept when the document is built: the same boxes as computed while
+// building, whichever order the nested contents were made in, clips included.
+TEST(ContentTree, GroupBoxesKeptAtBuildMatchTheComputedOnes) {
+  QorDoc::Fillable::Painting stroked;
+  stroked.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  stroked.strokeStyle.width = 3.0;
+  auto square = [](double x, double size) {
+    return Morv::PathBuilder().Rectangle(x, x, size, size).BuildShared();
+  };
+  for (const bool inner_first : {false, true}) {
+    QorDoc::DocumentBuilder builder;
+    QorDoc::Content* inner = inner_first ? &builder.AddContent() : nullptr;
+    auto& page = builder.AddPage();
+    auto& outer = builder.AddContent();
+    if (!inner_first) inner = &builder.AddContent();
+    builder.AddPath(*inner, square(0.0, 10.0), stroked,
+                    Morv::MilliPointTransformation::Translation(1.0, 2.0));
+    builder.AddPath(*inner, square(2.0, 4.0), {}, {}, true);
+    builder.AddPath(outer, square(50.0, 5.0), stroked);
+    auto inner_group =
+        builder.AddGroup(outer, *inner, Morv::MilliPointTransformation::Scale(3.0, 2.0));
+    auto outer_group =
+        builder.AddGroup(page, outer, Morv::MilliPointTransformation::Translation(-7.0, 0.5));
+    const auto inner_box = inner_group->GetBoundingBox(QorDoc::kVisualBox);
+    const auto outer_box = outer_group->GetBoundingBox(QorDoc::kVisualBox);
+    const auto outer_geometry = outer_group->GetBoundingBox(QorDoc::kGeometryBox);
+    EXPECT_EQ(inner_box, Morv::MilliPointRectangle(6.0, 4.0, 12.0, 8.0)) << inner_first;
+    auto doc = builder.Build();
+    EXPECT_EQ(inner_group->GetBoundingBox(QorDoc::kVisualBox), inner_box) << inner_first;
+    EXPECT_EQ(outer_group->GetBoundingBox(QorDoc::kVisualBox), outer_box) << inner_first;
+    EXPECT_EQ(outer_group->GetBoundingBox(QorDoc::kGeometryBox), outer_geometry) << inner_first;
+    EXPECT_EQ(page.GetBoundingBox(QorDoc::kVisualBox), outer_box) << inner_first;
+  }
+}
+
 }  // namespace
 
 TEST(LayerExpression, EvaluatesAndSharesSubExpressions) {

@@ -49,6 +49,16 @@ const Rect kUnitSquare(0.0, 0.0, 1.0, 1.0);
 }  // namespace
 
 Rect Content::GetBoundingBox(int kind) const {
+  if (visual_box_kept_ && kind == kVisualBox) return visual_box_;
+  return ComputeBoundingBox(kind);
+}
+
+void Content::KeepVisualBox() {
+  visual_box_ = ComputeBoundingBox(kVisualBox);
+  visual_box_kept_ = true;
+}
+
+Rect Content::ComputeBoundingBox(int kind) const {
   BoxUnion box;
   for (const auto& member : members_) {
     if (!member->IsClippingObject()) box.Add(member->GetBoundingBox(kind));

@@ -136,6 +136,15 @@ std::shared_ptr<const Layer> DocumentBuilder::AddLayer(Content& content, Content
 }
 
 std::shared_ptr<const Document> DocumentBuilder::Build() {
+  // The visual boxes of group and layer members are kept: a renderer asks each group
+  // on its way down, which otherwise walks the whole subtree at every level. Pages and mask
+  // contents are asked once at most and are not worth a pass over their members.
+  // Nested contents are usually made after the content holding their group, so in
+  // reverse order each content finds the boxes of its groups already kept. Any order
+  // gives the same boxes: a content not yet kept computes its box as it always would.
+  for (auto it = document_->contents_.rbegin(); it != document_->contents_.rend(); ++it) {
+    if ((*it)->owner_ != nullptr) (*it)->KeepVisualBox();
+  }
   document_->halftones_ = Halftones(std::move(halftones_));
   halftones_.clear();
   std::shared_ptr<const Document> built(document_.release());

@@ -67,7 +67,8 @@ class Content {
   const std::vector<std::shared_ptr<const ContentObject>>& GetMembers() const { return members_; }
   // The union of the painting members' boxes of the given kind, cut to the geometry
   // box of every clipping member, in this content's coordinates; all zero when
-  // nothing is left.
+  // nothing is left. The visual box of a group's or layer's members is worked out
+  // once when the document is built (a renderer asks every nested group for it).
   Morv::MilliPointRectangle GetBoundingBox(int kind) const;
   // The colorants the content's flat paints use (fill and stroke, nested contents
   // and soft-mask contents included), in order of first use, tints 0.
@@ -79,9 +80,16 @@ class Content {
   friend class DocumentBuilder;
   Content() = default;
 
+  Morv::MilliPointRectangle ComputeBoundingBox(int kind) const;
+  // Keeps the visual box, the one renderers ask for; the builder calls it when the
+  // document is finished, after which nothing in the content changes.
+  void KeepVisualBox();
+
   const Document* document_ = nullptr;
   const ContentObject* owner_ = nullptr;
   std::vector<std::shared_ptr<const ContentObject>> members_;
+  bool visual_box_kept_ = false;
+  Morv::MilliPointRectangle visual_box_;
 };
 
 class ContentObject {
