@@ -134,6 +134,8 @@ std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFami
   const std::size_t slot = family == ColorSpaceFamily::kDeviceRGB    ? 1
                            : family == ColorSpaceFamily::kDeviceCMYK ? 2
                                                                      : 0;
+  // Every colour operator of a stream asks: after the first, the answer is kept here.
+  if (frame_->device_spaces[slot]) return frame_->device_spaces[slot];
   // The innermost stream whose resources say, or the device space; every stream
   // passed on the way keeps the answer.
   std::vector<Frame*> asked;

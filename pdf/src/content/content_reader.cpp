@@ -12,10 +12,9 @@
 namespace QorPdf::internal {
 namespace {
 
-// Exact powers of ten: every one up to 10^22 is a double without rounding.
-constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+// Exact powers of ten (every one up to 10^22 is a double without rounding).
+constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
 // PDF numbers are plain decimals; from_chars is locale-free, unlike strtod, but
 // refuses a leading plus sign.
@@ -258,36 +257,33 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
   const char first = data[at];
   if (IsDigit(first) || first == '.' || first == '+' || first == '-') {
     // [+-]? then digits with at most one point, at least one digit. The digits are
-    // gathered as an integer on the way: below 2^53, with at most 22 of them after
-    // the point, the number is that integer divided by a power of ten, both exact
-    // doubles and the division rounded once, so the very double from_chars gives.
-    // Nearly every number of a content stream is such; the others go to from_chars.
-    constexpr std::uint64_t kExactDigitsBelow = (std::uint64_t{1} << 53) / 10;
+    // gathered as an integer on the way: with at most 15 of them it is below 2^53, and
+    // the number is that integer divided by a power of ten, both exact doubles and the
+    // division rounded once, so the very double from_chars gives. Nearly every number
+    // of a content stream is such; longer ones go to from_chars (their integer may
+    // have wrapped around, harmlessly, as it is not used).
+    constexpr std::size_t kExactDigits = 15;
     const bool negative = first == '-';
     if (first == '+' || first == '-') ++at;
     std::uint64_t mantissa = 0;
-    std::size_t digits = 0;
-    std::size_t fraction = 0;
-    bool point = false;
-    bool exact = true;
-    for (; at < size; ++at) {
-      const unsigned digit = static_cast<unsigned char>(data[at]) - unsigned{'0'};
-      if (digit < 10) {
-        ++digits;
-        fraction += point ? 1 : 0;
-        if (mantissa < kExactDigitsBelow) {
-          mantissa = mantissa * 10 + digit;
-        } else {
-          exact = false;
-        }
-      } else if (data[at] == '.' && !point) {
-        point = true;
-      } else {
-        break;
+    const auto gather = [&] {
+      const std::size_t from = at;
+      for (; at < size; ++at) {
+        const unsigned digit = static_cast<unsigned char>(data[at]) - unsigned{'0'};
+        if (digit >= 10) break;
+        mantissa = mantissa * 10 + digit;
       }
+      return at - from;
+    };
+    const std::size_t whole = gather();
+    std::size_t fraction = 0;
+    if (at < size && data[at] == '.') {
+      ++at;
+      fraction = gather();
     }
-    if (digits == 0 || !EndsToken(at)) return Plain::kNone;
-    if (exact && fraction < std::size(kPowersOfTen)) {
+    if (whole + fraction == 0 || !EndsToken(at)) return Plain::kNone;
+    static_assert(kExactDigits < std::size(kPowersOfTen));
+    if (whole + fraction <= kExactDigits) {
       const double magnitude = static_cast<double>(mantissa) / kPowersOfTen[fraction];
       number = negative ? -magnitude : magnitude;
     } else {
