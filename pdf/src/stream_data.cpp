@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -24,17 +26,27 @@ class LimitedSink final : public Pipeline {
     if (truncated_) throw LimitReached{};
     const std::size_t room = limit_ - out_.size();
     if (len > room) {
-      out_.insert(out_.end(), data, data + room);
+      Append(data, room);
       truncated_ = true;
       throw LimitReached{};
     }
-    out_.insert(out_.end(), data, data + len);
+    Append(data, len);
   }
   void finish() override {}
 
   bool Truncated() const { return truncated_; }
 
  private:
+  // A string takes the bytes in one copy; inserting unsigned chars into it went
+  // through a temporary string first.
+  void Append(unsigned char const* data, std::size_t len) {
+    if constexpr (std::is_same_v<Bytes, std::string>) {
+      out_.append(reinterpret_cast<const char*>(data), len);
+    } else {
+      out_.insert(out_.end(), data, data + len);
+    }
+  }
+
   Bytes& out_;
   std::size_t limit_;
   bool truncated_ = false;
