@@ -367,6 +367,19 @@ PicturePaintGetter::Plan PicturePaintGetter::MakePlan(const QorImg::PaintedPictu
   // copied, unless two channels meet on one plate.
   plan.weighted = process || !unit_weights ||
                   std::any_of(reached.begin(), reached.end(), [](int r) { return r > 1; });
+  // o + 1·s − o·1·s on o = 0 is s to the bit for every s but −0, which only a general
+  // decode pair can give.
+  std::vector<bool> layered(components, false);
+  for (Channel& channel : plan.channels) {
+    channel.copied = channel.weights.size() == 1 && channel.weights[0].second == 1.0f &&
+                     reached[channel.component] == 1 && channel.rule != kDecodeOther;
+    if (channel.copied) continue;
+    for (const auto& weight : channel.weights)
+      layered[weight.first] = true;
+  }
+  for (std::size_t c = 0; c < components; ++c) {
+    if (layered[c]) plan.layered.push_back(c);
+  }
 
   const bool overprint = options.GetOutputMode() == Options::kSeparations &&
                          picture.GetChannelMapping().paintsNamedColorantsOnly;
@@ -397,7 +410,8 @@ PicturePaintGetter::PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPict
     : PaintGetter(std::move(plan.kinds), plan.absent),
       picture_(std::move(picture)),
       channels_(std::move(plan.channels)),
-      weighted_(plan.weighted) {
+      weighted_(plan.weighted),
+      layered_(std::move(plan.layered)) {
   // Converted samples are asked for where the target's pixels fall; runs elsewhere
   // widen the window as they come (Cover).
   const long long width = env.GetTargetWidth();
@@ -541,13 +555,15 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
         SampleChannel(channel, x, n, buffers.Component(channel.component).At(x));
       continue;
     }
-    const ComponentKinds& kinds = Kinds();
-    for (std::size_t c = 0; c < kinds.size(); ++c) {
-      if (kinds[c] == kKindPerPixel) std::fill_n(buffers.Component(c).At(x), n, 0.0f);
-    }
+    for (const std::size_t c : layered_)
+      std::fill_n(buffers.Component(c).At(x), n, 0.0f);
     if (scratch_.size() < width) scratch_.resize(width);
     float* s = scratch_.data();
     for (const Channel& channel : channels_) {
+      if (channel.copied) {
+        SampleChannel(channel, x, n, buffers.Component(channel.component).At(x));
+        continue;
+      }
       SampleChannel(channel, x, n, s);
       for (const auto& [component, w] : channel.weights) {
         float* o = buffers.Component(component).At(x);

@@ -131,6 +131,8 @@ class PicturePaintGetter final : public PaintGetter {
     std::size_t component = 0;  // direct channels: the one component written
     // weighted channels: (component, weight) for every component it reaches
     std::vector<std::pair<std::size_t, float>> weights;
+    // Layering it onto its empty plate would give its tints unchanged: copied instead.
+    bool copied = false;
   };
 
  private:
@@ -139,6 +141,7 @@ class PicturePaintGetter final : public PaintGetter {
     bool absent = false;
     std::vector<Channel> channels;
     bool weighted = false;
+    std::vector<std::size_t> layered;  // components some channel layers onto
   };
   static Plan MakePlan(const QorImg::PaintedPicture& picture, const Options& options, bool bits);
   PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPicture> picture, const Environment& env,
@@ -160,6 +163,7 @@ class PicturePaintGetter final : public PaintGetter {
   Channel mask_channel_;
   std::vector<Channel> channels_;
   bool weighted_ = false;
+  std::vector<std::size_t> layered_;
   bool masked_ = false;
   bool lazy_ = false;             // the picture's samples are converted as asked for
   QorImg::SampleWindow window_;  // the samples asked for so far

@@ -398,6 +398,29 @@ TEST(PicturePaintGetter, CasesDecodeRulesBitsAndLayering) {
     EXPECT_EQ(buffers.Component(0)[5], 0.75f);
   }
 
+  // A process ink alone on its plate is copied, to the bit what layering it onto the
+  // empty plate gives; a decode pair's −0 still layers into +0.
+  {
+    const auto cmyk = QorTest::MakeInkPicture(1, 1, {"Cyan", "Magenta", "Yellow", "Black"},
+                                              {0, 51, 128, 255});
+    QorSc::PicturePaintGetter getter(cmyk, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
+    SourcePaintBuffers buffers(4, box.left, box.right);
+    RunList painted;
+    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    const std::uint8_t bytes[4] = {0, 51, 128, 255};
+    for (std::size_t c = 0; c < 4; ++c) {
+      const float s = QorImg::IntToComponent(bytes[c]);
+      EXPECT_EQ(buffers.Component(c)[5], 0.0f + 1.0f * s - 0.0f * 1.0f * s) << c;
+      EXPECT_FALSE(std::signbit(buffers.Component(c)[5])) << c;
+    }
+    const QorImg::DecodePair negative_zero{-0.0f, -0.0f};
+    const auto zero = QorTest::MakeInkPicture(1, 1, {"Cyan"}, {0}, negative_zero);
+    QorSc::PicturePaintGetter layered(zero, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
+    layered.Compute({5}, RunList{{0, kSize}}, buffers, painted);
+    EXPECT_EQ(buffers.Component(0)[5], 0.0f);
+    EXPECT_FALSE(std::signbit(buffers.Component(0)[5]));
+  }
+
   // A spot channel without its plate goes through its representation; overprint
   // leaves foreign plates Absent in separation output.
   {
