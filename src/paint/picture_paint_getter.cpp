@@ -193,6 +193,37 @@ void FillSpans(const PicturePaintGetter::Samples& s, const PicturePaintGetter::S
   }
 }
 
+// Every channel of a picture whose channels all decode directly onto a plate of their
+// own, from one pass over the spans: each plate gets exactly the stores of its own pass
+// (blocks included, in the same order), and the span list is read once instead of per
+// channel.
+template <std::size_t N>
+void FillSpansDirect(const std::uint8_t* base, const std::size_t* offsets,
+                     const PicturePaintGetter::SampleSpan* spans, std::size_t count,
+                     float* const* outs, long long n) {
+  float* out[N];
+  for (std::size_t c = 0; c < N; ++c)
+    out[c] = outs[c];
+  long long done = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t* sample = base + spans[i].offset;
+    const long long length = spans[i].length;
+    if (length <= kBlock && n - done >= kBlock) {
+      for (std::size_t c = 0; c < N; ++c) {
+        const float value = QorImg::IntToComponent(sample[offsets[c]]);
+        for (long long j = 0; j < kBlock; ++j)
+          out[c][j] = value;
+      }
+    } else {
+      for (std::size_t c = 0; c < N; ++c)
+        std::fill_n(out[c], length, QorImg::IntToComponent(sample[offsets[c]]));
+    }
+    for (std::size_t c = 0; c < N; ++c)
+      out[c] += length;
+    done += length;
+  }
+}
+
 // Widens `window` to sample (column, row), give or take `margin` samples for the
 // steppers' rounding and the upright fast paths' drift over `pixels` pixels, clamped
 // to the picture.
@@ -436,6 +467,17 @@ PicturePaintGetter::PicturePaintGetter(std::shared_ptr<const QorImg::PaintedPict
     rows.count = placement.rows;
     return window;
   };
+  // Channels that all decode directly, each copied onto its own plate, fill together.
+  const bool fusable = !channels_.empty() && channels_.size() <= kMaxFused &&
+                       std::all_of(channels_.begin(), channels_.end(), [this](const Channel& c) {
+                         return c.rule == kDecodeDirect && (!weighted_ || c.copied);
+                       });
+  if (fusable) {
+    for (const Channel& channel : channels_) {
+      fused_offsets_.push_back(channel.offset);
+      fused_components_.push_back(channel.component);
+    }
+  }
   window_ = place(*picture_->GetPictureData(), samples_, placement_, columns_, rows_);
   lazy_ = !samples_.bits && picture_->GetPictureData()->IsConverted();
   masked_ = picture_->GetMaskKind() == QorImg::kSoftMask;
@@ -518,6 +560,23 @@ void PicturePaintGetter::Cover(long long x, long long n, long long line) {
   samples_.base = samples_.buffer->GetBuffer();
 }
 
+void PicturePaintGetter::FillFused(SourcePaintBuffers& buffers, long long x, long long n) const {
+  float* outs[kMaxFused];
+  for (std::size_t c = 0; c < fused_offsets_.size(); ++c)
+    outs[c] = buffers.Component(fused_components_[c]).At(x);
+  const std::size_t* offsets = fused_offsets_.data();
+  switch (fused_offsets_.size()) {
+    case 1:
+      return FillSpansDirect<1>(samples_.base, offsets, spans_.data(), span_count_, outs, n);
+    case 2:
+      return FillSpansDirect<2>(samples_.base, offsets, spans_.data(), span_count_, outs, n);
+    case 3:
+      return FillSpansDirect<3>(samples_.base, offsets, spans_.data(), span_count_, outs, n);
+    default:
+      return FillSpansDirect<4>(samples_.base, offsets, spans_.data(), span_count_, outs, n);
+  }
+}
+
 bool PicturePaintGetter::SharedWalk() const {
   return !samples_.bits && rows_.step != 0.0;
 }
@@ -549,6 +608,10 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
       span_count_ = columns_.step != 0.0
                         ? SpanLoop<kBoth>(samples_, columns_, rows_, x, n, spans_.data())
                         : SpanLoop<kRows>(samples_, columns_, rows_, x, n, spans_.data());
+    }
+    if (SharedWalk() && !fused_offsets_.empty()) {
+      FillFused(buffers, x, n);
+      continue;
     }
     if (!weighted_) {
       for (const Channel& channel : channels_)

@@ -156,6 +156,8 @@ class PicturePaintGetter final : public PaintGetter {
   // Converted samples: makes sure the samples of pixels [x, x + n) of `line` are.
   void Cover(long long x, long long n, long long line);
   void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
+  // The shared walk's spans into every channel's plate at once (fused_offsets_ set).
+  void FillFused(SourcePaintBuffers& buffers, long long x, long long n) const;
 
   std::shared_ptr<const QorImg::PaintedPicture> picture_;
   Samples samples_;
@@ -164,6 +166,10 @@ class PicturePaintGetter final : public PaintGetter {
   std::vector<Channel> channels_;
   bool weighted_ = false;
   std::vector<std::size_t> layered_;
+  // Channels filled together from the shared walk: their byte offsets and plates.
+  static constexpr std::size_t kMaxFused = 4;
+  std::vector<std::size_t> fused_offsets_;
+  std::vector<std::size_t> fused_components_;
   bool masked_ = false;
   bool lazy_ = false;             // the picture's samples are converted as asked for
   QorImg::SampleWindow window_;  // the samples asked for so far
