@@ -128,6 +128,39 @@ void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper colu
   SampleLoop<kColumns, PicturePaintGetter::kDecodeDirect>(s, columns, rows, ch, x, n, out);
 }
 
+// SpanLoop of a walk that steps only the row, by less than one sample per pixel either
+// way (whole step 0 or −1): the row changes exactly where a step carries (whole 0) or
+// where it does not (whole −1), so a span is read off the carries alone, with the
+// stepper's very additions, without comparing indices per pixel.
+template <bool Forward>
+std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper& columns,
+                     PictureStepper rows, long long n, PicturePaintGetter::SampleSpan* spans) {
+  const std::size_t column = static_cast<std::size_t>(columns.Clamped()) * s.channels;
+  const double fractional = rows.fractional;
+  double fraction = rows.fraction;
+  long long row = rows.index;
+  std::size_t count = 0;
+  long long i = 0;
+  while (i < n) {
+    rows.index = row;
+    spans[count].offset = static_cast<std::size_t>(rows.Clamped()) * s.stride + column;
+    const long long first = i;
+    for (;;) {
+      fraction += fractional;
+      ++i;
+      const bool carry = fraction >= 1.0;
+      if (carry) fraction -= 1.0;
+      if (carry == Forward) {
+        row += Forward ? 1 : -1;
+        break;
+      }
+      if (i >= n) break;
+    }
+    spans[count++].length = i - first;
+  }
+  return count;
+}
+
 // The samples under n pixels from x, for walks that step the row: stepped once per run
 // and shared by every channel, as spans of pixels on one sample (a picture drawn
 // larger than its samples has long ones). Returns the number of spans.
@@ -139,6 +172,10 @@ std::size_t SpanLoop(const PicturePaintGetter::Samples& s, PictureStepper column
   rows.Place(x);
   std::size_t count = 0;
   long long i = 0;
+  if constexpr (W == kRows) {
+    if (rows.whole == 0) return RowSpans<true>(s, columns, rows, n, spans);
+    if (rows.whole == -1) return RowSpans<false>(s, columns, rows, n, spans);
+  }
   while (i < n) {
     const long long row = rows.index;
     const long long column = columns.index;
