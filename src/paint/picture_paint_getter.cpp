@@ -239,24 +239,26 @@ void FillSpansDirect(const std::uint8_t* base, const std::size_t* offsets,
                      const PicturePaintGetter::SampleSpan* spans, std::size_t count,
                      float* const* outs, long long n) {
   float* out[N];
-  for (std::size_t c = 0; c < N; ++c)
+  std::size_t offset[N];
+  for (std::size_t c = 0; c < N; ++c) {
     out[c] = outs[c];
+    offset[c] = offsets[c];
+  }
   long long done = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint8_t* sample = base + spans[i].offset;
     const long long length = spans[i].length;
     if (length <= kBlock && n - done >= kBlock) {
       for (std::size_t c = 0; c < N; ++c) {
-        const float value = QorImg::IntToComponent(sample[offsets[c]]);
+        const float value = QorImg::IntToComponent(sample[offset[c]]);
+        float* block = out[c] + done;
         for (long long j = 0; j < kBlock; ++j)
-          out[c][j] = value;
+          block[j] = value;
       }
     } else {
       for (std::size_t c = 0; c < N; ++c)
-        std::fill_n(out[c], length, QorImg::IntToComponent(sample[offsets[c]]));
+        std::fill_n(out[c] + done, length, QorImg::IntToComponent(sample[offset[c]]));
     }
-    for (std::size_t c = 0; c < N; ++c)
-      out[c] += length;
     done += length;
   }
 }
