@@ -171,7 +171,7 @@ class PicturePaintGetter final : public PaintGetter {
   std::vector<std::size_t> fused_offsets_;
   std::vector<std::size_t> fused_components_;
   bool masked_ = false;
-  bool lazy_ = false;             // the picture's samples are converted as asked for
+  bool lazy_ = false;            // the picture's samples are converted as asked for
   QorImg::SampleWindow window_;  // the samples asked for so far
   PicturePlacement placement_;
   PicturePlacement mask_placement_;

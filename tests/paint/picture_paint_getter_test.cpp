@@ -155,8 +155,11 @@ TEST(PicturePaintGetter, RandomPlacementsMatchThePerPixelOracle) {
     RandomPicture r;
     r.width = dim(rng);
     r.height = dim(rng);
-    // Channels: one plate each; every third picture has two channels on Black.
-    r.colorants = attempt % 3 == 0   ? std::vector<std::string>{"Magenta"}
+    // Channels: one plate each (three, or all four in sample order); every third
+    // picture has two channels on Black.
+    r.colorants = attempt % 3 == 0 ? std::vector<std::string>{"Magenta"}
+                  : attempt % 6 == 4
+                      ? std::vector<std::string>{"Cyan", "Magenta", "Yellow", "Black"}
                   : attempt % 3 == 1 ? std::vector<std::string>{"Cyan", "Yellow", "Black"}
                                      : std::vector<std::string>{"Black", "Black"};
     r.samples.resize(r.width * r.height * r.colorants.size());
@@ -401,8 +404,8 @@ TEST(PicturePaintGetter, CasesDecodeRulesBitsAndLayering) {
   // A process ink alone on its plate is copied, to the bit what layering it onto the
   // empty plate gives; a decode pair's −0 still layers into +0.
   {
-    const auto cmyk = QorTest::MakeInkPicture(1, 1, {"Cyan", "Magenta", "Yellow", "Black"},
-                                              {0, 51, 128, 255});
+    const auto cmyk =
+        QorTest::MakeInkPicture(1, 1, {"Cyan", "Magenta", "Yellow", "Black"}, {0, 51, 128, 255});
     QorSc::PicturePaintGetter getter(cmyk, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
     SourcePaintBuffers buffers(4, box.left, box.right);
     RunList painted;
