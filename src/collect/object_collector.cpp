@@ -16,6 +16,7 @@
 #include "qorpaint/shading_paint.h"
 #include "raster/dropout_pixels.h"
 #include "raster/pixel_rounding.h"
+#include "raster/point_enumerator.h"
 #include "scan/collect_objects.h"
 
 namespace QorSc {
@@ -26,7 +27,14 @@ using Transformation = Morv::MilliPointTransformation;
 // One compound of every glyph of `text` under `t` (glyphs in text space).
 void AddGlyphSubpaths(const QorDoc::Text& text, const Transformation& t,
                       std::vector<Morv::Subpath>& subpaths) {
+  // Under the identity (a lone text, and most texts of a group) the subpaths are
+  // taken as they are: placing them would rebuild every subpath for nothing.
+  const bool identity = t == Transformation{};
   for (const auto& glyph : text.OriginalCompounds()) {
+    if (identity) {
+      subpaths.insert(subpaths.end(), glyph->GetSubpaths().begin(), glyph->GetSubpaths().end());
+      continue;
+    }
     const Morv::Compound placed = glyph->Transformed(t);
     subpaths.insert(subpaths.end(), placed.GetSubpaths().begin(), placed.GetSubpaths().end());
   }
@@ -182,10 +190,31 @@ double ObjectCollector::StrokeWidth(double width, const Transformation& t) const
   return width;
 }
 
+GeometrySource ObjectCollector::GlyphGeometry(const std::shared_ptr<const Morv::Compound>& glyphs,
+                                              const Transformation& t) const {
+  if (options_.GetMinimalStrokeWidth() <= 0 || t.Determinant() == 0.0) {
+    return MakeGeometrySource(env_, clip_boxes_.back(), glyphs, t);
+  }
+  // The search flattens the whole outline; its polygons (and the squares' corners)
+  // are kept so that activation builds the edges without flattening it again. The
+  // records are converted under the collection's environment, the one used here.
+  auto flat = std::make_shared<FlatOutline>();
+  const std::vector<DropoutPixel> pixels =
+      FindDropoutPixels(env_, *glyphs, t, clip_boxes_.back(), flat.get());
+  GeometrySource geometry =
+      MakeGeometrySource(env_, clip_boxes_.back(), WithDropouts(glyphs, t, pixels, *flat), t);
+  if (geometry.compound && !flat->points.empty()) {
+    // The points replace the compound: a record holds one form of its outline.
+    flat->windingRule = geometry.compound->GetWindingRule();
+    geometry.flatCompound = std::move(flat);
+    geometry.compound.reset();
+  }
+  return geometry;
+}
+
 std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
-    const std::shared_ptr<const Morv::Compound>& glyphs, const Transformation& t) const {
-  if (options_.GetMinimalStrokeWidth() <= 0 || t.Determinant() == 0.0) return glyphs;
-  const std::vector<DropoutPixel> pixels = FindDropoutPixels(env_, *glyphs, t, clip_boxes_.back());
+    const std::shared_ptr<const Morv::Compound>& glyphs, const Transformation& t,
+    const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const {
   if (pixels.empty()) return glyphs;
   // A square around each dropout pixel's centre and no other: the winding there was
   // 0, so the square paints that pixel whatever its orientation, and nothing else.
@@ -193,6 +222,8 @@ std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
   std::vector<Morv::Subpath> subpaths = glyphs->GetSubpaths();
   subpaths.reserve(subpaths.size() + pixels.size());
   std::vector<Morv::MilliPointPoint> square(4);
+  flat.points.reserve(flat.points.size() + 4 * pixels.size());
+  flat.ends.reserve(flat.ends.size() + pixels.size());
   for (const DropoutPixel& d : pixels) {
     const double x = static_cast<double>(d.x), y = static_cast<double>(d.y);
     const Point<double> corners[4] = {
@@ -200,6 +231,11 @@ std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
     for (std::size_t i = 0; i < 4; ++i)
       square[i] = to_own.Apply(env_.InternalToWorld(corners[i]));
     subpaths.push_back(Morv::Subpath::Polygon(square, true));
+    // Its corners as the generator would place them from the compound.
+    VectorPointEnumerator placed(square, t, env_);
+    for (Point<double> p; placed.Next(p);)
+      flat.points.push_back(p);
+    if (!flat.points.empty()) flat.ends.push_back(flat.points.size());
   }
   return std::make_shared<const Morv::Compound>(std::move(subpaths), glyphs->GetWindingRule());
 }
@@ -232,8 +268,8 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
   // painted as one unit: an isolated group of the two, opaque and Normal, that takes
   // the object's transparency (its stroke alpha for a stroke). Drawing both with the
   // opacity would darken where they overlap.
-  ObjectCollector unit(env_, options_, clip_boxes_.back(), Current(), selection_,
-                       selected_.back(), 1, 0);
+  ObjectCollector unit(env_, options_, clip_boxes_.back(), Current(), selection_, selected_.back(),
+                       1, 0);
   const auto& opaque = QorBlend::Transparency::Opaque();
   unit.Append(std::make_unique<FillableObjectInfo>(
       &object, &object, unit.clips_.back(), geometry,
@@ -241,8 +277,8 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
       stroke));
   unit.Append(std::make_unique<FillableObjectInfo>(&object, &object, unit.clips_.back(), geometry,
                                                    paint, Current(), opaque, stroke));
-  auto group_transparency = std::make_shared<QorBlend::Transparency>(
-      t.GetBlendMode(), alpha, alpha, t.GetAlphaIsShape());
+  auto group_transparency =
+      std::make_shared<QorBlend::Transparency>(t.GetBlendMode(), alpha, alpha, t.GetAlphaIsShape());
   group_transparency->SetNonSeparableMode(t.GetNonSeparableMode())
       .SetSoftMask(t.GetSoftMask())
       .SetGroupFlags(1, 0);
@@ -260,9 +296,8 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
   if (object.GetFillPaint()) {
     // Glyph stems thinner than a pixel keep their pixels: one compound, so the text
     // still composites once.
-    const std::shared_ptr<const Morv::Compound> fill =
-        glyphs ? WithDropouts(compound, t) : compound;
-    const GeometrySource geometry = MakeGeometrySource(env_, clip_box, fill, t);
+    const GeometrySource geometry =
+        glyphs ? GlyphGeometry(compound, t) : MakeGeometrySource(env_, clip_box, compound, t);
     AppendShaded(object, geometry, object.GetFillPaint(), false);
   }
   if (object.GetStrokePaint()) {
@@ -354,10 +389,9 @@ bool ObjectCollector::VisitImage(const QorDoc::Image& image) {
   if (!image.GetPaintedPicture()) return false;
   const Transformation placement = Morv::Compose(Current(), image.GetTransformation());
   const GeometrySource geometry{target, nullptr, nullptr, placement};
-  Append(std::make_unique<ImageObjectInfo>(&image, &image, clips_.back(), geometry,
-                                           image.GetPaintedPicture(), placement,
-                                           image.GetTransparency(),
-                                           CollectSoftMask(image.GetTransparency())));
+  Append(std::make_unique<ImageObjectInfo>(
+      &image, &image, clips_.back(), geometry, image.GetPaintedPicture(), placement,
+      image.GetTransparency(), CollectSoftMask(image.GetTransparency())));
   return false;
 }
 

@@ -14,6 +14,8 @@
 #include "collect/group_object_info.h"
 #include "qordoc/content.h"
 #include "raster/clip.h"
+#include "raster/dropout_pixels.h"
+#include "raster/geometry_source.h"
 #include "scan/environment.h"
 #include "scan/object_collection.h"
 #include "scan/object_selection.h"
@@ -74,12 +76,16 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   void AddFillable(const QorDoc::Fillable& object,
                    const std::shared_ptr<const Morv::Compound>& compound,
                    const Morv::MilliPointTransformation& own, bool glyphs);
-  // With a minimal stroke width set, `glyphs` (placed by `t`) plus a small square on
-  // each dropout pixel: thin stems get the hairline guarantee, and
-  // SetMinimalStrokeWidth(0) leaves outlines exact.
+  // The fill geometry of `glyphs` placed by `t`. With a minimal stroke width set, the
+  // glyphs plus a small square on each dropout pixel: thin stems get the hairline
+  // guarantee, and SetMinimalStrokeWidth(0) leaves outlines exact.
+  GeometrySource GlyphGeometry(const std::shared_ptr<const Morv::Compound>& glyphs,
+                               const Morv::MilliPointTransformation& t) const;
+  // `glyphs` plus the square of each of `pixels`, whose placed corners are appended
+  // to `flat`.
   std::shared_ptr<const Morv::Compound> WithDropouts(
-      const std::shared_ptr<const Morv::Compound>& glyphs,
-      const Morv::MilliPointTransformation& t) const;
+      const std::shared_ptr<const Morv::Compound>& glyphs, const Morv::MilliPointTransformation& t,
+      const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const;
   double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
   void Append(std::unique_ptr<ObjectInfo> record);
 

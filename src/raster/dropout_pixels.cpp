@@ -142,7 +142,8 @@ std::size_t LinesCrossed(long long a, long long b) {
 
 std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
                                             const Morv::MilliPointTransformation& t,
-                                            const QorMath::Rectangle<long long>& box) {
+                                            const QorMath::Rectangle<long long>& box,
+                                            FlatOutline* flattened) {
   // Only lines inside the box can give a pixel that is kept (a row's pixels lie on
   // it, a column's in it), and a span is found from its own line's crossings alone:
   // the lines are limited to the box, so subpaths far apart or far outside cost no
@@ -194,6 +195,12 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
     if (!bounded) return {};
   }
   if (corners.empty()) return {};
+  if (flattened != nullptr) {
+    flattened->points.resize(corners.size());
+    for (std::size_t i = 0; i < corners.size(); ++i)
+      flattened->points[i] = corners[i].p;
+    flattened->ends = polygon_ends;
+  }
   long long top = corners.front().row, bottom = top, left = corners.front().column, right = left;
   for (const Corner& c : corners) {
     top = std::min(top, c.row);

@@ -16,6 +16,7 @@
 
 #include "morv/compound.h"
 #include "morv/transformation.h"
+#include "raster/path_run_length_generator_builder.h"
 #include "scan/environment.h"
 
 namespace QorSc {
@@ -29,10 +30,13 @@ struct DropoutPixel {
 // The dropout pixels of `compound` placed by `t` (flattened to the environment's
 // curve error) that lie within `box`, sorted by row then column, each once. Empty
 // when the outline would cross more than kMaxDropoutCrossings pixel lines: such an
-// outline is far above the size where stems vanish.
+// outline is far above the size where stems vanish. When `flattened` is given it
+// receives the polygons the search flattened, for the generator to reuse; it is left
+// empty when the search stops before it has flattened the whole outline.
 std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
                                             const Morv::MilliPointTransformation& t,
-                                            const QorMath::Rectangle<long long>& box);
+                                            const QorMath::Rectangle<long long>& box,
+                                            FlatOutline* flattened = nullptr);
 
 inline constexpr std::size_t kMaxDropoutCrossings = std::size_t{1} << 22;
 

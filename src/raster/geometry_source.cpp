@@ -145,8 +145,7 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env, const Box& li
   }
   ReduceTinySource(
       square.GetWindingRule(),
-      [&](PathRunLengthGeneratorBuilder& builder) { builder.AddCompound(square, env, t); },
-      source);
+      [&](PathRunLengthGeneratorBuilder& builder) { builder.AddCompound(square, env, t); }, source);
   return source;
 }
 
@@ -156,6 +155,12 @@ std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySourc
     PathRunLengthGeneratorBuilder builder(source.compound->GetWindingRule(), source.pixelBox,
                                           context.GetScratchChains());
     builder.AddCompound(*source.compound, context.GetEnvironment(), source.transformation);
+    return builder.Release();
+  }
+  if (source.flatCompound) {
+    PathRunLengthGeneratorBuilder builder(source.flatCompound->windingRule, source.pixelBox,
+                                          context.GetScratchChains());
+    builder.AddFlatOutline(*source.flatCompound);
     return builder.Release();
   }
   if (source.outline) {

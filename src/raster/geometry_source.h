@@ -24,6 +24,7 @@
 #include "qorimg/picture_buffer.h"
 #include "qormath/rectangle.h"
 #include "raster/line_context.h"
+#include "raster/path_run_length_generator_builder.h"
 #include "raster/run_length_generator.h"
 #include "scan/environment.h"
 
@@ -36,6 +37,10 @@ struct GeometrySource {
   Morv::MilliPointTransformation transformation;
   // A stroke outline walked when the generator is made, in place of a compound.
   std::shared_ptr<const Morv::StrokeOutline> outline{};
+  // In place of a compound, the compound already flattened under `transformation` and
+  // the collection's environment, when collection had to flatten it anyway: the
+  // generator is built from its points without flattening the compound again.
+  std::shared_ptr<const FlatOutline> flatCompound{};
 };
 
 GeometrySource MakeGeometrySource(const Environment& env,

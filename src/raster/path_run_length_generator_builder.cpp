@@ -77,23 +77,38 @@ void PathRunLengthGeneratorBuilder::AddPiece(const std::vector<Morv::MilliPointP
   if (points.empty()) return;
   std::vector<Point<double>>& corners = chains_.piece;
   corners.resize(points.size());
-  corners[0] = env.WorldToInternal(t.Apply(points[0]));
+  for (std::size_t i = 0; i < points.size(); ++i)
+    corners[i] = env.WorldToInternal(t.Apply(points[i]));
+  AddCorners(corners.data(), corners.size());
+}
+
+// A flattened polygon is culled on its corners for the same reason as a stroke piece:
+// one that AddCompound would cull on its subpath's box adds no edge either way.
+void PathRunLengthGeneratorBuilder::AddFlatOutline(const FlatOutline& outline) {
+  if (BoxIsEmpty()) return;
+  std::size_t begin = 0;
+  for (const std::size_t end : outline.ends) {
+    AddCorners(outline.points.data() + begin, end - begin);
+    begin = end;
+  }
+}
+
+void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std::size_t count) {
+  if (count == 0) return;
   double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
-  for (std::size_t i = 1; i < points.size(); ++i) {
-    const Point<double> c = env.WorldToInternal(t.Apply(points[i]));
-    corners[i] = c;
-    x0 = std::min(x0, c.x);
-    x1 = std::max(x1, c.x);
-    y0 = std::min(y0, c.y);
-    y1 = std::max(y1, c.y);
+  for (std::size_t i = 1; i < count; ++i) {
+    x0 = std::min(x0, corners[i].x);
+    x1 = std::max(x1, corners[i].x);
+    y0 = std::min(y0, corners[i].y);
+    y1 = std::max(y1, corners[i].y);
   }
   if (std::max(box_.left, RoundToPixel(x0)) >= std::min(RoundToPixel(x1), box_.right) ||
       std::max(box_.top, RoundToPixel(y0)) >= std::min(RoundToPixel(y1), box_.bottom)) {
     return;
   }
   std::size_t i = 0;
-  AddClosedPolygon([&corners, &i](Point<double>& out) {
-    if (i == corners.size()) return false;
+  AddClosedPolygon([corners, count, &i](Point<double>& out) {
+    if (i == count) return false;
     out = corners[i++];
     return true;
   });

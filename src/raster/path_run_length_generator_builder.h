@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "morv/compound.h"
 #include "morv/stroke.h"
@@ -27,6 +28,17 @@
 #include "scan/environment.h"
 
 namespace QorSc {
+
+// A compound already placed and flattened to internal space, as a point enumerator
+// gives it: the polygons' points one after another, `ends` one past each polygon's
+// last point. Kept by a record whose outline was flattened at collection in place of
+// the outline, so that the generator is built from these points instead of
+// flattening the outline again.
+struct FlatOutline {
+  std::vector<Point<double>> points;
+  std::vector<std::size_t> ends;
+  std::uint32_t windingRule = Morv::kNonZero;
+};
 
 class PathRunLengthGeneratorBuilder {
  public:
@@ -40,6 +52,9 @@ class PathRunLengthGeneratorBuilder {
   // exactly as AddCompound adds the compound Morv::Stroke would make of them.
   void AddOutline(const Morv::StrokeOutline& outline, const Environment& env,
                   const Morv::MilliPointTransformation& t);
+  // Adds every polygon of a flattened outline: the same edges as AddCompound adds for
+  // the compound it was flattened from under the same environment and transformation.
+  void AddFlatOutline(const FlatOutline& outline);
   // Adds one polygon, closed.
   void AddPoints(PointEnumerator& points);
 
@@ -63,6 +78,9 @@ class PathRunLengthGeneratorBuilder {
   // culled on their box.
   void AddPiece(const std::vector<Morv::MilliPointPoint>& points, const Environment& env,
                 const Morv::MilliPointTransformation& t);
+  // Adds one polygon of internal-space corners, closed, unless its corners' box
+  // misses the pixel box.
+  void AddCorners(const Point<double>* corners, std::size_t count);
   // Adds one polygon, closed, from a source `next(point)` that returns false at the end.
   template <class Next>
   void AddClosedPolygon(Next next);

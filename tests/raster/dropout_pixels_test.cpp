@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "raster/path_run_length_generator_builder.h"
 #include "test_scene.h"
 
 namespace {
@@ -92,6 +95,53 @@ TEST(DropoutPixels, ManyShapesInAnyOrderAndFarApart) {
   EXPECT_EQ(
       QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), far.Build(Morv::kNonZero), {}, box),
       expected);
+}
+
+// The polygons the search flattens build exactly the edges the generator builds from
+// the compound itself: curves, a glyph cut by the box, one far outside it, under a
+// turned and stretched placement, with either winding rule. An outline too long to
+// search leaves them empty.
+TEST(DropoutPixels, FlattenedOutlineBuildsTheCompoundsEdges) {
+  const Morv::MilliPointTransformation t{1.3, 0.4, -0.35, 1.1, 3.7, -2.2};
+  const QorMath::Rectangle<long long> box{2, 1, QorScTest::kWidth - 3, QorScTest::kHeight - 2};
+  for (const std::uint32_t rule : {Morv::kNonZero, Morv::kEvenOdd}) {
+    Morv::PathBuilder b;
+    b.MoveTo(6.0, 6.0).CurveTo(6.0, 20.0, 22.0, 24.0, 30.0, 8.0).QuadTo(18.0, 13.0, 6.0, 6.0);
+    b.Close();
+    b.MoveTo(10.0, 4.0).CurveTo(30.0, 30.0, -4.0, 30.0, 16.0, 4.0).Close();
+    b.Rectangle(-6.0, 2.0, 10.1, 0.3);
+    b.Rectangle(900.0, 900.0, 5.0, 5.0);
+    b.MoveTo(12.0, 12.0).LineTo(12.0, 12.0).Close();
+    const Morv::Compound compound = b.Build(rule);
+    QorSc::FlatOutline flat;
+    QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), compound, t, box, &flat);
+    ASSERT_FALSE(flat.points.empty());
+    flat.windingRule = rule;
+
+    QorSc::ScratchChains chains;
+    QorSc::PathRunLengthGeneratorBuilder from_compound(rule, box, chains);
+    from_compound.AddCompound(compound, QorScTest::PixelEnvironment(), t);
+    auto expected = from_compound.Release();
+    QorSc::PathRunLengthGeneratorBuilder from_flat(flat.windingRule, box, chains);
+    from_flat.AddFlatOutline(flat);
+    auto actual = from_flat.Release();
+    std::size_t runs = 0;
+    for (long long y = box.top; y < box.bottom; ++y) {
+      expected->GenerateRuns(y);
+      actual->GenerateRuns(y);
+      EXPECT_EQ(actual->Runs(), expected->Runs()) << "rule " << rule << " line " << y;
+      runs += expected->Runs().size();
+    }
+    EXPECT_GT(runs, 20u);
+  }
+
+  QorSc::FlatOutline flat;
+  const auto tall = Morv::PathBuilder().Rectangle(1.0, 0.0, 1.0, 5.0e6).Build(Morv::kNonZero);
+  EXPECT_TRUE(QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), tall, {},
+                                       {0, 0, QorScTest::kWidth, QorScTest::kHeight}, &flat)
+                  .empty());
+  EXPECT_TRUE(flat.points.empty());
+  EXPECT_TRUE(flat.ends.empty());
 }
 
 }  // namespace
