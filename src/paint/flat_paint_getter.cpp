@@ -72,20 +72,22 @@ FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::C
   } else if (gray) {
     description.values.assign(separations.Size(), QorDoc::ConvertToGray(color, table));
   } else {
-    description.values = QorDoc::ConvertToSeparations(color, separations, table);
+    description.values.resize(separations.Size());
+    QorDoc::ConvertToSeparations(color, separations, table, description.values.data());
   }
 
   // Overprint leaves the plates of foreign colorants alone; grey and process output
   // have no foreign plates to protect, and registration marks them all.
   const bool overprint =
       !process && !gray && color.PaintsNamedColorantsOnly() && !color.PaintsAllColorants();
+  description.kinds.resize(description.values.size());
   for (std::size_t i = 0; i < description.values.size(); ++i) {
     if (overprint && (color.Empty() || !color.Find(separations.GetName(i)))) {
-      description.kinds.push_back(kKindAbsent);
+      description.kinds[i] = kKindAbsent;
       description.absent = true;
       continue;
     }
-    description.kinds.push_back(KindOf(description.values[i], process));
+    description.kinds[i] = KindOf(description.values[i], process);
   }
   return description;
 }
@@ -118,7 +120,7 @@ void FlatPaintGetter::Compute(const PaintLine& /*line*/, const RunList& runs,
 std::shared_ptr<FlatPaintGetter> MakeFlatPaintGetter(std::vector<float> values,
                                                      ComponentKinds kinds, bool absent) {
   FlatPaintDescription description;
-  description.values = std::move(values);
+  description.values.assign(values.begin(), values.end());
   description.kinds = std::move(kinds);
   description.absent = absent;
   return std::make_shared<FlatPaintGetter>(std::move(description));
@@ -139,8 +141,8 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(FlatPaintDescription 
 }
 
 std::size_t FlatPaintGetterCache::Size() const {
-  return static_cast<std::size_t>(
-      std::count_if(slots_.begin(), slots_.end(), [](const Slot& s) { return s.getter != nullptr; }));
+  return static_cast<std::size_t>(std::count_if(slots_.begin(), slots_.end(),
+                                                [](const Slot& s) { return s.getter != nullptr; }));
 }
 
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::GetFullInk(const Options& options,

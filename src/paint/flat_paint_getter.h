@@ -23,8 +23,12 @@ namespace QorSc {
 inline constexpr float kFlatInkEpsilon = 0.00001f;
 inline constexpr float kFlatFullInk = 0.99999f;
 
+// One value per component, kept inline for the usual few plates: a page of many
+// distinct colours makes one getter per colour, and each should be one allocation.
+using FlatValues = boost::container::small_vector<float, 8>;
+
 struct FlatPaintDescription {
-  std::vector<float> values;
+  FlatValues values;
   bool absent = false;
   ComponentKinds kinds;
 };
@@ -51,10 +55,10 @@ class FlatPaintGetter final : public PaintGetter {
                RunList& painted) override;
   int GetPaintKind() const override { return 1; }
 
-  const std::vector<float>& Values() const { return values_; }
+  const FlatValues& Values() const { return values_; }
 
  private:
-  std::vector<float> values_;
+  FlatValues values_;
 };
 
 // A getter of explicit values, kinds and absent flag, not shared.

@@ -14,6 +14,7 @@ namespace {
 using QorColor::Color;
 using QorSc::ComponentKinds;
 using QorSc::FlatPaintGetterCache;
+using QorSc::FlatValues;
 using QorSc::Options;
 using QorSc::RunList;
 using QorSc::SourcePaintBuffers;
@@ -63,7 +64,7 @@ TEST(FlatPaint, KindThresholdsAreSinglePrecisionConstants) {
 TEST(FlatPaint, SeparationsConvertAndKnockOutByDefault) {
   const auto d = QorSc::DescribeFlatPaint(SeparationOptions({"Magenta", "Gold", "Yellow", "Spot"}),
                                           Color{{"Gold", 0.4f}, {"Yellow", 0.5f}});
-  EXPECT_EQ(d.values, (std::vector<float>{0.0f, 0.4f, 0.5f, 0.0f}));
+  EXPECT_EQ(d.values, (FlatValues{0.0f, 0.4f, 0.5f, 0.0f}));
   EXPECT_EQ(d.kinds, Kinds({0, 3, 3, 0}));
   EXPECT_FALSE(d.absent);
 }
@@ -74,7 +75,7 @@ TEST(FlatPaint, NamedColorantsOnlyLeavesForeignSeparationsAbsent) {
   const auto d =
       QorSc::DescribeFlatPaint(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}), color);
   const float cyan = 0.5f;  // Gold has no cyan: layering weight 0 keeps 0.5 exactly
-  EXPECT_EQ(d.values, (std::vector<float>{cyan, 0.25f, 1.0f, 0.0f}));
+  EXPECT_EQ(d.values, (FlatValues{cyan, 0.25f, 1.0f, 0.0f}));
   EXPECT_EQ(d.kinds, Kinds({3, 4, 4, 4}))
       << "a simulated spot does not reach plates the colour does not name";
   EXPECT_TRUE(d.absent);
@@ -111,7 +112,7 @@ TEST(FlatPaint, NamedColorantsOnlyDoesNotApplyToProcessOrGray) {
 TEST(FlatPaint, ProcessNeverUsesFull) {
   const auto d =
       QorSc::DescribeFlatPaint(Options(true, kTable), Color{{"Cyan", 1.0f}, {"Black", 0.000001f}});
-  EXPECT_EQ(d.values, (std::vector<float>{1.0f, 0.0f, 0.0f, 0.000001f}));
+  EXPECT_EQ(d.values, (FlatValues{1.0f, 0.0f, 0.0f, 0.000001f}));
   EXPECT_EQ(d.kinds, Kinds({3, 0, 0, 0}));
 
   QorSc::FlatPaintGetter getter(d);
@@ -127,7 +128,7 @@ TEST(FlatPaint, ProcessNeverUsesFull) {
 
 TEST(FlatPaint, GrayWritesOneBlackPlate) {
   const auto d = QorSc::DescribeFlatPaint(Options(false, kTable), Color{{"Black", 0.3f}});
-  EXPECT_EQ(d.values, std::vector<float>{0.3f});
+  EXPECT_EQ(d.values, FlatValues{0.3f});
   EXPECT_EQ(d.kinds, Kinds({3}));
 }
 
@@ -136,7 +137,7 @@ TEST(FlatPaint, RegistrationPaintsEveryPlateAndIsNeverAbsent) {
   all.SetPaintsAllColorants(true);
   all.SetPaintsNamedColorantsOnly(true);
   const auto s = QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan", "Spot"}), all);
-  EXPECT_EQ(s.values, (std::vector<float>{0.6f, 0.6f, 0.6f}));
+  EXPECT_EQ(s.values, (FlatValues{0.6f, 0.6f, 0.6f}));
   EXPECT_EQ(s.kinds, Kinds({3, 3, 3}));
   EXPECT_FALSE(s.absent);
 
@@ -145,8 +146,7 @@ TEST(FlatPaint, RegistrationPaintsEveryPlateAndIsNeverAbsent) {
   EXPECT_EQ(QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan"}), full).kinds,
             Kinds({1, 1}));
   EXPECT_EQ(QorSc::DescribeFlatPaint(Options(true, kTable), full).kinds, Kinds({3, 3, 3, 3}));
-  EXPECT_EQ(QorSc::DescribeFlatPaint(Options(false, kTable), full).values,
-            std::vector<float>{1.0f});
+  EXPECT_EQ(QorSc::DescribeFlatPaint(Options(false, kTable), full).values, FlatValues{1.0f});
 }
 
 TEST(FlatPaint, ComputeWritesConstantsAtRunStartsOnly) {
@@ -183,7 +183,7 @@ TEST(FlatPaint, EmptyRunListWritesNothing) {
 
 TEST(FlatPaint, ExplicitGetterKeepsWhatItIsGiven) {
   const auto getter = QorSc::MakeFlatPaintGetter({0.5f, 0.0f}, Kinds({3, 4}), true);
-  EXPECT_EQ(getter->Values(), (std::vector<float>{0.5f, 0.0f}));
+  EXPECT_EQ(getter->Values(), (FlatValues{0.5f, 0.0f}));
   EXPECT_EQ(getter->Kinds(), Kinds({3, 4}));
   EXPECT_TRUE(getter->HasAbsentComponents());
 }
@@ -194,12 +194,12 @@ TEST(FlatPaint, FullInkShowsOneInTheColourOwnPlates) {
   color.SetPaintsNamedColorantsOnly(true);
   FlatPaintGetterCache cache;
   const auto getter = cache.GetFullInk(options, color);
-  EXPECT_EQ(getter->Values(), (std::vector<float>{1.0f, 1.0f, 0.0f}));
+  EXPECT_EQ(getter->Values(), (FlatValues{1.0f, 1.0f, 0.0f}));
   EXPECT_EQ(getter->Kinds(), Kinds({1, 1, 4}));
   EXPECT_TRUE(getter->HasAbsentComponents());
 
   const auto process = cache.GetFullInk(Options(true, kTable), Color{{"Gold", 0.2f}});
-  EXPECT_EQ(process->Values(), (std::vector<float>{0.0f, 0.25f, 1.0f, 0.0f}));
+  EXPECT_EQ(process->Values(), (FlatValues{0.0f, 0.25f, 1.0f, 0.0f}));
 }
 
 TEST(FlatPaintGetterCache, EqualColoursShareOneGetter) {
@@ -230,7 +230,7 @@ TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
   for (int i = 1; i <= 4000; ++i) {
     const float tint = static_cast<float>(i) / 4001.0f;
     held.push_back(cache.Get(options, Color{{"Cyan", tint}, {"Magenta", 1.0f - tint}}));
-    ASSERT_EQ(held.back()->Values(), (std::vector<float>{tint, 1.0f - tint})) << i;
+    ASSERT_EQ(held.back()->Values(), (FlatValues{tint, 1.0f - tint})) << i;
   }
   EXPECT_LE(cache.Size(), FlatPaintGetterCache::kSlots);
   // A colour seen long ago (its slot since reused or not) still gets its own values.

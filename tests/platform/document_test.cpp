@@ -114,6 +114,20 @@ TEST(ColorConversion, NamesCompareExactly) {
             (std::array<float, 4>{0.0f, 0.0f, 0.0f, 0.0f}));
 }
 
+TEST(ColorConversion, IntoABufferStartsFromNoInkAndMatchesTheReturnedValues) {
+  const Color color{{"Gold", 0.45f}, {"Teal", 0.6f}, {"Cyan", 0.3f}};
+  const Color plates = Plates({"Magenta", "Cyan", "Yellow", "Gold"});
+  std::array<float, 5> buffer{9.0f, 9.0f, 9.0f, 9.0f, 9.0f};
+  QorDoc::ConvertToSeparations(color, plates, Table(), buffer.data());
+  const auto out = ConvertToSeparations(color, plates, Table());
+  ASSERT_EQ(out.size(), 4u);
+  for (std::size_t i = 0; i < out.size(); ++i)
+    EXPECT_EQ(buffer[i], out[i]) << "a leftover value would be layered over: " << i;
+  EXPECT_EQ(buffer[4], 9.0f) << "only one value per separation is written";
+  EXPECT_EQ(buffer[0], Layer(0.0f, 0.0f, 0.6f));
+  EXPECT_EQ(buffer[1], Layer(Layer(0.0f, 0.8f, 0.6f), 1.0f, 0.3f));
+}
+
 TEST(ColorConversion, ProcessTakesEverythingIntoCmyk) {
   const Color color{{"Magenta", 0.2f}, {"Teal", 0.5f}, {"Black", 0.1f}};
   const auto cmyk = ConvertToProcess(color, Table());

@@ -7,6 +7,7 @@
 
 #include "qordoc/color_conversion.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 
@@ -56,6 +57,13 @@ std::vector<Component> ConvertToSeparations(const QorColor::Color& color,
                                             const QorColor::Color& separations,
                                             const std::vector<Separation::Entry>& table) {
   std::vector<Component> plates(separations.Size(), 0.0f);
+  ConvertToSeparations(color, separations, table, plates.data());
+  return plates;
+}
+
+void ConvertToSeparations(const QorColor::Color& color, const QorColor::Color& separations,
+                          const std::vector<Separation::Entry>& table, Component* plates) {
+  std::fill(plates, plates + separations.Size(), 0.0f);
   // Where each process ink is rendered, looked up once rather than per colorant.
   std::array<std::optional<std::size_t>, 4> processPlate;
   for (int k = 0; k < 4; ++k)
@@ -73,7 +81,6 @@ std::vector<Component> ConvertToSeparations(const QorColor::Color& color,
       if (processPlate[k]) Layer(plates[*processPlate[k]], (*cmyk)[k], tint);
     }
   }
-  return plates;
 }
 
 std::array<Component, 4> ConvertToProcess(const QorColor::Color& color,

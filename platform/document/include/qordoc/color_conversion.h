@@ -32,6 +32,10 @@ namespace QorDoc {
 std::vector<QorColor::Component> ConvertToSeparations(const QorColor::Color& color,
                                                       const QorColor::Color& separations,
                                                       const std::vector<Separation::Entry>& table);
+// The same into `plates` (one value per separation), allocating nothing: for callers
+// that convert once per object and keep the values elsewhere.
+void ConvertToSeparations(const QorColor::Color& color, const QorColor::Color& separations,
+                          const std::vector<Separation::Entry>& table, QorColor::Component* plates);
 
 // Cyan, Magenta, Yellow, Black: process colorants directly, spot colorants through
 // their representation (nothing without a table entry).
