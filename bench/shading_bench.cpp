@@ -1,7 +1,7 @@
 // Shadings at press resolution: the test page of every mesh type
 // (tests/pdf/data/mesh_types.pdf), the page of every shading type with its
 // 144-patch grid (shading_types.pdf) and the corpus page of axial and radial
-// shadings (shadings_axial_radial.pdf, found in $CORPUS_DIR, default
+// shadings (shadings_axial_radial.pdf, found in $QORSC_CORPUS, default
 // ../shared/corpus beside the source tree), each imported once and rendered into
 // CMYK bytes on one thread at 300 and 1200 dpi, one line at a time, as
 // `mutool draw -A 0 -c cmyk -r DPI` renders them. Reports CPU time per render
@@ -39,7 +39,7 @@ void RenderPage(benchmark::State& state, const std::string& file) {
 }
 
 std::string Corpus() {
-  const char* dir = std::getenv("CORPUS_DIR");
+  const char* dir = std::getenv("QORSC_CORPUS");
   return dir != nullptr ? std::string(dir) : std::string(QORSC_SOURCE_DIR "/../shared/corpus");
 }
 
