@@ -24,13 +24,13 @@ namespace {
 
 using Transformation = Morv::MilliPointTransformation;
 
-// One compound of every glyph of `text` under `t` (glyphs in text space).
-void AddGlyphSubpaths(const QorDoc::Text& text, const Transformation& t,
-                      std::vector<Morv::Subpath>& subpaths) {
+// The subpaths of every glyph under `t` (glyphs in text space), appended.
+void AddGlyphSubpaths(const std::vector<std::shared_ptr<const Morv::Compound>>& glyphs,
+                      const Transformation& t, std::vector<Morv::Subpath>& subpaths) {
   // Under the identity (a lone text, and most texts of a group) the subpaths are
   // taken as they are: placing them would rebuild every subpath for nothing.
   const bool identity = t == Transformation{};
-  for (const auto& glyph : text.OriginalCompounds()) {
+  for (const auto& glyph : glyphs) {
     if (identity) {
       subpaths.insert(subpaths.end(), glyph->GetSubpaths().begin(), glyph->GetSubpaths().end());
       continue;
@@ -190,19 +190,60 @@ double ObjectCollector::StrokeWidth(double width, const Transformation& t) const
   return width;
 }
 
-GeometrySource ObjectCollector::GlyphGeometry(const std::shared_ptr<const Morv::Compound>& glyphs,
-                                              const Transformation& t) const {
+const std::shared_ptr<const Morv::Compound>& ObjectCollector::Outline::Compound() {
+  if (!compound_) {
+    std::vector<Morv::Subpath> subpaths;
+    AddGlyphSubpaths(*glyphs_, Transformation{}, subpaths);
+    compound_ = std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero);
+  }
+  return compound_;
+}
+
+GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transformation& t) const {
+  const Box& limit = clip_boxes_.back();
   if (options_.GetMinimalStrokeWidth() <= 0 || t.Determinant() == 0.0) {
-    return MakeGeometrySource(env_, clip_boxes_.back(), glyphs, t);
+    return MakeGeometrySource(env_, limit, outline.Compound(), t);
   }
   // The search flattens the whole outline; its polygons (and the squares' corners)
   // are kept so that activation builds the edges without flattening it again. The
   // records are converted under the collection's environment, the one used here.
   auto flat = std::make_shared<FlatOutline>();
   const std::vector<DropoutPixel> pixels =
-      FindDropoutPixels(env_, *glyphs, t, clip_boxes_.back(), flat.get());
-  GeometrySource geometry =
-      MakeGeometrySource(env_, clip_boxes_.back(), WithDropouts(glyphs, t, pixels, *flat), t);
+      outline.Glyphs() != nullptr
+          ? FindDropoutPixels(env_, *outline.Glyphs(), Morv::kNonZero, t, limit, flat.get())
+          : FindDropoutPixels(env_, *outline.Compound(), t, limit, flat.get());
+  const std::vector<std::vector<Morv::MilliPointPoint>> squares = DropoutSquares(t, pixels, *flat);
+  if (const std::vector<std::shared_ptr<const Morv::Compound>>* glyphs = outline.Glyphs();
+      glyphs != nullptr && !flat->points.empty()) {
+    // What MakeGeometrySource would make of the glyphs and squares as one compound,
+    // without making it: the box of its subpaths' boxes, and no reduction, which
+    // needs one subpath (a rectangle) or a box of one or two pixels.
+    Morv::BoxUnion bounds;
+    std::size_t subpaths = squares.size();
+    for (const auto& glyph : *glyphs) {
+      subpaths += glyph->GetSubpaths().size();
+      for (const Morv::Subpath& subpath : glyph->GetSubpaths())
+        bounds.Add(subpath.GetBoundingBox());
+    }
+    for (const std::vector<Morv::MilliPointPoint>& square : squares)
+      bounds.Add(Morv::PointsBoundingBox(square.data(), square.size()));
+    const Box box = RoundedTargetBox(env_, bounds.Rectangle(), t, limit);
+    if (subpaths > 1 && box.Width() >= 1 && box.Height() >= 1 && box.Width() * box.Height() > 2) {
+      flat->windingRule = Morv::kNonZero;
+      GeometrySource geometry{box, nullptr, nullptr, t};
+      geometry.flatCompound = std::move(flat);
+      return geometry;
+    }
+  }
+  std::shared_ptr<const Morv::Compound> shape = outline.Compound();
+  if (!squares.empty()) {
+    std::vector<Morv::Subpath> subpaths = shape->GetSubpaths();
+    subpaths.reserve(subpaths.size() + squares.size());
+    for (const std::vector<Morv::MilliPointPoint>& square : squares)
+      subpaths.push_back(Morv::Subpath::Polygon(square, true));
+    shape = std::make_shared<const Morv::Compound>(std::move(subpaths), shape->GetWindingRule());
+  }
+  GeometrySource geometry = MakeGeometrySource(env_, limit, shape, t);
   if (geometry.compound && !flat->points.empty()) {
     // The points replace the compound: a record holds one form of its outline.
     flat->windingRule = geometry.compound->GetWindingRule();
@@ -212,32 +253,30 @@ GeometrySource ObjectCollector::GlyphGeometry(const std::shared_ptr<const Morv::
   return geometry;
 }
 
-std::shared_ptr<const Morv::Compound> ObjectCollector::WithDropouts(
-    const std::shared_ptr<const Morv::Compound>& glyphs, const Transformation& t,
-    const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const {
-  if (pixels.empty()) return glyphs;
+std::vector<std::vector<Morv::MilliPointPoint>> ObjectCollector::DropoutSquares(
+    const Transformation& t, const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const {
+  std::vector<std::vector<Morv::MilliPointPoint>> squares;
+  if (pixels.empty()) return squares;
   // A square around each dropout pixel's centre and no other: the winding there was
   // 0, so the square paints that pixel whatever its orientation, and nothing else.
   const Transformation to_own = t.Inverse();
-  std::vector<Morv::Subpath> subpaths = glyphs->GetSubpaths();
-  subpaths.reserve(subpaths.size() + pixels.size());
-  std::vector<Morv::MilliPointPoint> square(4);
+  squares.reserve(pixels.size());
   flat.points.reserve(flat.points.size() + 4 * pixels.size());
   flat.ends.reserve(flat.ends.size() + pixels.size());
   for (const DropoutPixel& d : pixels) {
     const double x = static_cast<double>(d.x), y = static_cast<double>(d.y);
     const Point<double> corners[4] = {
         {x + 0.25, y + 0.25}, {x + 0.75, y + 0.25}, {x + 0.75, y + 0.75}, {x + 0.25, y + 0.75}};
+    std::vector<Morv::MilliPointPoint>& square = squares.emplace_back(4);
     for (std::size_t i = 0; i < 4; ++i)
       square[i] = to_own.Apply(env_.InternalToWorld(corners[i]));
-    subpaths.push_back(Morv::Subpath::Polygon(square, true));
     // Its corners as the generator would place them from the compound.
     VectorPointEnumerator placed(square, t, env_);
     for (Point<double> p; placed.Next(p);)
       flat.points.push_back(p);
     if (!flat.points.empty()) flat.ends.push_back(flat.points.size());
   }
-  return std::make_shared<const Morv::Compound>(std::move(subpaths), glyphs->GetWindingRule());
+  return squares;
 }
 
 void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
@@ -288,16 +327,16 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
                                            CollectSoftMask(group_transparency)));
 }
 
-void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
-                                  const std::shared_ptr<const Morv::Compound>& compound,
+void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outline,
                                   const Transformation& own, bool glyphs) {
   const Transformation t = Morv::Compose(Current(), own);
   const Box& clip_box = clip_boxes_.back();
   if (object.GetFillPaint()) {
     // Glyph stems thinner than a pixel keep their pixels: one compound, so the text
     // still composites once.
-    const GeometrySource geometry =
-        glyphs ? GlyphGeometry(compound, t) : MakeGeometrySource(env_, clip_box, compound, t);
+    const GeometrySource geometry = glyphs
+                                        ? GlyphGeometry(outline, t)
+                                        : MakeGeometrySource(env_, clip_box, outline.Compound(), t);
     AppendShaded(object, geometry, object.GetFillPaint(), false);
   }
   if (object.GetStrokePaint()) {
@@ -312,15 +351,15 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object,
     // here (to find their pieces); any other outline is boxed by its path's box grown
     // by its reach, which may be larger than the outline's own box but never misses a
     // piece, and a larger box changes no run.
-    const auto outline = std::make_shared<const Morv::StrokeOutline>(
-        compound, StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
+    const auto stroke = std::make_shared<const Morv::StrokeOutline>(
+        outline.Compound(), StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
         style.dash.array.empty() ? nullptr : &style.dash,
         Morv::CurveErrorForTransformation(env_.GetCurveError(), t));
     const GeometrySource geometry =
-        outline->Measured() && outline->PieceCount() <= 1
+        stroke->Measured() && stroke->PieceCount() <= 1
             ? MakeGeometrySource(env_, clip_box,
-                                 std::make_shared<const Morv::Compound>(outline->ToCompound()), t)
-            : MakeGeometrySource(env_, clip_box, outline, t);
+                                 std::make_shared<const Morv::Compound>(stroke->ToCompound()), t)
+            : MakeGeometrySource(env_, clip_box, stroke, t);
     AppendShaded(object, geometry, object.GetStrokePaint(), true);
   }
 }
@@ -330,7 +369,8 @@ bool ObjectCollector::VisitPath(const QorDoc::Path& path) {
       TargetBox(path, MinimalWidthReach(path, path.GetTransformation(), false)).IsEmpty()) {
     return false;
   }
-  AddFillable(path, path.DefiningCompound(), path.GetTransformation(), false);
+  Outline outline(path.DefiningCompound());
+  AddFillable(path, outline, path.GetTransformation(), false);
   return false;
 }
 
@@ -339,10 +379,8 @@ bool ObjectCollector::VisitText(const QorDoc::Text& text) {
       TargetBox(text, MinimalWidthReach(text, text.GetTransformation(), true)).IsEmpty()) {
     return false;
   }
-  std::vector<Morv::Subpath> subpaths;
-  AddGlyphSubpaths(text, Transformation{}, subpaths);
-  AddFillable(text, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
-              text.GetTransformation(), true);
+  Outline outline(text.OriginalCompounds());
+  AddFillable(text, outline, text.GetTransformation(), true);
   return false;
 }
 
@@ -360,11 +398,11 @@ bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
       !TargetBox(group, MinimalWidthReach(first, group.GetTransformation(), true)).IsEmpty()) {
     std::vector<Morv::Subpath> subpaths;
     for (const auto& text : group.GetTexts()) {
-      AddGlyphSubpaths(*text, text->GetTransformation(), subpaths);
+      AddGlyphSubpaths(text->OriginalCompounds(), text->GetTransformation(), subpaths);
     }
     // The group paints with its first text's paints and style.
-    AddFillable(first, std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero),
-                group.GetTransformation(), true);
+    Outline outline(std::make_shared<const Morv::Compound>(std::move(subpaths), Morv::kNonZero));
+    AddFillable(first, outline, group.GetTransformation(), true);
   }
   selected_.pop_back();
   return false;

@@ -71,21 +71,40 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // goes just before it, or both go in one group when the object has transparency.
   void AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
                     const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke);
-  // Fill and stroke records of a fillable object whose geometry is `compound`;
+  // The geometry of a fillable object: a compound, or a lone text's glyphs, which
+  // are merged into one compound only when something needs it (a stroke, or a fill
+  // that the flattened glyphs cannot serve).
+  class Outline {
+   public:
+    explicit Outline(std::shared_ptr<const Morv::Compound> compound)
+        : compound_(std::move(compound)) {}
+    explicit Outline(const std::vector<std::shared_ptr<const Morv::Compound>>& glyphs)
+        : glyphs_(&glyphs) {}
+
+    // The glyphs when not merged yet, else null.
+    const std::vector<std::shared_ptr<const Morv::Compound>>* Glyphs() const {
+      return compound_ ? nullptr : glyphs_;
+    }
+    const std::shared_ptr<const Morv::Compound>& Compound();
+
+   private:
+    std::shared_ptr<const Morv::Compound> compound_;
+    const std::vector<std::shared_ptr<const Morv::Compound>>* glyphs_ = nullptr;
+  };
+
+  // Fill and stroke records of a fillable object whose geometry is `outline`;
   // `glyphs` marks text outlines, whose fill gets its dropout pixels.
-  void AddFillable(const QorDoc::Fillable& object,
-                   const std::shared_ptr<const Morv::Compound>& compound,
+  void AddFillable(const QorDoc::Fillable& object, Outline& outline,
                    const Morv::MilliPointTransformation& own, bool glyphs);
-  // The fill geometry of `glyphs` placed by `t`. With a minimal stroke width set, the
-  // glyphs plus a small square on each dropout pixel: thin stems get the hairline
-  // guarantee, and SetMinimalStrokeWidth(0) leaves outlines exact.
-  GeometrySource GlyphGeometry(const std::shared_ptr<const Morv::Compound>& glyphs,
-                               const Morv::MilliPointTransformation& t) const;
-  // `glyphs` plus the square of each of `pixels`, whose placed corners are appended
-  // to `flat`.
-  std::shared_ptr<const Morv::Compound> WithDropouts(
-      const std::shared_ptr<const Morv::Compound>& glyphs, const Morv::MilliPointTransformation& t,
-      const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const;
+  // The fill geometry of the glyphs `outline` placed by `t`. With a minimal stroke
+  // width set, the glyphs plus a small square on each dropout pixel: thin stems get
+  // the hairline guarantee, and SetMinimalStrokeWidth(0) leaves outlines exact.
+  GeometrySource GlyphGeometry(Outline& outline, const Morv::MilliPointTransformation& t) const;
+  // The square around each of `pixels`, in the glyphs' own space under `t`; their
+  // placed corners are appended to `flat`.
+  std::vector<std::vector<Morv::MilliPointPoint>> DropoutSquares(
+      const Morv::MilliPointTransformation& t, const std::vector<DropoutPixel>& pixels,
+      FlatOutline& flat) const;
   double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
   void Append(std::unique_ptr<ObjectInfo> record);
 

@@ -32,6 +32,45 @@ struct Crossing {
 // in the order of the outline, which a row through a line of text meets glyph by
 // glyph from left to right: nearly sorted, so insertion costs their few inversions.
 // Sorting one list of all crossings was most of the cost of a text page's collection.
+// A range of pixel lines, first to last inclusive.
+struct PixelLines {
+  long long first;
+  long long last;
+};
+
+// Tells whether two positions of one line round to the same pixel, by stamping each
+// pixel with the line being looked at: a pass over the line's crossings, without
+// sorting them. Positions outside the range count as its end pixels, which can only
+// report a shared pixel where there is none, never miss one.
+class SharedCells {
+ public:
+  explicit SharedCells(PixelLines cells)
+      : first_(cells.first),
+        last_(cells.last),
+        stamps_(static_cast<std::size_t>(cells.last - cells.first) + 1, 0) {}
+
+  bool Any(const Crossing* begin, const Crossing* end) {
+    if (end - begin < 2) return false;
+    ++stamp_;  // a new line: earlier stamps no longer count
+    for (const Crossing* c = begin; c != end; ++c) {
+      std::size_t& stamp = stamps_[Index(RoundToPixel(c->at))];
+      if (stamp == stamp_) return true;
+      stamp = stamp_;
+    }
+    return false;
+  }
+
+ private:
+  std::size_t Index(long long cell) const {
+    return static_cast<std::size_t>(std::clamp(cell, first_, last_) - first_);
+  }
+
+  long long first_;
+  long long last_;
+  std::vector<std::size_t> stamps_;
+  std::size_t stamp_ = 0;
+};
+
 class AxisCrossings {
  public:
   // Lines `lowest` to `highest` − 1 may be crossed; edges' ends are given as pixel
@@ -76,12 +115,22 @@ class AxisCrossings {
   // Appends the dropout pixel of every inside span without a pixel centre; `rows`
   // says whether lines are rows (pixel (middle, line)) or columns (pixel (line,
   // middle)). The winding rule is a template argument, not a branch per crossing.
+  // `cells` holds the pixel lines the crossings' positions round to (those outside
+  // are taken as its ends).
   template <bool kNonZero>
-  void Spans(bool rows, std::vector<DropoutPixel>& out) {
+  void Spans(bool rows, PixelLines cells, std::vector<DropoutPixel>& out) {
     auto is_inside = [](int sum) { return kNonZero ? sum != 0 : (sum & 1) != 0; };
+    SharedCells shared(cells);
     std::size_t begin = 0;
     for (std::size_t l = 0; l + 1 < ends_.size(); ++l) {
       const auto end = static_cast<std::size_t>(ends_[l]);
+      // A span without a centre has both ends in one pixel: a line whose crossings
+      // all round to different pixels has none, and is neither sorted nor walked.
+      // On text above the smallest sizes that is nearly every line.
+      if (!shared.Any(crossings_.data() + begin, crossings_.data() + end)) {
+        begin = end;
+        continue;
+      }
       SortLine(begin, end);
       const long long line = lowest_ + static_cast<long long>(l);
       int sum = 0;
@@ -138,12 +187,12 @@ std::size_t LinesCrossed(long long a, long long b) {
   return static_cast<std::size_t>(a < b ? b - a : a - b);
 }
 
-}  // namespace
-
-std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
-                                            const Morv::MilliPointTransformation& t,
-                                            const QorMath::Rectangle<long long>& box,
-                                            FlatOutline* flattened) {
+// The search over the subpaths `for_each_subpath(visit)` hands to `visit` in order,
+// as one compound under `windingRule`; `visit` returns false to stop the walk.
+template <class ForEachSubpath>
+std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each_subpath,
+                                 std::uint32_t windingRule, const Morv::MilliPointTransformation& t,
+                                 const QorMath::Rectangle<long long>& box, FlatOutline* flattened) {
   // Only lines inside the box can give a pixel that is kept (a row's pixels lie on
   // it, a column's in it), and a span is found from its own line's crossings alone:
   // the lines are limited to the box, so subpaths far apart or far outside cost no
@@ -183,18 +232,15 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
     }
     return row_count <= kMaxDropoutCrossings && column_count <= kMaxDropoutCrossings;
   };
-  for (const Morv::Subpath& subpath : compound.GetSubpaths()) {
-    bool bounded;
+  const bool bounded = for_each_subpath([&](const Morv::Subpath& subpath) {
     if (const std::vector<Morv::MilliPointPoint>* vector_points = subpath.VectorPoints()) {
       VectorPointEnumerator enumerator(*vector_points, t, env);
-      bounded = walk(enumerator);
-    } else {
-      SubpathPointEnumerator enumerator(subpath, t, env);
-      bounded = walk(enumerator);
+      return walk(enumerator);
     }
-    if (!bounded) return {};
-  }
-  if (corners.empty()) return {};
+    SubpathPointEnumerator enumerator(subpath, t, env);
+    return walk(enumerator);
+  });
+  if (!bounded || corners.empty()) return {};
   if (flattened != nullptr) {
     flattened->points.resize(corners.size());
     for (std::size_t i = 0; i < corners.size(); ++i)
@@ -208,10 +254,10 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
     left = std::min(left, c.column);
     right = std::max(right, c.column);
   }
-  const bool non_zero = compound.GetWindingRule() == Morv::kNonZero;
+  const bool non_zero = windingRule == Morv::kNonZero;
   std::vector<DropoutPixel> pixels;
   // Rows (lines are y, positions x) and then columns, through the same steps.
-  auto axis = [&](bool rows, long long lowest, long long highest) {
+  auto axis = [&](bool rows, long long lowest, long long highest, PixelLines cells) {
     if (lowest >= highest) return;
     AxisCrossings crossings(lowest, highest);
     auto for_each_edge = [&](auto&& edge) {
@@ -236,13 +282,15 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
       });
     }
     if (non_zero) {
-      crossings.Spans<true>(rows, pixels);
+      crossings.Spans<true>(rows, cells, pixels);
     } else {
-      crossings.Spans<false>(rows, pixels);
+      crossings.Spans<false>(rows, cells, pixels);
     }
   };
-  axis(true, top, bottom);
-  axis(false, left, right);
+  // A crossing lies between its edge's corners, whose pixels (clamped to the box's
+  // lines) are within these: one more on each side for the crossings' own rounding.
+  axis(true, top, bottom, {left - 1, right + 1});
+  axis(false, left, right, {top - 1, bottom + 1});
   std::erase_if(pixels, [&](const DropoutPixel& d) {
     return d.x < box.left || d.x >= box.right || d.y < box.top || d.y >= box.bottom;
   });
@@ -251,6 +299,36 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
   });
   pixels.erase(std::unique(pixels.begin(), pixels.end()), pixels.end());
   return pixels;
+}
+
+}  // namespace
+
+std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
+                                            const Morv::MilliPointTransformation& t,
+                                            const QorMath::Rectangle<long long>& box,
+                                            FlatOutline* flattened) {
+  auto for_each_subpath = [&compound](auto&& visit) {
+    for (const Morv::Subpath& subpath : compound.GetSubpaths()) {
+      if (!visit(subpath)) return false;
+    }
+    return true;
+  };
+  return Search(env, for_each_subpath, compound.GetWindingRule(), t, box, flattened);
+}
+
+std::vector<DropoutPixel> FindDropoutPixels(
+    const Environment& env, const std::vector<std::shared_ptr<const Morv::Compound>>& compounds,
+    std::uint32_t windingRule, const Morv::MilliPointTransformation& t,
+    const QorMath::Rectangle<long long>& box, FlatOutline* flattened) {
+  auto for_each_subpath = [&compounds](auto&& visit) {
+    for (const auto& compound : compounds) {
+      for (const Morv::Subpath& subpath : compound->GetSubpaths()) {
+        if (!visit(subpath)) return false;
+      }
+    }
+    return true;
+  };
+  return Search(env, for_each_subpath, windingRule, t, box, flattened);
 }
 
 }  // namespace QorSc

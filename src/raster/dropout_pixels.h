@@ -12,6 +12,8 @@
 // outline's length in pixels, never to its area.
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "morv/compound.h"
@@ -37,6 +39,13 @@ std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::
                                             const Morv::MilliPointTransformation& t,
                                             const QorMath::Rectangle<long long>& box,
                                             FlatOutline* flattened = nullptr);
+
+// The same for the compound of every subpath of `compounds`, in order, under
+// `windingRule`, without making that compound: a text's glyphs.
+std::vector<DropoutPixel> FindDropoutPixels(
+    const Environment& env, const std::vector<std::shared_ptr<const Morv::Compound>>& compounds,
+    std::uint32_t windingRule, const Morv::MilliPointTransformation& t,
+    const QorMath::Rectangle<long long>& box, FlatOutline* flattened = nullptr);
 
 inline constexpr std::size_t kMaxDropoutCrossings = std::size_t{1} << 22;
 

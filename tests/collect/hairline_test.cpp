@@ -218,3 +218,62 @@ TEST(Hairlines, GlyphStemsKeepTheirPixelsWithoutGainingWeight) {
 }
 
 }  // namespace
+
+namespace {
+
+// `glyphs` (in pixels) as a lone text, or as the only text of a text group, whose
+// glyphs are merged into one compound before their dropout pixels are searched.
+Plate RenderText(const std::vector<std::vector<std::pair<double, double>>>& glyphs, bool grouped) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  std::vector<std::shared_ptr<const Morv::Compound>> compounds;
+  for (const auto& glyph : glyphs) {
+    Morv::PathBuilder b;
+    std::vector<Morv::MilliPointPoint> points;
+    for (const auto& [x, y] : glyph)
+      points.emplace_back(x / kPixelsPerPoint * 1000.0,
+                          (kPagePoints - y / kPixelsPerPoint) * 1000.0);
+    compounds.push_back(b.Polygon(points).BuildShared(Morv::kNonZero));
+  }
+  QorDoc::Fillable::Painting paint;
+  paint.fill = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  if (grouped) {
+    builder.AddTextGroup(page, {builder.MakeText(std::move(compounds), paint)});
+  } else {
+    builder.AddText(page, std::move(compounds), paint);
+  }
+  return Render(builder, page, 2);
+}
+
+// A lone text's fill is made from its glyphs without merging them into one compound;
+// it must cover what the merged compound covers: with and without dropout pixels, a
+// text of one rectangle (served as a box), glyphs reaching one or two pixels, glyphs
+// partly off the page, and a glyph without area.
+TEST(Hairlines, LoneTextsCoverWhatTheirMergedGlyphsCover) {
+  using Glyph = std::vector<std::pair<double, double>>;
+  auto rect = [](double x0, double y0, double x1, double y1) {
+    return Glyph{{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+  };
+  const std::vector<std::vector<Glyph>> texts = {
+      {rect(10.6, 10.2, 10.9, 30.8),
+       rect(20.2, 20.1, 40.8, 20.4),
+       {{50.2, 10.3}, {58.9, 30.6}, {52.1, 12.0}}},
+      {rect(10.3, 10.3, 30.7, 30.7)},
+      {rect(10.3, 10.3, 30.7, 30.7), rect(40.3, 10.3, 60.7, 30.7)},
+      {rect(10.6, 10.6, 10.9, 10.9)},
+      {rect(10.2, 10.2, 10.8, 11.4)},
+      {rect(10.6, 10.2, 10.9, 11.4), rect(10.4, 11.6, 10.7, 11.9)},
+      {rect(-5.6, 10.2, 3.9, 10.4), rect(410.5, 300.2, 430.3, 300.4)},
+      {{{10.0, 10.0}, {20.0, 10.0}, {30.0, 10.0}}, rect(12.6, 10.2, 12.9, 30.8)},
+  };
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const Plate lone = RenderText(texts[i], false);
+    const Plate grouped = RenderText(texts[i], true);
+    EXPECT_EQ(lone.ink, grouped.ink) << "text " << i;
+  }
+  // The first text gained its stem's and bar's pixels.
+  EXPECT_TRUE(RenderText(texts[0], false).At(10, 20));
+  EXPECT_TRUE(RenderText(texts[0], false).At(30, 20));
+}
+
+}  // namespace

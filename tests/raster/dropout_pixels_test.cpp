@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <vector>
 
 #include "raster/path_run_length_generator_builder.h"
@@ -142,6 +144,98 @@ TEST(DropoutPixels, FlattenedOutlineBuildsTheCompoundsEdges) {
                   .empty());
   EXPECT_TRUE(flat.points.empty());
   EXPECT_TRUE(flat.ends.empty());
+}
+
+// The definition, line by line: every crossing of the line, sorted by position
+// (stable), walked with the winding count; an inside span whose ends round to the
+// same pixel gives the pixel of its middle.
+std::vector<DropoutPixel> ReferenceDropouts(const std::vector<QorScTest::Polygon>& polygons,
+                                            std::uint32_t rule, long long width, long long height) {
+  std::vector<DropoutPixel> out;
+  for (const bool rows : {true, false}) {
+    const long long lines = rows ? height : width;
+    for (long long line = 0; line < lines; ++line) {
+      const double centre = static_cast<double>(line) + 0.5;
+      std::vector<std::pair<double, int>> crossings;
+      for (const QorScTest::Polygon& polygon : polygons) {
+        for (std::size_t i = 0; i < polygon.size(); ++i) {
+          const auto& p = polygon[i];
+          const auto& q = polygon[(i + 1) % polygon.size()];
+          const double pa = rows ? p.y : p.x, qa = rows ? q.y : q.x;
+          const double pc = rows ? p.x : p.y, qc = rows ? q.x : q.y;
+          const long long a = QorSc::RoundToPixel(pa), b = QorSc::RoundToPixel(qa);
+          if (std::min(a, b) > line || line >= std::max(a, b)) continue;
+          crossings.emplace_back(pc + (centre - pa) * ((qc - pc) / (qa - pa)), b > a ? 1 : -1);
+        }
+      }
+      std::stable_sort(crossings.begin(), crossings.end(),
+                       [](const auto& x, const auto& y) { return x.first < y.first; });
+      auto inside = [rule](int sum) { return rule == Morv::kNonZero ? sum != 0 : (sum & 1) != 0; };
+      int sum = 0;
+      double start = 0.0;
+      for (const auto& [at, winding] : crossings) {
+        const bool was = inside(sum);
+        sum += winding;
+        if (!was && inside(sum)) start = at;
+        if (was && !inside(sum) && QorSc::RoundToPixel(start) == QorSc::RoundToPixel(at)) {
+          const auto middle = static_cast<long long>(std::floor(0.5 * (start + at)));
+          if (middle >= 0 && middle < (rows ? width : height)) {
+            out.push_back(rows ? DropoutPixel{middle, line} : DropoutPixel{line, middle});
+          }
+        }
+      }
+    }
+  }
+  std::sort(out.begin(), out.end(), [](const DropoutPixel& a, const DropoutPixel& b) {
+    return a.y != b.y ? a.y < b.y : a.x < b.x;
+  });
+  out.erase(std::unique(out.begin(), out.end()), out.end());
+  return out;
+}
+
+// Lines are sorted and walked only where two crossings round to one pixel; random
+// heaps of thin and thick, overlapping and crossing polygons, some reaching past the
+// box, some with corners on pixel edges, find what the definition finds. The glyph
+// list form finds, and flattens, what the compound of all its subpaths does.
+TEST(DropoutPixels, RandomShapesFindWhatTheDefinitionFinds) {
+  std::mt19937 random(16);
+  std::uniform_real_distribution<double> x_at(-4.0, QorScTest::kWidth + 4.0);
+  std::uniform_real_distribution<double> y_at(-4.0, QorScTest::kHeight + 4.0);
+  std::uniform_real_distribution<double> size(0.05, 6.0);
+  std::uniform_int_distribution<int> corners(3, 6);
+  std::size_t found = 0;
+  for (int round = 0; round < 200; ++round) {
+    std::vector<QorScTest::Polygon> polygons(1 + round % 7);
+    std::vector<std::shared_ptr<const Morv::Compound>> glyphs;
+    for (QorScTest::Polygon& polygon : polygons) {
+      const double cx = x_at(random), cy = y_at(random), w = size(random), h = size(random);
+      for (int k = corners(random); k > 0; --k) {
+        double x = cx + w * std::uniform_real_distribution<double>(-1.0, 1.0)(random);
+        double y = cy + h * std::uniform_real_distribution<double>(-1.0, 1.0)(random);
+        if (round % 5 == 0) x = std::round(2.0 * x) / 2.0;  // on pixel edges and centres
+        polygon.push_back({x, y});
+      }
+      glyphs.push_back(Morv::PathBuilder().Polygon(QorScTest::ToWorld(polygon)).BuildShared());
+    }
+    for (const std::uint32_t rule : {Morv::kNonZero, Morv::kEvenOdd}) {
+      const QorMath::Rectangle<long long> box{0, 0, QorScTest::kWidth, QorScTest::kHeight};
+      Morv::PathBuilder all;
+      for (const QorScTest::Polygon& polygon : polygons)
+        all.Polygon(QorScTest::ToWorld(polygon));
+      QorSc::FlatOutline flat, flat_of_glyphs;
+      const std::vector<DropoutPixel> d =
+          QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), all.Build(rule), {}, box, &flat);
+      EXPECT_EQ(d, ReferenceDropouts(polygons, rule, QorScTest::kWidth, QorScTest::kHeight))
+          << "round " << round << " rule " << rule;
+      EXPECT_EQ(QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), glyphs, rule, {}, box,
+                                         &flat_of_glyphs),
+                d);
+      EXPECT_EQ(flat_of_glyphs.points, flat.points);
+      EXPECT_EQ(flat_of_glyphs.ends, flat.ends);
+      found += d.size();
+    }
+  }
+  EXPECT_GT(found, 200u);
 }
 
 }  // namespace
