@@ -14,6 +14,7 @@
 #include FT_OUTLINE_H
 #include FT_TRUETYPE_IDS_H
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -177,8 +178,31 @@ bool FontProgram::HasGlyphNames() const {
 
 unsigned FontProgram::GlyphByName(const char* name) const {
   if (name == nullptr || !FT_HAS_GLYPH_NAMES(face_)) return 0;
+  if (++name_lookups_ == kLookupsBeforeNameTable) MakeNameTable();
+  if (!glyphs_by_name_.empty() && name[0] != '\0') {
+    const auto it = glyphs_by_name_.find(name);
+    return it != glyphs_by_name_.end() ? it->second : 0;
+  }
   // FreeType's name lookup takes a mutable pointer but does not write through it.
   return FT_Get_Name_Index(face_, const_cast<char*>(name));
+}
+
+// FreeType's lookup returns the first glyph whose name matches, skipping glyphs
+// whose name it cannot read; the table keeps the first glyph of each name and skips
+// the same ones. A name that may have been cut by the buffer leaves the table empty,
+// and every lookup to FreeType.
+void FontProgram::MakeNameTable() const {
+  std::unordered_map<std::string, unsigned> table;
+  table.reserve(static_cast<std::size_t>(std::max<FT_Long>(face_->num_glyphs, 0)));
+  char name[256];
+  for (FT_Long glyph = 0; glyph < face_->num_glyphs; ++glyph) {
+    name[0] = '\0';
+    if (FT_Get_Glyph_Name(face_, static_cast<FT_UInt>(glyph), name, sizeof name) != 0) continue;
+    const std::size_t length = std::strlen(name);
+    if (length + 1 >= sizeof name) return;
+    if (length != 0) table.emplace(std::string(name, length), static_cast<unsigned>(glyph));
+  }
+  glyphs_by_name_ = std::move(table);
 }
 
 bool FontProgram::HasCmap(int platform, int encoding) const {

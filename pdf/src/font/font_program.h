@@ -77,6 +77,12 @@ class FontProgram {
   FontProgram(FreeTypeLibrary library, std::vector<unsigned char> bytes);
   bool Finish(FT_FaceRec_* face, int status, std::string& error);
   bool Select(int platform, int encoding);
+  void MakeNameTable() const;
+
+  // Lookups of names answered by FreeType before the names are put in a table: a
+  // font asked for a few names (a symbolic TrueType font) does not pay for reading
+  // every name of a large face.
+  static constexpr unsigned kLookupsBeforeNameTable = 16;
 
   // Declaration order matters: the face is freed before the bytes and the library.
   FreeTypeLibrary library_;
@@ -86,6 +92,11 @@ class FontProgram {
   bool cid_keyed_ = false;
   double scale_ = 1.0;  // glyph units per font unit
   std::unordered_map<unsigned, std::shared_ptr<const Morv::Compound>> outlines_;
+  // Every glyph's name (the first glyph of a name), made after a few lookups:
+  // FreeType compares the names one by one, and a simple font looks up every name of
+  // its encoding. Empty while not made, or when a name could not be read whole.
+  mutable std::unordered_map<std::string, unsigned> glyphs_by_name_;
+  mutable unsigned name_lookups_ = 0;
 };
 
 }  // namespace QorPdf::internal

@@ -3,8 +3,12 @@
 // OpenType and TrueType programs, and glyph units.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string>
+#include <vector>
 
+#include "font/encodings.h"
 #include "font/font_program.h"
 #include "font_test_support.h"
 
@@ -204,6 +208,41 @@ TEST_F(SimpleFontTest, EmbeddedTrueType) {
   EXPECT_EQ(program->GlyphByCmap(3, 1, 'A'), 36u);
   EXPECT_FALSE(program->GlyphByCmap(3, 0, 'A').has_value());
   EXPECT_TRUE(warnings_.All().empty()) << WarningText();
+}
+
+// After a few lookups names are looked up in a table of the program's names instead
+// of by FreeType: both give the same glyph for every name of the base encodings, for
+// names a program lacks and for .notdef, in Type1, OpenType (CFF) and TrueType
+// programs.
+TEST_F(SimpleFontTest, NameTableFindsWhatFreeTypeFinds) {
+  std::vector<std::string> names = {".notdef", "nosuchglyph", "uni0041", "Euro", "fi", "ff"};
+  for (const EncodingTable* table :
+       {&StandardEncoding(), &WinAnsiEncoding(), &MacRomanEncoding()}) {
+    for (const char* name : *table) {
+      if (name != nullptr) names.emplace_back(name);
+    }
+  }
+  std::vector<std::string> files = {std::string(kUrwType1) + "NimbusSans-Regular.t1",
+                                    std::string(kUrwOpenType) + "NimbusSans-Regular.otf"};
+  if (std::filesystem::exists(kDejaVuSans)) files.emplace_back(kDejaVuSans);
+  const FreeTypeLibrary library = MakeFreeTypeLibrary();
+  for (const std::string& file : files) {
+    std::string error;
+    const auto table = FontProgram::OpenFile(library, file, error);
+    ASSERT_TRUE(table) << file << ": " << error;
+    ASSERT_TRUE(table->HasGlyphNames()) << file;
+    std::size_t found = 0;
+    for (std::size_t first = 0; first < names.size(); first += 8) {
+      // A fresh program answers its first lookups through FreeType.
+      const auto fresh = FontProgram::OpenFile(library, file, error);
+      for (std::size_t i = first; i < std::min(first + 8, names.size()); ++i) {
+        const unsigned glyph = fresh->GlyphByName(names[i].c_str());
+        EXPECT_EQ(table->GlyphByName(names[i].c_str()), glyph) << file << " " << names[i];
+        found += glyph != 0;
+      }
+    }
+    EXPECT_GT(found, 150u) << file;
+  }
 }
 
 }  // namespace
