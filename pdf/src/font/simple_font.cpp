@@ -97,13 +97,14 @@ class SimpleFont final : public Font {
         glyphs_(glyphs),
         widths_(widths) {}
 
+  // No reserve for `bytes`: a TJ array decodes string after string into one vector,
+  // and growing it exactly for each would move every glyph before it each time.
   void Decode(std::string_view bytes, std::vector<ShownGlyph>& out) override {
-    out.reserve(out.size() + bytes.size());
     for (const char byte : bytes) {
       const auto code = static_cast<std::uint8_t>(byte);
       ShownGlyph glyph;
       glyph.code = code;
-      if (program_ && glyphs_[code] != 0) glyph.outline = program_->Outline(glyphs_[code]);
+      glyph.outline = OutlineOf(code);
       glyph.width = widths_[code];
       glyph.word_space = code == 32;
       out.push_back(std::move(glyph));
@@ -111,9 +112,21 @@ class SimpleFont final : public Font {
   }
 
  private:
+  // The program's outline of a code's glyph, kept per code: a page shows the same
+  // codes thousands of times.
+  const std::shared_ptr<const Morv::Compound>& OutlineOf(std::uint8_t code) {
+    if (!outline_known_[code]) {
+      if (program_ && glyphs_[code] != 0) outlines_[code] = program_->Outline(glyphs_[code]);
+      outline_known_[code] = true;
+    }
+    return outlines_[code];
+  }
+
   std::shared_ptr<FontProgram> program_;
   std::array<unsigned, 256> glyphs_;
   std::array<double, 256> widths_;  // text-space units for a font size of 1
+  std::array<std::shared_ptr<const Morv::Compound>, 256> outlines_{};
+  std::array<bool, 256> outline_known_{};
 };
 
 }  // namespace

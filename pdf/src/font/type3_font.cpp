@@ -28,7 +28,6 @@ class Type3Font final : public Font {
         resources_(std::move(resources)) {}
 
   void Decode(std::string_view bytes, std::vector<ShownGlyph>& out) override {
-    out.reserve(out.size() + bytes.size());
     for (const char byte : bytes) {
       const auto code = static_cast<std::uint8_t>(byte);
       ShownGlyph glyph;
