@@ -46,14 +46,14 @@ class SharedCells {
  public:
   explicit SharedCells(PixelLines cells)
       : first_(cells.first),
-        last_(cells.last),
+        last_at_(static_cast<double>(cells.last)),
         stamps_(static_cast<std::size_t>(cells.last - cells.first) + 1, 0) {}
 
   bool Any(const Crossing* begin, const Crossing* end) {
     if (end - begin < 2) return false;
     ++stamp_;  // a new line: earlier stamps no longer count
     for (const Crossing* c = begin; c != end; ++c) {
-      std::size_t& stamp = stamps_[Index(RoundToPixel(c->at))];
+      std::size_t& stamp = stamps_[Index(c->at)];
       if (stamp == stamp_) return true;
       stamp = stamp_;
     }
@@ -61,12 +61,21 @@ class SharedCells {
   }
 
  private:
-  std::size_t Index(long long cell) const {
-    return static_cast<std::size_t>(std::clamp(cell, first_, last_) - first_);
+  // RoundToPixel(at) clamped to the range: clamping the position first (NaN to the
+  // first pixel, as RoundToPixel takes it to the lowest) gives the same pixel, the
+  // ends being whole, and leaves a value that RoundToPixel's rule rounds without its
+  // guards against huge values. This runs once per crossing.
+  std::size_t Index(double at) const {
+    const double v = at > first_at_ ? (at < last_at_ ? at : last_at_) : first_at_;
+    const auto i = static_cast<long long>(v);
+    const double fraction = v - static_cast<double>(i);
+    const long long cell = i + (fraction >= 0.5 ? 1 : 0) - (fraction <= -0.5 ? 1 : 0);
+    return static_cast<std::size_t>(cell - first_);
   }
 
   long long first_;
-  long long last_;
+  double first_at_ = static_cast<double>(first_);
+  double last_at_;
   std::vector<std::size_t> stamps_;
   std::size_t stamp_ = 0;
 };
