@@ -29,8 +29,8 @@ std::string NormalFontName(std::string_view base_font);
 // The URW font name (without extension) for `base_font` (subset prefix allowed).
 std::string SubstituteName(std::string_view base_font, const SubstituteHints& hints);
 
-// The file of a URW font name: the Type1 file when installed, else the OpenType one;
-// nullopt when neither exists.
+// The file of a URW font name: the OpenType file when installed, else the Type1 one
+// (for the two symbol fonts the other way round); nullopt when neither exists.
 std::optional<std::string> SubstituteFile(const std::string& urw_name);
 
 }  // namespace QorPdf::internal

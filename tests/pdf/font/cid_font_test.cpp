@@ -223,7 +223,7 @@ TEST_F(CidFontTest, FontsWithoutProgramDrawWithACjkSubstitute) {
   arial.replaceKey("/ToUnicode", Stream("1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
                                         "1 beginbfchar <0024> <0041> endbfchar\n"));
   auto arial_font = Get(arial);
-  EXPECT_EQ(arial_font->Description().substitute, "NimbusSans-Regular.t1");
+  EXPECT_EQ(arial_font->Description().substitute, "NimbusSans-Regular.otf");
   std::string error;
   auto nimbus = FontProgram::OpenFile(MakeFreeTypeLibrary(),
                                       std::string(kUrwType1) + "NimbusSans-Regular.t1", error);

@@ -25,7 +25,7 @@ TEST_F(SimpleFontTest, StandardFontWithoutWidthsUsesTheSubstitute) {
   EXPECT_EQ(font->Description().subtype, "Type1");
   EXPECT_EQ(font->Description().program, "none");
   EXPECT_FALSE(font->Description().embedded);
-  EXPECT_EQ(font->Description().substitute, "NimbusSans-Regular.t1");
+  EXPECT_EQ(font->Description().substitute, "NimbusSans-Regular.otf");
 
   const auto glyphs = Decode(*font, "A A");
   ASSERT_EQ(glyphs.size(), 3u);
@@ -51,7 +51,7 @@ TEST_F(SimpleFontTest, StandardFontWithoutWidthsUsesTheSubstitute) {
   // The same dictionary gives the same font; a standard font is no problem.
   QPDFObjectHandle times = Object("<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   EXPECT_EQ(Get(times), Get(times));
-  EXPECT_EQ(Get(times)->Description().substitute, "NimbusRoman-Bold.t1");
+  EXPECT_EQ(Get(times)->Description().substitute, "NimbusRoman-Bold.otf");
   EXPECT_DOUBLE_EQ(Decode(*Get(times), "A")[0].width, 0.722);
   EXPECT_TRUE(warnings_.All().empty()) << WarningText();
 }
