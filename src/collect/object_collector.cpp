@@ -212,21 +212,22 @@ GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transforma
       outline.Glyphs() != nullptr
           ? FindDropoutPixels(env_, *outline.Glyphs(), Morv::kNonZero, t, limit, flat.get())
           : FindDropoutPixels(env_, *outline.Compound(), t, limit, flat.get());
-  const std::vector<std::vector<Morv::MilliPointPoint>> squares = DropoutSquares(t, pixels, *flat);
+  // Four corners per square.
+  const std::vector<Morv::MilliPointPoint> squares = DropoutSquares(t, pixels, *flat);
   if (const std::vector<std::shared_ptr<const Morv::Compound>>* glyphs = outline.Glyphs();
       glyphs != nullptr && !flat->points.empty()) {
     // What MakeGeometrySource would make of the glyphs and squares as one compound,
     // without making it: the box of its subpaths' boxes, and no reduction, which
     // needs one subpath (a rectangle) or a box of one or two pixels.
     Morv::BoxUnion bounds;
-    std::size_t subpaths = squares.size();
+    std::size_t subpaths = squares.size() / 4;
     for (const auto& glyph : *glyphs) {
       subpaths += glyph->GetSubpaths().size();
       for (const Morv::Subpath& subpath : glyph->GetSubpaths())
         bounds.Add(subpath.GetBoundingBox());
     }
-    for (const std::vector<Morv::MilliPointPoint>& square : squares)
-      bounds.Add(Morv::PointsBoundingBox(square.data(), square.size()));
+    for (std::size_t i = 0; i < squares.size(); i += 4)
+      bounds.Add(Morv::PointsBoundingBox(squares.data() + i, 4));
     const Box box = RoundedTargetBox(env_, bounds.Rectangle(), t, limit);
     if (subpaths > 1 && box.Width() >= 1 && box.Height() >= 1 && box.Width() * box.Height() > 2) {
       flat->windingRule = Morv::kNonZero;
@@ -238,9 +239,13 @@ GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transforma
   std::shared_ptr<const Morv::Compound> shape = outline.Compound();
   if (!squares.empty()) {
     std::vector<Morv::Subpath> subpaths = shape->GetSubpaths();
-    subpaths.reserve(subpaths.size() + squares.size());
-    for (const std::vector<Morv::MilliPointPoint>& square : squares)
-      subpaths.push_back(Morv::Subpath::Polygon(square, true));
+    subpaths.reserve(subpaths.size() + squares.size() / 4);
+    for (std::size_t i = 0; i < squares.size(); i += 4) {
+      subpaths.push_back(
+          Morv::Subpath::Polygon({squares.begin() + static_cast<std::ptrdiff_t>(i),
+                                  squares.begin() + static_cast<std::ptrdiff_t>(i + 4)},
+                                 true));
+    }
     shape = std::make_shared<const Morv::Compound>(std::move(subpaths), shape->GetWindingRule());
   }
   GeometrySource geometry = MakeGeometrySource(env_, limit, shape, t);
@@ -253,28 +258,26 @@ GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transforma
   return geometry;
 }
 
-std::vector<std::vector<Morv::MilliPointPoint>> ObjectCollector::DropoutSquares(
+std::vector<Morv::MilliPointPoint> ObjectCollector::DropoutSquares(
     const Transformation& t, const std::vector<DropoutPixel>& pixels, FlatOutline& flat) const {
-  std::vector<std::vector<Morv::MilliPointPoint>> squares;
+  std::vector<Morv::MilliPointPoint> squares;
   if (pixels.empty()) return squares;
   // A square around each dropout pixel's centre and no other: the winding there was
   // 0, so the square paints that pixel whatever its orientation, and nothing else.
   const Transformation to_own = t.Inverse();
-  squares.reserve(pixels.size());
+  squares.reserve(4 * pixels.size());
   flat.points.reserve(flat.points.size() + 4 * pixels.size());
   flat.ends.reserve(flat.ends.size() + pixels.size());
   for (const DropoutPixel& d : pixels) {
     const double x = static_cast<double>(d.x), y = static_cast<double>(d.y);
     const Point<double> corners[4] = {
         {x + 0.25, y + 0.25}, {x + 0.75, y + 0.25}, {x + 0.75, y + 0.75}, {x + 0.25, y + 0.75}};
-    std::vector<Morv::MilliPointPoint>& square = squares.emplace_back(4);
-    for (std::size_t i = 0; i < 4; ++i)
-      square[i] = to_own.Apply(env_.InternalToWorld(corners[i]));
-    // Its corners as the generator would place them from the compound.
-    VectorPointEnumerator placed(square, t, env_);
-    for (Point<double> p; placed.Next(p);)
-      flat.points.push_back(p);
-    if (!flat.points.empty()) flat.ends.push_back(flat.points.size());
+    for (const Point<double>& corner : corners) {
+      squares.push_back(to_own.Apply(env_.InternalToWorld(corner)));
+      // The corner as a point enumerator places the compound's: the same two maps.
+      flat.points.push_back(env_.WorldToInternal(t.Apply(squares.back())));
+    }
+    flat.ends.push_back(flat.points.size());
   }
   return squares;
 }

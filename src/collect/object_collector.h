@@ -100,11 +100,11 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // width set, the glyphs plus a small square on each dropout pixel: thin stems get
   // the hairline guarantee, and SetMinimalStrokeWidth(0) leaves outlines exact.
   GeometrySource GlyphGeometry(Outline& outline, const Morv::MilliPointTransformation& t) const;
-  // The square around each of `pixels`, in the glyphs' own space under `t`; their
-  // placed corners are appended to `flat`.
-  std::vector<std::vector<Morv::MilliPointPoint>> DropoutSquares(
-      const Morv::MilliPointTransformation& t, const std::vector<DropoutPixel>& pixels,
-      FlatOutline& flat) const;
+  // The square around each of `pixels`, in the glyphs' own space under `t`, four
+  // corners after four; their placed corners are appended to `flat`.
+  std::vector<Morv::MilliPointPoint> DropoutSquares(const Morv::MilliPointTransformation& t,
+                                                    const std::vector<DropoutPixel>& pixels,
+                                                    FlatOutline& flat) const;
   double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
   void Append(std::unique_ptr<ObjectInfo> record);
 
