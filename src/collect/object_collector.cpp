@@ -16,7 +16,6 @@
 #include "qorpaint/shading_paint.h"
 #include "raster/dropout_pixels.h"
 #include "raster/pixel_rounding.h"
-#include "raster/point_enumerator.h"
 #include "scan/collect_objects.h"
 
 namespace QorSc {
