@@ -136,8 +136,61 @@ void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper colu
 // SpanLoop of a walk that steps only the row, by less than one sample per pixel either
 // way (whole step 0 or −1): the row changes exactly where a step carries (whole 0) or
 // where it does not (whole −1), so a span is read off the carries alone, with the
-// stepper's very additions, without comparing indices per pixel.
-template <bool Forward>
+// stepper's very additions, without comparing indices per pixel. Each span function
+// advances i to the end of the span that starts there, with the fraction and the row.
+enum RowWalk : int { kForward = 0, kBackward = 1, kBackwardByHalves = 2 };
+
+// Whole step 0: the fraction only grows until it carries.
+inline void ForwardSpan(double fractional, double& fraction, long long& row, long long& i,
+                        long long n) {
+  do {
+    fraction += fractional;
+    ++i;
+  } while (fraction < 1.0 && i < n);
+  if (fraction >= 1.0) {
+    fraction -= 1.0;
+    ++row;
+  }
+}
+
+// Whole step −1: the span goes on while steps carry.
+inline void BackwardSpan(double fractional, double& fraction, long long& row, long long& i,
+                         long long n) {
+  for (;;) {
+    fraction += fractional;
+    ++i;
+    if (fraction < 1.0) {
+      --row;
+      return;
+    }
+    fraction -= 1.0;
+    if (i >= n) return;
+  }
+}
+
+// BackwardSpan for a fractional step of at least 1/2, with one addition per pixel on
+// the chain instead of an addition and a subtraction: a step that carries has its sum h
+// in [1, 2), and the next step adds the fractional step to h − 1, which equals
+// h + (fractional − 1) as real numbers with both terms exact (differences of numbers
+// within a factor 2 of each other), so the rounded sums are the same.
+inline void BackwardSpanByHalves(double fractional, double& fraction, long long& row, long long& i,
+                                 long long n) {
+  const double back = fractional - 1.0;
+  double sum = fraction + fractional;
+  ++i;
+  while (sum >= 1.0 && i < n) {
+    sum = sum + back;
+    ++i;
+  }
+  if (sum < 1.0) {
+    fraction = sum;
+    --row;
+  } else {
+    fraction = sum - 1.0;
+  }
+}
+
+template <int Kind>
 std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper& columns,
                      PictureStepper rows, long long n, PicturePaintGetter::SampleSpan* spans) {
   const std::size_t column = static_cast<std::size_t>(columns.Clamped()) * s.channels;
@@ -150,16 +203,12 @@ std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper&
     rows.index = row;
     spans[count].offset = static_cast<std::size_t>(rows.Clamped()) * s.stride + column;
     const long long first = i;
-    for (;;) {
-      fraction += fractional;
-      ++i;
-      const bool carry = fraction >= 1.0;
-      if (carry) fraction -= 1.0;
-      if (carry == Forward) {
-        row += Forward ? 1 : -1;
-        break;
-      }
-      if (i >= n) break;
+    if constexpr (Kind == kForward) {
+      ForwardSpan(fractional, fraction, row, i, n);
+    } else if constexpr (Kind == kBackward) {
+      BackwardSpan(fractional, fraction, row, i, n);
+    } else {
+      BackwardSpanByHalves(fractional, fraction, row, i, n);
     }
     spans[count++].length = i - first;
   }
@@ -178,8 +227,11 @@ std::size_t SpanLoop(const PicturePaintGetter::Samples& s, PictureStepper column
   std::size_t count = 0;
   long long i = 0;
   if constexpr (W == kRows) {
-    if (rows.whole == 0) return RowSpans<true>(s, columns, rows, n, spans);
-    if (rows.whole == -1) return RowSpans<false>(s, columns, rows, n, spans);
+    if (rows.whole == 0) return RowSpans<kForward>(s, columns, rows, n, spans);
+    if (rows.whole == -1 && rows.fractional >= 0.5) {
+      return RowSpans<kBackwardByHalves>(s, columns, rows, n, spans);
+    }
+    if (rows.whole == -1) return RowSpans<kBackward>(s, columns, rows, n, spans);
   }
   while (i < n) {
     const long long row = rows.index;
@@ -198,10 +250,16 @@ std::size_t SpanLoop(const PicturePaintGetter::Samples& s, PictureStepper column
   return count;
 }
 
-// Spans of up to kBlock pixels are written as one block of kBlock values, which the
-// following spans overwrite: a fixed-size store instead of a short loop of unknown
-// length. Only where the block stays within the run [out, end).
+// A span is written as whole blocks of kBlock values, the excess overwritten by the
+// spans that follow: fixed-size stores instead of a loop of unknown length. Only where
+// the blocks stay within the run [out, end); the run's last spans are written exactly.
 constexpr long long kBlock = 8;
+
+// The pixels the blocks of a span of `length` pixels cover.
+constexpr long long BlockCover(long long length) {
+  static_assert((kBlock & (kBlock - 1)) == 0);
+  return (length + kBlock - 1) & ~(kBlock - 1);
+}
 
 template <int Rule>
 void FillSpans(const std::uint8_t* base, const PicturePaintGetter::SampleSpan* spans,
@@ -209,9 +267,12 @@ void FillSpans(const std::uint8_t* base, const PicturePaintGetter::SampleSpan* s
   for (std::size_t i = 0; i < count; ++i) {
     const float value = Decode<Rule>(base[spans[i].offset], d);
     const long long length = spans[i].length;
-    if (length <= kBlock && end - out >= kBlock) {
-      for (long long j = 0; j < kBlock; ++j)
-        out[j] = value;
+    const long long covered = BlockCover(length);
+    if (end - out >= covered) {
+      for (long long b = 0; b < covered; b += kBlock) {
+        for (long long j = 0; j < kBlock; ++j)
+          out[b + j] = value;
+      }
     } else {
       std::fill_n(out, length, value);
     }
@@ -268,8 +329,9 @@ void FillSpansDirect(const std::uint8_t* base, const std::size_t* offsets,
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint8_t* sample = base + spans[i].offset;
     const long long length = spans[i].length;
+    const long long covered = BlockCover(length);
 #if defined(__SSE2__)
-    if (interleaved && length <= kBlock && n - done >= kBlock) {
+    if (interleaved && n - done >= covered) {
       std::int32_t word;
       std::memcpy(&word, sample, sizeof word);
       const __m128i zero = _mm_setzero_si128();
@@ -277,20 +339,31 @@ void FillSpansDirect(const std::uint8_t* base, const std::size_t* offsets,
           _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(word), zero), zero);
       const __m128 values =
           _mm_mul_ps(_mm_cvtepi32_ps(ints), _mm_set1_ps(QorImg::IntToComponent(1)));
-      StoreBlock(out[0] + done, _mm_shuffle_ps(values, values, _MM_SHUFFLE(0, 0, 0, 0)));
-      StoreBlock(out[1 % N] + done, _mm_shuffle_ps(values, values, _MM_SHUFFLE(1, 1, 1, 1)));
-      StoreBlock(out[2 % N] + done, _mm_shuffle_ps(values, values, _MM_SHUFFLE(2, 2, 2, 2)));
-      StoreBlock(out[3 % N] + done, _mm_shuffle_ps(values, values, _MM_SHUFFLE(3, 3, 3, 3)));
+      const __m128 lane0 = _mm_shuffle_ps(values, values, _MM_SHUFFLE(0, 0, 0, 0));
+      const __m128 lane1 = _mm_shuffle_ps(values, values, _MM_SHUFFLE(1, 1, 1, 1));
+      const __m128 lane2 = _mm_shuffle_ps(values, values, _MM_SHUFFLE(2, 2, 2, 2));
+      const __m128 lane3 = _mm_shuffle_ps(values, values, _MM_SHUFFLE(3, 3, 3, 3));
+      const long long stop = done + covered;
+      long long b = done;
+      do {
+        StoreBlock(out[0] + b, lane0);
+        StoreBlock(out[1 % N] + b, lane1);
+        StoreBlock(out[2 % N] + b, lane2);
+        StoreBlock(out[3 % N] + b, lane3);
+        b += kBlock;
+      } while (b < stop);
       done += length;
       continue;
     }
 #endif
-    if (length <= kBlock && n - done >= kBlock) {
+    if (n - done >= covered) {
       for (std::size_t c = 0; c < N; ++c) {
         const float value = QorImg::IntToComponent(sample[offset[c]]);
         float* block = out[c] + done;
-        for (long long j = 0; j < kBlock; ++j)
-          block[j] = value;
+        for (long long b = 0; b < covered; b += kBlock) {
+          for (long long j = 0; j < kBlock; ++j)
+            block[b + j] = value;
+        }
       }
     } else {
       for (std::size_t c = 0; c < N; ++c)
