@@ -173,14 +173,22 @@ inline void BackwardSpan(double fractional, double& fraction, long long& row, lo
 // in [1, 2), and the next step adds the fractional step to h − 1, which equals
 // h + (fractional − 1) as real numbers with both terms exact (differences of numbers
 // within a factor 2 of each other), so the rounded sums are the same.
-inline void BackwardSpanByHalves(double fractional, double& fraction, long long& row, long long& i,
-                                 long long n) {
-  const double back = fractional - 1.0;
+// Where more than `longest` pixels remain, the span cannot reach the run's end and the
+// loop tests the sum alone.
+inline void BackwardSpanByHalves(double fractional, double back, long long longest,
+                                 double& fraction, long long& row, long long& i, long long n) {
   double sum = fraction + fractional;
   ++i;
-  while (sum >= 1.0 && i < n) {
-    sum = sum + back;
-    ++i;
+  if (n - i > longest) {
+    while (sum >= 1.0) {
+      sum = sum + back;
+      ++i;
+    }
+  } else {
+    while (sum >= 1.0 && i < n) {
+      sum = sum + back;
+      ++i;
+    }
   }
   if (sum < 1.0) {
     fraction = sum;
@@ -195,6 +203,12 @@ std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper&
                      PictureStepper rows, long long n, PicturePaintGetter::SampleSpan* spans) {
   const std::size_t column = static_cast<std::size_t>(columns.Clamped()) * s.channels;
   const double fractional = rows.fractional;
+  const double back = fractional - 1.0;
+  // A carried sum lies in [1, 2) and falls by |back| less at most half its unit in the
+  // last place (2^-53) per step; a relative margin far above that rounding bounds the
+  // steps a span can carry. Steps too small for that keep the run's end test.
+  const long long longest =
+      back < -0x1p-10 ? static_cast<long long>(1.0 / (-back * (1.0 - 0x1p-20))) + 2 : LLONG_MAX;
   double fraction = rows.fraction;
   long long row = rows.index;
   std::size_t count = 0;
@@ -208,7 +222,7 @@ std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper&
     } else if constexpr (Kind == kBackward) {
       BackwardSpan(fractional, fraction, row, i, n);
     } else {
-      BackwardSpanByHalves(fractional, fraction, row, i, n);
+      BackwardSpanByHalves(fractional, back, longest, fraction, row, i, n);
     }
     spans[count++].length = i - first;
   }
