@@ -180,9 +180,16 @@ inline void BackwardSpanByHalves(double fractional, double back, long long longe
   double sum = fraction + fractional;
   ++i;
   if (n - i > longest) {
+    // Two steps per test of the loop.
     while (sum >= 1.0) {
-      sum = sum + back;
-      ++i;
+      const double next = sum + back;
+      if (next < 1.0) {
+        sum = next;
+        ++i;
+        break;
+      }
+      sum = next + back;
+      i += 2;
     }
   } else {
     while (sum >= 1.0 && i < n) {
