@@ -141,16 +141,30 @@ void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper colu
 enum RowWalk : int { kForward = 0, kBackward = 1, kBackwardByHalves = 2 };
 
 // Whole step 0: the fraction only grows until it carries.
-inline void ForwardSpan(double fractional, double& fraction, long long& row, long long& i,
-                        long long n) {
-  do {
-    fraction += fractional;
-    ++i;
-  } while (fraction < 1.0 && i < n);
-  if (fraction >= 1.0) {
-    fraction -= 1.0;
-    ++row;
+// Where more than `longest` pixels remain, the span cannot reach the run's end and the
+// loop tests the fraction alone, twice per pass.
+inline void ForwardSpan(double fractional, long long longest, double& fraction, long long& row,
+                        long long& i, long long n) {
+  if (n - i > longest) {
+    for (;;) {
+      fraction += fractional;
+      if (fraction >= 1.0) {
+        ++i;
+        break;
+      }
+      fraction += fractional;
+      i += 2;
+      if (fraction >= 1.0) break;
+    }
+  } else {
+    do {
+      fraction += fractional;
+      ++i;
+    } while (fraction < 1.0 && i < n);
+    if (fraction < 1.0) return;
   }
+  fraction -= 1.0;
+  ++row;
 }
 
 // Whole step −1: the span goes on while steps carry.
@@ -211,11 +225,14 @@ std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper&
   const std::size_t column = static_cast<std::size_t>(columns.Clamped()) * s.channels;
   const double fractional = rows.fractional;
   const double back = fractional - 1.0;
-  // A carried sum lies in [1, 2) and falls by |back| less at most half its unit in the
-  // last place (2^-53) per step; a relative margin far above that rounding bounds the
-  // steps a span can carry. Steps too small for that keep the run's end test.
-  const long long longest =
-      back < -0x1p-10 ? static_cast<long long>(1.0 / (-back * (1.0 - 0x1p-20))) + 2 : LLONG_MAX;
+  // Each step moves the sum towards the span's end by the fractional step (forward) or
+  // by |back| (backward, carried sums in [1, 2)), less at most half a unit in the last
+  // place (2^-53) of rounding; a relative margin far above that bounds a span's steps.
+  // Steps too small for that keep the run's end test.
+  const double progress = Kind == kForward ? fractional : -back;
+  const long long longest = progress > 0x1p-10
+                                ? static_cast<long long>(1.0 / (progress * (1.0 - 0x1p-20))) + 2
+                                : LLONG_MAX;
   double fraction = rows.fraction;
   long long row = rows.index;
   std::size_t count = 0;
@@ -225,7 +242,7 @@ std::size_t RowSpans(const PicturePaintGetter::Samples& s, const PictureStepper&
     spans[count].offset = static_cast<std::size_t>(rows.Clamped()) * s.stride + column;
     const long long first = i;
     if constexpr (Kind == kForward) {
-      ForwardSpan(fractional, fraction, row, i, n);
+      ForwardSpan(fractional, longest, fraction, row, i, n);
     } else if constexpr (Kind == kBackward) {
       BackwardSpan(fractional, fraction, row, i, n);
     } else {
