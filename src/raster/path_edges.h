@@ -2,7 +2,8 @@
 //
 // PathSegment: one polygon side while edges are being built, in path order, with
 // its outcode against the sample box (the centres of the box's outermost pixels)
-// and its rounded end lines, computed on first use.
+// and its rounded end lines (each polygon corner is rounded once, for both sides
+// that meet there).
 //
 // MonotoneChain: consecutive segments that all go the same way in y. Two chains
 // (ScratchChains, with a buffer for a stroke piece's corners) are scratch storage
@@ -33,37 +34,19 @@ enum Outcode : std::uint32_t {
 struct PathSegment {
   double x0, y0, x1, y1;
   std::uint32_t outcode;
+  long long line0;  // round(y0)
+  long long line1;  // round(y1)
 
-  long long Line0() {
-    if (!line0_cached) {
-      line0 = RoundToPixel(y0);
-      line0_cached = true;
-    }
-    return line0;
-  }
-  long long Line1() {
-    if (!line1_cached) {
-      line1 = RoundToPixel(y1);
-      line1_cached = true;
-    }
-    return line1;
-  }
   // Whether some row of pixel centres lies between the two ends.
-  bool Crosses() { return Line0() != Line1(); }
+  bool Crosses() const { return line0 != line1; }
   bool Increasing() const { return y0 < y1; }
 
-  // The segment now ends where `other` ends (with its cached rounding).
+  // The segment now ends where `other` ends.
   void TakeEnd(const PathSegment& other) {
     x1 = other.x1;
     y1 = other.y1;
     line1 = other.line1;
-    line1_cached = other.line1_cached;
   }
-
-  long long line0 = 0;
-  long long line1 = 0;
-  bool line0_cached = false;
-  bool line1_cached = false;
 };
 
 class MonotoneChain {

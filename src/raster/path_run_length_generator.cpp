@@ -14,17 +14,47 @@ bool ByX(const T& a, const T& b) {
   return a.x < b.x;
 }
 
+// Insertion sort, linear when few edges crossed since the last line; when the
+// crossings pile up (long edges in random order) a full sort is cheaper. The entries before `from`
+// are known to be in order already.
+template <class T, class Less>
+void SortNearlySorted(T* first, T* from, T* last, Less less) {
+  const std::size_t budget = 8 * static_cast<std::size_t>(last - first) + 64;
+  std::size_t moves = 0;
+  for (T* i = std::max(from, first + 1); i < last; ++i) {
+    if (!less(*i, *(i - 1))) continue;
+    const T entry = *i;
+    T* j = i;
+    do {
+      *j = *(j - 1);
+      --j;
+      ++moves;
+    } while (j > first && less(entry, *(j - 1)));
+    *j = entry;
+    if (moves > budget) {
+      std::sort(first, last, less);
+      return;
+    }
+  }
+}
+
+// By first line, then in the order built (the segment ranges ascend with it).
+bool ByFirstLine(const Edge& a, const Edge& b) {
+  return a.firstLine != b.firstLine ? a.firstLine < b.firstLine : a.firstSegment < b.firstSegment;
+}
+
 }  // namespace
 
 void PathRunLengthGenerator::ActiveEdge::MoveTo(double ys) {
   if (ys > y1) {
-    while (segment < lastSegment && ys > segments[segment].y1)
+    while (remaining != 0 && ys > segment->y1) {
       ++segment;
-    const Edge::Segment& s = segments[segment];
-    x0 = s.x0;
-    y0 = s.y0;
-    y1 = s.y1;
-    dxdy = s.dxdy;
+      --remaining;
+    }
+    x0 = segment->x0;
+    y0 = segment->y0;
+    y1 = segment->y1;
+    dxdy = segment->dxdy;
   }
   x = x0 + (ys - y0) * dxdy;
 }
@@ -68,7 +98,7 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
     UpdateActiveEdges(line, ys);
   }
   last_line_ = line;
-  if (next_ < to_come_.size() && to_come_[next_]->firstLine <= line) TakeNewEdges(line, ys);
+  if (next_ < edges_.size() && edges_[next_].firstLine <= line) TakeNewEdges(line, ys);
   if (winding_rule_ == 1) {
     EmitRuns<true>();
   } else {
@@ -77,87 +107,78 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
 }
 
 void PathRunLengthGenerator::Activate() {
-  to_come_.clear();
-  to_come_.reserve(edges_.size());
-  for (const Edge& edge : edges_)
-    to_come_.push_back(&edge);
-  // By first line, then in the order built (the pointers ascend with it).
-  std::sort(to_come_.begin(), to_come_.end(), [](const Edge* a, const Edge* b) {
-    return a->firstLine != b->firstLine ? a->firstLine < b->firstLine : a < b;
-  });
+  std::sort(edges_.begin(), edges_.end(), ByFirstLine);
   next_ = 0;
   active_.clear();
-  active_.reserve(edges_.size());
-  scratch_.reserve(edges_.size());
+  // Few edges of a long outline cross one line: room for a typical line's worth, not
+  // for every edge (that was most of a page of long strokes' memory); a line that
+  // needs more grows the array once to its high-water mark.
+  active_.reserve(std::min<std::size_t>(edges_.size(), kActiveReserve));
   state_ = kActive;
 }
 
+// Moves the live edges to the line and drops the dead ones in one pass; the order is
+// checked on the way, so a line where no two edges crossed costs no sorting pass.
 void PathRunLengthGenerator::UpdateActiveEdges(long long line, double ys) {
+  ActiveEdge* const entries = active_.data();
+  const std::size_t count = active_.size();
   std::size_t live = 0;
-  for (std::size_t i = 0; i < active_.size(); ++i) {
-    ActiveEdge& a = active_[i];
+  bool sorted = true;
+  for (std::size_t i = 0; i < count; ++i) {
+    ActiveEdge& a = entries[i];
     if (a.endLine <= line) continue;
     a.MoveTo(ys);
     // Most lines retire no edge: copy only once the live entries have moved up.
-    if (live != i) active_[live] = a;
+    if (live != i) entries[live] = a;
+    if (live != 0 && entries[live].x < entries[live - 1].x) sorted = false;
     ++live;
   }
   active_.resize(live);
-  if (live > 1) SortActiveByX();
+  if (!sorted) SortActiveByX();
 }
 
-// Insertion sort, linear when few edges crossed since the last line; when the
-// crossings pile up (long edges in random order) a full sort is cheaper.
 void PathRunLengthGenerator::SortActiveByX() {
-  ActiveEdge* first = active_.data();
-  ActiveEdge* last = first + active_.size();
-  const std::size_t budget = 8 * active_.size() + 64;
-  std::size_t moves = 0;
-  for (ActiveEdge* i = first + 1; i < last; ++i) {
-    if (!(i->x < (i - 1)->x)) continue;
-    const ActiveEdge entry = *i;
-    ActiveEdge* j = i;
-    do {
-      *j = *(j - 1);
-      --j;
-      ++moves;
-    } while (j > first && entry.x < (j - 1)->x);
-    *j = entry;
-    if (moves > budget) {
-      std::sort(first, last, ByX<ActiveEdge>);
-      return;
-    }
-  }
+  SortNearlySorted(active_.data(), active_.data(), active_.data() + active_.size(),
+                   ByX<ActiveEdge>);
 }
 
 void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   const std::size_t old_count = active_.size();
-  for (; next_ < to_come_.size() && to_come_[next_]->firstLine <= line; ++next_) {
-    const Edge& edge = *to_come_[next_];
+  const std::size_t edge_count = edges_.size();
+  for (; next_ < edge_count && edges_[next_].firstLine <= line; ++next_) {
+    const Edge& edge = edges_[next_];
     // An edge that ended above this line (lines were skipped) never becomes active.
     if (edge.endLine <= line) continue;
-    const Edge::Segment* segments = segments_.data() + edge.firstSegment;
-    const Edge::Segment& s = segments[0];
+    const Edge::Segment* s = segments_.data() + edge.firstSegment;
     ActiveEdge a{.x = 0.0,
-                 .x0 = s.x0,
-                 .y0 = s.y0,
-                 .y1 = s.y1,
-                 .dxdy = s.dxdy,
+                 .x0 = s->x0,
+                 .y0 = s->y0,
+                 .y1 = s->y1,
+                 .dxdy = s->dxdy,
                  .endLine = edge.endLine,
-                 .segments = segments,
-                 .segment = 0,
-                 .lastSegment = edge.segmentCount - 1,
+                 .segment = s,
+                 .remaining = edge.segmentCount - 1,
                  .winding = edge.winding};
     a.MoveTo(ys);
     active_.push_back(a);
   }
-  if (active_.size() == old_count) return;
-  // Sort the new entries by x and merge them in; on equal x the old ones come first.
-  const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(old_count);
-  std::sort(fresh, active_.end(), ByX<ActiveEdge>);
-  if (old_count != 0 && fresh->x < (fresh - 1)->x) {
+  const std::size_t fresh = active_.size() - old_count;
+  if (fresh == 0) return;
+  ActiveEdge* const first = active_.data();
+  ActiveEdge* const last = first + active_.size();
+  // A few new edges are moved into place one by one: cheaper than sorting and
+  // merging while they and the entries they pass are few.
+  if (fresh <= 4 || (fresh <= 16 && old_count <= 16)) {
+    SortNearlySorted(first, first + old_count, last, ByX<ActiveEdge>);
+    return;
+  }
+  // Otherwise sort the new entries by x and merge them in; on equal x the old ones
+  // come first.
+  ActiveEdge* const fresh_first = first + old_count;
+  std::sort(fresh_first, last, ByX<ActiveEdge>);
+  if (old_count != 0 && fresh_first->x < (fresh_first - 1)->x) {
     scratch_.resize(active_.size());
-    std::merge(active_.begin(), fresh, fresh, active_.end(), scratch_.begin(), ByX<ActiveEdge>);
+    std::merge(first, fresh_first, fresh_first, last, scratch_.begin(), ByX<ActiveEdge>);
     active_.swap(scratch_);
   }
 }

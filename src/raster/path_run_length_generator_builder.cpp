@@ -123,6 +123,15 @@ std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const
   return code;
 }
 
+PathRunLengthGeneratorBuilder::Corner PathRunLengthGeneratorBuilder::CornerOf(
+    const Point<double>& p) const {
+  return {p.x, p.y, OutcodeOf(p.x, p.y), RoundToPixel(p.y)};
+}
+
+PathSegment PathRunLengthGeneratorBuilder::SideOf(const Corner& from, const Corner& to) {
+  return {from.x, from.y, to.x, to.y, from.outcode & to.outcode, from.line, to.line};
+}
+
 void PathRunLengthGeneratorBuilder::AddPoints(PointEnumerator& points) {
   if (BoxIsEmpty()) return;
   AddClosedPolygon([&points](Point<double>& out) { return points.Next(out); });
@@ -134,21 +143,18 @@ void PathRunLengthGeneratorBuilder::AddClosedPolygon(Next next) {
   chains_.current.Clear();
   filter_ = kEmpty;
 
-  Point<double> first;
-  if (!next(first)) return;
-  Point<double> previous = first;
-  std::uint32_t previous_code = OutcodeOf(first.x, first.y);
   Point<double> p;
+  if (!next(p)) return;
+  const Corner first = CornerOf(p);
+  Corner previous = first;
   while (next(p)) {
-    const std::uint32_t code = OutcodeOf(p.x, p.y);
-    PathSegment s{previous.x, previous.y, p.x, p.y, previous_code & code};
+    const Corner corner = CornerOf(p);
+    PathSegment s = SideOf(previous, corner);
     Feed(s);
-    previous = p;
-    previous_code = code;
+    previous = corner;
   }
   if (previous.x != first.x || previous.y != first.y) {
-    PathSegment s{previous.x, previous.y, first.x, first.y,
-                  previous_code & OutcodeOf(first.x, first.y)};
+    PathSegment s = SideOf(previous, first);
     Feed(s);
   }
   Flush();
@@ -210,10 +216,10 @@ PathRunLengthGeneratorBuilder::Merge PathRunLengthGeneratorBuilder::MergeInto(
   if (a.outcode != 0 || b.outcode != 0) return Merge::kApart;
 
   // A spike: one row down and straight back at the same rounded x.
-  const long long rows_a = a.Line1() - a.Line0();
-  const long long rows_b = b.Line1() - b.Line0();
+  const long long rows_a = a.line1 - a.line0;
+  const long long rows_b = b.line1 - b.line0;
   if ((rows_a == 1 || rows_a == -1) && rows_a * rows_b == -1) {
-    const double ys = static_cast<double>(std::min(a.Line0(), a.Line1())) + 0.5;
+    const double ys = static_cast<double>(std::min(a.line0, a.line1)) + 0.5;
     const double xa = a.x0 + (ys - a.y0) * (a.x1 - a.x0) / (a.y1 - a.y0);
     const double xb = b.x0 + (ys - b.y0) * (b.x1 - b.x0) / (b.y1 - b.y0);
     if (RoundToPixel(xa) == RoundToPixel(xb)) return Merge::kAnnihilated;
@@ -271,30 +277,28 @@ void PathRunLengthGeneratorBuilder::Commit(PathSegment& s) {
 void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
   if (chain.Empty()) return;
   const auto& segments = chain.Segments();
+  const bool increasing = chain.Increasing();
+  Edge edge;
+  edge.firstLine = increasing ? segments.front().line0 : segments.back().line1;
+  edge.endLine = increasing ? segments.back().line1 : segments.front().line0;
+  // An edge that crosses no row of pixel centres never changes a run.
+  if (edge.endLine <= edge.firstLine) return;
   std::vector<Edge::Segment>& store = generator_->segments_;
   const std::size_t first = store.size();
   auto add = [&store](double xs, double ys, double xe, double ye) {
     const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
     store.push_back({xs, ys, ye, dxdy});
   };
-  if (chain.Increasing()) {
+  if (increasing) {
     for (const PathSegment& s : segments)
       add(s.x0, s.y0, s.x1, s.y1);
   } else {
     for (auto it = segments.rbegin(); it != segments.rend(); ++it)
       add(it->x1, it->y1, it->x0, it->y0);
   }
-  Edge edge;
   edge.firstSegment = static_cast<std::uint32_t>(first);
   edge.segmentCount = static_cast<std::uint32_t>(store.size() - first);
-  edge.firstLine = RoundToPixel(store[first].y0);
-  edge.endLine = RoundToPixel(store.back().y1);
-  // An edge that crosses no row of pixel centres never changes a run.
-  if (edge.endLine <= edge.firstLine) {
-    store.resize(first);
-    return;
-  }
-  edge.winding = chain.Increasing() ? -1 : 1;
+  edge.winding = increasing ? -1 : 1;
   generator_->edges_.push_back(edge);
 }
 

@@ -67,7 +67,16 @@ class PathRunLengthGeneratorBuilder {
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
 
+  // A polygon corner with what both sides meeting there need: its outcode and line.
+  struct Corner {
+    double x, y;
+    std::uint32_t outcode;
+    long long line;  // round(y)
+  };
+
   std::uint32_t OutcodeOf(double x, double y) const;
+  Corner CornerOf(const Point<double>& p) const;
+  static PathSegment SideOf(const Corner& from, const Corner& to);
   bool BoxIsEmpty() const { return box_.right <= box_.left || box_.bottom <= box_.top; }
 
   // A corner-point polygon with its box (in the points' own space), culled on it.
