@@ -15,8 +15,8 @@ bool ByX(const T& a, const T& b) {
 }
 
 // Insertion sort, linear when few edges crossed since the last line; when the
-// crossings pile up (long edges in random order) a full sort is cheaper. The entries before `from`
-// are known to be in order already.
+// crossings pile up (long edges in random order) a full sort is cheaper. The
+// entries before `from` are known to be in order already.
 template <class T, class Less>
 void SortNearlySorted(T* first, T* from, T* last, Less less) {
   const std::size_t budget = 8 * static_cast<std::size_t>(last - first) + 64;
@@ -45,18 +45,15 @@ bool ByFirstLine(const Edge& a, const Edge& b) {
 
 }  // namespace
 
-void PathRunLengthGenerator::ActiveEdge::MoveTo(double ys) {
-  if (ys > y1) {
-    while (remaining != 0 && ys > segment->y1) {
-      ++segment;
-      --remaining;
-    }
-    x0 = segment->x0;
-    y0 = segment->y0;
-    y1 = segment->y1;
-    dxdy = segment->dxdy;
+void PathRunLengthGenerator::ActiveEdge::NextSegment(double ys) {
+  while (remaining != 0 && ys > segment->y1) {
+    ++segment;
+    --remaining;
   }
-  x = x0 + (ys - y0) * dxdy;
+  x0 = segment->x0;
+  y0 = segment->y0;
+  y1 = segment->y1;
+  dxdy = segment->dxdy;
 }
 
 PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
@@ -107,7 +104,7 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
 }
 
 void PathRunLengthGenerator::Activate() {
-  std::sort(edges_.begin(), edges_.end(), ByFirstLine);
+  SortEdgesByFirstLine();
   next_ = 0;
   active_.clear();
   // Few edges of a long outline cross one line: room for a typical line's worth, not
@@ -115,6 +112,43 @@ void PathRunLengthGenerator::Activate() {
   // needs more grows the array once to its high-water mark.
   active_.reserve(std::min<std::size_t>(edges_.size(), kActiveReserve));
   state_ = kActive;
+}
+
+// By first line, then in the order built. The edges of an outline are many and
+// their first lines few (a long stroke's pieces start on every line it crosses), so
+// a counting sort by line, which keeps the order built among equals, does in three
+// passes what a comparison sort needs log n for; the edge array comes out exactly
+// sized.
+void PathRunLengthGenerator::SortEdgesByFirstLine() {
+  const std::size_t count = edges_.size();
+  if (count < kCountingSortMinimum) {
+    std::sort(edges_.begin(), edges_.end(), ByFirstLine);
+    return;
+  }
+  long long low = edges_[0].firstLine;
+  long long high = low;
+  for (const Edge& edge : edges_) {
+    low = std::min(low, edge.firstLine);
+    high = std::max(high, edge.firstLine);
+  }
+  // The lines come from rounded coordinates, so their range may be anything (and
+  // only its unsigned form cannot overflow).
+  const unsigned long long range =
+      static_cast<unsigned long long>(high) - static_cast<unsigned long long>(low);
+  if (range >= 4 * count) {
+    std::sort(edges_.begin(), edges_.end(), ByFirstLine);
+    return;
+  }
+  std::vector<std::uint32_t> starts(static_cast<std::size_t>(range) + 2, 0);
+  for (const Edge& edge : edges_)
+    ++starts[static_cast<std::size_t>(edge.firstLine - low) + 1];
+  for (std::size_t i = 1; i < starts.size(); ++i)
+    starts[i] += starts[i - 1];
+  std::vector<Edge> sorted(count);
+  // Built order is ascending segment order, so equal lines keep ByFirstLine's order.
+  for (const Edge& edge : edges_)
+    sorted[starts[static_cast<std::size_t>(edge.firstLine - low)]++] = edge;
+  edges_.swap(sorted);
 }
 
 // Moves the live edges to the line and drops the dead ones in one pass; the order is

@@ -57,12 +57,19 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     std::uint32_t remaining;       // segments of the edge below the current one
     std::int32_t winding;
 
-    void MoveTo(double ys);
+    // x on the row of centres ys, moving on to the segment that row crosses.
+    void MoveTo(double ys) {
+      if (ys > y1) NextSegment(ys);
+      x = x0 + (ys - y0) * dxdy;
+    }
+    void NextSegment(double ys);
   };
 
   static constexpr std::size_t kActiveReserve = 64;
+  static constexpr std::size_t kCountingSortMinimum = 64;
 
   void Activate();
+  void SortEdgesByFirstLine();
   void UpdateActiveEdges(long long line, double ys);
   void SortActiveByX();
   void TakeNewEdges(long long line, double ys);

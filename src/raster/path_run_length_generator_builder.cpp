@@ -51,9 +51,10 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
     const Morv::MilliPointTransformation& t_;
   } adder(*this, env, t);
   // A convex piece makes two monotone chains (rarely more, where level sides are
-  // kept), so this is about what a measured outline adds. Others grow the stores as
-  // they go: edges and segments are plain values, so growing copies bytes.
+  // kept) of one or two segments, so this is about what a measured outline adds. Others grow the
+  // stores as they go: edges and segments are plain values, so growing copies bytes.
   generator_->edges_.reserve(generator_->edges_.size() + 2 * outline.PieceCount());
+  generator_->segments_.reserve(generator_->segments_.size() + 2 * outline.PieceCount());
   outline.Walk(adder);
 }
 
