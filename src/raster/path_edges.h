@@ -6,9 +6,9 @@
 // that meet there).
 //
 // MonotoneChain: consecutive segments that all go the same way in y. Two chains
-// (ScratchChains, with a buffer for a stroke piece's corners) are scratch storage
-// shared by every generator a conversion builds; they keep their capacity, so
-// building allocates only the edges themselves.
+// (ScratchChains, with a buffer for a stroke piece's corners and the stores that
+// edges are built in) are scratch storage shared by every generator a conversion
+// builds; they keep their capacity, so building allocates only the finished edges.
 //
 // Edge: a finished chain stored from smaller to larger y, with the lines it crosses
 // ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
@@ -75,13 +75,6 @@ class MonotoneChain {
   bool increasing_ = false;
 };
 
-struct ScratchChains {
-  MonotoneChain first;
-  MonotoneChain current;
-  // A stroke piece's corners in internal space, mapped once for culling and edges.
-  std::vector<Point<double>> piece;
-};
-
 struct Edge {
   struct Segment {
     double x0;    // x at the upper end
@@ -98,6 +91,18 @@ struct Edge {
   long long firstLine = 0;
   long long endLine = 0;  // exclusive
   std::int32_t winding = 0;
+};
+
+struct ScratchChains {
+  MonotoneChain first;
+  MonotoneChain current;
+  // A stroke piece's corners in internal space, mapped once for culling and edges.
+  std::vector<Point<double>> piece;
+  // The edges and segments of the generator being built, lent to its builder and
+  // given back with their capacity, so that building a generator allocates only its
+  // exactly sized arrays once it is finished.
+  std::vector<Edge> edges;
+  std::vector<Edge::Segment> segments;
 };
 
 }  // namespace QorSc

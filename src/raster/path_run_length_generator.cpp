@@ -104,7 +104,6 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
 }
 
 void PathRunLengthGenerator::Activate() {
-  SortEdgesByFirstLine();
   next_ = 0;
   active_.clear();
   // Few edges of a long outline cross one line: room for a typical line's worth, not
@@ -114,20 +113,17 @@ void PathRunLengthGenerator::Activate() {
   state_ = kActive;
 }
 
-// By first line, then in the order built. The edges of an outline are many and
-// their first lines few (a long stroke's pieces start on every line it crosses), so
-// a counting sort by line, which keeps the order built among equals, does in three
-// passes what a comparison sort needs log n for; the edge array comes out exactly
-// sized.
-void PathRunLengthGenerator::SortEdgesByFirstLine() {
-  const std::size_t count = edges_.size();
-  if (count < kCountingSortMinimum) {
-    std::sort(edges_.begin(), edges_.end(), ByFirstLine);
-    return;
-  }
-  long long low = edges_[0].firstLine;
+// The edges of an outline are many and their first lines few (a long stroke's
+// pieces start on every line it crosses), so a counting sort by line, which keeps
+// the order built among equals, does in three passes what a comparison sort needs
+// log n for.
+void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
+                                      const std::vector<Edge::Segment>& segments) {
+  segments_.assign(segments.begin(), segments.end());
+  const std::size_t count = edges.size();
+  long long low = count != 0 ? edges[0].firstLine : 0;
   long long high = low;
-  for (const Edge& edge : edges_) {
+  for (const Edge& edge : edges) {
     low = std::min(low, edge.firstLine);
     high = std::max(high, edge.firstLine);
   }
@@ -135,20 +131,20 @@ void PathRunLengthGenerator::SortEdgesByFirstLine() {
   // only its unsigned form cannot overflow).
   const unsigned long long range =
       static_cast<unsigned long long>(high) - static_cast<unsigned long long>(low);
-  if (range >= 4 * count) {
+  if (count < kCountingSortMinimum || range >= 4 * count) {
+    edges_.assign(edges.begin(), edges.end());
     std::sort(edges_.begin(), edges_.end(), ByFirstLine);
     return;
   }
   std::vector<std::uint32_t> starts(static_cast<std::size_t>(range) + 2, 0);
-  for (const Edge& edge : edges_)
+  for (const Edge& edge : edges)
     ++starts[static_cast<std::size_t>(edge.firstLine - low) + 1];
   for (std::size_t i = 1; i < starts.size(); ++i)
     starts[i] += starts[i - 1];
-  std::vector<Edge> sorted(count);
+  edges_.resize(count);
   // Built order is ascending segment order, so equal lines keep ByFirstLine's order.
-  for (const Edge& edge : edges_)
-    sorted[starts[static_cast<std::size_t>(edge.firstLine - low)]++] = edge;
-  edges_.swap(sorted);
+  for (const Edge& edge : edges)
+    edges_[starts[static_cast<std::size_t>(edge.firstLine - low)]++] = edge;
 }
 
 // Moves the live edges to the line and drops the dead ones in one pass; the order is

@@ -14,8 +14,8 @@
 // among themselves and merged in, and one walk with a running winding sum emits the
 // runs. The order among entries of equal x never matters: runs depend only on the
 // winding sums between distinct rounded x. The edges are sorted by first line once,
-// at activation; the active array is sized then for a typical line and grows only
-// to its high-water mark, so a line allocates nothing in the steady state.
+// when the builder hands them over; the active array is sized then for a typical line and grows
+// only to its high-water mark, so a line allocates nothing in the steady state.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +40,10 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // larger than the shape, such as a stroke's box bounded by its reach, then costs
   // nothing on the lines it adds.
   void FitLinesToEdges();
+
+  // Takes a copy of finished edges and their segments, exactly sized, the edges
+  // sorted by first line (then in the order built), as the lines need them.
+  void SetEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments);
 
  private:
   friend class PathRunLengthGeneratorBuilder;
@@ -69,7 +73,6 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   static constexpr std::size_t kCountingSortMinimum = 64;
 
   void Activate();
-  void SortEdgesByFirstLine();
   void UpdateActiveEdges(long long line, double ys);
   void SortActiveByX();
   void TakeNewEdges(long long line, double ys);
@@ -77,7 +80,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   template <bool kNonZeroRule>
   void EmitRuns();
 
-  std::vector<Edge> edges_;              // owned; by first line from activation on
+  std::vector<Edge> edges_;              // owned, by first line
   std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
   std::size_t next_ = 0;                 // the first edge not yet taken
   std::vector<ActiveEdge> active_;       // sorted by x

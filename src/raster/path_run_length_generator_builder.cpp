@@ -1,5 +1,5 @@
 // Edge building for path generators. Runs once per object per conversion; the
-// scratch chains are borrowed, so only the edges themselves are allocated.
+// scratch chains and stores are borrowed, so only the finished edges are allocated.
 
 #include "raster/path_run_length_generator_builder.h"
 
@@ -15,7 +15,33 @@ PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
       sample_x1_(static_cast<double>(box.right) - 0.5),
       sample_y1_(static_cast<double>(box.bottom) - 0.5),
       chains_(chains),
-      generator_(std::make_unique<PathRunLengthGenerator>(windingRule, box)) {}
+      generator_(std::make_unique<PathRunLengthGenerator>(windingRule, box)) {
+  edges_.swap(chains.edges);
+  segments_.swap(chains.segments);
+  edges_.clear();
+  segments_.clear();
+}
+
+PathRunLengthGeneratorBuilder::~PathRunLengthGeneratorBuilder() {
+  ReturnStores();
+}
+
+std::unique_ptr<PathRunLengthGenerator> PathRunLengthGeneratorBuilder::Release() {
+  if (generator_) {
+    generator_->SetEdges(edges_, segments_);
+    generator_->FitLinesToEdges();
+  }
+  ReturnStores();
+  return std::move(generator_);
+}
+
+void PathRunLengthGeneratorBuilder::ReturnStores() {
+  // Of two builders alive at once only one holds the stores: keep the larger.
+  edges_.clear();
+  segments_.clear();
+  if (edges_.capacity() > chains_.edges.capacity()) chains_.edges.swap(edges_);
+  if (segments_.capacity() > chains_.segments.capacity()) chains_.segments.swap(segments_);
+}
 
 void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
                                                 const Environment& env,
@@ -50,11 +76,6 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
     const Environment& env_;
     const Morv::MilliPointTransformation& t_;
   } adder(*this, env, t);
-  // A convex piece makes two monotone chains (rarely more, where level sides are
-  // kept) of one or two segments, so this is about what a measured outline adds. Others grow the
-  // stores as they go: edges and segments are plain values, so growing copies bytes.
-  generator_->edges_.reserve(generator_->edges_.size() + 2 * outline.PieceCount());
-  generator_->segments_.reserve(generator_->segments_.size() + 2 * outline.PieceCount());
   outline.Walk(adder);
 }
 
@@ -284,7 +305,7 @@ void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
   edge.endLine = increasing ? segments.back().line1 : segments.front().line0;
   // An edge that crosses no row of pixel centres never changes a run.
   if (edge.endLine <= edge.firstLine) return;
-  std::vector<Edge::Segment>& store = generator_->segments_;
+  std::vector<Edge::Segment>& store = segments_;
   const std::size_t first = store.size();
   auto add = [&store](double xs, double ys, double xe, double ye) {
     const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
@@ -300,7 +321,7 @@ void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
   edge.firstSegment = static_cast<std::uint32_t>(first);
   edge.segmentCount = static_cast<std::uint32_t>(store.size() - first);
   edge.winding = increasing ? -1 : 1;
-  generator_->edges_.push_back(edge);
+  edges_.push_back(edge);
 }
 
 }  // namespace QorSc

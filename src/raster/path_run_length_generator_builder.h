@@ -58,11 +58,13 @@ class PathRunLengthGeneratorBuilder {
   // Adds one polygon, closed.
   void AddPoints(PointEnumerator& points);
 
-  // Hands the generator over, its lines narrowed to those its edges cross.
-  std::unique_ptr<PathRunLengthGenerator> Release() {
-    if (generator_) generator_->FitLinesToEdges();
-    return std::move(generator_);
-  }
+  ~PathRunLengthGeneratorBuilder();
+  PathRunLengthGeneratorBuilder(const PathRunLengthGeneratorBuilder&) = delete;
+  PathRunLengthGeneratorBuilder& operator=(const PathRunLengthGeneratorBuilder&) = delete;
+
+  // Hands the generator over with its edges, its lines narrowed to those its edges
+  // cross.
+  std::unique_ptr<PathRunLengthGenerator> Release();
 
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
@@ -98,11 +100,16 @@ class PathRunLengthGeneratorBuilder {
   void Flush();
   void Commit(PathSegment& s);
   void BuildEdge(const MonotoneChain& chain);
+  void ReturnStores();
 
   QorMath::Rectangle<long long> box_;
   double sample_x0_, sample_y0_, sample_x1_, sample_y1_;
   ScratchChains& chains_;
   std::unique_ptr<PathRunLengthGenerator> generator_;
+  // Borrowed from the scratch chains (empty when another builder holds them) and
+  // given back with their capacity on Release or when the builder dies.
+  std::vector<Edge> edges_;
+  std::vector<Edge::Segment> segments_;
 
   // Segment filter of the polygon being added.
   // kFirst: only the first segment is pending and the next one may merge into it;
