@@ -4,6 +4,7 @@
 #include "raster/path_run_length_generator_builder.h"
 
 #include <algorithm>
+#include <array>
 
 namespace QorSc {
 
@@ -128,6 +129,7 @@ void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std
       std::max(box_.top, RoundToPixel(y0)) >= std::min(RoundToPixel(y1), box_.bottom)) {
     return;
   }
+  if (count <= kSmallPolygon && AddInsidePolygon(corners, count)) return;
   std::size_t i = 0;
   AddClosedPolygon([corners, count, &i](Point<double>& out) {
     if (i == count) return false;
@@ -237,16 +239,20 @@ PathRunLengthGeneratorBuilder::Merge PathRunLengthGeneratorBuilder::MergeInto(
   }
   if (a.outcode != 0 || b.outcode != 0) return Merge::kApart;
 
-  // A spike: one row down and straight back at the same rounded x.
+  return IsSpike(a, b) ? Merge::kAnnihilated : Merge::kApart;
+}
+
+// One row down and straight back at the same rounded x.
+bool PathRunLengthGeneratorBuilder::IsSpike(const PathSegment& a, const PathSegment& b) {
   const long long rows_a = a.line1 - a.line0;
   const long long rows_b = b.line1 - b.line0;
   if ((rows_a == 1 || rows_a == -1) && rows_a * rows_b == -1) {
     const double ys = static_cast<double>(std::min(a.line0, a.line1)) + 0.5;
     const double xa = a.x0 + (ys - a.y0) * (a.x1 - a.x0) / (a.y1 - a.y0);
     const double xb = b.x0 + (ys - b.y0) * (b.x1 - b.x0) / (b.y1 - b.y0);
-    if (RoundToPixel(xa) == RoundToPixel(xb)) return Merge::kAnnihilated;
+    return RoundToPixel(xa) == RoundToPixel(xb);
   }
-  return Merge::kApart;
+  return false;
 }
 
 void PathRunLengthGeneratorBuilder::Flush() {
@@ -298,30 +304,155 @@ void PathRunLengthGeneratorBuilder::Commit(PathSegment& s) {
 
 void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
   if (chain.Empty()) return;
-  const auto& segments = chain.Segments();
-  const bool increasing = chain.Increasing();
+  const std::vector<PathSegment>& segments = chain.Segments();
+  StoreEdge(segments.size(), chain.Increasing(),
+            [&segments](std::size_t i) -> const PathSegment& { return segments[i]; });
+}
+
+// `side(i)` gives the chain's i-th segment in path order.
+template <class Side>
+void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing, Side side) {
   Edge edge;
-  edge.firstLine = increasing ? segments.front().line0 : segments.back().line1;
-  edge.endLine = increasing ? segments.back().line1 : segments.front().line0;
+  edge.firstLine = increasing ? side(0).line0 : side(count - 1).line1;
+  edge.endLine = increasing ? side(count - 1).line1 : side(0).line0;
   // An edge that crosses no row of pixel centres never changes a run.
   if (edge.endLine <= edge.firstLine) return;
-  std::vector<Edge::Segment>& store = segments_;
-  const std::size_t first = store.size();
-  auto add = [&store](double xs, double ys, double xe, double ye) {
+  const std::size_t first = segments_.size();
+  auto add = [this](double xs, double ys, double xe, double ye) {
     const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
-    store.push_back({xs, ys, ye, dxdy});
+    segments_.push_back({xs, ys, ye, dxdy});
   };
   if (increasing) {
-    for (const PathSegment& s : segments)
+    for (std::size_t i = 0; i < count; ++i) {
+      const PathSegment& s = side(i);
       add(s.x0, s.y0, s.x1, s.y1);
+    }
   } else {
-    for (auto it = segments.rbegin(); it != segments.rend(); ++it)
-      add(it->x1, it->y1, it->x0, it->y0);
+    for (std::size_t i = count; i-- > 0;) {
+      const PathSegment& s = side(i);
+      add(s.x1, s.y1, s.x0, s.y0);
+    }
   }
   edge.firstSegment = static_cast<std::uint32_t>(first);
-  edge.segmentCount = static_cast<std::uint32_t>(store.size() - first);
+  edge.segmentCount = static_cast<std::uint32_t>(segments_.size() - first);
   edge.winding = increasing ? -1 : 1;
   edges_.push_back(edge);
+}
+
+// The segment filter and chains above, for a small polygon whose corners all lie
+// inside the sample box: every side then has outcode 0, so no side is dropped for
+// lying beyond the box and no two merge; the filter only drops sides that cross no
+// row and cancels spikes. The sides stay in one array and the chains hold their
+// indexes, so nothing is copied until the edges are stored; each step below is the
+// general filter's step with the outcode cases removed, and the edges come out the
+// same, in the same order.
+bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corners,
+                                                     std::size_t count) {
+  std::array<PathSegment, kSmallPolygon> sides;
+  std::array<long long, kSmallPolygon> lines;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (OutcodeOf(corners[i].x, corners[i].y) != 0) return false;
+    lines[i] = RoundToPixel(corners[i].y);
+  }
+  std::size_t side_count = 0;
+  auto add_side = [&](std::size_t from, std::size_t to) {
+    sides[side_count++] = {corners[from].x, corners[from].y, corners[to].x, corners[to].y, 0,
+                           lines[from],     lines[to]};
+  };
+  for (std::size_t i = 1; i < count; ++i)
+    add_side(i - 1, i);
+  const Point<double>& last_corner = corners[count - 1];
+  if (last_corner.x != corners[0].x || last_corner.y != corners[0].y) add_side(count - 1, 0);
+
+  // The two chains, as side indexes with their direction.
+  struct IndexChain {
+    std::array<std::uint8_t, kSmallPolygon> sides;
+    std::size_t size = 0;
+    bool increasing = false;
+  } first_chain, current;
+  auto accept = [&sides](IndexChain& chain, std::size_t k) {
+    const bool increasing = sides[k].Increasing();
+    if (chain.size == 0) {
+      chain.increasing = increasing;
+    } else if (increasing != chain.increasing) {
+      return false;
+    }
+    chain.sides[chain.size++] = static_cast<std::uint8_t>(k);
+    return true;
+  };
+  auto build = [&](const IndexChain& chain) {
+    if (chain.size == 0) return;
+    StoreEdge(chain.size, chain.increasing,
+              [&](std::size_t i) -> const PathSegment& { return sides[chain.sides[i]]; });
+  };
+  auto commit = [&](std::size_t k) {
+    if (current.size != 0) {
+      if (!accept(current, k)) {
+        build(current);
+        current.size = 0;
+        accept(current, k);
+      }
+    } else if (!accept(first_chain, k)) {
+      accept(current, k);
+    }
+  };
+  auto spike = [&sides](std::size_t a, std::size_t b) { return IsSpike(sides[a], sides[b]); };
+
+  FilterState state = kEmpty;
+  std::size_t first_pending = 0;
+  std::size_t last_pending = 0;
+  for (std::size_t k = 0; k < side_count; ++k) {
+    if (!sides[k].Crosses()) continue;
+    switch (state) {
+      case kEmpty:
+        first_pending = k;
+        state = kFirst;
+        break;
+      case kFirst:
+        if (spike(first_pending, k)) {
+          state = kEmpty;
+        } else {
+          last_pending = k;
+          state = kFirstAndLast;
+        }
+        break;
+      case kFirstHeld:
+        last_pending = k;
+        state = kFirstAndLast;
+        break;
+      case kFirstAndLast:
+        if (spike(last_pending, k)) {
+          state = first_chain.size == 0 ? kFirst : kFirstHeld;
+        } else {
+          commit(last_pending);
+          last_pending = k;
+        }
+        break;
+    }
+  }
+  switch (state) {
+    case kEmpty:
+    case kFirst:
+      return true;
+    case kFirstHeld:
+      commit(first_pending);
+      break;
+    case kFirstAndLast:
+      if (!spike(last_pending, first_pending)) {
+        commit(last_pending);
+        commit(first_pending);
+      }
+      break;
+  }
+  if (first_chain.size != 0 && current.size != 0 && first_chain.increasing == current.increasing) {
+    for (std::size_t i = 0; i < first_chain.size; ++i)
+      current.sides[current.size++] = first_chain.sides[i];
+    build(current);
+  } else {
+    build(current);
+    build(first_chain);
+  }
+  return true;
 }
 
 }  // namespace QorSc

@@ -68,6 +68,7 @@ class PathRunLengthGeneratorBuilder {
 
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
+  static constexpr std::size_t kSmallPolygon = 16;
 
   // A polygon corner with what both sides meeting there need: its outcode and line.
   struct Corner {
@@ -100,6 +101,12 @@ class PathRunLengthGeneratorBuilder {
   void Flush();
   void Commit(PathSegment& s);
   void BuildEdge(const MonotoneChain& chain);
+  template <class Side>
+  void StoreEdge(std::size_t count, bool increasing, Side side);
+  static bool IsSpike(const PathSegment& a, const PathSegment& b);
+  // The filter for a polygon of at most kSmallPolygon corners, all inside the sample
+  // box (most pieces of a stroke outline); false, having added nothing, otherwise.
+  bool AddInsidePolygon(const Point<double>* corners, std::size_t count);
   void ReturnStores();
 
   QorMath::Rectangle<long long> box_;

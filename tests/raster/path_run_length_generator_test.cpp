@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -211,6 +212,73 @@ TEST(PathRunLengthGenerator, MatchesTheReferenceOnRandomPolygons) {
     for (std::uint32_t rule : {0u, 1u}) {
       ASSERT_EQ(AllLines(polygons, rule, box), QorScTest::ReferenceRuns(polygons, rule, box))
           << "round " << round << " rule " << rule;
+    }
+  }
+}
+
+// Small polygons inside the sample box (the pieces of a stroke outline) take a
+// shorter road through the edge builder when given as corners; it must build as
+// many edges as the general filter and the same runs (the reference's), with spikes,
+// repeated corners, level sides, closed and open polygons and a few too large for
+// the short road among them.
+TEST(PathRunLengthGenerator, SmallInsidePolygonsBuildTheGeneralEdges) {
+  std::mt19937 random(2024);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  const Box box{0, 0, 40, 40};
+  for (int round = 0; round < 300; ++round) {
+    QorSc::FlatOutline flat;
+    std::vector<Polygon> polygons;
+    const int count = 1 + static_cast<int>(unit(random) * 6);
+    for (int n = 0; n < count; ++n) {
+      const double cx = 4 + unit(random) * 32;
+      const double cy = 4 + unit(random) * 32;
+      const double spread = unit(random) < 0.5 ? 3.0 : 7.0;
+      const int corners = 1 + static_cast<int>(unit(random) * 20);
+      Polygon p;
+      for (int k = 0; k < corners; ++k) {
+        const double r = unit(random);
+        if (r < 0.15 && !p.empty()) {
+          // A spike: one row down and back to the same rounded x.
+          const QorSc::Point<double> at = p.back();
+          p.push_back({at.x + 0.01, std::floor(at.y) + 1.6});
+          p.push_back({at.x + 0.02, at.y});
+        } else if (r < 0.25 && !p.empty()) {
+          p.push_back(p.back());  // a repeated corner
+        } else if (r < 0.35 && !p.empty()) {
+          p.push_back({cx + (unit(random) - 0.5) * spread, p.back().y});  // a level side
+        } else {
+          p.push_back({cx + (unit(random) - 0.5) * spread, cy + (unit(random) - 0.5) * spread});
+        }
+      }
+      if (unit(random) < 0.3) p.push_back(p.front());  // closed by its data
+      // Corners are culled on their rounded box, which a point enumerator's polygon
+      // is not: keep only polygons that culling cannot drop, so the edges compare.
+      double x0 = p[0].x, x1 = x0, y0 = p[0].y, y1 = y0;
+      for (const auto& c : p) {
+        x0 = std::min(x0, c.x);
+        x1 = std::max(x1, c.x);
+        y0 = std::min(y0, c.y);
+        y1 = std::max(y1, c.y);
+      }
+      if (std::llround(x0) >= std::llround(x1) || std::llround(y0) >= std::llround(y1)) continue;
+      polygons.push_back(p);
+      flat.points.insert(flat.points.end(), p.begin(), p.end());
+      flat.ends.push_back(flat.points.size());
+    }
+    for (std::uint32_t rule : {0u, 1u}) {
+      const auto general = Build(polygons, rule, box);
+      QorSc::ScratchChains chains;
+      QorSc::PathRunLengthGeneratorBuilder builder(rule, box, chains);
+      builder.AddFlatOutline(flat);
+      const auto corners = builder.Release();
+      ASSERT_EQ(corners->EdgeCount(), general->EdgeCount()) << "round " << round;
+      const std::vector<RunList> expected = QorScTest::ReferenceRuns(polygons, rule, box);
+      for (long long y = box.top; y < box.bottom; ++y) {
+        general->GenerateRuns(y);
+        corners->GenerateRuns(y);
+        ASSERT_EQ(corners->Runs(), general->Runs()) << "round " << round << " line " << y;
+        ASSERT_EQ(corners->Runs(), expected[y - box.top]) << "round " << round << " line " << y;
+      }
     }
   }
 }
