@@ -70,7 +70,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   };
 
   static constexpr std::size_t kActiveReserve = 64;
-  static constexpr std::size_t kCountingSortMinimum = 64;
+  static constexpr std::size_t kCountingSortMinimum = 16;
 
   void Activate();
   void UpdateActiveEdges(long long line, double ys);
