@@ -13,6 +13,12 @@
 // - a spike, one row down and straight back up at the same rounded x, vanishes;
 // - the polygon's first segment is held back to the end, so that it can still merge
 //   with the closing segment, and the last chain joins the first across the start.
+//
+// A small polygon given as corners that lie wholly inside the sample box (most pieces
+// of a stroke outline) takes a shorter road with the same result: no side can lie
+// beyond the box, so the filter keeps its sides in place and only drops those that
+// cross no row and cancels spikes. Edges are built in stores lent by the scratch
+// chains and handed to the generator exactly sized.
 #pragma once
 
 #include <cstdint>
