@@ -349,10 +349,10 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
     // The outline is kept as the path and its style and stroked again when its record
     // is activated: held as pieces, the strokes of a page of long thin curves took
     // hundreds of megabytes. A one-piece outline is kept as a compound, which an
-    // axis-aligned rectangle needs to become a box. Only short polylines are walked
-    // here (to find their pieces); any other outline is boxed by its path's box grown
-    // by its reach, which may be larger than the outline's own box but never misses a
-    // piece, and a larger box changes no run.
+    // axis-aligned rectangle needs to become a box. Only short polylines without round
+    // caps are walked here (to find their pieces); any other outline is boxed by its
+    // path's box grown by its reach, which may be larger than the outline's own box but
+    // never misses a piece, and a larger box changes no run.
     const auto stroke = std::make_shared<const Morv::StrokeOutline>(
         outline.Compound(), StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
         style.dash.array.empty() ? nullptr : &style.dash,

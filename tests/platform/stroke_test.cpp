@@ -588,9 +588,10 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
   EXPECT_EQ(none.GetBoundingBox(), Morv::MilliPointRectangle());
 }
 
-// Short solid polylines are measured: box and piece count are the compound's, bit for
-// bit. Everything else gets a box that holds every corner of every piece, whatever
-// the caps, joins, miter limit and dashes; it is the path's box grown by the reach.
+// Short solid polylines without round caps are measured: box and piece count are the
+// compound's, bit for bit. Everything else gets a box that holds every corner of every
+// piece, whatever the caps, joins, miter limit and dashes; it is the path's box grown
+// by the reach.
 TEST(Stroke, OutlineBoxesHoldEveryPiece) {
   class Corners final : public Morv::OutlineSink {
    public:
@@ -642,7 +643,9 @@ TEST(Stroke, OutlineBoxesHoldEveryPiece) {
     Corners corners;
     outline.Walk(corners);
     const Morv::MilliPointRectangle& box = outline.GetBoundingBox();
-    EXPECT_EQ(outline.Measured(), round % 2 == 1 && segments <= 8 && d == nullptr) << round;
+    EXPECT_EQ(outline.Measured(),
+              round % 2 == 1 && segments <= 8 && d == nullptr && cap != LineCap::kRound)
+        << round;
     if (outline.Measured()) {
       // The compound's box, whose far sides are corner plus size, rounded.
       EXPECT_EQ(box, Morv::Stroke(*path, width, cap, join, miter, d, 50.0).GetBoundingBox());

@@ -522,10 +522,13 @@ Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin jo
 
 namespace {
 
-// Only a solid polyline of a few segments is measured: its walk costs a handful of
-// pieces, and it is the outline that may be one piece.
-bool IsShortPolyline(const Compound& path, bool dashed) {
-  if (dashed) return false;
+// Only a solid polyline of a few segments without round caps is measured: its walk
+// costs a handful of pieces, and it is the outline that may be one four-cornered piece
+// (a rectangle, or a square dot), which its consumer turns into a box. With round caps
+// no outline is such a piece (every open end adds a half disc, a dot is a disc), so
+// measuring one, the dots of a scatter plot above all, only walked it once more.
+bool IsShortPolyline(const Compound& path, bool dashed, LineCap cap) {
+  if (dashed || cap == LineCap::kRound) return false;
   std::size_t segments = 0;
   for (const Subpath& s : path.GetSubpaths()) {
     if (s.HasCurves()) return false;
@@ -568,7 +571,7 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
   // pixel.
   const double grow = reach * (1.0 + 1e-6) + extent * 1e-9;
   if (!strokes || path_->GetSubpaths().empty() || !std::isfinite(grow) ||
-      IsShortPolyline(*path_, dashed_)) {
+      IsShortPolyline(*path_, dashed_, cap_)) {
     // The box a compound of the pieces would report: each piece's box as a subpath
     // computes it, united as a compound unites them.
     class Measure final : public OutlineSink {

@@ -52,11 +52,12 @@ double StrokeReach(double width, LineCap cap, LineJoin join, double miterLimit);
 // hands out the pieces Stroke would return, the same every time.
 //
 // The box always holds every piece. A short polyline, solid (at most
-// kMeasuredSegments segments, no curves, no dashes), is walked once to measure it:
-// its box and piece count are then those of the compound Stroke returns, bit for bit,
-// so a one-piece outline can still become a compound. Any other outline is bounded
-// without a walk, by the path's box grown by the stroke's reach: walking a long curve
-// only to box it costs as much as stroking it.
+// kMeasuredSegments segments, no curves, no dashes) and not round-capped, is walked
+// once to measure it: its box and piece count are then those of the compound Stroke
+// returns, bit for bit, so a one-piece outline (a rectangle, a square dot) can still
+// become a compound. Any other outline is bounded without a walk, by the path's box
+// grown by the stroke's reach: walking a long curve only to box it costs as much as
+// stroking it, and a round-capped outline is never a four-cornered piece.
 class StrokeOutline {
  public:
   StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap, LineJoin join,
