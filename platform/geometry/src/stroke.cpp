@@ -38,7 +38,7 @@
 //
 // Hot loop (per flattened vertex): it must not allocate beyond the emitted polygons
 // (point buffers are reused) and must not call trigonometric functions except to lay
-// out round caps and joins.
+// out round joins of untabled sweeps (dots and caps take their steps from a table).
 #include "morv/stroke.h"
 
 #include <algorithm>
@@ -50,15 +50,21 @@
 #include <vector>
 
 #include "morv/flatten.h"
+#include "turn_steps.h"
 
 namespace Morv {
 namespace {
 
 using Point = MilliPointPoint;
+using internal::StepOf;
+using internal::TabledTurn;
+using internal::Turn;
+using internal::TurnStep;
 
 constexpr double kMaxArcStep = std::numbers::pi / 4.0;
 constexpr double kMinArcStep = 2.0 * std::numbers::pi / 1024.0;
 constexpr double kMaxDashesPerSubpath = 65536.0;
+constexpr std::size_t kUsualPieceCorners = 16;
 // Twice a polygon's area relative to its squared extent below which rounding of the
 // coordinates decides the sign: a few units in the last place.
 constexpr double kSliverRatio = 64.0 * std::numeric_limits<double>::epsilon();
@@ -79,6 +85,9 @@ double Dot(Vec a, Vec b) {
 }
 double Cross(Vec a, Vec b) {
   return a.x * b.y - a.y * b.x;
+}
+Vec Rotated(Vec v, TurnStep step) {
+  return {v.x * step.cosine - v.y * step.sine, v.x * step.sine + v.y * step.cosine};
 }
 
 // Every corner of every piece goes through here, so pieces meeting at a corner compute
@@ -185,7 +194,10 @@ class OutlineWriter {
         cap_(cap),
         join_(join),
         miter_limit_(miterLimit),
-        sink_(sink) {}
+        sink_(sink) {
+    // Room for the usual pieces (a dot's disc included) without growing piece by piece.
+    scratch_.reserve(kUsualPieceCorners);
+  }
 
   void Polyline(const Vertex* v, std::size_t n, bool closed);
   void Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor);
@@ -386,25 +398,24 @@ void OutlineWriter::AppendArc(const Point& centre, Vec from, Vec to, double swee
   double steps = std::ceil(std::fabs(sweep) / arc_step_);
   if (!(steps >= 1.0)) steps = 1.0;
   const auto count = static_cast<int>(std::min(steps, 2048.0));
+  // Caps (and reversals) sweep a half turn: their steps are tabled.
+  const TurnStep* tabled =
+      sweep == internal::SweepOf(Turn::kHalf) ? TabledTurn(Turn::kHalf, count) : nullptr;
   scratch_.push_back(Offset(centre, from, half_));
   for (int i = 1; i < count; ++i) {
-    const double angle = sweep * static_cast<double>(i) / static_cast<double>(count);
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
-    scratch_.push_back(Offset(centre, {from.x * c - from.y * s, from.x * s + from.y * c}, half_));
+    const TurnStep step = tabled != nullptr ? tabled[i] : StepOf(sweep, i, count);
+    scratch_.push_back(Offset(centre, Rotated(from, step), half_));
   }
   scratch_.push_back(Offset(centre, to, half_));
 }
 
 void OutlineWriter::Disc(const Point& centre, Vec along) {
-  const double turn = 2.0 * std::numbers::pi;
+  const double turn = internal::SweepOf(Turn::kFull);
   const auto count = static_cast<int>(std::min(std::ceil(turn / arc_step_), 2048.0));
+  const TurnStep* tabled = TabledTurn(Turn::kFull, count);
   for (int i = 0; i < count; ++i) {
-    const double angle = turn * static_cast<double>(i) / static_cast<double>(count);
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
-    scratch_.push_back(
-        Offset(centre, {along.x * c - along.y * s, along.x * s + along.y * c}, half_));
+    const TurnStep step = tabled != nullptr ? tabled[i] : StepOf(turn, i, count);
+    scratch_.push_back(Offset(centre, Rotated(along, step), half_));
   }
   Flush();
 }
