@@ -432,6 +432,39 @@ TEST(Stroke, DotAndCapCornersAreTheTrueStepsBitForBit) {
   EXPECT_GT(largest, 64u);  // past the table too
 }
 
+// A round join of a turn below one arc step is drawn as one chord without computing
+// its angle; turns on either side of the step, within rounding of it, must still get
+// the number of arc steps the angle gives.
+TEST(Stroke, RoundJoinsNearOneArcStepKeepTheirStepCount) {
+  const double tolerance = 0.01;  // half width 1: an arc step of 2·acos(0.99)
+  const double step = 2.0 * std::acos(1.0 - tolerance);
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> jitter(-1.0, 1.0);
+  int chords = 0;
+  int arcs = 0;
+  for (int i = 0; i < 400; ++i) {
+    const double scale = i < 200 ? 1e-6 : 1e-12;
+    const double turn = step * (1.0 + scale * jitter(random)) * (i % 2 == 0 ? 1.0 : -1.0);
+    const double x = 10.0 + 10.0 * std::cos(turn);
+    const double y = 10.0 * std::sin(turn);
+    const Compound path = PathBuilder().MoveTo(0, 0).LineTo(10, 0).LineTo(x, y).Build();
+    const Compound outline =
+        Morv::Stroke(path, 2.0, LineCap::kButt, LineJoin::kRound, 10.0, nullptr, tolerance);
+    ASSERT_EQ(outline.GetSubpaths().size(), 3u);
+    // The direction of the second piece as the stroker computes it.
+    const double length = std::hypot(x - 10.0, y);
+    const double ux = (x - 10.0) / length;
+    const double uy = y / length;
+    const double sweep = std::atan2(1.0 * uy - 0.0 * ux, 1.0 * ux + 0.0 * uy);
+    const double steps = std::max(1.0, std::ceil(std::fabs(sweep) / step));
+    const std::size_t corners = outline.GetSubpaths()[2].VectorPoints()->size();
+    ASSERT_EQ(corners, 2 + static_cast<std::size_t>(steps)) << turn;
+    (steps == 1.0 ? chords : arcs) += 1;
+  }
+  EXPECT_GT(chords, 50);
+  EXPECT_GT(arcs, 50);
+}
+
 TEST(Stroke, ZeroLengthDashesAreDotsAlongThePath) {
   // Dots every 2 units along (0,0) → (8,6), the ends included.
   const Compound line = Line(0.0, 0.0, 8.0, 6.0);

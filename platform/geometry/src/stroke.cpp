@@ -209,11 +209,14 @@ class OutlineWriter {
   void Cap(const Point& p, Vec u, bool start);
   void EmitDash(Vec along);
   void AppendArc(const Point& centre, Vec from, Vec to, double sweep);
+  bool IsBelowOneArcStep(double cosine);
   void Disc(const Point& centre, Vec along);
   void Flush();
 
   double half_;
   double arc_step_;
+  // Cosine of a turn safely below one arc step, computed at the first round join.
+  double chord_turn_cosine_ = std::numeric_limits<double>::quiet_NaN();
   LineCap cap_;
   LineJoin join_;
   double miter_limit_;
@@ -334,9 +337,14 @@ void OutlineWriter::Join(const Point& v, Vec u0, Vec u1, bool smooth) {
 
   LineJoin style = smooth ? LineJoin::kRound : join_;
   if (style == LineJoin::kRound) {
-    const double sweep = cross == 0.0 ? std::numbers::pi : std::atan2(cross, cosine);
     scratch_.push_back(v);
-    AppendArc(v, a, b, sweep);
+    if (IsBelowOneArcStep(cosine)) {
+      // The arc of one step, without its angle: most joins of a flattened curve.
+      scratch_.push_back(Offset(v, a, half_));
+      scratch_.push_back(Offset(v, b, half_));
+    } else {
+      AppendArc(v, a, b, cross == 0.0 ? std::numbers::pi : std::atan2(cross, cosine));
+    }
     Flush();
     return;
   }
@@ -390,6 +398,15 @@ void OutlineWriter::Cap(const Point& p, Vec u, bool start) {
     default:
       return;
   }
+}
+
+// Whether a turn whose cosine is `cosine` is certainly smaller than one arc step, so
+// that AppendArc would draw it as one chord. The margin of a millionth of the step
+// dwarfs the rounding of the unit vectors' products and of atan2 (about 1e-14 of the
+// smallest step), so no turn AppendArc would split passes as one chord.
+bool OutlineWriter::IsBelowOneArcStep(double cosine) {
+  if (std::isnan(chord_turn_cosine_)) chord_turn_cosine_ = std::cos(arc_step_ * (1.0 - 1e-6));
+  return cosine > chord_turn_cosine_;
 }
 
 // Points on the circle of radius half_ from direction `from` turning by `sweep` to
