@@ -49,6 +49,8 @@
 #include <numbers>
 #include <vector>
 
+#include <boost/container/small_vector.hpp>
+
 #include "morv/flatten.h"
 #include "turn_steps.h"
 
@@ -113,7 +115,11 @@ struct Vertex {
   bool smooth;  // inside a flattened curve rather than at a segment boundary
 };
 
-void AppendDistinct(std::vector<Vertex>& vertices, const Vertex& v) {
+// A subpath's corners: most strokes on a page of marks and rules have a few, which then
+// need no allocation.
+using Vertices = boost::container::small_vector<Vertex, 16>;
+
+void AppendDistinct(Vertices& vertices, const Vertex& v) {
   if (!vertices.empty() && vertices.back().p == v.p) {
     vertices.back().smooth = vertices.back().smooth && v.smooth;
     return;
@@ -200,7 +206,7 @@ class OutlineWriter {
   }
 
   void Polyline(const Vertex* v, std::size_t n, bool closed);
-  void Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor);
+  void Dashed(const Vertices& v, bool closed, DashCursor cursor);
   void DrawDot(const Point& p, Vec along);
 
  private:
@@ -221,7 +227,7 @@ class OutlineWriter {
   LineJoin join_;
   double miter_limit_;
   std::vector<Point> scratch_;
-  std::vector<Vertex> dash_;
+  Vertices dash_;
   OutlineSink& sink_;
 };
 
@@ -249,7 +255,7 @@ void OutlineWriter::Polyline(const Vertex* v, std::size_t n, bool closed) {
   }
 }
 
-void OutlineWriter::Dashed(const std::vector<Vertex>& v, bool closed, DashCursor cursor) {
+void OutlineWriter::Dashed(const Vertices& v, bool closed, DashCursor cursor) {
   dash_.clear();
   if (cursor.On()) dash_.push_back({v[0].p, false});
   const std::size_t n = v.size();
@@ -466,7 +472,7 @@ void OutlineWriter::Flush() {
 
 // The flattened corner points of `s` with equal neighbours merged; a closed subpath's
 // repeated start point is dropped since the closing piece is implied.
-void Flatten(const Subpath& s, double tolerance, std::vector<Vertex>& out) {
+void Flatten(const Subpath& s, double tolerance, Vertices& out) {
   out.clear();
   auto [it, end] = MakeVectorPointRange(s, tolerance);
   AppendDistinct(out, {*it, false});
@@ -493,7 +499,7 @@ class SubpathCollector final : public OutlineSink {
   std::vector<Subpath>& out_;
 };
 
-double PolylineLength(const std::vector<Vertex>& v, bool closed) {
+double PolylineLength(const Vertices& v, bool closed) {
   double length = 0.0;
   for (std::size_t i = 0; i + 1 < v.size(); ++i) {
     length += Distance(v[i].p, v[i + 1].p);
@@ -514,7 +520,7 @@ void StrokePieces(const Compound& compound, double width, LineCap cap, LineJoin 
   const double period = PrepareDashes(dash, lengths);
 
   OutlineWriter writer(width, tolerance, cap, join, miterLimit, sink);
-  std::vector<Vertex> vertices;
+  Vertices vertices;
   for (const Subpath& s : compound.GetSubpaths()) {
     Flatten(s, tolerance, vertices);
     const bool closed = s.IsClosed();
