@@ -399,24 +399,23 @@ TEST(Stroke, DotAndCapCornersAreTheTrueStepsBitForBit) {
   const Compound line = PathBuilder().MoveTo(5, 5).LineTo(15, 5).Build();
   std::size_t largest = 0;
   for (const double tolerance : {0.3, 0.05, 0.004, 1.1e-3, 2e-4, 1e-5}) {
-    const Compound disc = Morv::Stroke(dot, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0,
-                                       nullptr, tolerance);
+    const Compound disc =
+        Morv::Stroke(dot, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0, nullptr, tolerance);
     ASSERT_EQ(disc.GetSubpaths().size(), 1u);
     const std::vector<MilliPointPoint>& corners = *disc.GetSubpaths()[0].VectorPoints();
     const std::size_t count = corners.size();
     largest = std::max(largest, count);
     for (std::size_t i = 0; i < count; ++i) {
-      const double angle =
-          2.0 * kPi * static_cast<double>(i) / static_cast<double>(count);
+      const double angle = 2.0 * kPi * static_cast<double>(i) / static_cast<double>(count);
       const double c = std::cos(angle);
       const double s = std::sin(angle);
-      ASSERT_EQ(corners[i], MilliPointPoint(5.0 + (1.0 * c - 0.0 * s) * 1.0,
-                                            5.0 + (1.0 * s + 0.0 * c) * 1.0))
+      ASSERT_EQ(corners[i],
+                MilliPointPoint(5.0 + (1.0 * c - 0.0 * s) * 1.0, 5.0 + (1.0 * s + 0.0 * c) * 1.0))
           << count << " " << i;
     }
     // The end cap turns from the right side (0, -1) through the front to the left.
-    const Compound capped = Morv::Stroke(line, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0,
-                                         nullptr, tolerance);
+    const Compound capped =
+        Morv::Stroke(line, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0, nullptr, tolerance);
     ASSERT_EQ(capped.GetSubpaths().size(), 3u);
     const std::vector<MilliPointPoint>& cap = *capped.GetSubpaths()[2].VectorPoints();
     const std::size_t steps = cap.size() - 1;

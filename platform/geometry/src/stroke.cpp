@@ -42,14 +42,13 @@
 #include "morv/stroke.h"
 
 #include <algorithm>
+#include <boost/container/small_vector.hpp>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <numbers>
 #include <vector>
-
-#include <boost/container/small_vector.hpp>
 
 #include "morv/flatten.h"
 #include "turn_steps.h"

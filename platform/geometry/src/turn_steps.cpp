@@ -21,7 +21,8 @@ TurnTables MakeTurnTables() {
     std::vector<TurnStep>& steps = tables.steps[static_cast<int>(turn)];
     for (int count = 1; count <= kTabledTurnSteps; ++count) {
       tables.offsets[count] = static_cast<int>(steps.size());
-      for (int i = 0; i < count; ++i) steps.push_back(StepOf(SweepOf(turn), i, count));
+      for (int i = 0; i < count; ++i)
+        steps.push_back(StepOf(SweepOf(turn), i, count));
     }
   }
   return tables;
