@@ -589,8 +589,7 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
       cap_(cap),
       join_(join),
       miter_limit_(miterLimit),
-      dash_(dash != nullptr ? *dash : DashPattern{}),
-      dashed_(dash != nullptr),
+      dash_(dash != nullptr ? std::make_unique<const DashPattern>(*dash) : nullptr),
       tolerance_(tolerance) {
   const bool strokes = width > 0.0 && std::isfinite(width);
   const double reach = StrokeReach(width, cap, join, miterLimit);
@@ -604,7 +603,7 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
   // pixel.
   const double grow = reach * (1.0 + 1e-6) + extent * 1e-9;
   if (!strokes || path_->GetSubpaths().empty() || !std::isfinite(grow) ||
-      IsShortPolyline(*path_, dashed_, cap_)) {
+      IsShortPolyline(*path_, dash_ != nullptr, cap_)) {
     // The box a compound of the pieces would report: each piece's box as a subpath
     // computes it, united as a compound unites them.
     class Measure final : public OutlineSink {
@@ -618,7 +617,7 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
     } measure;
     Walk(measure);
     bounding_box_ = measure.box.Rectangle();
-    pieces_ = measure.count;
+    pieces_ = static_cast<std::uint32_t>(measure.count);
     measured_ = true;
     return;
   }
@@ -627,12 +626,11 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
 }
 
 void StrokeOutline::Walk(OutlineSink& sink) const {
-  StrokePieces(*path_, width_, cap_, join_, miter_limit_, dashed_ ? &dash_ : nullptr, tolerance_,
-               sink);
+  StrokePieces(*path_, width_, cap_, join_, miter_limit_, dash_.get(), tolerance_, sink);
 }
 
 Compound StrokeOutline::ToCompound() const {
-  return Stroke(*path_, width_, cap_, join_, miter_limit_, dashed_ ? &dash_ : nullptr, tolerance_);
+  return Stroke(*path_, width_, cap_, join_, miter_limit_, dash_.get(), tolerance_);
 }
 
 }  // namespace Morv

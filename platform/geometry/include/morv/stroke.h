@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -81,11 +82,13 @@ class StrokeOutline {
   LineCap cap_;
   LineJoin join_;
   double miter_limit_;
-  DashPattern dash_;
-  bool dashed_;
+  // Kept only when dashed: a page of marks holds one outline per mark until it is
+  // activated, and most are solid.
+  std::unique_ptr<const DashPattern> dash_;
   double tolerance_;
   MilliPointRectangle bounding_box_;
-  std::size_t pieces_ = 0;
+  // Measured outlines are short polylines of a few pieces.
+  std::uint32_t pieces_ = 0;
   bool measured_ = false;
 };
 
