@@ -25,10 +25,17 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
   }
   if (objects) {
     pending_ = std::move(objects->records);
+    // Ordered once, not kept in a heap: a heap's pops reach every record's box
+    // again, a cache miss each, while records arrive in painting order and most
+    // lines activate few of them.
+    order_.reserve(pending_.size());
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
+      const long long top =
+          std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, pixel_box_.bottom);
+      order_.push_back(static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i);
     }
-    std::make_heap(pending_.begin(), pending_.end(), ByFirstLine());
+    std::sort(order_.begin(), order_.end());
   }
 }
 
@@ -46,16 +53,17 @@ LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
 
 void LineRenderer::Activate(long long y) {
   const std::size_t first_new = active_.size();
-  while (!pending_.empty() && pending_.front()->GetPixelBox().top <= y) {
-    std::pop_heap(pending_.begin(), pending_.end(), ByFirstLine());
-    std::unique_ptr<ObjectInfo> record = std::move(pending_.back());
-    pending_.pop_back();
+  const auto first_line = static_cast<std::uint64_t>(y - pixel_box_.top) << 32;
+  for (; next_ < order_.size() && order_[next_] < first_line + (std::uint64_t{1} << 32); ++next_) {
+    std::unique_ptr<ObjectInfo> record = std::move(pending_[order_[next_] & 0xFFFFFFFFu]);
     if (y < record->GetPixelBox().bottom) active_.emplace_back(record->CreateFiller(*this));
   }
   if (active_.size() == first_new) return;
   auto by_index = [](const Active& a, const Active& b) { return a.index < b.index; };
   const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(first_new);
-  std::sort(fresh, active_.end(), by_index);
+  // Records of several first lines come together only on a renderer's first line
+  // or after skipped lines (a group's children start where the group does).
+  if (!std::is_sorted(fresh, active_.end(), by_index)) std::sort(fresh, active_.end(), by_index);
   if (first_new == 0) return;
   // Merged through a kept buffer: std::inplace_merge would allocate one every line.
   merged_.clear();

@@ -1,12 +1,13 @@
 // LineRenderer: drives the objects of one level (the page, later each group) line
 // by line.
 //
-// Records wait in a heap keyed by the first line of their pixel box; when the scan
-// line reaches one it is activated into its filler (or dropped, if its box already
-// ended) and joins the active list, which stays sorted by painting index. Per line
-// every active object advances its generator and clip, and its filler composites
-// it over its (clipped) runs, lowest index first. The renderer is also the context
-// the fillers and generators see: environment, pixel box, options, pools.
+// Records are ordered once by the first line of their pixel box (painting index
+// breaking ties); when the scan line reaches one it is activated into its filler (or
+// dropped, if its box already ended) and joins the active list, which stays sorted
+// by painting index. Per line every active object advances its generator and clip,
+// and its filler composites it over its (clipped) runs, lowest index first. The
+// renderer is also the context the fillers and generators see: environment, pixel
+// box, options, pools.
 #pragma once
 
 #include <cstdint>
@@ -43,13 +44,6 @@ class LineRenderer : public LineContext {
   void RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits);
 
  private:
-  struct ByFirstLine {
-    bool operator()(const std::unique_ptr<ObjectInfo>& a,
-                    const std::unique_ptr<ObjectInfo>& b) const {
-      return a->GetPixelBox().top > b->GetPixelBox().top;
-    }
-  };
-
   // One active object: its filler and what the per-line loop reads of it, kept
   // together so that a line crossed by thousands of objects touches one array.
   struct Active {
@@ -76,10 +70,15 @@ class LineRenderer : public LineContext {
   std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
   std::uint8_t knockout_;
   long long current_line_;
-  std::vector<std::unique_ptr<ObjectInfo>> pending_;      // a heap by first line
+  // Records by painting index, each freed when activated or dropped.
+  std::vector<std::unique_ptr<ObjectInfo>> pending_;
+  // The records' activation order: first line (from the box's top, clamped to the
+  // box) in the high half, painting index in the low half, ascending.
+  std::vector<std::uint64_t> order_;
+  std::size_t next_ = 0;        // the first entry of order_ not yet activated
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
-  OpaqueFlatBatch flat_batch_;        // what opaque flat copies cover and leave visible
+  OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible
   ConversionPools* pools_;
 };
 
