@@ -3,8 +3,8 @@
 #include "composite/opaque_flat_batch.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
-#include <iterator>
 
 namespace QorSc {
 
@@ -17,63 +17,133 @@ void OpaqueFlatCopy::CopyInto(LineBuffer& line, const RunList& runs) const {
   }
 }
 
-void OpaqueFlatBatch::Clear() {
-  owned_.clear();
+namespace {
+
+using Word = std::uint64_t;
+
+}  // namespace
+
+void OpaqueFlatBatch::Clear(long long left, long long right) {
+  left_ = left;
+  width_ = right > left ? static_cast<std::size_t>(right - left) : 0;
+  const std::size_t words = (width_ + kWordBits - 1) / kWordBits;
+  covered_.assign(words, 0);
+  starts_.assign(words, 0);
+  if (piece_at_.size() < width_) piece_at_.resize(width_);
+  empty_ = true;
   visible_.clear();
   applied_ = 0;
 }
 
 bool OpaqueFlatBatch::Covers(const RunList& runs) const {
   for (const Run& run : runs) {
-    // The last span starting at or before the run must reach its end.
-    const auto after = std::upper_bound(owned_.begin(), owned_.end(), run.start,
-                                        [](long long x, const Span& span) { return x < span.start; });
-    if (after == owned_.begin() || std::prev(after)->end < run.End()) return false;
+    std::size_t from = 0, to = 0;
+    if (!Inside(run.start, run.End(), from, to)) continue;
+    const std::size_t last = (to - 1) / kWordBits;
+    for (std::size_t w = from / kWordBits; w <= last; ++w) {
+      const std::size_t base = w * kWordBits;
+      const Word mask = Bits(std::max(from, base) - base, std::min(to - base, kWordBits));
+      if ((covered_[w] & mask) != mask) return false;
+    }
   }
   return true;
 }
 
-void OpaqueFlatBatch::Own(const RunList& runs) {
-  for (const Run& run : runs)
-    Join(run.start, run.End(), nullptr, 0);
-}
-
-void OpaqueFlatBatch::Claim(const RunList& runs, const OpaqueFlatCopy& copy, std::uint32_t group) {
-  for (const Run& run : runs)
-    Join(run.start, run.End(), &copy, group);
-}
-
-void OpaqueFlatBatch::Join(long long start, long long end, const OpaqueFlatCopy* copy,
-                           std::uint32_t group) {
-  if (start >= end) return;
-  // The first span that overlaps or touches [start, end).
-  const auto first = std::lower_bound(owned_.begin(), owned_.end(), start,
-                                      [](const Span& span, long long x) { return span.end < x; });
-  // Wholly hidden, the common case under many objects: nothing to add or keep.
-  if (first != owned_.end() && first->start <= start && end <= first->end) return;
-  long long x = start;
-  Span joined{start, end};
-  auto last = first;
-  for (; last != owned_.end() && last->start <= end; ++last) {
-    if (copy != nullptr && last->start > x) visible_.push_back({x, last->start, copy, group});
-    x = std::max(x, last->end);
-    joined.start = std::min(joined.start, last->start);
-    joined.end = std::max(joined.end, last->end);
+void OpaqueFlatBatch::JoinWords(std::size_t from, std::size_t to, const OpaqueFlatCopy* copy,
+                                std::uint32_t group) {
+  empty_ = false;
+  // The visible part found last and not yet kept, [gap_from, gap_to): one that ends
+  // at a word's end may go on in the next word.
+  std::size_t gap_from = 0;
+  std::size_t gap_to = 0;
+  const std::size_t last = (to - 1) / kWordBits;
+  for (std::size_t w = from / kWordBits; w <= last; ++w) {
+    const std::size_t base = w * kWordBits;
+    const Word mask = Bits(std::max(from, base) - base, std::min(to - base, kWordBits));
+    Word gaps = ~covered_[w] & mask;
+    covered_[w] |= mask;
+    if (copy == nullptr) continue;
+    while (gaps != 0) {
+      const auto s = static_cast<std::size_t>(std::countr_zero(gaps));
+      const Word above = ~(gaps >> s);  // zero only for a gap over the whole word
+      const std::size_t e =
+          above == 0 ? kWordBits : s + static_cast<std::size_t>(std::countr_zero(above));
+      gaps &= gaps + (Word{1} << s);  // clears the lowest run of set bits
+      if (gap_to > gap_from && gap_to == base + s) {
+        gap_to = base + e;
+        continue;
+      }
+      if (gap_to > gap_from) AddPiece(gap_from, gap_to, copy, group);
+      gap_from = base + s;
+      gap_to = base + e;
+    }
   }
-  if (copy != nullptr && x < end) visible_.push_back({x, end, copy, group});
-  if (first == last) {
-    owned_.insert(first, joined);
+  if (gap_to > gap_from) AddPiece(gap_from, gap_to, copy, group);
+}
+
+void OpaqueFlatBatch::AddPiece(std::size_t from, std::size_t to, const OpaqueFlatCopy* copy,
+                               std::uint32_t group) {
+  if (visible_.empty()) {
+    first_start_ = last_start_ = from;
+    low_group_ = high_group_ = group;
   } else {
-    *first = joined;
-    owned_.erase(first + 1, last);
+    first_start_ = std::min(first_start_, from);
+    last_start_ = std::max(last_start_, from);
+    low_group_ = std::min(low_group_, group);
+    high_group_ = std::max(high_group_, group);
   }
+  piece_at_[from] = static_cast<std::uint32_t>(visible_.size());
+  starts_[from / kWordBits] |= Word{1} << (from % kWordBits);
+  visible_.push_back(
+      {left_ + static_cast<long long>(from), left_ + static_cast<long long>(to), copy, group});
 }
 
 void OpaqueFlatBatch::Finish() {
+  applied_ = 0;
+  const std::size_t count = visible_.size();
+  if (count < 2) return;
+  // A scan reads every word between the first and the last start; a sort compares
+  // each piece about log2(count) times.
+  const std::size_t words = last_start_ / kWordBits - first_start_ / kWordBits + 1;
+  if (count < 16 || words > 4 * count) {
+    SortPieces();
+  } else {
+    ScanPieces();
+  }
+}
+
+void OpaqueFlatBatch::SortPieces() {
   std::sort(visible_.begin(), visible_.end(), [](const Piece& a, const Piece& b) {
     return a.group != b.group ? a.group > b.group : a.start < b.start;
   });
-  applied_ = 0;
+}
+
+void OpaqueFlatBatch::ScanPieces() {
+  // Pieces never overlap, so their starts are distinct: the start bits in order are
+  // the pieces by position.
+  ordered_.clear();
+  for (std::size_t w = first_start_ / kWordBits; w <= last_start_ / kWordBits; ++w) {
+    for (Word bits = starts_[w]; bits != 0; bits &= bits - 1) {
+      const std::size_t x = w * kWordBits + static_cast<std::size_t>(std::countr_zero(bits));
+      ordered_.push_back(visible_[piece_at_[x]]);
+    }
+  }
+  if (low_group_ == high_group_) {
+    visible_.swap(ordered_);
+    return;
+  }
+  // Then stably by group, the highest first, so that each group stays by position.
+  group_next_.assign(high_group_ - low_group_ + 1, 0);
+  for (const Piece& piece : ordered_)
+    ++group_next_[high_group_ - piece.group];
+  std::size_t offset = 0;
+  for (std::size_t& next : group_next_) {
+    const std::size_t count = next;
+    next = offset;
+    offset += count;
+  }
+  for (const Piece& piece : ordered_)
+    visible_[group_next_[high_group_ - piece.group]++] = piece;
 }
 
 void OpaqueFlatBatch::Apply(LineBuffer& line, std::uint32_t group) {

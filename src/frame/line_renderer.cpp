@@ -108,7 +108,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       if (a.runs != nullptr) a.filler->Fill(*this, line, hits, *a.runs);
     }
   } else if (drawn > 0) {
-    const std::uint32_t others = ResolveOcclusion(line.Planes());
+    const std::uint32_t others = ResolveOcclusion(line);
     // Copies painted before each other object cover the map together just before it.
     std::uint32_t remaining = others;
     for (Active& a : active_) {
@@ -126,8 +126,9 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   }
 }
 
-std::uint32_t LineRenderer::ResolveOcclusion(std::size_t planes) {
-  flat_batch_.Clear();
+std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
+  const std::size_t planes = line.Planes();
+  flat_batch_.Clear(line.Left(), line.Right());
   std::uint32_t others = 0;
   for (std::size_t k = active_.size(); k-- > 0;) {
     Active& a = active_[k];

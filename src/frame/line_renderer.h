@@ -63,7 +63,7 @@ class LineRenderer : public LineContext {
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
   // line to the batch as its visible pieces (dropped from runs_ as well). Returns how
   // many objects are left to draw by themselves.
-  std::uint32_t ResolveOcclusion(std::size_t planes);
+  std::uint32_t ResolveOcclusion(const LineBuffer& line);
 
   QorMath::Rectangle<long long> pixel_box_;
   Options options_;

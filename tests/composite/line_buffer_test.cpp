@@ -5,7 +5,6 @@
 #include <random>
 #include <vector>
 
-#include "composite/opaque_flat_batch.h"
 
 namespace {
 
@@ -122,105 +121,6 @@ TEST(LineBuffer, CoverKeepsEverythingOutsideTheRange) {
     for (std::size_t i = 0; i + 1 < line.IntervalCount(); ++i)
       ASSERT_LT(line.Start(i), line.Start(i + 1));
     ASSERT_EQ(line.End(line.IntervalCount() - 1), 60);
-  }
-}
-
-// Copying opaque flat objects through their visible pieces leaves the map exactly as
-// copying them one by one: the same intervals, rows and values, over any prior line,
-// and the union tells which run lists lie wholly under them.
-TEST(LineBuffer, OpaqueFlatBatchEqualsCopiesInOrder) {
-  std::mt19937 random(11);
-  std::uniform_int_distribution<long long> column(-20, 59);
-  std::uniform_int_distribution<int> state(0, 4);
-  std::uniform_int_distribution<int> count(1, 12);
-  std::uniform_real_distribution<float> value(0.0f, 1.0f);
-  LineBuffer batched(5, -20, 60);
-  LineBuffer single(5, -20, 60);
-  QorSc::OpaqueFlatBatch batch;
-  for (int round = 0; round < 300; ++round) {
-    if (round % 20 == 0) {
-      batched.Reset();
-      single.Reset();
-    }
-    // Some prior content, written the same way into both lines.
-    for (int k = 0; k < 3; ++k) {
-      long long from = column(random);
-      long long to = column(random);
-      if (from > to) std::swap(from, to);
-      ++to;
-      for (LineBuffer* line : {&batched, &single}) {
-        std::uint8_t* row = line->Row(line->Cover(from, to));
-        for (std::size_t p = 0; p < 5; ++p) {
-          row[p] = static_cast<std::uint8_t>(p % 4);
-          line->Plane(p)[from] = 0.25f * static_cast<float>(k + 1);
-          if (row[p] == QorSc::kStatePerPixel) {
-            for (long long x = from; x < to; ++x)
-              line->Plane(p)[x] = static_cast<float>(x) / 64.0f;
-          }
-        }
-      }
-    }
-    const int objects = count(random);
-    std::vector<QorSc::OpaqueFlatCopy> copies(static_cast<std::size_t>(objects));
-    std::vector<QorSc::RunList> runs(copies.size());
-    for (std::size_t m = 0; m < copies.size(); ++m) {
-      for (std::size_t p = 0; p < 5; ++p) {
-        int s = state(random);
-        if (s == QorSc::kStatePerPixel) s = QorSc::kStateFull;
-        copies[m].row.push_back(static_cast<std::uint8_t>(s));
-        if (s == QorSc::kStateConstant) copies[m].constants.emplace_back(p, value(random));
-      }
-      // Sorted, disjoint, non-touching runs.
-      long long x = column(random);
-      while (x < 59 && runs[m].size() < 3) {
-        const long long end = std::min<long long>(60, x + 1 + column(random) % 7 + 7);
-        runs[m].push_back({x, end - x});
-        x = end + 1 + (column(random) + 20) % 9;
-      }
-      if (runs[m].empty()) runs[m].push_back({59, 1});
-      copies[m].CopyInto(single, runs[m]);
-    }
-    // The last painted first, as the line driver walks them; a copy in the middle
-    // only joins the union and is copied by itself between its two groups.
-    batch.Clear();
-    const std::size_t alone = static_cast<std::size_t>(round) % copies.size();
-    std::uint32_t others = 0;
-    for (std::size_t m = copies.size(); m-- > 0;) {
-      if (m == alone && round % 3 == 0) {
-        batch.Own(runs[m]);
-        ++others;
-      } else {
-        batch.Claim(runs[m], copies[m], others);
-      }
-    }
-    batch.Finish();
-    for (std::size_t m = 0; m < copies.size(); ++m) {
-      if (m == alone && round % 3 == 0) {
-        batch.Apply(batched, 1);
-        copies[m].CopyInto(batched, runs[m]);
-      }
-    }
-    batch.Apply(batched, 0);
-    for (const QorSc::RunList& r : runs)
-      ASSERT_TRUE(batch.Covers(r)) << round;
-    for (long long x = -20; x < 60; ++x) {
-      bool inside = false;
-      for (const QorSc::RunList& r : runs) {
-        for (const QorSc::Run& run : r)
-          inside = inside || (run.start <= x && x < run.End());
-      }
-      ASSERT_EQ(batch.Covers({{x, 1}}), inside) << round << " " << x;
-    }
-    ASSERT_EQ(batched.IntervalCount(), single.IntervalCount()) << round;
-    for (std::size_t i = 0; i < single.IntervalCount(); ++i) {
-      ASSERT_EQ(batched.Start(i), single.Start(i)) << round;
-      for (std::size_t p = 0; p < 5; ++p)
-        ASSERT_EQ(batched.Row(i)[p], single.Row(i)[p]) << round << " " << i;
-    }
-    for (std::size_t p = 0; p < 5; ++p) {
-      for (long long x = -20; x < 60; ++x)
-        ASSERT_EQ(Read(batched, p, x), Read(single, p, x)) << round << " " << x;
-    }
   }
 }
 
