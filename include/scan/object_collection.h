@@ -34,6 +34,10 @@ class QORSC_API ObjectInfo {
   // Builds the object's filler (with its generator, paint and transparency) for
   // the renderer of its level.
   virtual std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) = 0;
+  // Asks the memory system for what CreateFiller will read first, a few records
+  // ahead of activation: records are activated by first line, far from the order
+  // in which they and their document objects were made.
+  virtual void Prefetch() const {}
 
   // Right and bottom exclusive.
   const QorMath::Rectangle<long long>& GetPixelBox() const { return pixel_box_; }

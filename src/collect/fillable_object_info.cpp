@@ -93,6 +93,12 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
       parts.stroke);
 }
 
+void FillableObjectInfo::Prefetch() const {
+  __builtin_prefetch(document_object_);
+  __builtin_prefetch(paint_.get());
+  __builtin_prefetch(geometry_.compound.get());
+}
+
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
   return CreateElementaryFiller(
       renderer, MakePaintGetter(paint_, paint_placement_, renderer),

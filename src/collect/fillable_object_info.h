@@ -52,6 +52,7 @@ class FillableObjectInfo final : public ObjectInfo {
   ~FillableObjectInfo() override;
 
   std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
+  void Prefetch() const override;
 
   const GeometrySource& GetGeometry() const { return geometry_; }
   bool IsStroke() const { return stroke_; }

@@ -55,8 +55,20 @@ void LineRenderer::Activate(long long y) {
   const std::size_t first_new = active_.size();
   const auto first_line = static_cast<std::uint64_t>(y - pixel_box_.top) << 32;
   for (; next_ < order_.size() && order_[next_] < first_line + (std::uint64_t{1} << 32); ++next_) {
-    std::unique_ptr<ObjectInfo> record = std::move(pending_[order_[next_] & 0xFFFFFFFFu]);
-    if (y < record->GetPixelBox().bottom) active_.emplace_back(record->CreateFiller(*this));
+    // Records are reached in an order far from the one they were made in: ask for
+    // a record ahead, then for what its filler reads, before they are needed.
+    if (next_ + kPrefetchRecord < order_.size())
+      __builtin_prefetch(PendingAt(next_ + kPrefetchRecord));
+    if (next_ + kPrefetchReads < order_.size()) PendingAt(next_ + kPrefetchReads)->Prefetch();
+    std::unique_ptr<ObjectInfo>& record = pending_[order_[next_] & kIndexBits];
+    // An activated record stays until the renderer ends, when all are freed in the
+    // order they were made: one by one in the order of their first lines, each free
+    // missed the cache on the allocator's neighbouring chunks.
+    if (y < record->GetPixelBox().bottom) {
+      active_.emplace_back(record->CreateFiller(*this));
+    } else {
+      record.reset();
+    }
   }
   if (active_.size() == first_new) return;
   auto by_index = [](const Active& a, const Active& b) { return a.index < b.index; };

@@ -4,10 +4,10 @@
 // Records are ordered once by the first line of their pixel box (painting index
 // breaking ties); when the scan line reaches one it is activated into its filler (or
 // dropped, if its box already ended) and joins the active list, which stays sorted
-// by painting index. Per line every active object advances its generator and clip,
-// and its filler composites it over its (clipped) runs, lowest index first. The
-// renderer is also the context the fillers and generators see: environment, pixel
-// box, options, pools.
+// by painting index. Activated records are kept, and freed together with the
+// renderer in the order they were made. Per line every active object advances its generator and
+// clip, and its filler composites it over its (clipped) runs, lowest index first. The renderer is
+// also the context the fillers and generators see: environment, pixel box, options, pools.
 #pragma once
 
 #include <cstdint>
@@ -70,7 +70,14 @@ class LineRenderer : public LineContext {
   std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
   std::uint8_t knockout_;
   long long current_line_;
-  // Records by painting index, each freed when activated or dropped.
+  static constexpr std::uint64_t kIndexBits = 0xFFFFFFFFu;  // of an order_ entry
+  // How far ahead of activation a record, then what its filler reads, is prefetched.
+  static constexpr std::size_t kPrefetchRecord = 16;
+  static constexpr std::size_t kPrefetchReads = 8;
+  ObjectInfo* PendingAt(std::size_t k) const { return pending_[order_[k] & kIndexBits].get(); }
+
+  // Records by painting index: one dropped unseen is freed at once, the others when
+  // the renderer ends.
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
   // The records' activation order: first line (from the box's top, clamped to the
   // box) in the high half, painting index in the low half, ascending.

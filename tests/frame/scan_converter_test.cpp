@@ -169,6 +169,57 @@ TEST(ScanConverter, RecordsAboveTheFirstLineAreFreedUnseen) {
   EXPECT_EQ(destroyed, 1);
 }
 
+// Forwards to a real record and counts what the renderer asks of it.
+class Counted : public QorSc::ObjectInfo {
+ public:
+  Counted(std::unique_ptr<QorSc::ObjectInfo> inner, int* prefetched, int* destroyed)
+      : ObjectInfo(inner->GetPixelBox()),
+        inner_(std::move(inner)),
+        prefetched_(prefetched),
+        destroyed_(destroyed) {}
+  ~Counted() override { ++*destroyed_; }
+  std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer& renderer) override {
+    inner_->SetIndex(GetIndex());
+    return inner_->CreateFiller(renderer);
+  }
+  void Prefetch() const override { ++*prefetched_; }
+
+ private:
+  std::unique_ptr<QorSc::ObjectInfo> inner_;
+  int* prefetched_;
+  int* destroyed_;
+};
+
+// Records are activated in the order of their first lines whatever order they come
+// in, and each stays until the converter ends; records further on are prefetched.
+TEST(ScanConverter, ActivatedRecordsLiveUntilTheEnd) {
+  Scene scene;
+  constexpr int kObjects = 40;
+  for (int k = 0; k < kObjects; ++k) {
+    const double top = (k * 7) % 20;  // first lines out of painting order
+    scene.Add(Rect(k, top + 0.2, k + 0.8, top + 1.7), QorColor::Color{{"Cyan", 1.0f}});
+  }
+  QorSc::ObjectCollection collection =
+      scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 22});
+  int prefetched = 0, destroyed = 0;
+  for (auto& record : collection.objects->records)
+    record = std::make_unique<Counted>(std::move(record), &prefetched, &destroyed);
+  {
+    QorSc::ScanConverter converter(std::move(collection));
+    for (long long y = 0; y < 22; ++y) {
+      const QorColor::Component* line = converter.GetLine();
+      ASSERT_NE(line, nullptr);
+      for (int k = 0; k < kObjects; ++k) {
+        const long long top = (k * 7) % 20;
+        EXPECT_EQ(line[k * 3], y == top || y == top + 1 ? 1.0f : 0.0f) << k << " " << y;
+      }
+    }
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, kObjects);
+  EXPECT_EQ(prefetched, kObjects - 8) << "each record but the last few, once";
+}
+
 TEST(ScanConverter, BytesConvertInSinglePrecision) {
   EXPECT_EQ(QorSc::ComponentToByte(0.503921568f), 129) << "double arithmetic gives 128";
   EXPECT_EQ(QorSc::ComponentToByte(0.00001f), 1) << "a trace of ink stays visible";
