@@ -1,5 +1,6 @@
 // Whole lines through the ScanConverter: collections of flat-filled rectangles in
-// CMYK, byte output. Counters: lines/s and Mpx/s (output pixels per second).
+// CMYK, byte output. Counters: lines/s and Mpx/s (output pixels per second). Also
+// one line's walk of the opaque flat batch alone (objects/s).
 //   build/release/bench/converter_bench
 #include <benchmark/benchmark.h>
 
@@ -7,6 +8,7 @@
 #include <random>
 
 #include "collect/fillable_object_info.h"
+#include "composite/opaque_flat_batch.h"
 #include "qordoc/document.h"
 #include "scan/scan_converter.h"
 
@@ -109,9 +111,42 @@ void BM_Multiply1000Rectangles(benchmark::State& state) {
   Render(state, page);
 }
 
+// One line's backward walk over 2 000 opaque flat copies of one run each, then their
+// visible pieces copied into the line: runs of 1 to 3 pixels (hairlines) or of
+// state.range(0) pixels at most, across the page's width.
+void BM_OpaqueFlatBatchWalk(benchmark::State& state) {
+  constexpr int kCopies = 2000;
+  std::mt19937 random(5);
+  const long long longest = state.range(0);
+  std::uniform_int_distribution<long long> length(longest <= 3 ? 1 : longest / 3, longest);
+  std::uniform_int_distribution<long long> start(0, kPageWidth - longest);
+  std::vector<QorSc::OpaqueFlatCopy> copies(kCopies);
+  std::vector<QorSc::RunList> runs(kCopies);
+  for (int k = 0; k < kCopies; ++k) {
+    copies[k].row.assign(7, QorSc::kStateFull);
+    copies[k].row[k % 4] = QorSc::kStateConstant;
+    copies[k].constants.emplace_back(k % 4, 0.5f);
+    runs[k].push_back({start(random), length(random)});
+  }
+  QorSc::OpaqueFlatBatch batch;
+  QorSc::LineBuffer line(7, 0, kPageWidth);
+  for (auto _ : state) {
+    line.Reset();
+    batch.Clear(0, kPageWidth);
+    for (int k = kCopies; k-- > 0;)
+      batch.Claim(runs[k], copies[k], 0);
+    batch.Finish();
+    batch.Apply(line, 0);
+    benchmark::DoNotOptimize(line.IntervalCount());
+  }
+  state.counters["objects/s"] = benchmark::Counter(
+      static_cast<double>(state.iterations()) * kCopies, benchmark::Counter::kIsRate);
+}
+
 BENCHMARK(BM_Opaque100kRectangles)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_LargeOpaqueRectangles)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MemsetSameBytes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Multiply1000Rectangles)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_OpaqueFlatBatchWalk)->Arg(3)->Arg(60)->Arg(600)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
