@@ -93,14 +93,20 @@ class OpaqueFlatBatch {
     return (~std::uint64_t{0} << from) & (~std::uint64_t{0} >> (kWordBits - to));
   }
   // Adds [start, end) to the union; its visible parts go to `copy` when it is given.
-  // A run hidden within one word, the common case under many objects, returns here.
+  // A run hidden within one or two words, the common case under many objects,
+  // returns here.
   void Join(long long start, long long end, const OpaqueFlatCopy* copy, std::uint32_t group) {
     std::size_t from = 0, to = 0;
     if (!Inside(start, end, from, to)) return;
     const std::size_t word = from / kWordBits;
-    if (word == (to - 1) / kWordBits) {
+    const std::size_t last = (to - 1) / kWordBits;
+    if (last == word) {
       const std::uint64_t mask = Bits(from % kWordBits, to - word * kWordBits);
       if ((covered_[word] & mask) == mask) return;
+    } else if (last == word + 1) {
+      const std::uint64_t head = Bits(from % kWordBits, kWordBits);
+      const std::uint64_t tail = Bits(0, to - last * kWordBits);
+      if ((covered_[word] & head) == head && (covered_[last] & tail) == tail) return;
     }
     JoinWords(from, to, copy, group);
   }
