@@ -33,9 +33,11 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
       const long long top =
           std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, pixel_box_.bottom);
-      order_.push_back(static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i);
+      order_.push_back(
+          {static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i, pending_[i].get()});
     }
-    std::sort(order_.begin(), order_.end());
+    std::sort(order_.begin(), order_.end(),
+              [](const Pending& a, const Pending& b) { return a.key < b.key; });
   }
 }
 
@@ -47,6 +49,7 @@ LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
       clip(filler->GetClip() && filler->GetClip()->HasElements() ? filler->GetClip().get()
                                                                  : nullptr),
       copy(filler->FlatCopy()),
+      copy_planes(copy != nullptr ? copy->row.size() : 0),
       index(filler->GetIndex()),
       may_be_hidden(filler->MayBeHidden()),
       hides(filler->HidesWhatItCovers()) {}
@@ -54,20 +57,25 @@ LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
 void LineRenderer::Activate(long long y) {
   const std::size_t first_new = active_.size();
   const auto first_line = static_cast<std::uint64_t>(y - pixel_box_.top) << 32;
-  for (; next_ < order_.size() && order_[next_] < first_line + (std::uint64_t{1} << 32); ++next_) {
+  for (; next_ < order_.size() && order_[next_].key < first_line + (std::uint64_t{1} << 32);
+       ++next_) {
     // Records are reached in an order far from the one they were made in: ask for
-    // a record ahead, then for what its filler reads, before they are needed.
-    if (next_ + kPrefetchRecord < order_.size())
-      __builtin_prefetch(PendingAt(next_ + kPrefetchRecord));
-    if (next_ + kPrefetchReads < order_.size()) PendingAt(next_ + kPrefetchReads)->Prefetch();
-    std::unique_ptr<ObjectInfo>& record = pending_[order_[next_] & kIndexBits];
+    // a record ahead (its first few cache lines, where records keep what Prefetch
+    // reads), then for what its filler reads, before they are needed.
+    if (next_ + kPrefetchRecord < order_.size()) {
+      const auto* ahead = reinterpret_cast<const char*>(order_[next_ + kPrefetchRecord].record);
+      for (std::size_t offset = 0; offset < kPrefetchRecordBytes; offset += 64)
+        __builtin_prefetch(ahead + offset);
+    }
+    if (next_ + kPrefetchReads < order_.size()) order_[next_ + kPrefetchReads].record->Prefetch();
+    ObjectInfo& record = *order_[next_].record;
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
-    if (y < record->GetPixelBox().bottom) {
-      active_.emplace_back(record->CreateFiller(*this));
+    if (y < record.GetPixelBox().bottom) {
+      active_.emplace_back(record.CreateFiller(*this));
     } else {
-      record.reset();
+      pending_[order_[next_].key & kIndexBits].reset();
     }
   }
   if (active_.size() == first_new) return;
@@ -145,7 +153,7 @@ std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
   for (std::size_t k = active_.size(); k-- > 0;) {
     Active& a = active_[k];
     if (a.runs == nullptr) continue;
-    if (a.copy != nullptr && a.copy->row.size() == planes) {
+    if (a.copy != nullptr && a.copy_planes == planes) {
       // Painted through its visible pieces, not by itself.
       flat_batch_.Claim(*a.runs, *a.copy, others);
       a.runs = nullptr;

@@ -52,6 +52,7 @@ class LineRenderer : public LineContext {
     RunLengthGenerator* generator;            // the filler's
     Clip* clip;                               // null when the scope clips nothing
     const OpaqueFlatCopy* copy;               // the filler's flat copy, if any
+    std::size_t copy_planes;                  // its row's size, read here without a miss
     std::uint32_t index;
     bool may_be_hidden;
     bool hides;
@@ -70,18 +71,24 @@ class LineRenderer : public LineContext {
   std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
   std::uint8_t knockout_;
   long long current_line_;
-  static constexpr std::uint64_t kIndexBits = 0xFFFFFFFFu;  // of an order_ entry
   // How far ahead of activation a record, then what its filler reads, is prefetched.
   static constexpr std::size_t kPrefetchRecord = 16;
   static constexpr std::size_t kPrefetchReads = 8;
-  ObjectInfo* PendingAt(std::size_t k) const { return pending_[order_[k] & kIndexBits].get(); }
+  static constexpr std::size_t kPrefetchRecordBytes = 320;  // a fillable record: 304
+
+  // A record's place in the activation order: its first line (from the box's top,
+  // clamped to the box) in the high half of the key, its painting index in the low
+  // half; the record beside the key, so that activation reads one array in order.
+  struct Pending {
+    std::uint64_t key;
+    ObjectInfo* record;
+  };
+  static constexpr std::uint64_t kIndexBits = 0xFFFFFFFFu;
 
   // Records by painting index: one dropped unseen is freed at once, the others when
   // the renderer ends.
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
-  // The records' activation order: first line (from the box's top, clamped to the
-  // box) in the high half, painting index in the low half, ascending.
-  std::vector<std::uint64_t> order_;
+  std::vector<Pending> order_;  // ascending keys
   std::size_t next_ = 0;        // the first entry of order_ not yet activated
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
