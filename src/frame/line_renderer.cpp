@@ -49,7 +49,6 @@ LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
       clip(filler->GetClip() && filler->GetClip()->HasElements() ? filler->GetClip().get()
                                                                  : nullptr),
       copy(filler->FlatCopy()),
-      copy_planes(copy != nullptr ? copy->row.size() : 0),
       index(filler->GetIndex()),
       may_be_hidden(filler->MayBeHidden()),
       hides(filler->HidesWhatItCovers()) {}
@@ -153,7 +152,7 @@ std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
   for (std::size_t k = active_.size(); k-- > 0;) {
     Active& a = active_[k];
     if (a.runs == nullptr) continue;
-    if (a.copy != nullptr && a.copy_planes == planes) {
+    if (a.copy != nullptr && a.copy->row.size() == planes) {
       // Painted through its visible pieces, not by itself.
       flat_batch_.Claim(*a.runs, *a.copy, others);
       a.runs = nullptr;

@@ -52,7 +52,6 @@ class LineRenderer : public LineContext {
     RunLengthGenerator* generator;            // the filler's
     Clip* clip;                               // null when the scope clips nothing
     const OpaqueFlatCopy* copy;               // the filler's flat copy, if any
-    std::size_t copy_planes;                  // its row's size, read here without a miss
     std::uint32_t index;
     bool may_be_hidden;
     bool hides;
