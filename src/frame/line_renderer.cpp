@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 
 #include "qordoc/separation.h"
 #include "raster/clip.h"
@@ -28,11 +29,14 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
     // Ordered once, not kept in a heap: a heap's pops reach every record's box
     // again, a cache miss each, while records arrive in painting order and most
     // lines activate few of them.
+    const long long last_line = std::max(pixel_box_.top, pixel_box_.bottom);
+    if (static_cast<std::uint64_t>(last_line - pixel_box_.top) > kIndexBits ||
+        pending_.size() > kIndexBits)
+      throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
     order_.reserve(pending_.size());
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
-      const long long top =
-          std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, pixel_box_.bottom);
+      const long long top = std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, last_line);
       order_.push_back(
           {static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i, pending_[i].get()});
     }
