@@ -17,11 +17,21 @@ Compound Compound::Transformed(const MilliPointTransformation& t) const {
   std::vector<Subpath> out;
   out.reserve(subpaths_.size());
   for (const Subpath& s : subpaths_) {
-    std::vector<Subpath::Segment> segments = s.Segments();
-    for (Subpath::Segment& seg : segments) {
+    if (const std::vector<Subpath::Point>* points = s.VectorPoints()) {
+      std::vector<Subpath::Point> mapped;
+      mapped.reserve(points->size());
+      for (const Subpath::Point& p : *points)
+        mapped.push_back(t.Apply(p));
+      out.push_back(Subpath::Polygon(std::move(mapped), s.IsClosed()));
+      continue;
+    }
+    std::vector<Subpath::Segment> segments;
+    segments.reserve(s.Segments().size());
+    for (Subpath::Segment seg : s.Segments()) {
       seg.control1 = t.Apply(seg.control1);
       seg.control2 = t.Apply(seg.control2);
       seg.end = t.Apply(seg.end);
+      segments.push_back(seg);
     }
     out.emplace_back(t.Apply(s.Start()), std::move(segments), s.IsClosed());
   }
@@ -49,6 +59,7 @@ PathBuilder& PathBuilder::LineTo(double x, double y) {
 
 PathBuilder& PathBuilder::QuadTo(double cx, double cy, double x, double y) {
   if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  curves_ = true;
   segments_.push_back(Subpath::Segment::Quadratic(Point(cx, cy), Point(x, y)));
   return *this;
 }
@@ -56,6 +67,7 @@ PathBuilder& PathBuilder::QuadTo(double cx, double cy, double x, double y) {
 PathBuilder& PathBuilder::CurveTo(double c1x, double c1y, double c2x, double c2y, double x,
                                   double y) {
   if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  curves_ = true;
   segments_.push_back(Subpath::Segment::Cubic(Point(c1x, c1y), Point(c2x, c2y), Point(x, y)));
   return *this;
 }
@@ -94,16 +106,26 @@ std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRu
 }
 
 // A subpath with no segment (a lone move) marks nothing and is dropped. After a
-// close the current point is the start again, as in PDF. The subpath gets an exact
-// copy of the segments and the builder keeps its scratch vector: one allocation per
-// subpath instead of the vector's growth steps, and no unused capacity kept for the
-// document's lifetime (a rectangle's three segments would sit in room for four).
+// close the current point is the start again, as in PDF. The subpath gets exactly
+// the room it needs, in its one form (corner points unless it has curves), and the
+// builder keeps its scratch vector: one allocation per subpath instead of the
+// vector's growth steps, and no unused capacity kept for the document's lifetime.
 void PathBuilder::FinishSubpath(bool closed) {
   if (open_ && !segments_.empty()) {
-    subpaths_.emplace_back(
-        start_, std::vector<Subpath::Segment>(segments_.begin(), segments_.end()), closed);
+    if (curves_) {
+      subpaths_.emplace_back(
+          start_, std::vector<Subpath::Segment>(segments_.begin(), segments_.end()), closed);
+    } else {
+      std::vector<Point> points;
+      points.reserve(segments_.size() + 1);
+      points.push_back(start_);
+      for (const Subpath::Segment& s : segments_)
+        points.push_back(s.end);
+      subpaths_.push_back(Subpath::Polygon(std::move(points), closed));
+    }
   }
   segments_.clear();
+  curves_ = false;
   open_ = false;
 }
 

@@ -126,7 +126,7 @@ ConstPointIterator& ConstPointIterator::operator++() {
 }
 
 void ConstPointIterator::Load() {
-  const std::vector<Subpath::Segment>& segments = subpath_->Segments();
+  const Subpath::SegmentView segments = subpath_->Segments();
   if (segment_ < 0) {
     current_ = subpath_->Start();
     return;

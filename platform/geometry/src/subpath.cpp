@@ -23,11 +23,10 @@ struct BoxAccumulator {
 
 }  // namespace
 
-Subpath::Subpath(Point start, std::vector<Segment> segments, bool closed)
-    : start_(start), segments_(std::move(segments)), closed_(closed) {
-  BoxAccumulator box(start_);
+Subpath::Subpath(Point start, std::vector<Segment> segments, bool closed) : closed_(closed) {
+  BoxAccumulator box(start);
   bool curves = false;
-  for (const Segment& s : segments_) {
+  for (const Segment& s : segments) {
     box.Add(s.end);
     if (s.kind != SegmentKind::kLine) {
       curves = true;
@@ -36,14 +35,20 @@ Subpath::Subpath(Point start, std::vector<Segment> segments, bool closed)
     }
   }
   bounding_box_ = box.Rectangle();
-  if (!curves) {
-    std::vector<Point> points;
-    points.reserve(segments_.size() + 1);
-    points.push_back(start_);
-    for (const Segment& s : segments_)
-      points.push_back(s.end);
-    points_ = std::move(points);
+  if (curves) {
+    start_ = start;
+    segments_ = std::move(segments);
+    return;
   }
+  points_.reserve(segments.size() + 1);
+  points_.push_back(start);
+  for (const Segment& s : segments)
+    points_.push_back(s.end);
+}
+
+Subpath::Subpath(std::vector<Point> points, bool closed)
+    : points_(std::move(points)), closed_(closed) {
+  bounding_box_ = PointsBoundingBox(points_.data(), points_.size());
 }
 
 MilliPointRectangle PointsBoundingBox(const MilliPointPoint* points, std::size_t count) {
@@ -73,13 +78,9 @@ MilliPointRectangle BoxUnion::Rectangle() const {
   return MilliPointRectangle(x0_, y0_, x1_ - x0_, y1_ - y0_);
 }
 
-Subpath Subpath::Polygon(const std::vector<Point>& points, bool closed) {
-  if (points.empty()) return Subpath(Point(), {}, closed);
-  std::vector<Segment> segments;
-  segments.reserve(points.size() - 1);
-  for (std::size_t i = 1; i < points.size(); ++i)
-    segments.push_back(Segment::Line(points[i]));
-  return Subpath(points.front(), std::move(segments), closed);
+Subpath Subpath::Polygon(std::vector<Point> points, bool closed) {
+  if (points.empty()) points.emplace_back();
+  return Subpath(std::move(points), closed);
 }
 
 }  // namespace Morv

@@ -67,6 +67,7 @@ class PathBuilder {
   std::vector<Subpath> subpaths_;
   Point start_;
   std::vector<Subpath::Segment> segments_;
+  bool curves_ = false;
   bool open_ = false;
 };
 
