@@ -256,6 +256,7 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
                                   builder,
                                   internal::ImportLimits{},
                                   content_options,
+                                  {},
                                   {}};
 
   Import result;

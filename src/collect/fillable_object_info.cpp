@@ -26,11 +26,8 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPain
   const QorPaint::Paint& paint = *shared;
   const Options& options = renderer.GetOptions();
   if (paint.GetType() == QorPaint::kFlatPaint) {
-    const auto& color = static_cast<const QorPaint::FlatPaint&>(paint).GetColor();
-    if (options.GetHalftoneMode() == kHalftoneLabelsFullInk) {
-      return renderer.Pools().FlatPaints().GetFullInk(options, color);
-    }
-    return renderer.Pools().FlatPaints().Get(options, color);
+    return renderer.Pools().FlatPaints().Get(options, static_cast<const QorPaint::FlatPaint&>(paint),
+                                             options.GetHalftoneMode() == kHalftoneLabelsFullInk);
   }
   if (paint.GetType() == QorPaint::kTilingPaint) {
     // The cell is rendered once per object and conversion, at the device's density.

@@ -26,10 +26,10 @@ std::uint8_t KindOf(float value, bool process) {
 
 // A registration colour marks every plate alike; with several entries the strongest
 // wins, since any of them alone would already show on every plate.
-float RegistrationTint(const QorColor::Color& color) {
+float RegistrationTint(std::span<const QorColor::Component> tints) {
   float tint = 0.0f;
-  for (const auto& entry : color) {
-    const float t = entry.tint > 1.0f ? 1.0f : entry.tint;
+  for (const float entry : tints) {
+    const float t = entry > 1.0f ? 1.0f : entry;
     if (t > tint) tint = t;
   }
   return tint;
@@ -57,39 +57,58 @@ bool Describes(const FlatPaintGetter& getter, const FlatPaintDescription& d) {
 
 }  // namespace
 
-FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color) {
-  const bool process = options.GetOutputMode() == Options::kProcess;
-  const bool gray = options.GetOutputMode() == Options::kGray;
+FlatColorPlan::FlatColorPlan(const Options& options, const std::vector<std::string>& names)
+    : process_(options.GetOutputMode() == Options::kProcess),
+      gray_(options.GetOutputMode() == Options::kGray),
+      plate_count_(options.GetBlendingSeparations().Size()),
+      no_names_(names.empty()) {
   const Options::SeparationList& separations = options.GetBlendingSeparations();
   const Options::SeparationInfo& table = options.GetSeparationInfo();
-
-  FlatPaintDescription description;
-  if (color.PaintsAllColorants()) {
-    description.values.assign(process ? 4 : separations.Size(), RegistrationTint(color));
-  } else if (process) {
-    const auto cmyk = QorDoc::ConvertToProcess(color, table);
-    description.values.assign(cmyk.begin(), cmyk.end());
-  } else if (gray) {
-    description.values.assign(separations.Size(), QorDoc::ConvertToGray(color, table));
+  named_.resize(plate_count_);
+  for (std::size_t i = 0; i < plate_count_; ++i) {
+    named_[i] = std::find(names.begin(), names.end(), separations.GetName(i)) != names.end();
+  }
+  if (process_ || gray_) {
+    process_converter_.emplace(names, table);
   } else {
-    description.values.resize(separations.Size());
-    QorDoc::ConvertToSeparations(color, separations, table, description.values.data());
+    separation_converter_.emplace(names, separations, table);
+  }
+}
+
+FlatPaintDescription FlatColorPlan::Describe(std::span<const QorColor::Component> tints,
+                                             bool namedOnly, bool all) const {
+  FlatPaintDescription description;
+  if (all) {
+    description.values.assign(process_ ? 4 : plate_count_, RegistrationTint(tints));
+  } else if (process_) {
+    const auto cmyk = process_converter_->ToProcess(tints.data());
+    description.values.assign(cmyk.begin(), cmyk.end());
+  } else if (gray_) {
+    description.values.assign(plate_count_, process_converter_->ToGray(tints.data()));
+  } else {
+    description.values.resize(plate_count_);
+    separation_converter_->ToSeparations(tints.data(), description.values.data());
   }
 
   // Overprint leaves the plates of foreign colorants alone; grey and process output
   // have no foreign plates to protect, and registration marks them all.
-  const bool overprint =
-      !process && !gray && color.PaintsNamedColorantsOnly() && !color.PaintsAllColorants();
+  const bool overprint = !process_ && !gray_ && namedOnly && !all;
   description.kinds.resize(description.values.size());
   for (std::size_t i = 0; i < description.values.size(); ++i) {
-    if (overprint && (color.Empty() || !color.Find(separations.GetName(i)))) {
+    if (overprint && (no_names_ || !named_[i])) {
       description.kinds[i] = kKindAbsent;
       description.absent = true;
       continue;
     }
-    description.kinds[i] = KindOf(description.values[i], process);
+    description.kinds[i] = KindOf(description.values[i], process_);
   }
   return description;
+}
+
+FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color) {
+  const QorPaint::FlatPaint paint(color);
+  return FlatColorPlan(options, paint.GetColorants().GetNames())
+      .Describe(paint.GetTints(), paint.PaintsNamedColorantsOnly(), paint.PaintsAllColorants());
 }
 
 QorColor::Color FullInkColor(const QorColor::Color& color) {
@@ -138,6 +157,30 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(FlatPaintDescription 
   slot.hash = hash;
   slot.getter = std::make_shared<FlatPaintGetter>(std::move(description));
   return slot.getter;
+}
+
+const FlatColorPlan& FlatPaintGetterCache::PlanFor(
+    const Options& options, const std::shared_ptr<const QorPaint::ColorantList>& colorants) {
+  const auto address = reinterpret_cast<std::uintptr_t>(colorants.get());
+  PlanSlot& slot = plans_[(address >> 4) % kPlanSlots];
+  if (slot.plan && slot.colorants == colorants && slot.options == &options) return *slot.plan;
+  slot.plan = std::make_unique<FlatColorPlan>(options, colorants->GetNames());
+  slot.colorants = colorants;
+  slot.options = &options;
+  return *slot.plan;
+}
+
+std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& options,
+                                                           const QorPaint::FlatPaint& paint,
+                                                           bool fullInk) {
+  const FlatColorPlan& plan = PlanFor(options, paint.GetSharedColorants());
+  if (!fullInk) {
+    return Get(plan.Describe(paint.GetTints(), paint.PaintsNamedColorantsOnly(),
+                             paint.PaintsAllColorants()));
+  }
+  const FlatValues full(paint.GetTints().size(), 1.0f);
+  return Get(plan.Describe({full.data(), full.size()}, paint.PaintsNamedColorantsOnly(),
+                           paint.PaintsAllColorants()));
 }
 
 std::size_t FlatPaintGetterCache::Size() const {

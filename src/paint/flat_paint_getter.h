@@ -11,10 +11,15 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "paint/paint_getter.h"
 #include "qorcolor/color_list.h"
+#include "qordoc/color_conversion.h"
+#include "qorpaint/paint.h"
 #include "scan/options.h"
 
 namespace QorSc {
@@ -41,6 +46,27 @@ struct FlatPaintDescription {
 // - a registration colour (paints all colorants): the largest of its tints on every
 //   plate, never Absent, whatever the output.
 FlatPaintDescription DescribeFlatPaint(const Options& options, const QorColor::Color& color);
+
+// DescribeFlatPaint for colours of one list of colorant names under one set of
+// options: each name's plate or look is found once, then each colour's description
+// is its tints' arithmetic alone, the same to the bit.
+class FlatColorPlan {
+ public:
+  FlatColorPlan(const Options& options, const std::vector<std::string>& names);
+  // `tints` one per name; the flags are the colour's.
+  FlatPaintDescription Describe(std::span<const QorColor::Component> tints, bool namedOnly,
+                                bool all) const;
+
+ private:
+  bool process_;
+  bool gray_;
+  std::size_t plate_count_;
+  bool no_names_;
+  // Per separation: whether a name of the list is that separation's (overprint).
+  std::vector<bool> named_;
+  std::optional<QorDoc::ProcessConverter> process_converter_;
+  std::optional<QorDoc::SeparationConverter> separation_converter_;
+};
 
 // The colour with full ink (1.0) in each of its colorants, flags kept: what an
 // object screened by a halftone set marks in its own colorants.
@@ -76,6 +102,11 @@ class FlatPaintGetterCache {
 
   std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorColor::Color& color);
   std::shared_ptr<FlatPaintGetter> Get(FlatPaintDescription description);
+  // A flat paint's getter through the plan of its colorant list, made at the list's
+  // first paint and found again by the list's identity; `fullInk` gives the getter
+  // of full ink in the paint's colorants (as GetFullInk).
+  std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorPaint::FlatPaint& paint,
+                                       bool fullInk = false);
   // The shared getter of full ink in `color`'s own colorants (FullInkColor), converted
   // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
@@ -83,12 +114,24 @@ class FlatPaintGetterCache {
   // Getters held by the cache (at most kSlots).
   std::size_t Size() const;
 
+  static constexpr std::size_t kPlanSlots = 64;
+
  private:
+  // A plan holds its list, so that the list's address names it while it is kept.
+  struct PlanSlot {
+    const Options* options = nullptr;
+    std::shared_ptr<const QorPaint::ColorantList> colorants;
+    std::unique_ptr<FlatColorPlan> plan;
+  };
+  const FlatColorPlan& PlanFor(const Options& options,
+                               const std::shared_ptr<const QorPaint::ColorantList>& colorants);
+
   struct Slot {
     std::uint64_t hash = 0;
     std::shared_ptr<FlatPaintGetter> getter;
   };
   std::array<Slot, kSlots> slots_;
+  std::array<PlanSlot, kPlanSlots> plans_;
 };
 
 }  // namespace QorSc

@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 namespace {
@@ -221,6 +223,50 @@ TEST(FlatPaintGetterCache, EqualColoursShareOneGetter) {
   EXPECT_EQ(cache.Size(), 3u);
   EXPECT_EQ(cache.GetFullInk(options, Color{{"Cyan", 0.1f}}),
             cache.Get(options, Color{{"Cyan", 1.0f}}));
+}
+
+// A flat paint's getter through its list's plan describes exactly what its colour
+// describes by names, for every output, flag and full ink; paints of one list share
+// the plan, and equal descriptions one getter.
+TEST(FlatPaintGetterCache, PlannedPaintsDescribeTheirColourExactly) {
+  const std::vector<Options> outputs{SeparationOptions({"Cyan", "Gold", "Yellow"}),
+                                     SeparationOptions({"Magenta", "Black"}), Options(true, kTable),
+                                     Options(false, kTable)};
+  std::vector<Color> colours{Color{{"Gold", 0.45f}, {"Cyan", 0.3f}},
+                             Color{{"Gold", 1.25f}, {"Cyan", -0.5f}},
+                             Color{{"Cyan", 0.2f}, {"Magenta", 0.0f}, {"Yellow", 0.6f},
+                                   {"Black", 0.99999f}},
+                             Color{{"Violet", 0.5f}, {"Yellow", 1.0f}}};
+  for (std::size_t i = 0, n = colours.size(); i < n; ++i) {
+    Color overprint = colours[i];
+    overprint.SetPaintsNamedColorantsOnly(true);
+    colours.push_back(overprint);
+  }
+  Color registration{{"All", 0.7f}};
+  registration.SetPaintsAllColorants(true);
+  colours.push_back(registration);
+
+  QorPaint::ColorantLists lists;
+  for (const Options& options : outputs) {
+    FlatPaintGetterCache cache;
+    for (const Color& colour : colours) {
+      const QorPaint::FlatPaint paint(lists.Intern(colour), colour);
+      const auto expected = QorSc::DescribeFlatPaint(options, colour);
+      const auto getter = cache.Get(options, paint);
+      ASSERT_EQ(getter->Values().size(), expected.values.size());
+      for (std::size_t k = 0; k < expected.values.size(); ++k)
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(getter->Values()[k]),
+                  std::bit_cast<std::uint32_t>(expected.values[k]));
+      EXPECT_EQ(getter->Kinds(), expected.kinds);
+      EXPECT_EQ(getter->HasAbsentComponents(), expected.absent);
+      EXPECT_EQ(cache.Get(options, paint), getter);
+
+      const auto full = cache.Get(options, paint, true);
+      const auto fullExpected = QorSc::DescribeFlatPaint(options, QorSc::FullInkColor(colour));
+      EXPECT_EQ(full->Values(), fullExpected.values);
+      EXPECT_EQ(full->Kinds(), fullExpected.kinds);
+    }
+  }
 }
 
 TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {

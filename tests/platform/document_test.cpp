@@ -10,6 +10,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
+#include <string>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -18,6 +21,8 @@
 #include "morv/compound.h"
 #include "qordoc/color_conversion.h"
 #include "qordoc/layer.h"
+#include "qorpaint/colorant_list.h"
+#include "qorpaint/paint.h"
 #include "qorimg/painted_picture.h"
 
 namespace {
@@ -126,6 +131,70 @@ TEST(ColorConversion, IntoABufferStartsFromNoInkAndMatchesTheReturnedValues) {
   EXPECT_EQ(buffer[4], 9.0f) << "only one value per separation is written";
   EXPECT_EQ(buffer[0], Layer(0.0f, 0.0f, 0.6f));
   EXPECT_EQ(buffer[1], Layer(Layer(0.0f, 0.8f, 0.6f), 1.0f, 0.3f));
+}
+
+// The planned conversion gives the very bits of the conversion by names, whatever the
+// mix of direct, simulated, unknown, repeated and out-of-range colorants.
+TEST(ColorConversion, PlannedSeparationsMatchConversionByNames) {
+  const std::vector<std::string> names{"Gold", "Teal", "Cyan", "Violet", "Gold", "Black"};
+  const std::vector<Color> plateLists{Plates({"Magenta", "Cyan", "Yellow", "Gold"}),
+                                      Plates({"Black", "Teal"}), Plates({}),
+                                      Plates({"Cyan", "Magenta", "Yellow", "Black"})};
+  const std::vector<std::array<float, 6>> tintSets{
+      {0.45f, 0.6f, 0.3f, 1.0f, 0.2f, 0.7f},
+      {1.5f, -0.25f, std::numeric_limits<float>::quiet_NaN(), 0.0f, 1.0f, 0.99999f},
+      {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f}};
+  for (const Color& plates : plateLists) {
+    const QorDoc::SeparationConverter converter(names, plates, Table());
+    for (const auto& tints : tintSets) {
+      Color color;
+      for (std::size_t i = 0; i < names.size(); ++i)
+        color.Add(names[i], tints[i]);
+      const auto expected = ConvertToSeparations(color, plates, Table());
+      std::vector<float> out(plates.Size() + 1, 9.0f);
+      converter.ToSeparations(tints.data(), out.data());
+      for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(out[i]), std::bit_cast<std::uint32_t>(expected[i]))
+            << plates.Size() << " plates, plate " << i;
+      EXPECT_EQ(out.back(), 9.0f);
+    }
+  }
+}
+
+// Equal names in equal order make one shared list; a flat paint keeps its tints and
+// flags over it and gives its colour back.
+TEST(ColorantLists, InternSharesEqualListsAndPaintsKeepTheirColour) {
+  QorPaint::ColorantLists lists;
+  Color cmyk{{"Cyan", 0.1f}, {"Magenta", 0.2f}, {"Yellow", 0.0f}, {"Black", 1.0f}};
+  const auto a = lists.Intern(cmyk);
+  const auto b = lists.Intern(Color{{"Cyan", 0.5f}, {"Magenta", 0.0f}, {"Yellow", 0.0f},
+                                    {"Black", 0.0f}});
+  EXPECT_EQ(a, b);
+  const auto gold = lists.Intern(Color{{"Gold", 1.0f}});
+  const auto reordered = lists.Intern(Color{{"Magenta", 0.2f}, {"Cyan", 0.1f}});
+  const auto split = lists.Intern(Color{{"Gol", 1.0f}, {"d", 1.0f}});
+  EXPECT_NE(gold, reordered);
+  EXPECT_NE(gold, split);
+  EXPECT_EQ(lists.Intern(Color{{"Gold", 0.3f}}), gold) << "found again after others";
+  EXPECT_EQ(lists.Intern(cmyk), a);
+  EXPECT_EQ(lists.Size(), 4u);
+  EXPECT_EQ(a->Find("Yellow"), 2u);
+  EXPECT_FALSE(a->Find("yellow"));
+
+  cmyk.SetPaintsNamedColorantsOnly(true);
+  const QorPaint::FlatPaint paint(a, cmyk);
+  EXPECT_EQ(&paint.GetColorants(), a.get());
+  EXPECT_EQ(std::vector<float>(paint.GetTints().begin(), paint.GetTints().end()),
+            (std::vector<float>{0.1f, 0.2f, 0.0f, 1.0f}));
+  EXPECT_TRUE(paint.PaintsNamedColorantsOnly());
+  EXPECT_FALSE(paint.PaintsAllColorants());
+  EXPECT_EQ(paint.GetColor(), cmyk);
+
+  Color all{{"All", 1.0f}};
+  all.SetPaintsAllColorants(true);
+  EXPECT_EQ(QorPaint::FlatPaint(all).GetColor(), all) << "a list of its own";
+  EXPECT_THROW(QorPaint::FlatPaint(gold, cmyk), std::invalid_argument);
+  EXPECT_THROW(QorPaint::FlatPaint(nullptr, cmyk), std::invalid_argument);
 }
 
 TEST(ColorConversion, ProcessTakesEverythingIntoCmyk) {

@@ -186,7 +186,7 @@ std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorSt
   }
   // Nothing left to paint: an overprinting colour that names no colorant.
   if (ink.Empty()) return nullptr;
-  color.paint = std::make_shared<const QorPaint::FlatPaint>(std::move(ink));
+  color.paint = std::make_shared<const QorPaint::FlatPaint>(context_.colorants.Intern(ink), ink);
   return color.paint;
 }
 

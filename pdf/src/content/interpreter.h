@@ -44,6 +44,7 @@
 #include "font/font.h"
 #include "image/picture_builder.h"
 #include "qordoc/document.h"
+#include "qorpaint/colorant_list.h"
 #include "qpdf_headers.h"
 #include "warning_list.h"
 
@@ -103,6 +104,8 @@ struct ImportContext {
   // Image XObjects decoded so far, by object, fill overprint, the spaces that stand
   // for the device spaces and rendering intent (failures too, so each is reported once).
   std::map<PictureKey, CachedPicture> pictures;
+  // The colorant lists of the document's flat paints, each made once.
+  QorPaint::ColorantLists colorants;
 };
 
 // The cell geometry of a tiling pattern, in pattern space.

@@ -51,6 +51,30 @@ std::optional<std::array<Component, 4>> Representation(
   return cmyk;
 }
 
+// Where each process ink is rendered, looked up once rather than per colorant.
+std::array<std::optional<std::size_t>, 4> ProcessPlates(const QorColor::Color& separations) {
+  std::array<std::optional<std::size_t>, 4> plates;
+  for (int k = 0; k < 4; ++k)
+    plates[k] = separations.Find(QorColor::kCmykNames[k]);
+  return plates;
+}
+
+// One colorant of a colour onto named plates: directly onto its own plate, else
+// through its look onto the process plates present, else nothing.
+void LayerColorant(Component* plates, const std::array<std::optional<std::size_t>, 4>& process,
+                   const std::optional<std::size_t>& plate,
+                   const std::optional<std::array<Component, 4>>& look, Component tint) {
+  tint = ClampInk(tint);
+  if (plate) {
+    Layer(plates[*plate], 1.0f, tint);
+    return;
+  }
+  if (!look) return;
+  for (int k = 0; k < 4; ++k) {
+    if (process[k]) Layer(plates[*process[k]], (*look)[k], tint);
+  }
+}
+
 }  // namespace
 
 std::vector<Component> ConvertToSeparations(const QorColor::Color& color,
@@ -64,23 +88,31 @@ std::vector<Component> ConvertToSeparations(const QorColor::Color& color,
 void ConvertToSeparations(const QorColor::Color& color, const QorColor::Color& separations,
                           const std::vector<Separation::Entry>& table, Component* plates) {
   std::fill(plates, plates + separations.Size(), 0.0f);
-  // Where each process ink is rendered, looked up once rather than per colorant.
-  std::array<std::optional<std::size_t>, 4> processPlate;
-  for (int k = 0; k < 4; ++k)
-    processPlate[k] = separations.Find(QorColor::kCmykNames[k]);
-
+  const auto processPlates = ProcessPlates(separations);
   for (const auto& colorant : color) {
-    const Component tint = ClampInk(colorant.tint);
-    if (const auto plate = separations.Find(colorant.name)) {
-      Layer(plates[*plate], 1.0f, tint);
-      continue;
-    }
-    const auto cmyk = Representation(colorant.name, table);
-    if (!cmyk) continue;
-    for (int k = 0; k < 4; ++k) {
-      if (processPlate[k]) Layer(plates[*processPlate[k]], (*cmyk)[k], tint);
-    }
+    const auto plate = separations.Find(colorant.name);
+    LayerColorant(plates, processPlates, plate,
+                  plate ? std::nullopt : Representation(colorant.name, table), colorant.tint);
   }
+}
+
+SeparationConverter::SeparationConverter(const std::vector<std::string>& names,
+                                         const QorColor::Color& separations,
+                                         const std::vector<Separation::Entry>& table)
+    : process_plates_(ProcessPlates(separations)), plate_count_(separations.Size()) {
+  colorants_.reserve(names.size());
+  for (const std::string& name : names) {
+    Colorant c;
+    c.plate = separations.Find(name);
+    if (!c.plate) c.look = Representation(name, table);
+    colorants_.push_back(c);
+  }
+}
+
+void SeparationConverter::ToSeparations(const Component* tints, Component* plates) const {
+  std::fill(plates, plates + plate_count_, 0.0f);
+  for (std::size_t i = 0; i < colorants_.size(); ++i)
+    LayerColorant(plates, process_plates_, colorants_[i].plate, colorants_[i].look, tints[i]);
 }
 
 std::array<Component, 4> ConvertToProcess(const QorColor::Color& color,

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <unordered_set>
 
 #include "qorpaint/shading_paint.h"
 #include "qorpaint/tiling_paint.h"
@@ -112,16 +114,22 @@ class SeparationCollector final : public ConstVisitorBase {
     if (paint == nullptr) return;
     // Flat paints first and without a cast: a page can hold a hundred thousand.
     if (paint->GetType() == QorPaint::kFlatPaint) {
-      if (paint == last_flat_) return;
-      last_flat_ = paint;
-      Colour(static_cast<const QorPaint::FlatPaint*>(paint)->GetColor());
+      const QorPaint::ColorantList& list =
+          static_cast<const QorPaint::FlatPaint*>(paint)->GetColorants();
+      if (&list == last_list_ || !lists_seen_.insert(&list).second) return;
+      last_list_ = &list;
+      for (const std::string& name : list.GetNames())
+        Name(name);
       return;
     }
     if (const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint)) {
-      if (shading->GetBackground()) Colour(*shading->GetBackground());
+      if (shading->GetBackground()) {
+        for (const auto& entry : *shading->GetBackground())
+          Name(entry.name);
+      }
       for (const auto& entry : shading->GetSeparationMapping().GetEntries()) {
         if (entry.index == QorPaint::SeparationMapping::kNotPainted) continue;
-        if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
+        Name(entry.name);
       }
       return;
     }
@@ -129,10 +137,8 @@ class SeparationCollector final : public ConstVisitorBase {
       tiling->GetCell()->Accept(*this);
     }
   }
-  void Colour(const QorColor::Color& colour) {
-    for (const auto& entry : colour) {
-      if (!colorants_.Find(entry.name)) colorants_.Add(entry.name, 0.0f);
-    }
+  void Name(const std::string& name) {
+    if (!colorants_.Find(name)) colorants_.Add(name, 0.0f);
   }
   void Mask(const std::shared_ptr<const QorBlend::Transparency>& t) {
     if (t && t->GetSoftMask() && t->GetSoftMask()->GetContent()) {
@@ -141,8 +147,10 @@ class SeparationCollector final : public ConstVisitorBase {
   }
 
   QorColor::Color colorants_;
-  // The flat paint met last, whose colorants are in already (runs of objects share one).
-  const QorPaint::Paint* last_flat_ = nullptr;
+  // Colorant lists of flat paints whose names are in already: a page of a hundred
+  // thousand flat paints names a handful of lists, mostly the one met last.
+  const QorPaint::ColorantList* last_list_ = nullptr;
+  std::unordered_set<const QorPaint::ColorantList*> lists_seen_;
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ class PageRun {
   PageRun(QPDF& pdf, WarningList& warnings, QPDFObjectHandle page,
           const ImportLimits& limits = ImportLimits{})
       : colors_(pdf, warnings), fonts_(warnings), optional_(pdf, warnings) {
-    ImportContext context{pdf, warnings, colors_, fonts_, optional_, builder_, limits, {}, {}};
+    ImportContext context{pdf, warnings, colors_, fonts_, optional_, builder_, limits, {}, {}, {}};
     ContentInterpreter interpreter(context, 0);
     interpreter.RunPage(page, content_, Matrix{}, {0, 0, 100, 100});
     incomplete_ = interpreter.Incomplete();

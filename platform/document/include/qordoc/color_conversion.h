@@ -16,6 +16,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,6 +37,26 @@ std::vector<QorColor::Component> ConvertToSeparations(const QorColor::Color& col
 // that convert once per object and keep the values elsewhere.
 void ConvertToSeparations(const QorColor::Color& color, const QorColor::Color& separations,
                           const std::vector<Separation::Entry>& table, QorColor::Component* plates);
+
+// ConvertToSeparations for a fixed list of colorants and separations, each colorant's
+// plate or look found once, then converting tints (one per colorant, in the list's
+// order) without allocating or comparing names. Same arithmetic, to the bit.
+class SeparationConverter {
+ public:
+  SeparationConverter(const std::vector<std::string>& names, const QorColor::Color& separations,
+                      const std::vector<Separation::Entry>& table);
+  // One value per separation into `plates`.
+  void ToSeparations(const QorColor::Component* tints, QorColor::Component* plates) const;
+
+ private:
+  struct Colorant {
+    std::optional<std::size_t> plate;  // rendered directly on this plate
+    std::optional<std::array<QorColor::Component, 4>> look;  // else simulated, if known
+  };
+  std::vector<Colorant> colorants_;
+  std::array<std::optional<std::size_t>, 4> process_plates_;
+  std::size_t plate_count_ = 0;
+};
 
 // Cyan, Magenta, Yellow, Black: process colorants directly, spot colorants through
 // their representation (nothing without a table entry).
