@@ -193,7 +193,7 @@ TEST(ColorantLists, InternSharesEqualListsAndPaintsKeepTheirColour) {
   Color all{{"All", 1.0f}};
   all.SetPaintsAllColorants(true);
   EXPECT_EQ(QorPaint::FlatPaint(all).GetColor(), all) << "a list of its own";
-  EXPECT_THROW(QorPaint::FlatPaint(gold, cmyk), std::invalid_argument);
+  EXPECT_THROW(QorPaint::FlatPaint(a, Color{{"Gold", 0.3f}}), std::invalid_argument);
   EXPECT_THROW(QorPaint::FlatPaint(nullptr, cmyk), std::invalid_argument);
 }
 

@@ -13,7 +13,9 @@ FlatPaint::FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorCol
     : colorants_(std::move(colorants)),
       named_only_(color.PaintsNamedColorantsOnly()),
       all_(color.PaintsAllColorants()) {
-  if (!colorants_ || !colorants_->Names(color)) {
+  // Counted, not compared name by name: the interner hands out lists made from the
+  // very names, and a page makes a paint per object.
+  if (!colorants_ || colorants_->Size() != color.Size()) {
     throw std::invalid_argument("flat paint: the colorant list does not name the colour's colorants");
   }
   tints_.reserve(color.Size());

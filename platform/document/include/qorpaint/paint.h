@@ -38,8 +38,9 @@ class FlatPaint final : public Paint {
 
   // A colour with a colorant list of its own.
   explicit FlatPaint(const QorColor::Color& color);
-  // A colour whose colorant names are `colorants` (which must name the colour's
-  // colorants in its order: std::invalid_argument otherwise).
+  // A colour whose colorant names are `colorants`, which must name the colour's
+  // colorants in its order (as ColorantLists::Intern gives); a list of another
+  // length is std::invalid_argument.
   FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color);
 
   int GetType() const override { return kFlatPaint; }
