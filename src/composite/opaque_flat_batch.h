@@ -94,7 +94,7 @@ class OpaqueFlatBatch {
   }
   // Adds [start, end) to the union; its visible parts go to `copy` when it is given.
   // A run hidden within one or two words, the common case under many objects,
-  // returns here.
+  // and one wholly visible within a word return here.
   void Join(long long start, long long end, const OpaqueFlatCopy* copy, std::uint32_t group) {
     std::size_t from = 0, to = 0;
     if (!Inside(start, end, from, to)) return;
@@ -102,7 +102,16 @@ class OpaqueFlatBatch {
     const std::size_t last = (to - 1) / kWordBits;
     if (last == word) {
       const std::uint64_t mask = Bits(from % kWordBits, to - word * kWordBits);
-      if ((covered_[word] & mask) == mask) return;
+      const std::uint64_t seen = covered_[word] & mask;
+      if (seen == mask) return;
+      // Wholly visible within one word, the common case of small objects side by
+      // side: the whole run is one piece, as JoinWords would find it.
+      if (seen == 0) {
+        empty_ = false;
+        covered_[word] |= mask;
+        if (copy != nullptr) AddPiece(from, to, copy, group);
+        return;
+      }
     } else if (last == word + 1) {
       const std::uint64_t head = Bits(from % kWordBits, kWordBits);
       const std::uint64_t tail = Bits(0, to - last * kWordBits);
