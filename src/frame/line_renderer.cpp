@@ -153,8 +153,11 @@ std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
   const std::size_t planes = line.Planes();
   flat_batch_.Clear(line.Left(), line.Right());
   std::uint32_t others = 0;
-  for (std::size_t k = active_.size(); k-- > 0;) {
-    Active& a = active_[k];
+  // Walked through local pointers: the batch's calls would otherwise make the
+  // compiler reload the vector's data for every object.
+  Active* const first = active_.data();
+  for (Active* it = first + active_.size(); it-- != first;) {
+    Active& a = *it;
     if (a.runs == nullptr) continue;
     if (a.copy != nullptr && a.copy->row.size() == planes) {
       // Painted through its visible pieces, not by itself.
