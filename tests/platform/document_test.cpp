@@ -12,18 +12,18 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <string>
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "morv/compound.h"
 #include "qordoc/color_conversion.h"
 #include "qordoc/layer.h"
+#include "qorimg/painted_picture.h"
 #include "qorpaint/colorant_list.h"
 #include "qorpaint/paint.h"
-#include "qorimg/painted_picture.h"
 
 namespace {
 
@@ -167,8 +167,8 @@ TEST(ColorantLists, InternSharesEqualListsAndPaintsKeepTheirColour) {
   QorPaint::ColorantLists lists;
   Color cmyk{{"Cyan", 0.1f}, {"Magenta", 0.2f}, {"Yellow", 0.0f}, {"Black", 1.0f}};
   const auto a = lists.Intern(cmyk);
-  const auto b = lists.Intern(Color{{"Cyan", 0.5f}, {"Magenta", 0.0f}, {"Yellow", 0.0f},
-                                    {"Black", 0.0f}});
+  const auto b =
+      lists.Intern(Color{{"Cyan", 0.5f}, {"Magenta", 0.0f}, {"Yellow", 0.0f}, {"Black", 0.0f}});
   EXPECT_EQ(a, b);
   const auto gold = lists.Intern(Color{{"Gold", 1.0f}});
   const auto reordered = lists.Intern(Color{{"Magenta", 0.2f}, {"Cyan", 0.1f}});
@@ -340,6 +340,18 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
             Morv::MilliPointRectangle(8.0, -2.0, 24.0, 24.0));
   EXPECT_EQ(path->GetParent(), group.get());
   EXPECT_EQ(group->GetParent(), nullptr);
+  EXPECT_EQ(path->GetStrokeStyle().join, Morv::LineJoin::kBevel);
+  // A style without a stroke paint is not kept: the default is reported and the
+  // visual box is the geometry's.
+  QorDoc::Fillable::Painting filled = stroked;
+  filled.fill = filled.stroke;
+  filled.stroke = nullptr;
+  QorDoc::DocumentBuilder fills;
+  auto fill_only = fills.AddPath(
+      fills.AddPage(), Morv::PathBuilder().Rectangle(0.0, 0.0, 10.0, 10.0).BuildShared(), filled);
+  EXPECT_EQ(fill_only->GetStrokeStyle().width, QorDoc::StrokeStyle().width);
+  EXPECT_EQ(fill_only->GetBoundingBox(QorDoc::kVisualBox),
+            Morv::MilliPointRectangle(0.0, 0.0, 10.0, 10.0));
   // A clipping member paints nothing and bounds the rest; with nothing left to
   // paint the box is all zero.
   QorDoc::DocumentBuilder clipped;
@@ -480,8 +492,7 @@ TEST(PictureData, WindowsConvertTheirSamplesOnceAndAddUpToTheWhole) {
   EXPECT_TRUE(data.IsConverted());
   // Overlapping windows, one left of another in the same rows (the gap between is
   // converted with it), one past the picture's edges, then the rest.
-  const QorImg::SampleWindow windows[] = {{2, 5, 1, 3}, {0, 3, 2, 4}, {7, 8, 2, 3},
-                                          {6, 20, 5, 30}};
+  const QorImg::SampleWindow windows[] = {{2, 5, 1, 3}, {0, 3, 2, 4}, {7, 8, 2, 3}, {6, 20, 5, 30}};
   std::size_t previous = 0;
   for (const QorImg::SampleWindow& w : windows) {
     const auto got = data.Get8BitPictureBuffer(QorImg::kPerceptual, w);
@@ -496,8 +507,8 @@ TEST(PictureData, WindowsConvertTheirSamplesOnceAndAddUpToTheWhole) {
   const auto all = data.Get8BitPictureBuffer(QorImg::kPerceptual);
   EXPECT_EQ(converter->converted, samples.size());
   for (std::size_t row = 0; row < kHeight; ++row) {
-    EXPECT_TRUE(std::equal(all->GetRowPtr(row), all->GetRowPtr(row) + 2 * kWidth,
-                           expected->GetRowPtr(row)))
+    EXPECT_TRUE(
+        std::equal(all->GetRowPtr(row), all->GetRowPtr(row) + 2 * kWidth, expected->GetRowPtr(row)))
         << row;
   }
   // Another intent converts on its own; the same one again converts nothing.

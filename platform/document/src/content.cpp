@@ -175,14 +175,20 @@ Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Paint
     : ContentObject(t, clipping),
       fill_(std::move(painting.fill)),
       stroke_(std::move(painting.stroke)),
-      stroke_style_(std::move(painting.strokeStyle)),
+      stroke_style_(stroke_ ? std::make_unique<const StrokeStyle>(std::move(painting.strokeStyle))
+                            : nullptr),
       halftone_(std::move(painting.halftone)),
       transparency_(painting.transparency ? std::move(painting.transparency)
                                           : QorBlend::Transparency::Opaque()) {}
 
+const StrokeStyle& Fillable::GetStrokeStyle() const {
+  static const StrokeStyle kUnstroked;
+  return stroke_style_ ? *stroke_style_ : kUnstroked;
+}
+
 Rect Fillable::PlaceBox(const Rect& box, int kind) const {
   const Rect visual =
-      kind == kVisualBox && stroke_ != nullptr ? Grow(box, stroke_style_.Reach()) : box;
+      kind == kVisualBox && stroke_ != nullptr ? Grow(box, stroke_style_->Reach()) : box;
   return Morv::TransformedBoundingBox(GetTransformation(), visual);
 }
 

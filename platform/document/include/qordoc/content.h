@@ -143,7 +143,8 @@ class Fillable : public ContentObject {
  public:
   const std::shared_ptr<const QorPaint::Paint>& GetFillPaint() const { return fill_; }
   const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const { return stroke_; }
-  const StrokeStyle& GetStrokeStyle() const { return stroke_style_; }
+  // The default style when the object is not stroked.
+  const StrokeStyle& GetStrokeStyle() const;
   // The halftone set that screens this object; null for none.
   const std::shared_ptr<HalftoneSet>& GetHalftoneSet() const { return halftone_; }
   const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const {
@@ -168,7 +169,9 @@ class Fillable : public ContentObject {
  private:
   std::shared_ptr<const QorPaint::Paint> fill_;
   std::shared_ptr<const QorPaint::Paint> stroke_;
-  StrokeStyle stroke_style_;
+  // Held only when stroked: most objects of a page are fills, and the style with its
+  // dash vector would be the largest part of each.
+  std::unique_ptr<const StrokeStyle> stroke_style_;
   std::shared_ptr<HalftoneSet> halftone_;
   std::shared_ptr<const QorBlend::Transparency> transparency_;
 };
