@@ -237,7 +237,7 @@ GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transforma
   }
   std::shared_ptr<const Morv::Compound> shape = outline.Compound();
   if (!squares.empty()) {
-    std::vector<Morv::Subpath> subpaths = shape->GetSubpaths();
+    std::vector<Morv::Subpath> subpaths(shape->GetSubpaths().begin(), shape->GetSubpaths().end());
     subpaths.reserve(subpaths.size() + squares.size() / 4);
     for (std::size_t i = 0; i < squares.size(); i += 4) {
       subpaths.push_back(

@@ -84,6 +84,19 @@ TEST(Compound, BuilderAndTransformKeepEachSubpathsForm) {
   EXPECT_EQ(curve.Start(), Point(100, 0));
   EXPECT_EQ(curve.Segments()[1], Segment::Cubic({101, 2}, {103, 4}, {106, 6}));
   EXPECT_EQ(moved.GetBoundingBox(), Morv::MilliPointRectangle(100, 0, 10, 20));
+
+  // A single subpath is held inline: a copy (or a moved compound) reports its own,
+  // with the same box, and the empty compound has none.
+  Morv::Compound copy = next;
+  ASSERT_EQ(copy.GetSubpaths().size(), 1u);
+  EXPECT_NE(&copy.GetSubpaths()[0], &next.GetSubpaths()[0]);
+  EXPECT_EQ(*copy.GetSubpaths()[0].VectorPoints(), *next.GetSubpaths()[0].VectorPoints());
+  EXPECT_EQ(copy.GetBoundingBox(), next.GetBoundingBox());
+  const Morv::Compound taken = std::move(copy);
+  EXPECT_EQ(std::distance(taken.Begin(), taken.End()), 1);
+  EXPECT_EQ(taken.GetSubpaths()[0].VectorPoints()->back(), Point(2, 2));
+  EXPECT_TRUE(Morv::Compound().GetSubpaths().empty());
+  EXPECT_TRUE(builder.Build().GetSubpaths().empty());
 }
 
 }  // namespace

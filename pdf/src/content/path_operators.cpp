@@ -153,7 +153,9 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     // The clip uses its own rule, not the painting's.
     auto clip_path = compound;
     if (*clip != fill_rule) {
-      clip_path = std::make_shared<const Morv::Compound>(compound->GetSubpaths(), *clip);
+      const std::span<const Morv::Subpath> subpaths = compound->GetSubpaths();
+      clip_path = std::make_shared<const Morv::Compound>(
+          std::vector<Morv::Subpath>(subpaths.begin(), subpaths.end()), *clip);
     }
     Clip(std::move(clip_path), f.gs.ctm);
   }

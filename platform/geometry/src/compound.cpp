@@ -5,18 +5,28 @@
 namespace Morv {
 
 Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
-    : subpaths_(std::move(subpaths)), winding_rule_(windingRule) {
-  if (subpaths_.empty()) return;
+    : winding_rule_(windingRule) {
+  if (subpaths.size() == 1)
+    subpaths_.emplace<Subpath>(std::move(subpaths.front()));
+  else
+    subpaths_ = std::move(subpaths);
+  if (GetSubpaths().empty()) return;
   BoxUnion box;
-  for (const Subpath& s : subpaths_)
+  for (const Subpath& s : GetSubpaths())
     box.Add(s.GetBoundingBox());
   bounding_box_ = box.Rectangle();
 }
 
+std::span<const Subpath> Compound::GetSubpaths() const {
+  if (const Subpath* single = std::get_if<Subpath>(&subpaths_))
+    return std::span<const Subpath>(single, 1);
+  return std::get<std::vector<Subpath>>(subpaths_);
+}
+
 Compound Compound::Transformed(const MilliPointTransformation& t) const {
   std::vector<Subpath> out;
-  out.reserve(subpaths_.size());
-  for (const Subpath& s : subpaths_) {
+  out.reserve(GetSubpaths().size());
+  for (const Subpath& s : GetSubpaths()) {
     if (const std::vector<Subpath::Point>* points = s.VectorPoints()) {
       std::vector<Subpath::Point> mapped;
       mapped.reserve(points->size());

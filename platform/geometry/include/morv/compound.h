@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <variant>
 #include <vector>
 
 #include "morv/subpath.h"
@@ -18,15 +20,15 @@ enum WindingRule : std::uint32_t { kEvenOdd = 0, kNonZero = 1 };
 
 class Compound {
  public:
-  using const_iterator = std::vector<Subpath>::const_iterator;
+  using const_iterator = std::span<const Subpath>::iterator;
 
   Compound() = default;
   Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule);
 
   std::uint32_t GetWindingRule() const { return winding_rule_; }
-  const std::vector<Subpath>& GetSubpaths() const { return subpaths_; }
-  const_iterator Begin() const { return subpaths_.begin(); }
-  const_iterator End() const { return subpaths_.end(); }
+  std::span<const Subpath> GetSubpaths() const;
+  const_iterator Begin() const { return GetSubpaths().begin(); }
+  const_iterator End() const { return GetSubpaths().end(); }
   // The union of the subpaths' boxes; all zero for a compound without subpaths.
   const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
 
@@ -34,7 +36,9 @@ class Compound {
   Compound Transformed(const MilliPointTransformation& t) const;
 
  private:
-  std::vector<Subpath> subpaths_;
+  // Most paths of a page are one subpath (a rectangle, a line): it is held inline
+  // rather than in a vector's block of its own.
+  std::variant<std::vector<Subpath>, Subpath> subpaths_;
   std::uint32_t winding_rule_ = kNonZero;
   MilliPointRectangle bounding_box_;
 };
