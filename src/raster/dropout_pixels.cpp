@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "morv/flatten.h"
 #include "raster/pixel_rounding.h"
-#include "raster/point_enumerator.h"
 
 namespace QorSc {
 namespace {
 
-// A polygon corner in internal space with its coordinates rounded to pixel lines
-// and clamped to the box's lines once (each corner ends two edges, read along both
-// axes).
+// The pixel lines of a polygon corner: its coordinates rounded and clamped to the
+// box's lines once (each corner ends two edges, read along both axes).
 struct Corner {
-  Point<double> p;
   long long row;
   long long column;
 };
@@ -211,15 +209,19 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   auto row_of = [&](long long row) { return std::clamp(row, box.top, box.bottom); };
   auto column_of = [&](long long column) { return std::clamp(column, box.left, box.right); };
   // The flattened polygons first, so that the crossings are counted (and bounded, by
-  // the whole outline's) before any is stored.
+  // the whole outline's) before any is stored. The points are kept apart from their
+  // pixel lines so that they can be handed to the generator as they are.
+  std::vector<Point<double>> points;
   std::vector<Corner> corners;
   std::vector<std::size_t> polygon_ends;
   std::size_t row_count = 0, column_count = 0;
-  auto walk = [&](PointEnumerator& enumerator) {
-    Point<double> p;
+  const double flatness = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
+  auto walk = [&](const Morv::Subpath& subpath) {
     const std::size_t first = corners.size();
     long long first_row = 0, first_column = 0, previous_row = 0, previous_column = 0;
-    while (enumerator.Next(p)) {
+    // Each point placed as a point enumerator places it: the same two maps.
+    auto add = [&](const Morv::MilliPointPoint& world) {
+      const Point<double> p = env.WorldToInternal(t.Apply(world));
       const long long row = RoundToPixel(p.y), column = RoundToPixel(p.x);
       if (corners.size() > first) {
         row_count += LinesCrossed(previous_row, row);
@@ -231,8 +233,11 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
       }
       previous_row = row;
       previous_column = column;
-      corners.push_back({p, row_of(row), column_of(column)});
-    }
+      points.push_back(p);
+      corners.push_back({row_of(row), column_of(column)});
+      return true;
+    };
+    if (!Morv::ForEachFlatPoint(subpath, flatness, add)) return false;
     if (corners.size() > first) {
       // Each polygon is closed back to its first point, as the generator closes it.
       row_count += LinesCrossed(previous_row, first_row);
@@ -241,21 +246,7 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
     }
     return row_count <= kMaxDropoutCrossings && column_count <= kMaxDropoutCrossings;
   };
-  const bool bounded = for_each_subpath([&](const Morv::Subpath& subpath) {
-    if (const std::vector<Morv::MilliPointPoint>* vector_points = subpath.VectorPoints()) {
-      VectorPointEnumerator enumerator(*vector_points, t, env);
-      return walk(enumerator);
-    }
-    SubpathPointEnumerator enumerator(subpath, t, env);
-    return walk(enumerator);
-  });
-  if (!bounded || corners.empty()) return {};
-  if (flattened != nullptr) {
-    flattened->points.resize(corners.size());
-    for (std::size_t i = 0; i < corners.size(); ++i)
-      flattened->points[i] = corners[i].p;
-    flattened->ends = polygon_ends;
-  }
+  if (!for_each_subpath(walk) || corners.empty()) return {};
   long long top = corners.front().row, bottom = top, left = corners.front().column, right = left;
   for (const Corner& c : corners) {
     top = std::min(top, c.row);
@@ -273,21 +264,26 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
       std::size_t begin = 0;
       for (const std::size_t end : polygon_ends) {
         for (std::size_t i = begin; i < end; ++i)
-          edge(corners[i], corners[i + 1 < end ? i + 1 : begin]);
+          edge(i, i + 1 < end ? i + 1 : begin);
         begin = end;
       }
     };
     if (rows) {
-      for_each_edge([&](const Corner& p, const Corner& q) { crossings.Count(p.row, q.row); });
+      for_each_edge(
+          [&](std::size_t p, std::size_t q) { crossings.Count(corners[p].row, corners[q].row); });
       crossings.Place();
-      for_each_edge([&](const Corner& p, const Corner& q) {
-        crossings.Add(p.p.x, p.p.y, p.row, q.p.x, q.p.y, q.row);
+      for_each_edge([&](std::size_t p, std::size_t q) {
+        crossings.Add(points[p].x, points[p].y, corners[p].row, points[q].x, points[q].y,
+                      corners[q].row);
       });
     } else {
-      for_each_edge([&](const Corner& p, const Corner& q) { crossings.Count(p.column, q.column); });
+      for_each_edge([&](std::size_t p, std::size_t q) {
+        crossings.Count(corners[p].column, corners[q].column);
+      });
       crossings.Place();
-      for_each_edge([&](const Corner& p, const Corner& q) {
-        crossings.Add(p.p.y, p.p.x, p.column, q.p.y, q.p.x, q.column);
+      for_each_edge([&](std::size_t p, std::size_t q) {
+        crossings.Add(points[p].y, points[p].x, corners[p].column, points[q].y, points[q].x,
+                      corners[q].column);
       });
     }
     if (non_zero) {
@@ -300,6 +296,10 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   // lines) are within these: one more on each side for the crossings' own rounding.
   axis(true, top, bottom, {left - 1, right + 1});
   axis(false, left, right, {top - 1, bottom + 1});
+  if (flattened != nullptr) {
+    flattened->points = std::move(points);
+    flattened->ends = std::move(polygon_ends);
+  }
   std::erase_if(pixels, [&](const DropoutPixel& d) {
     return d.x < box.left || d.x >= box.right || d.y < box.top || d.y >= box.bottom;
   });

@@ -225,6 +225,92 @@ TEST(Flatten, PieceCountFollowsTheSecondDifference) {
   EXPECT_EQ(Morv::CurvePieceCount(from, Segment::Line({1e9, 1e9}), 0.0), 1u);
 }
 
+// The bound on |B''| of a curve segment, with hypot.
+double Bend(const MilliPointPoint& from, const Segment& s) {
+  auto length = [](const MilliPointPoint& a, const MilliPointPoint& b, const MilliPointPoint& c) {
+    return std::hypot(a.x.Value() - 2.0 * b.x.Value() + c.x.Value(),
+                      a.y.Value() - 2.0 * b.y.Value() + c.y.Value());
+  };
+  return s.kind == Subpath::SegmentKind::kQuadratic
+             ? 2.0 * length(from, s.control1, s.end)
+             : 6.0 * std::max(length(from, s.control1, s.control2),
+                              length(s.control1, s.control2, s.end));
+}
+
+// The count as its formula states it: what every shortcut must return.
+std::uint32_t ReferencePieceCount(const MilliPointPoint& from, const Segment& s, double flatness) {
+  const double m = Bend(from, s);
+  if (!(m > 0.0)) return 1;
+  if (!(flatness > 0.0)) return Morv::kMaxCurvePieces;
+  const double n = std::ceil(std::sqrt(m / (8.0 * flatness)));
+  if (!(n < static_cast<double>(Morv::kMaxCurvePieces))) return Morv::kMaxCurvePieces;
+  return std::max<std::uint32_t>(1, static_cast<std::uint32_t>(n));
+}
+
+TEST(Flatten, PieceCountIsTheFormulasEvenAtWholeRoots) {
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> coordinate(-5e5, 5e5);
+  std::uniform_real_distribution<double> exponent(-3.0, 3.0);
+  for (int round = 0; round < 20000; ++round) {
+    const MilliPointPoint from{coordinate(random), coordinate(random)};
+    const MilliPointPoint a{coordinate(random), coordinate(random)};
+    const MilliPointPoint b{coordinate(random), coordinate(random)};
+    const MilliPointPoint c{coordinate(random), coordinate(random)};
+    const Segment s = round % 2 == 0 ? Segment::Cubic(a, b, c) : Segment::Quadratic(a, b);
+    double flatness = std::pow(10.0, exponent(random)) * 100.0;
+    ASSERT_EQ(Morv::CurvePieceCount(from, s, flatness), ReferencePieceCount(from, s, flatness))
+        << "round " << round;
+    // The flatness whose count is a whole root, and its neighbours: where a shortcut
+    // must defer to the formula.
+    const double n = ReferencePieceCount(from, s, flatness);
+    flatness = Bend(from, s) / (8.0 * n * n);
+    for (double f : {flatness, std::nextafter(flatness, 0.0), std::nextafter(flatness, 1e300)}) {
+      ASSERT_EQ(Morv::CurvePieceCount(from, s, f), ReferencePieceCount(from, s, f))
+          << "round " << round;
+    }
+  }
+  // Tiny and huge bends, where squares would underflow or overflow.
+  for (double scale : {1e-160, 1e-150, 1e150, 1e160}) {
+    const Segment s = Segment::Cubic({0.0, scale}, {scale, scale}, {scale, 0.0});
+    for (double flatness : {scale * 1e-3, scale, scale * 1e3}) {
+      EXPECT_EQ(Morv::CurvePieceCount({0.0, 0.0}, s, flatness),
+                ReferencePieceCount({0.0, 0.0}, s, flatness));
+    }
+  }
+}
+
+TEST(Flatten, ForEachFlatPointHandsOutTheIteratorsPoints) {
+  const Subpath curves(
+      {10.0, 10.0},
+      {Segment::Cubic({10.0, 900.0}, {700.0, 900.0}, {800.0, 20.0}), Segment::Line({400.0, -50.0}),
+       Segment::Quadratic({200.0, 300.0}, {10.0, 10.0})},
+      true);
+  const Subpath polygon =
+      Subpath::Polygon({{0.0, 0.0}, {100.0, 0.0}, {100.0, 50.0}, {0.0, 50.0}}, true);
+  const Subpath lone({5.0, 6.0}, {}, false);
+  for (const Subpath* s : {&curves, &polygon, &lone}) {
+    for (double flatness : {0.5, 3.0, 40.0}) {
+      std::vector<MilliPointPoint> points;
+      EXPECT_TRUE(Morv::ForEachFlatPoint(*s, flatness, [&](const MilliPointPoint& p) {
+        points.push_back(p);
+        return true;
+      }));
+      const std::vector<MilliPointPoint> walked = Walk(*s, flatness);
+      ASSERT_EQ(points.size(), walked.size());
+      for (std::size_t i = 0; i < points.size(); ++i) {
+        // Bit for bit: both coordinates compared as stored.
+        EXPECT_EQ(points[i].x.Value(), walked[i].x.Value());
+        EXPECT_EQ(points[i].y.Value(), walked[i].y.Value());
+      }
+    }
+  }
+  // Stopping: the visitor sees exactly as many points as it accepts plus the refused one.
+  std::size_t seen = 0;
+  EXPECT_FALSE(
+      Morv::ForEachFlatPoint(curves, 1.0, [&](const MilliPointPoint&) { return ++seen < 5; }));
+  EXPECT_EQ(seen, 5u);
+}
+
 TEST(Flatten, PieceCountIsBoundedWithoutFlatness) {
   const MilliPointPoint from{0.0, 0.0};
   const Segment bend = Segment::Cubic({0.0, 1000.0}, {1000.0, 1000.0}, {1000.0, 0.0});

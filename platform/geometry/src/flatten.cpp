@@ -24,9 +24,32 @@ double SecondDifferenceLength(const Point& p0, const Point& p1, const Point& p2)
   return std::hypot(x, y);
 }
 
+double SquaredSecondDifference(const Point& p0, const Point& p1, const Point& p2) {
+  const double x = p0.x.Value() - 2.0 * p1.x.Value() + p2.x.Value();
+  const double y = p0.y.Value() - 2.0 * p1.y.Value() + p2.y.Value();
+  return x * x + y * y;
+}
+
+// The count without hypot, or 0 where that cannot be trusted to give hypot's count.
+// sqrt(x² + y²) lies within a few units in the last place of hypot(x, y) while the
+// squares neither overflow nor lose the sum to underflow; a root that is not within a
+// relative 1e-9 of a whole number then ceils to the same count either way. hypot was
+// a third of flattening a glyph outline.
+std::uint32_t QuickPieceCount(double squared, double scale, double flatness) {
+  if (!(squared > 1e-280 && squared < 1e280 && flatness > 0.0)) return 0;
+  const double estimate = std::sqrt(scale * std::sqrt(squared) / (8.0 * flatness));
+  if (!(estimate < static_cast<double>(kMaxCurvePieces) - 1.0)) return 0;
+  const double low = std::ceil(estimate * (1.0 - 1e-9));
+  if (low != std::ceil(estimate * (1.0 + 1e-9))) return 0;
+  return std::max<std::uint32_t>(1, static_cast<std::uint32_t>(low));
+}
+
+}  // namespace
+
 // Bernstein form with both weights derived from i and n directly: t and 1 - t are then
 // each correctly rounded, and a curve walked backwards yields the same points.
-Point CurvePoint(const Point& from, const Subpath::Segment& s, std::uint32_t i, std::uint32_t n) {
+MilliPointPoint CurvePoint(const MilliPointPoint& from, const Subpath::Segment& s, std::uint32_t i,
+                           std::uint32_t n) {
   const double t = static_cast<double>(i) / static_cast<double>(n);
   const double mt = static_cast<double>(n - i) / static_cast<double>(n);
   if (s.kind == Subpath::SegmentKind::kQuadratic) {
@@ -46,8 +69,6 @@ Point CurvePoint(const Point& from, const Subpath::Segment& s, std::uint32_t i, 
               w3 * s.end.y.Value()};
 }
 
-}  // namespace
-
 // Bound on the distance between a curve B on [0, 1] and its uniform n-piece polyline.
 // On one piece of parameter length h = 1/n let e = B - L, L the chord through the
 // piece's end points. e vanishes at both ends and e'' = B'', so with the interval's
@@ -64,9 +85,19 @@ std::uint32_t CurvePieceCount(const MilliPointPoint& from, const Subpath::Segmen
     case Subpath::SegmentKind::kLine:
       return 1;
     case Subpath::SegmentKind::kQuadratic:
+      if (const std::uint32_t n = QuickPieceCount(
+              SquaredSecondDifference(from, segment.control1, segment.end), 2.0, flatness)) {
+        return n;
+      }
       m = 2.0 * SecondDifferenceLength(from, segment.control1, segment.end);
       break;
     case Subpath::SegmentKind::kCubic:
+      if (const std::uint32_t n = QuickPieceCount(
+              std::max(SquaredSecondDifference(from, segment.control1, segment.control2),
+                       SquaredSecondDifference(segment.control1, segment.control2, segment.end)),
+              6.0, flatness)) {
+        return n;
+      }
       m = 6.0 * std::max(SecondDifferenceLength(from, segment.control1, segment.control2),
                          SecondDifferenceLength(segment.control1, segment.control2, segment.end));
       break;

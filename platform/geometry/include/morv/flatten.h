@@ -8,13 +8,15 @@
 // line of a closed subpath is not produced: closing is the consumer's work.
 //
 // The iterators evaluate points on the fly and allocate nothing; the subpath must
-// outlive them.
+// outlive them. ForEachFlatPoint hands the same points, bit for bit, to a callback in
+// one loop, for consumers that drain a whole subpath at once.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 #include "morv/subpath.h"
 #include "morv/transformation.h"
@@ -71,6 +73,36 @@ std::pair<ConstPointIterator, ConstPointIterator> MakeVectorPointRange(const Sub
 std::uint32_t CurvePieceCount(const MilliPointPoint& from, const Subpath::Segment& segment,
                               double flatness);
 inline constexpr std::uint32_t kMaxCurvePieces = 1u << 14;
+
+// The point at t = i/n of a curve segment starting at `from` (0 < i < n).
+MilliPointPoint CurvePoint(const MilliPointPoint& from, const Subpath::Segment& segment,
+                           std::uint32_t i, std::uint32_t n);
+
+// Calls `visit(point)` for every point the range of MakeVectorPointRange(subpath,
+// flatness) holds, in its order and with its values, without the iterator's per-point
+// bookkeeping. `visit` returns false to stop; the result is false when it did.
+template <class Visit>
+bool ForEachFlatPoint(const Subpath& subpath, double flatness, Visit&& visit) {
+  if (const std::vector<MilliPointPoint>* points = subpath.VectorPoints()) {
+    for (const MilliPointPoint& p : *points) {
+      if (!visit(p)) return false;
+    }
+    return true;
+  }
+  MilliPointPoint from = subpath.Start();
+  if (!visit(from)) return false;
+  for (const Subpath::Segment& segment : subpath.Segments()) {
+    if (segment.kind != Subpath::SegmentKind::kLine) {
+      const std::uint32_t pieces = CurvePieceCount(from, segment, flatness);
+      for (std::uint32_t i = 1; i < pieces; ++i) {
+        if (!visit(CurvePoint(from, segment, i, pieces))) return false;
+      }
+    }
+    if (!visit(segment.end)) return false;
+    from = segment.end;
+  }
+  return true;
+}
 
 // A tolerance in the output space of `t` converted into the space `t` maps from:
 // divided by the largest scale of t (its largest singular value). A singular or
