@@ -191,13 +191,8 @@ void ContentInterpreter::EmitText(std::vector<ShownGlyph>& glyphs, std::vector<d
   outlines.reserve(glyphs.size());
   for (std::size_t i = 0; i < glyphs.size(); ++i) {
     if (!glyphs[i].outline || glyphs[i].outline->GetSubpaths().empty()) continue;
-    const double offset = positions[i] * 1000.0 / sx;
-    if (offset == 0.0) {
-      outlines.push_back(glyphs[i].outline);
-    } else {
-      outlines.push_back(std::make_shared<const Morv::Compound>(
-          glyphs[i].outline->Transformed(Matrix::Translation(offset, 0.0))));
-    }
+    // Shared with earlier texts showing this glyph at this offset, not copied again.
+    outlines.push_back(context_.fonts.PlacedOutline(glyphs[i].outline, positions[i] * 1000.0 / sx));
   }
   if (outlines.empty()) return;
   // Text inside a Type3 glyph that clips: its painted outlines are the glyph's shape.

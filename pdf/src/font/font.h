@@ -100,6 +100,11 @@ class FontCache {
   // attributes warnings. Null only when `font` is not a dictionary at all.
   std::shared_ptr<Font> Get(QPDFObjectHandle font, std::optional<std::size_t> page);
 
+  // A glyph outline moved `offset` glyph units along the baseline, shared with the
+  // texts that show the same glyph at the same offset (see placed_glyphs.h).
+  std::shared_ptr<const Morv::Compound> PlacedOutline(
+      const std::shared_ptr<const Morv::Compound>& outline, double offset);
+
  private:
   struct Impl;
   std::unique_ptr<Impl> impl_;

@@ -12,6 +12,7 @@
 
 #include "font/font.h"
 #include "font/font_loader.h"
+#include "font/placed_glyphs.h"
 
 namespace QorPdf::internal {
 
@@ -43,6 +44,7 @@ struct FontCache::Impl {
   FontLoader loader;
   std::map<QPDFObjGen, std::shared_ptr<Font>> indirect;
   std::vector<std::pair<QPDFObjectHandle, std::shared_ptr<Font>>> direct;
+  PlacedGlyphs placed;
 };
 
 std::shared_ptr<Font> FontCache::Impl::Read(QPDFObjectHandle font,
@@ -92,6 +94,11 @@ std::shared_ptr<Font> FontCache::Get(QPDFObjectHandle font, std::optional<std::s
   auto result = impl_->Read(font, page);
   impl_->direct.emplace_back(font, result);
   return result;
+}
+
+std::shared_ptr<const Morv::Compound> FontCache::PlacedOutline(
+    const std::shared_ptr<const Morv::Compound>& outline, double offset) {
+  return impl_->placed.Get(outline, offset);
 }
 
 }  // namespace QorPdf::internal
