@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "morv/flatten.h"
 #include "raster/pixel_rounding.h"
@@ -101,7 +102,9 @@ class AxisCrossings {
       e = total;  // the line's first slot, advanced to its end as crossings are added
       total += running;
     }
-    crossings_.resize(static_cast<std::size_t>(total));
+    // Every slot is written before it is read: no clearing (a text's crossings run to
+    // megabytes at high resolutions).
+    crossings_ = std::make_unique_for_overwrite<Crossing[]>(static_cast<std::size_t>(total));
   }
 
   void Add(double p_across, double p_along, long long p_line, double q_across, double q_along,
@@ -134,7 +137,7 @@ class AxisCrossings {
       // A span without a centre has both ends in one pixel: a line whose crossings
       // all round to different pixels has none, and is neither sorted nor walked.
       // On text above the smallest sizes that is nearly every line.
-      if (!shared.Any(crossings_.data() + begin, crossings_.data() + end)) {
+      if (!shared.Any(crossings_.get() + begin, crossings_.get() + end)) {
         begin = end;
         continue;
       }
@@ -175,8 +178,7 @@ class AxisCrossings {
         crossings_[m] = crossings_[m - 1];
       crossings_[m] = c;
       if (budget == 0) {
-        std::stable_sort(crossings_.begin() + static_cast<std::ptrdiff_t>(begin),
-                         crossings_.begin() + static_cast<std::ptrdiff_t>(end),
+        std::stable_sort(crossings_.get() + begin, crossings_.get() + end,
                          [](const Crossing& a, const Crossing& b) { return a.at < b.at; });
         return;
       }
@@ -187,7 +189,7 @@ class AxisCrossings {
 
   long long lowest_;
   std::vector<std::ptrdiff_t> ends_;
-  std::vector<Crossing> crossings_;
+  std::unique_ptr<Crossing[]> crossings_;
 };
 
 std::size_t LinesCrossed(long long a, long long b) {
