@@ -10,9 +10,11 @@
 namespace QorSc {
 namespace {
 
-// The pixel lines of a polygon corner: its coordinates rounded and clamped to the
-// box's lines once (each corner ends two edges, read along both axes).
+// A polygon corner in internal space with its coordinates rounded to pixel lines
+// and clamped to the box's lines once (each corner ends two edges, read along both
+// axes).
 struct Corner {
+  Point<double> p;
   long long row;
   long long column;
 };
@@ -211,9 +213,7 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   auto row_of = [&](long long row) { return std::clamp(row, box.top, box.bottom); };
   auto column_of = [&](long long column) { return std::clamp(column, box.left, box.right); };
   // The flattened polygons first, so that the crossings are counted (and bounded, by
-  // the whole outline's) before any is stored. The points are kept apart from their
-  // pixel lines so that they can be handed to the generator as they are.
-  std::vector<Point<double>> points;
+  // the whole outline's) before any is stored.
   std::vector<Corner> corners;
   std::vector<std::size_t> polygon_ends;
   std::size_t row_count = 0, column_count = 0;
@@ -235,8 +235,7 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
       }
       previous_row = row;
       previous_column = column;
-      points.push_back(p);
-      corners.push_back({row_of(row), column_of(column)});
+      corners.push_back({p, row_of(row), column_of(column)});
       return true;
     };
     if (!Morv::ForEachFlatPoint(subpath, flatness, add)) return false;
@@ -275,8 +274,8 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
           [&](std::size_t p, std::size_t q) { crossings.Count(corners[p].row, corners[q].row); });
       crossings.Place();
       for_each_edge([&](std::size_t p, std::size_t q) {
-        crossings.Add(points[p].x, points[p].y, corners[p].row, points[q].x, points[q].y,
-                      corners[q].row);
+        crossings.Add(corners[p].p.x, corners[p].p.y, corners[p].row, corners[q].p.x,
+                      corners[q].p.y, corners[q].row);
       });
     } else {
       for_each_edge([&](std::size_t p, std::size_t q) {
@@ -284,8 +283,8 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
       });
       crossings.Place();
       for_each_edge([&](std::size_t p, std::size_t q) {
-        crossings.Add(points[p].y, points[p].x, corners[p].column, points[q].y, points[q].x,
-                      corners[q].column);
+        crossings.Add(corners[p].p.y, corners[p].p.x, corners[p].column, corners[q].p.y,
+                      corners[q].p.x, corners[q].column);
       });
     }
     if (non_zero) {
@@ -299,7 +298,9 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   axis(true, top, bottom, {left - 1, right + 1});
   axis(false, left, right, {top - 1, bottom + 1});
   if (flattened != nullptr) {
-    flattened->points = std::move(points);
+    flattened->points.resize(corners.size());
+    for (std::size_t i = 0; i < corners.size(); ++i)
+      flattened->points[i] = corners[i].p;
     flattened->ends = std::move(polygon_ends);
   }
   std::erase_if(pixels, [&](const DropoutPixel& d) {
