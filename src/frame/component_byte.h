@@ -1,5 +1,6 @@
 // The byte a component value prints as, inline for the output's per-pixel loops
-// (the exported ComponentToByte is this function behind a library call).
+// (the exported ComponentToByte is this function behind a library call), and the
+// conversion of a stretch of values, portable or with AVX2 where the processor has it.
 //
 // (int)(v·255 + 0.5) in single precision with the low byte kept; outside int's range
 // (or NaN) the value is clamped before the cast, which would otherwise be undefined;
@@ -89,6 +90,7 @@ inline bool InkBlockBytes(const float* v, unsigned char* out) {
 
 }  // namespace component_byte_detail
 
+// The baseline conversion of a stretch: SSE2 blocks (any x86-64), else portable blocks.
 inline void ComponentBytes(const float* values, std::size_t n, unsigned char* out) {
   using component_byte_detail::kBlock;
   std::size_t k = 0;
@@ -100,5 +102,12 @@ inline void ComponentBytes(const float* values, std::size_t n, unsigned char* ou
   for (; k < n; ++k)
     out[k] = ComponentByte(values[k]);
 }
+
+using ComponentBytesFunction = void (*)(const float* values, std::size_t n, unsigned char* out);
+
+// The fastest stretch conversion this processor runs, chosen when called (the build
+// targets baseline x86-64, so wider instructions are taken only after asking the
+// processor). Every choice writes ComponentByte of every value.
+ComponentBytesFunction SelectComponentBytes();
 
 }  // namespace QorSc

@@ -40,7 +40,7 @@ struct ScanConverter::Impl {
 
   // Uniform intervals become one byte each, and neighbours that print the same
   // byte are written with one fill, whatever their states.
-  static void WritePlane(const LineBuffer& line, std::size_t p, unsigned char* out) {
+  void WritePlane(const LineBuffer& line, std::size_t p, unsigned char* out) const {
     const long long left = line.Left();
     const PixelPlane<const float> values = line.Plane(p);
     long long fill_start = left;  // a pending fill [fill_start, fill_end) of fill_byte
@@ -68,7 +68,7 @@ struct ScanConverter::Impl {
           break;
         case kStatePerPixel:
           flush();
-          ComponentBytes(values.At(s), static_cast<std::size_t>(e - s), out + (s - left));
+          component_bytes(values.At(s), static_cast<std::size_t>(e - s), out + (s - left));
           fill_start = fill_end = e;
           continue;
         default:  // not painted on this level: the caller's bytes stay
@@ -91,6 +91,8 @@ struct ScanConverter::Impl {
   std::size_t separations;
   long long current = box.top - 1;
   std::vector<QorColor::Component> interleaved;
+  // Per-pixel stretches to bytes: the widest instructions this processor has.
+  ComponentBytesFunction component_bytes = SelectComponentBytes();
 };
 
 ScanConverter::ScanConverter(ObjectCollection collection)

@@ -278,9 +278,11 @@ TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
   EXPECT_GT(traces, 0) << "the ramp reaches the traces";
 }
 
-// The stretch conversion directly, on the values where a block conversion can go
-// wrong: the rounding boundaries (k + 0.5) / 255 and their neighbours, traces around
-// 1e-6, -0 and 1, and blocks that hold one value outside [0, 1] at every position.
+// The stretch conversions directly (the baseline one, and the one this processor
+// selects, AVX2 where it has it), on the values where a block conversion can go wrong:
+// the rounding boundaries (k + 0.5) / 255 and their neighbours, traces around 1e-6, -0
+// and 1, and blocks that hold one value outside [0, 1] at every position, blocks of 16
+// and of 32.
 TEST(ScanConverter, StretchBytesMatchTheValueByValueConversion) {
   std::vector<float> inks;
   for (int k = 0; k <= 255; ++k) {
@@ -305,32 +307,45 @@ TEST(ScanConverter, StretchBytesMatchTheValueByValueConversion) {
     inks.push_back(v);
   }
   inks.push_back(0.25f);  // an odd length: the tail goes value by value
-  std::vector<unsigned char> bytes(inks.size());
-  QorSc::ComponentBytes(inks.data(), inks.size(), bytes.data());
-  for (std::size_t i = 0; i < inks.size(); ++i)
-    ASSERT_EQ(bytes[i], QorSc::ComponentByte(inks[i])) << "value " << inks[i] << " at " << i;
+  for (const QorSc::ComponentBytesFunction convert :
+       {QorSc::ComponentBytesFunction{&QorSc::ComponentBytes}, QorSc::SelectComponentBytes()}) {
+    std::vector<unsigned char> bytes(inks.size());
+    convert(inks.data(), inks.size(), bytes.data());
+    for (std::size_t i = 0; i < inks.size(); ++i)
+      ASSERT_EQ(bytes[i], QorSc::ComponentByte(inks[i])) << "value " << inks[i] << " at " << i;
+    // Every start and length of a short stretch: blocks, then the tail.
+    for (std::size_t start = 0; start < 40; ++start) {
+      for (std::size_t n = 0; n < 80; ++n) {
+        std::vector<unsigned char> part(n + 1, 0xAB);
+        convert(inks.data() + start, n, part.data());
+        for (std::size_t i = 0; i < n; ++i)
+          ASSERT_EQ(part[i], QorSc::ComponentByte(inks[start + i])) << start << " " << n;
+        ASSERT_EQ(part[n], 0xAB) << "written past the stretch";
+      }
+    }
 
-  // Values just outside [0, 1] still round within [0, 255] (1.003 gives 256, whose
-  // low byte 0 is a trace); the others leave int's range.
-  const float outside[] = {-3.0f,
-                           -0.001f,
-                           std::nextafter(0.0f, -1.0f),
-                           std::nextafter(1.0f, 2.0f),
-                           1.001f,
-                           1.003f,
-                           1e30f,
-                           -1e30f,
-                           std::nanf(""),
-                           std::numeric_limits<float>::infinity()};
-  for (const float odd : outside) {
-    for (std::size_t at = 0; at < 16; ++at) {
-      std::vector<float> block(inks.begin(), inks.begin() + 32);
-      block[at] = odd;
-      block[16 + at] = odd;
-      std::vector<unsigned char> out(block.size());
-      QorSc::ComponentBytes(block.data(), block.size(), out.data());
-      for (std::size_t i = 0; i < block.size(); ++i)
-        ASSERT_EQ(out[i], QorSc::ComponentByte(block[i])) << "value " << block[i] << " at " << i;
+    // Values just outside [0, 1] still round within [0, 255] (1.003 gives 256, whose
+    // low byte 0 is a trace); the others leave int's range.
+    const float outside[] = {-3.0f,
+                             -0.001f,
+                             std::nextafter(0.0f, -1.0f),
+                             std::nextafter(1.0f, 2.0f),
+                             1.001f,
+                             1.003f,
+                             1e30f,
+                             -1e30f,
+                             std::nanf(""),
+                             std::numeric_limits<float>::infinity()};
+    for (const float odd : outside) {
+      for (std::size_t at = 0; at < 32; ++at) {
+        std::vector<float> block(inks.begin(), inks.begin() + 64);
+        block[at] = odd;
+        block[32 + (at * 7) % 32] = odd;
+        std::vector<unsigned char> out(block.size());
+        convert(block.data(), block.size(), out.data());
+        for (std::size_t i = 0; i < block.size(); ++i)
+          ASSERT_EQ(out[i], QorSc::ComponentByte(block[i])) << "value " << block[i] << " at " << i;
+      }
     }
   }
 }
