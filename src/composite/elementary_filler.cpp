@@ -94,9 +94,12 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
   const QorBlend::Transparency& t = Transparency();
   const float alpha = IsStroke() ? t.GetStrokeAlpha() : t.GetFillAlpha();
   const std::uint8_t non_separable = t.GetNonSeparableMode();
+  // A lone run may take the paint's planes instead of copying them: the paint's other
+  // runs would otherwise read from planes already given to the line.
+  const bool may_trade = painted_.size() == 1;
   for (const Run& run : painted_) {
     if (copies_) {
-      CopyOpaque(line, source, run);
+      CopyOpaque(line, source, run, may_trade);
     } else if (mask != nullptr || line.IsKnockout() || non_separable != 0) {
       CompositeElementRun(renderer, line, source, run, alpha, mask,
                           mask_state != nullptr ? mask_state->Left() : 0);
@@ -107,16 +110,27 @@ void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& l
   if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
 }
 
-void ElementaryObjectIntervalsFiller::CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source,
-                                                 const Run& run) const {
+void ElementaryObjectIntervalsFiller::CopyOpaque(LineBuffer& line, SourcePaintBuffers& source,
+                                                 const Run& run, bool mayTrade) const {
   const long long x0 = run.start;
   const long long x1 = run.End();
-  std::uint8_t* row = line.Row(line.Cover(x0, x1));
+  const std::size_t covered = line.Cover(x0, x1);
+  std::uint8_t* row = line.Row(covered);
   const ComponentKinds& kinds = paint_->Kinds();
+  // Trading storages costs a check of the map's states; below this width copying is
+  // as cheap. Either way the plane reads the paint's values over the run.
+  constexpr long long kTradeWidth = 64;
+  const bool trade = mayTrade && x1 - x0 >= kTradeWidth && source.Left() == line.Left() &&
+                     source.Right() == line.Right();
   for (std::size_t c = 0; c < line.ColourPlanes(); ++c) {
     row[c] = kinds[c];
     if (kinds[c] == kKindPerPixel) {
-      std::copy(source.Component(c).At(x0), source.Component(c).At(x1), line.Plane(c).At(x0));
+      if (trade && line.OnlyIntervalWithValues(c, covered)) {
+        // Nothing else of the plane is read: the paint's whole line becomes it.
+        line.TradePlane(c, source.ComponentStorage(c));
+      } else {
+        std::copy(source.Component(c).At(x0), source.Component(c).At(x1), line.Plane(c).At(x0));
+      }
     } else if (kinds[c] == kKindConstant) {
       line.Plane(c)[x0] = source.Component(c)[x0];
     }

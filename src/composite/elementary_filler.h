@@ -41,7 +41,10 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
             const RunList& runs) override;
 
  private:
-  void CopyOpaque(LineBuffer& line, const SourcePaintBuffers& source, const Run& run) const;
+  // With mayTrade, a wide run may take the paint's planes whole (the paint's storage
+  // and the line's are traded) where the line reads nothing else of them.
+  void CopyOpaque(LineBuffer& line, SourcePaintBuffers& source, const Run& run,
+                  bool mayTrade) const;
   void CompositeBlended(LineBuffer& line, const SourcePaintBuffers& source, const Run& run,
                         float alpha) const;
   void CompositeElementRun(const LineRenderer& renderer, LineBuffer& line,

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 namespace QorSc {
 
@@ -13,7 +14,7 @@ LineBuffer::LineBuffer(std::size_t planes, long long left, long long right)
       left_(left),
       right_(right > left ? right : left),
       width_(static_cast<std::size_t>(right_ - left_)),
-      values_(planes * width_, 0.0f) {
+      values_(planes, std::vector<float>(width_, 0.0f)) {
   Reserve(16);
   Reset();
 }
@@ -93,12 +94,24 @@ std::size_t LineBuffer::Find(long long x) const {
 
 inline void LineBuffer::CarryConstants(std::size_t i, long long x) {
   const std::uint8_t* states = Row(i);
-  // Plane p's value at column c lies at values[p · width + c].
-  float* const to = values_.data() + (x - left_);
-  const float* const from = values_.data() + (keys_[i] - left_);
-  for (std::size_t p = 0, offset = 0; p < planes_; ++p, offset += width_) {
-    if (states[p] == kStateConstant) to[offset] = from[offset];
+  const auto to = static_cast<std::size_t>(x - left_);
+  const auto from = static_cast<std::size_t>(keys_[i] - left_);
+  for (std::size_t p = 0; p < planes_; ++p) {
+    if (states[p] == kStateConstant) values_[p][to] = values_[p][from];
   }
+}
+
+bool LineBuffer::OnlyIntervalWithValues(std::size_t p, std::size_t i) const {
+  for (std::size_t k = 0; k < IntervalCount(); ++k) {
+    const std::uint8_t state = Row(k)[p];
+    if (k != i && (state == kStatePerPixel || state == kStateConstant)) return false;
+  }
+  return true;
+}
+
+void LineBuffer::TradePlane(std::size_t p, std::vector<float>& storage) {
+  if (storage.size() != width_) throw std::invalid_argument("line plane: storage of another width");
+  values_[p].swap(storage);
 }
 
 void LineBuffer::Reserve(std::size_t count) {

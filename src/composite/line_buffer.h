@@ -50,10 +50,15 @@ class LineBuffer {
   long long Right() const { return right_; }
 
   // Values of plane p, indexed by absolute x.
-  PixelPlane<float> Plane(std::size_t p) { return {values_.data() + p * width_, left_}; }
-  PixelPlane<const float> Plane(std::size_t p) const {
-    return {values_.data() + p * width_, left_};
-  }
+  PixelPlane<float> Plane(std::size_t p) { return {values_[p].data(), left_}; }
+  PixelPlane<const float> Plane(std::size_t p) const { return {values_[p].data(), left_}; }
+  // Whether interval i is the only one whose state keeps values of plane p (PerPixel
+  // or Constant): then plane p's values outside interval i are never read.
+  bool OnlyIntervalWithValues(std::size_t p, std::size_t i) const;
+  // Trades plane p's storage with `storage` (as many values as the line is wide): the
+  // plane then reads what `storage` held, everywhere. A caller takes a plane whose
+  // values are read only where `storage` holds what the plane should read.
+  void TradePlane(std::size_t p, std::vector<float>& storage);
 
   // One interval over the whole span, every plane Zero; not a knockout level.
   void Reset();
@@ -120,7 +125,8 @@ class LineBuffer {
   void Reserve(std::size_t count);
 
   std::size_t width_;
-  std::vector<float> values_;
+  // One storage per plane, so that a plane can be traded whole (TradePlane).
+  std::vector<std::vector<float>> values_;
   // keys_ and rows_ are storage, grown and never shrunk; the first key_count_ keys
   // (and rows) are the map, so splitting and covering only move bytes.
   std::vector<long long> keys_;

@@ -39,33 +39,35 @@ enum ComponentKind : std::uint8_t {
 using ComponentKinds = boost::container::small_vector<std::uint8_t, 8>;
 
 // One float line per component and a mask line, each spanning the pixel box and
-// addressed by absolute x. Owned by the compositor, lent to the getters.
+// addressed by absolute x. Owned by the compositor, lent to the getters. Each line is
+// a storage of its own, so that the opaque copy can trade a component's storage with
+// a line plane's instead of copying it (getters write before they read).
 class SourcePaintBuffers {
  public:
   SourcePaintBuffers(std::size_t components, long long left, long long right)
       : components_(components),
         left_(left),
         width_(static_cast<std::size_t>(right > left ? right - left : 0)),
-        storage_((components + 1) * width_, 0.0f) {}
+        storage_(components + 1, std::vector<float>(width_, 0.0f)) {}
 
   std::size_t ComponentCount() const { return components_; }
   long long Left() const { return left_; }
   long long Right() const { return left_ + static_cast<long long>(width_); }
 
   // Values of component i, indexed by absolute x in [Left(), Right()).
-  PixelPlane<float> Component(std::size_t i) { return {storage_.data() + i * width_, left_}; }
-  PixelPlane<const float> Component(std::size_t i) const {
-    return {storage_.data() + i * width_, left_};
-  }
+  PixelPlane<float> Component(std::size_t i) { return {storage_[i].data(), left_}; }
+  PixelPlane<const float> Component(std::size_t i) const { return {storage_[i].data(), left_}; }
   // The paint's own per-pixel opacity, for getters of paint kind 2.
   PixelPlane<float> Mask() { return Component(components_); }
   PixelPlane<const float> Mask() const { return Component(components_); }
+  // Component i's storage (Right() − Left() values), for trading with a line plane.
+  std::vector<float>& ComponentStorage(std::size_t i) { return storage_[i]; }
 
  private:
   std::size_t components_;
   long long left_;
   std::size_t width_;
-  std::vector<float> storage_;
+  std::vector<std::vector<float>> storage_;
 };
 
 // What a getter may read of the line being built.
