@@ -764,6 +764,26 @@ void PicturePaintGetter::FillFused(SourcePaintBuffers& buffers, long long x, lon
   }
 }
 
+std::size_t PicturePaintGetter::RowSpansOf(long long x, long long n) {
+  const std::size_t column = static_cast<std::size_t>(columns_.Clamped()) * samples_.channels;
+  const RowSpanKey key{x, n, rows_.origin, rows_.step};
+  if (key == row_span_key_) {
+    // The same rows over the same pixels; offsets are row + column, and size_t
+    // arithmetic wraps, so moving to another column is exact.
+    if (column != row_span_column_) {
+      const std::size_t shift = column - row_span_column_;
+      for (std::size_t k = 0; k < span_count_; ++k)
+        spans_[k].offset += shift;
+      row_span_column_ = column;
+    }
+    return span_count_;
+  }
+  const std::size_t count = SpanLoop<kRows>(samples_, columns_, rows_, x, n, spans_.data());
+  row_span_key_ = key;
+  row_span_column_ = column;
+  return count;
+}
+
 bool PicturePaintGetter::SharedWalk() const {
   return !samples_.bits && rows_.step != 0.0;
 }
@@ -791,10 +811,11 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
     if (masked_) {
       Sample(mask_samples_, mask_columns_, mask_rows_, mask_channel_, x, n, buffers.Mask().At(x));
     }
-    if (SharedWalk()) {
-      span_count_ = columns_.step != 0.0
-                        ? SpanLoop<kBoth>(samples_, columns_, rows_, x, n, spans_.data())
-                        : SpanLoop<kRows>(samples_, columns_, rows_, x, n, spans_.data());
+    if (SharedWalk() && columns_.step != 0.0) {
+      span_count_ = SpanLoop<kBoth>(samples_, columns_, rows_, x, n, spans_.data());
+      row_span_key_ = RowSpanKey{};  // spans_ holds another walk now
+    } else if (SharedWalk()) {
+      span_count_ = RowSpansOf(x, n);
     }
     if (SharedWalk() && !fused_offsets_.empty()) {
       FillFused(buffers, x, n);

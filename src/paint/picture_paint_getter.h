@@ -156,6 +156,11 @@ class PicturePaintGetter final : public PaintGetter {
   // Converted samples: makes sure the samples of pixels [x, x + n) of `line` are.
   void Cover(long long x, long long n, long long line);
   void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
+  // The spans of a walk that steps only the row (into spans_, returning their count).
+  // A picture whose rows do not turn with the lines (an exact quarter turn) steps the
+  // same rows over the same pixels on every line, only the held column changes: the
+  // last walk is kept and reused when the run and the row stepper are the same.
+  std::size_t RowSpansOf(long long x, long long n);
   // The shared walk's spans into every channel's plate at once (fused_offsets_ set).
   void FillFused(SourcePaintBuffers& buffers, long long x, long long n) const;
 
@@ -185,6 +190,16 @@ class PicturePaintGetter final : public PaintGetter {
   std::vector<float> scratch_;
   std::vector<SampleSpan> spans_;  // the current run's pixels by sample, in order
   std::size_t span_count_ = 0;
+  // What the row walk in spans_ was made from (n < 0: nothing yet), and its column.
+  struct RowSpanKey {
+    long long x = 0;
+    long long n = -1;
+    double origin = 0.0;
+    double step = 0.0;
+    friend bool operator==(const RowSpanKey&, const RowSpanKey&) = default;
+  };
+  RowSpanKey row_span_key_;
+  std::size_t row_span_column_ = 0;
 };
 
 }  // namespace QorSc
