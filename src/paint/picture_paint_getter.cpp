@@ -92,6 +92,25 @@ void SampleWalk(const PicturePaintGetter::Samples& s, const PictureStepper& colu
   }
 }
 
+// Whether case 0's direct decode takes a fast path for this column step: one sample
+// per pixel, or one per k pixels, when the step is that within 0.0001.
+bool Case0FastStep(double step) {
+  if (std::fabs(step - 1.0) < 0.0001) return true;
+  if (!(step > 0.001 && step < 1.0)) return false;
+  const double reciprocal = 1.0 / step;
+  return std::fabs(reciprocal - std::round(reciprocal)) < 0.0001;
+}
+
+// The general loop of a walk that steps only the column, from the column byte offsets
+// of the run's pixels (made by ColumnOffsetsOf with the loop's own stepping).
+template <int Rule>
+void SampleColumnOffsets(const std::uint8_t* row, const std::size_t* columns,
+                         const PicturePaintGetter::Channel& ch, long long n, float* out) {
+  const std::uint8_t* base = row + ch.offset;
+  for (long long i = 0; i < n; ++i)
+    out[i] = Decode<Rule>(base[columns[i]], ch.decode);
+}
+
 // Case 0, direct decode: one sample per pixel, or one sample per k pixels, when the
 // step is that within 0.0001; otherwise the general loop.
 void SampleCase0Direct(const PicturePaintGetter::Samples& s, PictureStepper columns,
@@ -788,9 +807,42 @@ bool PicturePaintGetter::SharedWalk() const {
   return !samples_.bits && rows_.step != 0.0;
 }
 
+bool PicturePaintGetter::ColumnOffsetWalk(const Channel& channel) const {
+  return !samples_.bits && columns_.step != 0.0 && rows_.step == 0.0 &&
+         (channel.rule != kDecodeDirect || !Case0FastStep(columns_.step));
+}
+
+const std::size_t* PicturePaintGetter::ColumnOffsetsOf(long long x, long long n) {
+  const ColumnKey key{x, n, columns_.origin, columns_.step};
+  if (key == column_key_) return column_offsets_.data();
+  // The general loop's own stepping: the same columns, clamped the same way.
+  PictureStepper columns = columns_;
+  columns.Place(x);
+  for (long long i = 0; i < n; ++i) {
+    column_offsets_[static_cast<std::size_t>(i)] =
+        static_cast<std::size_t>(columns.Clamped()) * samples_.channels;
+    columns.Advance();
+  }
+  column_key_ = key;
+  return column_offsets_.data();
+}
+
 void PicturePaintGetter::SampleChannel(const Channel& channel, long long x, long long n,
-                                       float* out) const {
+                                       float* out) {
   if (SharedWalk()) return FillSpans(samples_, spans_.data(), span_count_, channel, out, n);
+  if (ColumnOffsetWalk(channel)) {
+    const std::size_t* columns = ColumnOffsetsOf(x, n);
+    const std::uint8_t* row =
+        samples_.base + static_cast<std::size_t>(rows_.Clamped()) * samples_.stride;
+    switch (channel.rule) {
+      case kDecodeDirect:
+        return SampleColumnOffsets<kDecodeDirect>(row, columns, channel, n, out);
+      case kDecodeInverted:
+        return SampleColumnOffsets<kDecodeInverted>(row, columns, channel, n, out);
+      default:
+        return SampleColumnOffsets<kDecodeOther>(row, columns, channel, n, out);
+    }
+  }
   Sample(samples_, columns_, rows_, channel, x, n, out);
 }
 
@@ -801,6 +853,7 @@ void PicturePaintGetter::Compute(const PaintLine& line, const RunList& runs,
   if (range_first_ >= range_end_) return;
   const auto width = static_cast<std::size_t>(buffers.Right() - buffers.Left());
   if (SharedWalk() && spans_.size() < width) spans_.resize(width);
+  if (!SharedWalk() && column_offsets_.size() < width) column_offsets_.resize(width);
   for (const Run& run : runs) {
     const long long x = std::max(run.start, range_first_);
     const long long end = std::min(run.start + run.length, range_end_);

@@ -155,7 +155,13 @@ class PicturePaintGetter final : public PaintGetter {
   bool SharedWalk() const;
   // Converted samples: makes sure the samples of pixels [x, x + n) of `line` are.
   void Cover(long long x, long long n, long long line);
-  void SampleChannel(const Channel& channel, long long x, long long n, float* out) const;
+  void SampleChannel(const Channel& channel, long long x, long long n, float* out);
+  // Walks that step only the column through the general loop (not 1-bit samples, not
+  // the direct decode's fast steps) read the run's column byte offsets from a table,
+  // made once per run and kept while the run and the column stepper stay the same: an
+  // upright picture steps the same columns on every line, only the held row changes.
+  bool ColumnOffsetWalk(const Channel& channel) const;
+  const std::size_t* ColumnOffsetsOf(long long x, long long n);
   // The spans of a walk that steps only the row (into spans_, returning their count).
   // A picture whose rows do not turn with the lines (an exact quarter turn) steps the
   // same rows over the same pixels on every line, only the held column changes: the
@@ -200,6 +206,10 @@ class PicturePaintGetter final : public PaintGetter {
   };
   RowSpanKey row_span_key_;
   std::size_t row_span_column_ = 0;
+  // The column offsets of ColumnOffsetsOf and what they were made from.
+  using ColumnKey = RowSpanKey;
+  std::vector<std::size_t> column_offsets_;
+  ColumnKey column_key_;
 };
 
 }  // namespace QorSc

@@ -127,6 +127,8 @@ T RandomPlacement(std::mt19937& rng, int wanted) {
   auto s = [&] { return sign(rng) < 0.5 ? -scale(rng) : scale(rng); };
   switch (wanted) {
     case 0:
+      // Some exactly upright: every line then steps the same columns.
+      if (sign(rng) < 0.3) return T{s(), 0.0, 0.0, s(), offset(rng), offset(rng)};
       return T{s(), small(rng), shear(rng), s(), offset(rng), offset(rng)};
     case 1:
       // Some exact quarter turns: every line then steps the same rows.
