@@ -64,6 +64,26 @@ class OpaqueFlatBatch {
     for (const Run& run : runs)
       Join(run.start, run.End(), &copy, group);
   }
+  // One run [start, end) of a copy whose runs stay the same from line to line, as
+  // bits of a union over the pixels [left, right), prepared once: its hidden test
+  // is then two word operations.
+  struct SettledRun {
+    std::uint32_t from;   // bits [from, to); from == to: nothing inside
+    std::uint32_t to;
+    std::uint32_t word;   // the first word
+    std::uint32_t words;  // how many words the bits reach
+    std::uint64_t head;   // the run's bits in the first word
+    std::uint64_t tail;   // in the second word, when it reaches one
+  };
+  static SettledRun Settle(long long start, long long end, long long left, long long right);
+  // Claim for a settled run; the union spans the pixels it was settled for.
+  void ClaimSettled(const SettledRun& run, const OpaqueFlatCopy* copy, std::uint32_t group) {
+    if (run.from == run.to) return;
+    if (run.words <= 2 && (covered_[run.word] & run.head) == run.head &&
+        (run.words == 1 || (covered_[run.word + 1] & run.tail) == run.tail))
+      return;
+    JoinBits(run.from, run.to, copy, group);
+  }
   // Whether a copy claimed so far has a visible piece.
   bool HasPieces() const { return !visible_.empty(); }
 
@@ -97,7 +117,9 @@ class OpaqueFlatBatch {
   // and one wholly visible within a word return here.
   void Join(long long start, long long end, const OpaqueFlatCopy* copy, std::uint32_t group) {
     std::size_t from = 0, to = 0;
-    if (!Inside(start, end, from, to)) return;
+    if (Inside(start, end, from, to)) JoinBits(from, to, copy, group);
+  }
+  void JoinBits(std::size_t from, std::size_t to, const OpaqueFlatCopy* copy, std::uint32_t group) {
     const std::size_t word = from / kWordBits;
     const std::size_t last = (to - 1) / kWordBits;
     if (last == word) {

@@ -20,6 +20,7 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
       options_(options),
       knockout_(objects ? objects->knockout : 0),
       current_line_(pixelBox.top - 1),
+      narrow_(pixelBox.right - pixelBox.left <= static_cast<long long>(kIndexBits)),
       pools_(&pools) {
   for (const auto& entry : options_.GetBlendingSeparations()) {
     cmyk_indexes_.push_back(QorDoc::GetCmykIndex(entry.name));
@@ -34,6 +35,7 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
         pending_.size() > kIndexBits)
       throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
     order_.reserve(pending_.size());
+    fillers_.resize(pending_.size());
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
       const long long top = std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, last_line);
@@ -47,15 +49,16 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
 
 LineRenderer::~LineRenderer() = default;
 
-LineRenderer::Active::Active(std::unique_ptr<IntervalsFiller> f)
-    : filler(std::move(f)),
-      generator(&filler->Generator()),
-      clip(filler->GetClip() && filler->GetClip()->HasElements() ? filler->GetClip().get()
-                                                                 : nullptr),
-      copy(filler->FlatCopy()),
-      index(filler->GetIndex()),
-      may_be_hidden(filler->MayBeHidden()),
-      hides(filler->HidesWhatItCovers()) {}
+LineRenderer::Active::Active(IntervalsFiller& f, std::size_t planes)
+    : filler(&f),
+      generator(&f.Generator()),
+      clip(f.GetClip() && f.GetClip()->HasElements() ? f.GetClip().get() : nullptr),
+      copy(f.FlatCopy()),
+      index(f.GetIndex()),
+      may_be_hidden(f.MayBeHidden()),
+      hides(f.HidesWhatItCovers()),
+      steady(copy != nullptr && copy->row.size() == planes && clip == nullptr &&
+             generator->HasSteadyRuns()) {}
 
 void LineRenderer::Activate(long long y) {
   const std::size_t first_new = active_.size();
@@ -76,7 +79,9 @@ void LineRenderer::Activate(long long y) {
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
-      active_.emplace_back(record.CreateFiller(*this));
+      std::unique_ptr<IntervalsFiller>& filler = fillers_[order_[next_].key & kIndexBits];
+      filler = record.CreateFiller(*this);
+      active_.emplace_back(*filler, ColourPlanes() + 3);
     } else {
       pending_[order_[next_].key & kIndexBits].reset();
     }
@@ -90,9 +95,7 @@ void LineRenderer::Activate(long long y) {
   if (first_new == 0) return;
   // Merged through a kept buffer: std::inplace_merge would allocate one every line.
   merged_.clear();
-  std::merge(std::make_move_iterator(active_.begin()), std::make_move_iterator(fresh),
-             std::make_move_iterator(fresh), std::make_move_iterator(active_.end()),
-             std::back_inserter(merged_), by_index);
+  std::merge(active_.begin(), fresh, fresh, active_.end(), std::back_inserter(merged_), by_index);
   active_.swap(merged_);
 }
 
@@ -103,10 +106,21 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   bool retired = false;
   std::size_t drawn = 0;
   for (Active& a : active_) {
+    if (a.settled) {
+      // What its generator would say: the same run until the box ends.
+      if (y >= a.bottom) {
+        Retire(a);
+        retired = true;
+        continue;
+      }
+      a.runs = &a.generator->Runs();
+      ++drawn;
+      continue;
+    }
     a.runs = nullptr;
     a.generator->GenerateRuns(y);
     if (a.generator->GetState() == RunLengthGenerator::kFinished) {
-      a.filler.reset();
+      Retire(a);
       retired = true;
       continue;
     }
@@ -114,7 +128,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
     if (a.clip != nullptr) {
       a.clip->Update(*this, y);
       if (a.clip->IsExcluded()) {
-        a.filler.reset();
+        Retire(a);
         retired = true;
         continue;
       }
@@ -123,6 +137,12 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
     }
     if (runs->empty()) continue;
     a.runs = runs;
+    if (a.steady && runs->size() == 1 && narrow_) {
+      a.settled = true;
+      a.run = OpaqueFlatBatch::Settle(runs->front().start, runs->front().End(), pixel_box_.left,
+                                      pixel_box_.right);
+      a.bottom = a.generator->GetPixelBox().bottom;
+    }
     ++drawn;
   }
   // A hit list names every object that paints, hidden or not, in painting order.
@@ -131,7 +151,9 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       if (a.runs != nullptr) a.filler->Fill(*this, line, hits, *a.runs);
     }
   } else if (drawn > 0) {
-    const std::uint32_t others = ResolveOcclusion(line);
+    const bool settled_fit = line.Planes() == ColourPlanes() + 3 &&
+                             line.Left() == pixel_box_.left && line.Right() == pixel_box_.right;
+    const std::uint32_t others = ResolveOcclusion(line, settled_fit);
     // Copies painted before each other object cover the map together just before it.
     std::uint32_t remaining = others;
     for (Active& a : active_) {
@@ -149,7 +171,13 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   }
 }
 
-std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
+void LineRenderer::Retire(Active& a) {
+  fillers_[a.index].reset();
+  a.filler = nullptr;
+  a.runs = nullptr;
+}
+
+std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line, bool settledFit) {
   const std::size_t planes = line.Planes();
   flat_batch_.Clear(line.Left(), line.Right());
   std::uint32_t others = 0;
@@ -159,6 +187,11 @@ std::uint32_t LineRenderer::ResolveOcclusion(const LineBuffer& line) {
   for (Active* it = first + active_.size(); it-- != first;) {
     Active& a = *it;
     if (a.runs == nullptr) continue;
+    if (a.settled && settledFit) {
+      flat_batch_.ClaimSettled(a.run, a.copy, others);
+      a.runs = nullptr;
+      continue;
+    }
     if (a.copy != nullptr && a.copy->row.size() == planes) {
       // Painted through its visible pieces, not by itself.
       flat_batch_.Claim(*a.runs, *a.copy, others);

@@ -45,31 +45,45 @@ class LineRenderer : public LineContext {
 
  private:
   // One active object: its filler and what the per-line loop reads of it, kept
-  // together so that a line crossed by thousands of objects touches one array.
+  // together so that a line crossed by thousands of objects touches one array. The
+  // entry refers to its filler (fillers_ owns it) and is copied freely when the
+  // list is merged.
   struct Active {
-    explicit Active(std::unique_ptr<IntervalsFiller> filler);
-    std::unique_ptr<IntervalsFiller> filler;  // null once retired
-    RunLengthGenerator* generator;            // the filler's
-    Clip* clip;                               // null when the scope clips nothing
-    const OpaqueFlatCopy* copy;               // the filler's flat copy, if any
+    Active(IntervalsFiller& filler, std::size_t planes);
+    IntervalsFiller* filler;        // null once retired
+    RunLengthGenerator* generator;  // the filler's
+    Clip* clip;                     // null when the scope clips nothing
+    const OpaqueFlatCopy* copy;     // the filler's flat copy, if any
+    const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
+    // A settled object's one run as bits of the batch's union (SettledRun) and the
+    // line its box ends on.
+    OpaqueFlatBatch::SettledRun run{};
+    long long bottom = 0;
     std::uint32_t index;
     bool may_be_hidden;
     bool hides;
-    const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
+    // An unclipped flat copy of this renderer's planes whose runs stay the same on
+    // every line: once its first run is known it is settled, and its later lines
+    // read only this entry, neither generator nor filler.
+    bool steady;
+    bool settled = false;
   };
-
   void Activate(long long y);
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
   // line to the batch as its visible pieces (dropped from runs_ as well). Returns how
-  // many objects are left to draw by themselves.
-  std::uint32_t ResolveOcclusion(const LineBuffer& line);
+  // many objects are left to draw by themselves. `settledFit`: the line has the
+  // planes and the pixel span settled objects were prepared for.
+  std::uint32_t ResolveOcclusion(const LineBuffer& line, bool settledFit);
+  // Frees the object's filler; the entry is removed after the line.
+  void Retire(Active& a);
 
   QorMath::Rectangle<long long> pixel_box_;
   Options options_;
   std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
   std::uint8_t knockout_;
   long long current_line_;
+  bool narrow_;  // the box's pixels can be numbered in 32 bits, as settled runs are
   // How far ahead of activation a record, then what its filler reads, is prefetched.
   static constexpr std::size_t kPrefetchRecord = 16;
   static constexpr std::size_t kPrefetchReads = 8;
@@ -89,6 +103,9 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
   std::vector<Pending> order_;  // ascending keys
   std::size_t next_ = 0;        // the first entry of order_ not yet activated
+  // The fillers of the active objects, by painting index; null for records not
+  // yet activated, dropped unseen or retired.
+  std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
   OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible

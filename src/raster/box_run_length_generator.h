@@ -13,7 +13,9 @@ namespace QorSc {
 class BoxRunLengthGenerator final : public RunLengthGenerator {
  public:
   explicit BoxRunLengthGenerator(const QorMath::Rectangle<long long>& box)
-      : RunLengthGenerator(box) {}
+      : RunLengthGenerator(box) {
+    steady_ = true;
+  }
 
   void GenerateRuns(long long line) override {
     if (line >= y1_) {

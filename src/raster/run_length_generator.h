@@ -31,6 +31,9 @@ class RunLengthGenerator {
   const RunList& Runs() const { return runs_; }
   State GetState() const { return state_; }
   long long GetLastLine() const { return last_line_; }
+  // Whether the runs, once active, stay the same on every line until finished: a
+  // driver may then keep them instead of asking again per line.
+  bool HasSteadyRuns() const { return steady_; }
   QorMath::Rectangle<long long> GetPixelBox() const { return {x0_, y0_, x1_, y1_}; }
 
  protected:
@@ -41,6 +44,7 @@ class RunLengthGenerator {
   RunList runs_;
   long long last_line_ = -1;
   State state_ = kNotStarted;
+  bool steady_ = false;
 };
 
 }  // namespace QorSc

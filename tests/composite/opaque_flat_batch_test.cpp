@@ -100,7 +100,7 @@ void ExpectSameLine(const LineBuffer& batched, const LineBuffer& single, int rou
 // Copying opaque flat objects through their visible pieces leaves the map exactly as
 // copying them one by one: the same intervals, rows and values, over any prior line,
 // whether the pieces are few (ordered by comparison) or many (ordered by their start
-// bits), in one group or in many, each group in place before the object drawn
+// bits), claimed as runs or as settled runs, in one group or in many, each group in place before the object drawn
 // after it; and the union tells which pixels lie under the copies and the opaque
 // objects.
 TEST(OpaqueFlatBatch, EqualsCopiesInOrder) {
@@ -150,7 +150,15 @@ TEST(OpaqueFlatBatch, EqualsCopiesInOrder) {
       std::uint32_t others = 0;
       for (std::size_t m = objects; m-- > 0;) {
         if (kinds[m] == kCopy) {
-          batch.Claim(runs[m], copies[m], others);
+          // A one-run copy settled for the line claims the same pieces.
+          if (runs[m].size() == 1 && round % 2 == 1) {
+            batch.ClaimSettled(OpaqueFlatBatch::Settle(runs[m].front().start,
+                                                       runs[m].front().End(), shape.left,
+                                                       shape.right),
+                               &copies[m], others);
+          } else {
+            batch.Claim(runs[m], copies[m], others);
+          }
           continue;
         }
         if (kinds[m] == kOpaque) batch.Own(runs[m]);
@@ -210,6 +218,23 @@ TEST(OpaqueFlatBatch, IgnoresWhatLiesOutsideTheLine) {
   ASSERT_EQ(line.IntervalCount(), 2u);
   EXPECT_EQ(line.Start(1), 90);
   EXPECT_EQ(line.Row(1)[0], QorSc::kStateFull);
+
+  // Settled runs are clamped to the line alike.
+  batch.Clear(0, 100);
+  batch.ClaimSettled(OpaqueFlatBatch::Settle(200, 205, 0, 100), &copy, 0);
+  EXPECT_TRUE(batch.Empty()) << "wholly outside";
+  batch.ClaimSettled(OpaqueFlatBatch::Settle(-50, 10, 0, 100), &copy, 0);
+  batch.ClaimSettled(OpaqueFlatBatch::Settle(-20, 5, 0, 100), &copy, 0);
+  batch.ClaimSettled(OpaqueFlatBatch::Settle(90, 130, 0, 100), &copy, 0);
+  EXPECT_TRUE(batch.Covers({{-50, 60}}));
+  EXPECT_TRUE(batch.Covers({{95, 50}}));
+  EXPECT_FALSE(batch.Covers({{10, 1}}));
+  batch.Finish();
+  line.Reset();
+  batch.Apply(line, 0);
+  ASSERT_EQ(line.IntervalCount(), 3u);
+  EXPECT_EQ(line.Start(1), 10);
+  EXPECT_EQ(line.Start(2), 90);
 }
 
 }  // namespace

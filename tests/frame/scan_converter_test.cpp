@@ -507,4 +507,66 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
   }
 }
 
+// Rectangles keep their one run from line to line, so the driver reads them from
+// its own list after their first line: many opaque ones (some wider than two words
+// of the occlusion bits, some reaching past the box) among see-through ones, on a
+// box that does not start at column 0, with hit lists on two of every three lines
+// of the same converter, against the reference.
+TEST(ScanConverter, KeptRectanglesMatchTheReferenceWithHitListsBetween) {
+  std::mt19937 random(20261124);
+  std::uniform_real_distribution<double> x(-20.0, 320.0);
+  std::uniform_real_distribution<double> y(-5.0, 45.0);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  const Box box{7, 0, 300, 40};
+  const long long width = box.right - box.left;
+  for (int round = 0; round < 4; ++round) {
+    Scene scene;
+    std::vector<ReferencePaint> paints;
+    for (int k = 0; k < 150; ++k) {
+      const double x0 = x(random), y0 = y(random);
+      const double w = unit(random) < 0.2f ? 100.0 + unit(random) * 150.0 : unit(random) * 40.0;
+      QorColor::Color color{{"Cyan", unit(random)}, {"Magenta", 0.0f}, {"Gold", 1.0f}};
+      ReferencePaint paint;
+      paint.values = {color.GetTint(0), 0.0f, 1.0f};
+      paint.alpha = unit(random) < 0.8f ? 1.0f : 0.5f;
+      paints.push_back(paint);
+      scene.Add(Rect(x0, y0, x0 + w, y0 + 1.0 + unit(random) * 12.0), color,
+                std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, paint.alpha,
+                                                               paint.alpha, 0));
+    }
+    std::vector<ReferencePixel> expected(width * box.bottom, ReferencePixel(3));
+    std::vector<std::vector<std::size_t>> hits(box.bottom);
+    for (std::size_t k = 0; k < paints.size(); ++k) {
+      const auto runs = QorScTest::ReferenceRuns({scene.shapes[k]}, 1, box);
+      for (long long l = 0; l < box.bottom; ++l) {
+        if (!runs[l].empty()) hits[l].push_back(scene.paths[k]->GetID());
+        for (const QorSc::Run& r : runs[l]) {
+          for (long long p = r.start; p < r.End(); ++p)
+            expected[l * width + (p - box.left)].Paint(paints[k]);
+        }
+      }
+    }
+    const QorSc::Options options(kPlates, {});
+    QorSc::ScanConverter bytes(scene.Collect(options, box));
+    QorSc::ScanConverter mixed(scene.Collect(options, box));
+    std::vector<unsigned char> out(3 * width), mixed_out(3 * width);
+    for (long long l = 0; l < box.bottom; ++l) {
+      ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data()));
+      if (l % 3 != 2) {
+        ASSERT_EQ(mixed.GetObjectsOnNextLine(), hits[l]) << "round " << round << " line " << l;
+      } else {
+        ASSERT_TRUE(mixed.GetLine255PlaneInterleaved(mixed_out.data()));
+        ASSERT_EQ(mixed_out, out) << "round " << round << " line " << l;
+      }
+      for (long long p = 0; p < width; ++p) {
+        for (int s = 0; s < 3; ++s) {
+          ASSERT_EQ(out[s * width + p], QorSc::ComponentToByte(expected[l * width + p].colour[s]))
+              << "round " << round << " pixel " << p + box.left << "," << l << " plane " << s;
+        }
+      }
+    }
+    EXPECT_FALSE(bytes.GetLine255PlaneInterleaved(out.data()));
+  }
+}
+
 }  // namespace
