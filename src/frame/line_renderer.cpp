@@ -42,9 +42,28 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
       order_.push_back(
           {static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i, pending_[i].get()});
     }
+    OrderByKey(static_cast<std::size_t>(last_line - pixel_box_.top));
+  }
+}
+
+void LineRenderer::OrderByKey(std::size_t lastLine) {
+  // Records come in painting order, so counting them into their first lines keeps
+  // each line's records by index: the order of the keys, in two passes instead of
+  // a sort. A box of far more lines than records is sorted instead.
+  if (lastLine > 4 * order_.size() + 4096) {
     std::sort(order_.begin(), order_.end(),
               [](const Pending& a, const Pending& b) { return a.key < b.key; });
+    return;
   }
+  std::vector<std::uint32_t> first(lastLine + 2, 0);  // by line: its first place
+  for (const Pending& p : order_)
+    ++first[(p.key >> 32) + 1];
+  for (std::size_t line = 1; line < first.size(); ++line)
+    first[line] += first[line - 1];
+  std::vector<Pending> ordered(order_.size());
+  for (const Pending& p : order_)
+    ordered[first[p.key >> 32]++] = p;
+  order_.swap(ordered);
 }
 
 LineRenderer::~LineRenderer() = default;
@@ -73,7 +92,10 @@ void LineRenderer::Activate(long long y) {
       for (std::size_t offset = 0; offset < kPrefetchRecordBytes; offset += 64)
         __builtin_prefetch(ahead + offset);
     }
-    if (next_ + kPrefetchReads < order_.size()) order_[next_ + kPrefetchReads].record->Prefetch();
+    if (next_ + kPrefetchReads < order_.size()) {
+      order_[next_ + kPrefetchReads].record->Prefetch();
+      __builtin_prefetch(&fillers_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
+    }
     ObjectInfo& record = *order_[next_].record;
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
@@ -86,17 +108,49 @@ void LineRenderer::Activate(long long y) {
       pending_[order_[next_].key & kIndexBits].reset();
     }
   }
-  if (active_.size() == first_new) return;
+  if (active_.size() == first_new) {
+    DropRetired();
+    return;
+  }
   auto by_index = [](const Active& a, const Active& b) { return a.index < b.index; };
   const auto fresh = active_.begin() + static_cast<std::ptrdiff_t>(first_new);
   // Records of several first lines come together only on a renderer's first line
   // or after skipped lines (a group's children start where the group does).
   if (!std::is_sorted(fresh, active_.end(), by_index)) std::sort(fresh, active_.end(), by_index);
   if (first_new == 0) return;
-  // Merged through a kept buffer: std::inplace_merge would allocate one every line.
-  merged_.clear();
-  std::merge(active_.begin(), fresh, fresh, active_.end(), std::back_inserter(merged_), by_index);
+  // Merged through a kept buffer (std::inplace_merge would allocate one every
+  // line), leaving out the entries retired on the line before: one pass over the
+  // list instead of two.
+  if (merged_.size() < active_.size()) merged_.resize(active_.size());
+  Active* out = merged_.data();
+  const Active* old = active_.data();
+  const Active* const old_end = old + first_new;
+  const Active* added = old_end;
+  const Active* const added_end = active_.data() + active_.size();
+  while (old != old_end && added != added_end) {
+    if (old->filler == nullptr) {
+      ++old;
+    } else if (added->index < old->index) {
+      *out++ = *added++;
+    } else {
+      *out++ = *old++;
+    }
+  }
+  for (; old != old_end; ++old) {
+    if (old->filler != nullptr) *out++ = *old;
+  }
+  out = std::copy(added, added_end, out);
+  merged_.resize(static_cast<std::size_t>(out - merged_.data()));
   active_.swap(merged_);
+  has_retired_ = false;
+}
+
+void LineRenderer::DropRetired() {
+  if (!has_retired_) return;
+  active_.erase(std::remove_if(active_.begin(), active_.end(),
+                               [](const Active& a) { return a.filler == nullptr; }),
+                active_.end());
+  has_retired_ = false;
 }
 
 void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits) {
@@ -113,6 +167,8 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         retired = true;
         continue;
       }
+      // Its filler's owner is far from the entries around it in memory.
+      if (y + 1 == a.bottom) __builtin_prefetch(&fillers_[a.index], 1);
       a.runs = &a.generator->Runs();
       ++drawn;
       continue;
@@ -164,11 +220,8 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
     }
     flat_batch_.Apply(line, 0);
   }
-  if (retired) {
-    active_.erase(std::remove_if(active_.begin(), active_.end(),
-                                 [](const Active& a) { return a.filler == nullptr; }),
-                  active_.end());
-  }
+  // Entries retired here leave the list with the next line's merge.
+  has_retired_ = has_retired_ || retired;
 }
 
 void LineRenderer::Retire(Active& a) {

@@ -49,26 +49,32 @@ class LineRenderer : public LineContext {
   // entry refers to its filler (fillers_ owns it) and is copied freely when the
   // list is merged.
   struct Active {
+    Active() = default;  // a place in the merge's buffer
     Active(IntervalsFiller& filler, std::size_t planes);
-    IntervalsFiller* filler;        // null once retired
-    RunLengthGenerator* generator;  // the filler's
-    Clip* clip;                     // null when the scope clips nothing
-    const OpaqueFlatCopy* copy;     // the filler's flat copy, if any
+    IntervalsFiller* filler = nullptr;  // null once retired
+    RunLengthGenerator* generator = nullptr;  // the filler's
+    Clip* clip = nullptr;                     // null when the scope clips nothing
+    const OpaqueFlatCopy* copy = nullptr;     // the filler's flat copy, if any
     const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
     // A settled object's one run as bits of the batch's union (SettledRun) and the
     // line its box ends on.
     OpaqueFlatBatch::SettledRun run{};
     long long bottom = 0;
-    std::uint32_t index;
-    bool may_be_hidden;
-    bool hides;
+    std::uint32_t index = 0;
+    bool may_be_hidden = false;
+    bool hides = false;
     // An unclipped flat copy of this renderer's planes whose runs stay the same on
     // every line: once its first run is known it is settled, and its later lines
     // read only this entry, neither generator nor filler.
-    bool steady;
+    bool steady = false;
     bool settled = false;
   };
+  // Puts order_ in ascending key order; no key's line is past `lastLine`.
+  void OrderByKey(std::size_t lastLine);
+  // Adds the records whose first line is `y` to the active list, which then holds
+  // no entry retired on an earlier line.
   void Activate(long long y);
+  void DropRetired();
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
   // line to the batch as its visible pieces (dropped from runs_ as well). Returns how
@@ -108,6 +114,7 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
+  bool has_retired_ = false;    // active_ holds retired entries (null filler)
   OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible
   ConversionPools* pools_;
 };

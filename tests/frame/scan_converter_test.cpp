@@ -91,6 +91,32 @@ TEST(ScanConverter, OpaqueObjectsPaintInIndexOrderAndLeaveNoTrace) {
   EXPECT_EQ(planes[1][5], 0.0f);
 }
 
+// A box of many more lines than records orders the records by a sort rather than
+// by counting them into their lines: the same order either way.
+TEST(ScanConverter, TallBoxesActivateRecordsInLineAndIndexOrder) {
+  Scene scene;
+  scene.Add(Rect(2.2, 6000.2, 20.3, 6001.7), QorColor::Color{{"Cyan", 1.0f}});
+  scene.Add(Rect(10.2, 3.2, 30.3, 6000.7), QorColor::Color{{"Magenta", 0.4f}});
+  scene.Add(Rect(1.2, 3.2, 5.3, 4.7), QorColor::Color{{"Gold", 0.5f}});
+  QorSc::ScanConverter converter(
+      scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 10000}));
+  for (long long y = 0; y < 10000; ++y) {
+    const auto hits = converter.GetObjectsOnNextLine();
+    if (y == 3 || y == 4) {
+      EXPECT_EQ(hits, (std::vector<std::size_t>{2, 3})) << y;
+    } else if (y == 6000) {
+      EXPECT_EQ(hits, (std::vector<std::size_t>{1, 2})) << y;
+    } else if (y == 6001) {
+      EXPECT_EQ(hits, (std::vector<std::size_t>{1})) << y;
+    } else if (y > 4 && y < 6000) {
+      ASSERT_EQ(hits, (std::vector<std::size_t>{2})) << y;
+    } else {
+      ASSERT_TRUE(hits.empty()) << y;
+    }
+  }
+  EXPECT_EQ(converter.GetLine(), nullptr);
+}
+
 // A line with no components (a box of no width, or no separations asked for) is
 // still a line: every shape that can tell a line from the end says so, for every
 // line of the box, and reports the end only after the last one.
