@@ -113,7 +113,9 @@ void BM_Multiply1000Rectangles(benchmark::State& state) {
 
 // One line's backward walk over 2 000 opaque flat copies of one run each, then their
 // visible pieces copied into the line: runs of 1 to 3 pixels (hairlines) or of
-// state.range(0) pixels at most, across the page's width.
+// state.range(0) pixels at most, across the page's width; with state.range(1) the
+// runs are claimed as settled runs, as the line driver claims rectangles after
+// their first line.
 void BM_OpaqueFlatBatchWalk(benchmark::State& state) {
   constexpr int kCopies = 2000;
   std::mt19937 random(5);
@@ -122,19 +124,28 @@ void BM_OpaqueFlatBatchWalk(benchmark::State& state) {
   std::uniform_int_distribution<long long> start(0, kPageWidth - longest);
   std::vector<QorSc::OpaqueFlatCopy> copies(kCopies);
   std::vector<QorSc::RunList> runs(kCopies);
+  std::vector<QorSc::OpaqueFlatBatch::SettledRun> settled(kCopies);
   for (int k = 0; k < kCopies; ++k) {
     copies[k].row.assign(7, QorSc::kStateFull);
     copies[k].row[k % 4] = QorSc::kStateConstant;
     copies[k].constants.emplace_back(k % 4, 0.5f);
     runs[k].push_back({start(random), length(random)});
+    settled[k] =
+        QorSc::OpaqueFlatBatch::Settle(runs[k].front().start, runs[k].front().End(), 0, kPageWidth);
   }
+  const bool claim_settled = state.range(1) != 0;
   QorSc::OpaqueFlatBatch batch;
   QorSc::LineBuffer line(7, 0, kPageWidth);
   for (auto _ : state) {
     line.Reset();
     batch.Clear(0, kPageWidth);
-    for (int k = kCopies; k-- > 0;)
-      batch.Claim(runs[k], copies[k], 0);
+    for (int k = kCopies; k-- > 0;) {
+      if (claim_settled) {
+        batch.ClaimSettled(settled[k], &copies[k], 0);
+      } else {
+        batch.Claim(runs[k], copies[k], 0);
+      }
+    }
     batch.Finish();
     batch.Apply(line, 0);
     benchmark::DoNotOptimize(line.IntervalCount());
@@ -147,6 +158,8 @@ BENCHMARK(BM_Opaque100kRectangles)->Unit(benchmark::kMillisecond)->Iterations(1)
 BENCHMARK(BM_LargeOpaqueRectangles)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MemsetSameBytes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Multiply1000Rectangles)->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(BM_OpaqueFlatBatchWalk)->Arg(3)->Arg(60)->Arg(600)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_OpaqueFlatBatchWalk)
+    ->ArgsProduct({{3, 60, 600}, {0, 1}})
+    ->Unit(benchmark::kMicrosecond);
 
 }  // namespace
