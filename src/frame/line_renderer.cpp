@@ -66,7 +66,11 @@ void LineRenderer::OrderByKey(std::size_t lastLine) {
   order_.swap(ordered);
 }
 
-LineRenderer::~LineRenderer() = default;
+LineRenderer::~LineRenderer() {
+  // Nested renderers (groups, soft masks) come and go within one conversion, and the
+  // next one's options may take this one's place.
+  pools_->FlatPaints().Forget(options_);
+}
 
 LineRenderer::Active::Active(IntervalsFiller& f, std::size_t planes)
     : filler(&f),

@@ -183,6 +183,12 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& option
                            paint.PaintsAllColorants()));
 }
 
+void FlatPaintGetterCache::Forget(const Options& options) {
+  for (PlanSlot& slot : plans_) {
+    if (slot.options == &options) slot = PlanSlot{};
+  }
+}
+
 std::size_t FlatPaintGetterCache::Size() const {
   return static_cast<std::size_t>(std::count_if(slots_.begin(), slots_.end(),
                                                 [](const Slot& s) { return s.getter != nullptr; }));

@@ -111,6 +111,10 @@ class FlatPaintGetterCache {
   // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
 
+  // Forgets the plans made for `options`, which is going away: plans are found by
+  // the options' address, and a later set of options may be made at the same place.
+  void Forget(const Options& options);
+
   // Getters held by the cache (at most kSlots).
   std::size_t Size() const;
 

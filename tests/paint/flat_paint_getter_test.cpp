@@ -9,6 +9,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -267,6 +268,21 @@ TEST(FlatPaintGetterCache, PlannedPaintsDescribeTheirColourExactly) {
       EXPECT_EQ(full->Kinds(), fullExpected.kinds);
     }
   }
+}
+
+// Plans are found by the options' address: options made where forgotten ones
+// were get plans of their own.
+TEST(FlatPaintGetterCache, ForgottenOptionsLeaveNoPlanBehind) {
+  QorPaint::ColorantLists lists;
+  const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
+  const QorPaint::FlatPaint paint(lists.Intern(colour), colour);
+  FlatPaintGetterCache cache;
+  std::optional<Options> options;
+  options.emplace(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}));
+  EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
+  cache.Forget(*options);
+  options.emplace(SeparationOptions({"Black"}));  // the same address
+  EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.5f}));
 }
 
 TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
