@@ -26,7 +26,7 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPain
   const QorPaint::Paint& paint = *shared;
   const Options& options = renderer.GetOptions();
   if (paint.GetType() == QorPaint::kFlatPaint) {
-    return renderer.Pools().FlatPaints().Get(options, static_cast<const QorPaint::FlatPaint&>(paint),
+    return renderer.Pools().FlatPaints().Get(options, shared,
                                              options.GetHalftoneMode() == kHalftoneLabelsFullInk);
   }
   if (paint.GetType() == QorPaint::kTilingPaint) {

@@ -183,9 +183,25 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& option
                            paint.PaintsAllColorants()));
 }
 
+std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(
+    const Options& options, const std::shared_ptr<const QorPaint::Paint>& paint, bool fullInk) {
+  const auto address = reinterpret_cast<std::uintptr_t>(paint.get());
+  PaintSlot& slot = paints_[(address >> 4) % kPaintSlots];
+  if (slot.getter && slot.paint == paint && slot.options == &options && slot.fullInk == fullInk)
+    return slot.getter;
+  slot.getter = Get(options, static_cast<const QorPaint::FlatPaint&>(*paint), fullInk);
+  slot.paint = paint;
+  slot.options = &options;
+  slot.fullInk = fullInk;
+  return slot.getter;
+}
+
 void FlatPaintGetterCache::Forget(const Options& options) {
   for (PlanSlot& slot : plans_) {
     if (slot.options == &options) slot = PlanSlot{};
+  }
+  for (PaintSlot& slot : paints_) {
+    if (slot.options == &options) slot = PaintSlot{};
   }
 }
 

@@ -107,18 +107,25 @@ class FlatPaintGetterCache {
   // of full ink in the paint's colorants (as GetFullInk).
   std::shared_ptr<FlatPaintGetter> Get(const Options& options, const QorPaint::FlatPaint& paint,
                                        bool fullInk = false);
+  // The same for a flat paint held by `paint`, found again by the paint's identity
+  // while its slot keeps it: the importer hands one paint to every object painted
+  // in one colour, so runs of such objects describe their colour once.
+  std::shared_ptr<FlatPaintGetter> Get(const Options& options,
+                                       const std::shared_ptr<const QorPaint::Paint>& paint,
+                                       bool fullInk);
   // The shared getter of full ink in `color`'s own colorants (FullInkColor), converted
   // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);
 
-  // Forgets the plans made for `options`, which is going away: plans are found by
-  // the options' address, and a later set of options may be made at the same place.
+  // Forgets the plans and paints found for `options`, which is going away: they are
+  // found by the options' address, and later options may be made at the same place.
   void Forget(const Options& options);
 
   // Getters held by the cache (at most kSlots).
   std::size_t Size() const;
 
   static constexpr std::size_t kPlanSlots = 64;
+  static constexpr std::size_t kPaintSlots = 64;
 
  private:
   // A plan holds its list, so that the list's address names it while it is kept.
@@ -134,7 +141,16 @@ class FlatPaintGetterCache {
     std::uint64_t hash = 0;
     std::shared_ptr<FlatPaintGetter> getter;
   };
+  // A slot holds its paint, so that the paint's address names it while it is kept.
+  struct PaintSlot {
+    const Options* options = nullptr;
+    std::shared_ptr<const QorPaint::Paint> paint;
+    bool fullInk = false;
+    std::shared_ptr<FlatPaintGetter> getter;
+  };
+
   std::array<Slot, kSlots> slots_;
+  std::array<PaintSlot, kPaintSlots> paints_;
   std::array<PlanSlot, kPlanSlots> plans_;
 };
 

@@ -270,8 +270,8 @@ TEST(FlatPaintGetterCache, PlannedPaintsDescribeTheirColourExactly) {
   }
 }
 
-// Plans are found by the options' address: options made where forgotten ones
-// were get plans of their own.
+// Plans and paints are found by the options' address: options made where
+// forgotten ones were get plans and getters of their own.
 TEST(FlatPaintGetterCache, ForgottenOptionsLeaveNoPlanBehind) {
   QorPaint::ColorantLists lists;
   const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
@@ -279,10 +279,34 @@ TEST(FlatPaintGetterCache, ForgottenOptionsLeaveNoPlanBehind) {
   FlatPaintGetterCache cache;
   std::optional<Options> options;
   options.emplace(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}));
+  const std::shared_ptr<const QorPaint::Paint> shared =
+      std::make_shared<const QorPaint::FlatPaint>(paint);
   EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
+  EXPECT_EQ(cache.Get(*options, shared, false)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
   cache.Forget(*options);
   options.emplace(SeparationOptions({"Black"}));  // the same address
   EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.5f}));
+  EXPECT_EQ(cache.Get(*options, shared, false)->Values(), (FlatValues{0.5f}));
+}
+
+// A paint held by objects is found again by its identity, for its options and
+// ink; its getter is the one its colour describes.
+TEST(FlatPaintGetterCache, SharedPaintsAreFoundAgain) {
+  QorPaint::ColorantLists lists;
+  const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
+  const std::shared_ptr<const QorPaint::Paint> paint =
+      std::make_shared<const QorPaint::FlatPaint>(lists.Intern(colour), colour);
+  const Options cmyk = SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"});
+  const Options black = SeparationOptions({"Black"});
+  FlatPaintGetterCache cache;
+  const auto getter = cache.Get(cmyk, paint, false);
+  EXPECT_EQ(getter->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
+  EXPECT_EQ(cache.Get(cmyk, paint, false), getter);
+  EXPECT_EQ(cache.Get(black, paint, false)->Values(), (FlatValues{0.5f}));
+  EXPECT_EQ(cache.Get(cmyk, paint, true)->Values(), (FlatValues{1.0f, 0.0f, 0.0f, 1.0f}));
+  EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
+  cache.Forget(black);
+  EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
 }
 
 TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
