@@ -189,7 +189,11 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(
   PaintSlot& slot = paints_[(address >> 4) % kPaintSlots];
   if (slot.getter && slot.paint == paint && slot.options == &options && slot.fullInk == fullInk)
     return slot.getter;
-  slot.getter = Get(options, static_cast<const QorPaint::FlatPaint&>(*paint), fullInk);
+  const auto& flat = static_cast<const QorPaint::FlatPaint&>(*paint);
+  // A paint held only by its object and the object's record will not be asked for
+  // again: keeping it would cost the slot's upkeep for nothing.
+  if (paint.use_count() <= kPrivateUses) return Get(options, flat, fullInk);
+  slot.getter = Get(options, flat, fullInk);
   slot.paint = paint;
   slot.options = &options;
   slot.fullInk = fullInk;

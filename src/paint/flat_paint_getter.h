@@ -126,6 +126,9 @@ class FlatPaintGetterCache {
 
   static constexpr std::size_t kPlanSlots = 64;
   static constexpr std::size_t kPaintSlots = 64;
+  // References to a paint that only one object uses: its document object's and its
+  // record's.
+  static constexpr long kPrivateUses = 2;
 
  private:
   // A plan holds its list, so that the list's address names it while it is kept.

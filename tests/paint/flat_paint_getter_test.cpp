@@ -281,6 +281,7 @@ TEST(FlatPaintGetterCache, ForgottenOptionsLeaveNoPlanBehind) {
   options.emplace(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}));
   const std::shared_ptr<const QorPaint::Paint> shared =
       std::make_shared<const QorPaint::FlatPaint>(paint);
+  const std::vector<std::shared_ptr<const QorPaint::Paint>> objects(4, shared);
   EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
   EXPECT_EQ(cache.Get(*options, shared, false)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
   cache.Forget(*options);
@@ -296,6 +297,8 @@ TEST(FlatPaintGetterCache, SharedPaintsAreFoundAgain) {
   const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
   const std::shared_ptr<const QorPaint::Paint> paint =
       std::make_shared<const QorPaint::FlatPaint>(lists.Intern(colour), colour);
+  // Held by several objects and their records, as a paint worth keeping is.
+  const std::vector<std::shared_ptr<const QorPaint::Paint>> objects(4, paint);
   const Options cmyk = SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"});
   const Options black = SeparationOptions({"Black"});
   FlatPaintGetterCache cache;
@@ -307,6 +310,11 @@ TEST(FlatPaintGetterCache, SharedPaintsAreFoundAgain) {
   EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
   cache.Forget(black);
   EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
+  // A paint of one object is described, not kept.
+  const std::shared_ptr<const QorPaint::Paint> own =
+      std::make_shared<const QorPaint::FlatPaint>(lists.Intern(colour), colour);
+  EXPECT_EQ(cache.Get(cmyk, own, false)->Values(), getter->Values());
+  EXPECT_EQ(own.use_count(), 1);
 }
 
 TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
