@@ -15,7 +15,10 @@
 // infinite or zero factors.
 #pragma once
 
+#include <cstddef>
+
 #include "morv/coordinates.h"
+#include "morv/transformation.h"
 #include "qormath/point.h"
 #include "qormath/rectangle.h"
 #include "scan/export.h"
@@ -47,6 +50,11 @@ class QORSC_API Environment {
   double WorldToInternalY(WorldCoordinate y) const;
   Point<double> WorldToInternal(const WorldPoint& p) const;
   QorMath::Rectangle<double> WorldToInternal(const WorldRectangle& r) const;
+  // A polygon's corners placed by `t` and mapped: out[i] = WorldToInternal(t.Apply(in[i]))
+  // bit for bit, for all `count` corners in one call (the corners of every stroke piece
+  // pass through here).
+  void TransformToInternal(const Morv::MilliPointTransformation& t, const WorldPoint* in,
+                           std::size_t count, Point<double>* out) const;
 
   WorldCoordinate InternalToWorldX(double x) const;
   WorldCoordinate InternalToWorldY(double y) const;

@@ -63,6 +63,24 @@ Point<double> Environment::WorldToInternal(const WorldPoint& p) const {
   return {WorldToInternalX(p.x), WorldToInternalY(p.y)};
 }
 
+// The operations of t.Apply and WorldToInternal in their order; only the loop
+// invariants (the six coefficients, the view's corner and the factors) are read once.
+void Environment::TransformToInternal(const Morv::MilliPointTransformation& t, const WorldPoint* in,
+                                      std::size_t count, Point<double>* out) const {
+  const double a = t.a, b = t.b, c = t.c, d = t.d, e = t.e, f = t.f;
+  const double wx0 = world_view_.X();
+  const double top = Top();
+  const double xf = x_factor_;
+  const double yf = y_factor_;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double x = in[i].x.Value();
+    const double y = in[i].y.Value();
+    const double wx = a * x + c * y + e;
+    const double wy = b * x + d * y + f;
+    out[i] = {(wx - wx0) * xf, (top - wy) * yf};
+  }
+}
+
 QorMath::Rectangle<double> Environment::WorldToInternal(const WorldRectangle& r) const {
   const double wx0 = world_view_.X();
   const double top = Top();

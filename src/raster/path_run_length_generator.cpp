@@ -5,6 +5,7 @@
 #include "raster/path_run_length_generator.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace QorSc {
 namespace {
@@ -77,6 +78,55 @@ void PathRunLengthGenerator::FitLinesToEdges() {
   }
 }
 
+// The per-line steps are forced inline into GenerateRuns: a thin shape's line is a few
+// dozen instructions of work, and the calls and their register saves were a tenth of it.
+template <bool kNonZeroRule>
+[[gnu::always_inline]] inline void PathRunLengthGenerator::EmitRuns() {
+  runs_.clear();
+  const std::size_t count = active_count_;
+  if (count == 2) {
+    EmitTwo<kNonZeroRule>();
+    return;
+  }
+  long long start = x0_;
+  long long end = x0_;
+  std::int32_t sum = 0;
+  bool inside = false;
+  for (const ActiveEdge *a = active_.get(), *last = a + count; a != last; ++a) {
+    sum += a->winding;
+    const bool now = kNonZeroRule ? sum != 0 : (sum & 1) != 0;
+    if (now == inside) continue;
+    inside = now;
+    const long long xc = std::clamp(RoundToPixel(a->x), x0_, x1_);
+    if (now) {
+      if (end < xc) {
+        if (start < end) runs_.emplace_back(Run{start, end - start});
+        start = xc;
+      }
+    } else if (start < xc) {
+      end = xc;
+    }
+  }
+  if (start < end) runs_.emplace_back(Run{start, end - start});
+}
+
+// The walk above for the two crossings of most lines of a thin shape: one run at
+// most, from the first crossing to the second, when the first enters and the
+// second leaves.
+template <bool kNonZeroRule>
+[[gnu::always_inline]] inline void PathRunLengthGenerator::EmitTwo() {
+  const ActiveEdge& a = active_[0];
+  const ActiveEdge& b = active_[1];
+  const std::int32_t after_a = a.winding;
+  const std::int32_t after_b = after_a + b.winding;
+  const bool enters = kNonZeroRule ? after_a != 0 : (after_a & 1) != 0;
+  const bool leaves = kNonZeroRule ? after_b == 0 : (after_b & 1) == 0;
+  if (!enters || !leaves) return;
+  const long long start = std::clamp(RoundToPixel(a.x), x0_, x1_);
+  const long long end = std::clamp(RoundToPixel(b.x), x0_, x1_);
+  if (start < end) runs_.emplace_back(Run{start, end - start});
+}
+
 void PathRunLengthGenerator::GenerateRuns(long long line) {
   if (line >= y1_) {
     state_ = kFinished;
@@ -105,12 +155,23 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
 
 void PathRunLengthGenerator::Activate() {
   next_ = 0;
-  active_.clear();
+  active_count_ = 0;
   // Few edges of a long outline cross one line: room for a typical line's worth, not
   // for every edge (that was most of a page of long strokes' memory); a line that
-  // needs more grows the array once to its high-water mark.
-  active_.reserve(std::min<std::size_t>(edges_.size(), kActiveReserve));
+  // needs more grows the array to its high-water mark.
+  Reserve(std::min<std::size_t>(edges_.size(), kActiveReserve));
   state_ = kActive;
+}
+
+// Grows like a vector (at least doubling), so a conversion reaches the high-water
+// mark in a few steps and then never allocates again.
+void PathRunLengthGenerator::Reserve(std::size_t count) {
+  if (count <= active_capacity_) return;
+  const std::size_t capacity = std::max(count, 2 * active_capacity_);
+  auto grown = std::make_unique_for_overwrite<ActiveEdge[]>(capacity);
+  std::copy(active_.get(), active_.get() + active_count_, grown.get());
+  active_ = std::move(grown);
+  active_capacity_ = capacity;
 }
 
 // The edges of an outline are many and their first lines few (a long stroke's
@@ -149,35 +210,44 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
 
 // Moves the live edges to the line and drops the dead ones in one pass; the order is
 // checked on the way, so a line where no two edges crossed costs no sorting pass.
-void PathRunLengthGenerator::UpdateActiveEdges(long long line, double ys) {
-  ActiveEdge* const entries = active_.data();
-  const std::size_t count = active_.size();
+[[gnu::always_inline]] inline void PathRunLengthGenerator::UpdateActiveEdges(long long line,
+                                                                             double ys) {
+  ActiveEdge* const entries = active_.get();
+  const std::size_t count = active_count_;
   std::size_t live = 0;
   bool sorted = true;
+  // The last live x kept in a register rather than read back from the array.
+  double previous = -std::numeric_limits<double>::infinity();
   for (std::size_t i = 0; i < count; ++i) {
     ActiveEdge& a = entries[i];
     if (a.endLine <= line) continue;
     a.MoveTo(ys);
+    if (a.x < previous) sorted = false;
+    previous = a.x;
     // Most lines retire no edge: copy only once the live entries have moved up.
     if (live != i) entries[live] = a;
-    if (live != 0 && entries[live].x < entries[live - 1].x) sorted = false;
     ++live;
   }
-  active_.resize(live);
-  if (!sorted) SortActiveByX();
-}
-
-void PathRunLengthGenerator::SortActiveByX() {
-  SortNearlySorted(active_.data(), active_.data(), active_.data() + active_.size(),
-                   ByX<ActiveEdge>);
+  active_count_ = live;
+  if (!sorted) SortNearlySorted(entries, entries, entries + live, ByX<ActiveEdge>);
 }
 
 void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
-  const std::size_t old_count = active_.size();
+  const std::size_t old_count = active_count_;
   const std::size_t edge_count = edges_.size();
-  for (; next_ < edge_count && edges_[next_].firstLine <= line; ++next_) {
+  std::size_t end = next_ + 1;
+  while (end < edge_count && edges_[end].firstLine <= line)
+    ++end;
+  const std::size_t taken = end - next_;
+  Reserve(old_count + taken);
+  ActiveEdge* const first = active_.get();
+  // A few new edges are moved into place one by one, each written once where it
+  // belongs (behind every entry of smaller or equal x, as insertion would put it):
+  // cheaper than sorting and merging while they and the entries they pass are few.
+  // An edge that ended above this line (lines were skipped) never becomes active.
+  const bool one_by_one = taken <= 4 || (taken <= 16 && old_count <= 16);
+  for (; next_ < end; ++next_) {
     const Edge& edge = edges_[next_];
-    // An edge that ended above this line (lines were skipped) never becomes active.
     if (edge.endLine <= line) continue;
     const Edge::Segment* s = segments_.data() + edge.firstSegment;
     ActiveEdge a{.x = 0.0,
@@ -190,52 +260,30 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
                  .remaining = edge.segmentCount - 1,
                  .winding = edge.winding};
     a.MoveTo(ys);
-    active_.push_back(a);
+    ActiveEdge* j = first + active_count_++;
+    if (one_by_one) {
+      while (j > first && a.x < (j - 1)->x) {
+        *j = *(j - 1);
+        --j;
+      }
+    }
+    *j = a;
   }
-  const std::size_t fresh = active_.size() - old_count;
-  if (fresh == 0) return;
-  ActiveEdge* const first = active_.data();
-  ActiveEdge* const last = first + active_.size();
-  // A few new edges are moved into place one by one: cheaper than sorting and
-  // merging while they and the entries they pass are few.
-  if (fresh <= 4 || (fresh <= 16 && old_count <= 16)) {
-    SortNearlySorted(first, first + old_count, last, ByX<ActiveEdge>);
-    return;
-  }
+  if (one_by_one) return;
   // Otherwise sort the new entries by x and merge them in; on equal x the old ones
   // come first.
+  ActiveEdge* const last = first + active_count_;
   ActiveEdge* const fresh_first = first + old_count;
   std::sort(fresh_first, last, ByX<ActiveEdge>);
-  if (old_count != 0 && fresh_first->x < (fresh_first - 1)->x) {
-    scratch_.resize(active_.size());
-    std::merge(first, fresh_first, fresh_first, last, scratch_.begin(), ByX<ActiveEdge>);
-    active_.swap(scratch_);
-  }
-}
-
-template <bool kNonZeroRule>
-void PathRunLengthGenerator::EmitRuns() {
-  runs_.clear();
-  long long start = x0_;
-  long long end = x0_;
-  std::int32_t sum = 0;
-  bool inside = false;
-  for (const ActiveEdge& a : active_) {
-    sum += a.winding;
-    const bool now = kNonZeroRule ? sum != 0 : (sum & 1) != 0;
-    if (now == inside) continue;
-    inside = now;
-    const long long xc = std::clamp(RoundToPixel(a.x), x0_, x1_);
-    if (now) {
-      if (end < xc) {
-        if (start < end) runs_.push_back({start, end - start});
-        start = xc;
-      }
-    } else if (start < xc) {
-      end = xc;
+  if (old_count != 0 && fresh_first != last && fresh_first->x < (fresh_first - 1)->x) {
+    if (scratch_capacity_ < active_capacity_) {
+      scratch_ = std::make_unique_for_overwrite<ActiveEdge[]>(active_capacity_);
+      scratch_capacity_ = active_capacity_;
     }
+    std::merge(first, fresh_first, fresh_first, last, scratch_.get(), ByX<ActiveEdge>);
+    std::swap(active_, scratch_);
+    std::swap(active_capacity_, scratch_capacity_);
   }
-  if (start < end) runs_.push_back({start, end - start});
 }
 
 }  // namespace QorSc

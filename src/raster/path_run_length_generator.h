@@ -10,15 +10,18 @@
 // carrying its current segment, so updating, re-sorting and walking a line touch
 // nothing else: edges are read again only when an entry moves on to its next
 // segment. The entries are re-sorted by insertion (they are nearly sorted already;
-// a line where many edges cross falls back to a full sort), new edges are sorted
-// among themselves and merged in, and one walk with a running winding sum emits the
-// runs. The order among entries of equal x never matters: runs depend only on the
-// winding sums between distinct rounded x. The edges are sorted by first line once,
-// when the builder hands them over; the active array is sized then for a typical line and grows
-// only to its high-water mark, so a line allocates nothing in the steady state.
+// a line where many edges cross falls back to a full sort); a few new edges are
+// written straight into place, many are sorted among themselves and merged in; one
+// walk with a running winding sum emits the runs, shortened for the two crossings of
+// most lines of a thin shape. The order among entries of equal x never matters: runs
+// depend only on the winding sums between distinct rounded x. The edges are sorted by
+// first line once, when the builder hands them over; the active array is sized then
+// for a typical line and grows only to its high-water mark, so a line allocates
+// nothing in the steady state.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "raster/path_edges.h"
@@ -73,18 +76,27 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   static constexpr std::size_t kCountingSortMinimum = 16;
 
   void Activate();
+  // Room for `count` active entries, keeping those there are.
+  void Reserve(std::size_t count);
   void UpdateActiveEdges(long long line, double ys);
-  void SortActiveByX();
   void TakeNewEdges(long long line, double ys);
   // The walk with the winding rule fixed, so the loop does not branch on it.
   template <bool kNonZeroRule>
   void EmitRuns();
+  template <bool kNonZeroRule>
+  void EmitTwo();
 
   std::vector<Edge> edges_;              // owned, by first line
   std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
   std::size_t next_ = 0;                 // the first edge not yet taken
-  std::vector<ActiveEdge> active_;       // sorted by x
-  std::vector<ActiveEdge> scratch_;      // merge space for many edges starting at once
+  // The active entries, [0, active_count_) sorted by x, in a plain array: the line
+  // loops index it without a vector's checks, and entries are written straight into
+  // place without first being value-initialised.
+  std::unique_ptr<ActiveEdge[]> active_;
+  std::size_t active_count_ = 0;
+  std::size_t active_capacity_ = 0;
+  std::unique_ptr<ActiveEdge[]> scratch_;  // merge space for many edges starting at once
+  std::size_t scratch_capacity_ = 0;
   std::uint32_t winding_rule_;
 };
 

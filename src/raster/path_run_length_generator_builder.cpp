@@ -99,10 +99,10 @@ void PathRunLengthGeneratorBuilder::AddPiece(const std::vector<Morv::MilliPointP
                                              const Morv::MilliPointTransformation& t) {
   if (points.empty()) return;
   std::vector<Point<double>>& corners = chains_.piece;
-  corners.resize(points.size());
-  for (std::size_t i = 0; i < points.size(); ++i)
-    corners[i] = env.WorldToInternal(t.Apply(points[i]));
-  AddCorners(corners.data(), corners.size());
+  // Only grown: resizing down and up again would fill the corners it is about to write.
+  if (corners.size() < points.size()) corners.resize(points.size());
+  env.TransformToInternal(t, points.data(), points.size(), corners.data());
+  AddCorners(corners.data(), points.size());
 }
 
 // A flattened polygon is culled on its corners for the same reason as a stroke piece:

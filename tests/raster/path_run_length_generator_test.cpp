@@ -284,3 +284,42 @@ TEST(PathRunLengthGenerator, SmallInsidePolygonsBuildTheGeneralEdges) {
 }
 
 }  // namespace
+
+// Thin slanted quadrilaterals, like the pieces of hairline strokes: most lines cross
+// two edges, a few start on one line (placed one by one into the active entries) or
+// many at once (sorted and merged in), more are active than the entries first hold,
+// and lines are skipped; every line must still be the reference's.
+TEST(PathRunLengthGenerator, ManyThinPiecesMatchTheReference) {
+  std::mt19937 random(99);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  const Box box{0, 0, 90, 70};
+  for (int round = 0; round < 24; ++round) {
+    const int count = 1 + static_cast<int>(unit(random) * 100);
+    // Every third round all pieces start on one row of centres.
+    const bool one_row = round % 3 == 0;
+    const double row = 5.5 + std::floor(unit(random) * 50);
+    std::vector<Polygon> pieces;
+    for (int n = 0; n < count; ++n) {
+      const double x = unit(random) * 100 - 5;
+      const double y = one_row ? row - 0.25 : unit(random) * 80 - 5;
+      const double angle = unit(random) * 3.1;
+      const double length = 2 + unit(random) * 50;
+      const double width = 0.2 + unit(random) * 2.5;
+      const double dx = std::cos(angle), dy = std::sin(angle);
+      const double nx = -dy * width / 2, ny = dx * width / 2;
+      const double ex = x + dx * length, ey = y + dy * length;
+      pieces.push_back(
+          {{x + nx, y + ny}, {ex + nx, ey + ny}, {ex - nx, ey - ny}, {x - nx, y - ny}});
+    }
+    for (std::uint32_t rule : {0u, 1u}) {
+      const auto reference = QorScTest::ReferenceRuns(pieces, rule, box);
+      ASSERT_EQ(AllLines(pieces, rule, box), reference) << "round " << round << " rule " << rule;
+      auto skipping = Build(pieces, rule, box);
+      for (long long y = box.top + round % 4; y < box.bottom; y += 1 + (y % 5)) {
+        skipping->GenerateRuns(y);
+        ASSERT_EQ(skipping->Runs(), reference[y - box.top])
+            << "round " << round << " rule " << rule << " line " << y;
+      }
+    }
+  }
+}
