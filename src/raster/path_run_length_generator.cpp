@@ -214,19 +214,34 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
                                                                              double ys) {
   ActiveEdge* const entries = active_.get();
   const std::size_t count = active_count_;
-  std::size_t live = 0;
+  // The two live edges of most lines of a thin shape, without the loops.
+  if (count == 2 && entries[0].endLine > line && entries[1].endLine > line) {
+    entries[0].MoveTo(ys);
+    entries[1].MoveTo(ys);
+    if (entries[1].x < entries[0].x) std::swap(entries[0], entries[1]);
+    return;
+  }
   bool sorted = true;
   // The last live x kept in a register rather than read back from the array.
   double previous = -std::numeric_limits<double>::infinity();
-  for (std::size_t i = 0; i < count; ++i) {
+  // Most lines retire no edge: entries are updated in place up to the first dead one,
+  // and only the live entries behind it are moved up.
+  std::size_t i = 0;
+  for (; i < count; ++i) {
+    ActiveEdge& a = entries[i];
+    if (a.endLine <= line) break;
+    a.MoveTo(ys);
+    if (a.x < previous) sorted = false;
+    previous = a.x;
+  }
+  std::size_t live = i;
+  for (++i; i < count; ++i) {
     ActiveEdge& a = entries[i];
     if (a.endLine <= line) continue;
     a.MoveTo(ys);
     if (a.x < previous) sorted = false;
     previous = a.x;
-    // Most lines retire no edge: copy only once the live entries have moved up.
-    if (live != i) entries[live] = a;
-    ++live;
+    entries[live++] = a;
   }
   active_count_ = live;
   if (!sorted) SortNearlySorted(entries, entries, entries + live, ByX<ActiveEdge>);
