@@ -64,9 +64,9 @@ PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
 void PathRunLengthGenerator::FitLinesToEdges() {
   long long first = y1_;
   long long end = y0_;
-  for (const Edge& edge : edges_) {
-    first = std::min(first, edge.firstLine);
-    end = std::max(end, edge.endLine);
+  if (!edges_.empty()) {
+    first = std::min(first, edges_.front().firstLine);  // sorted by first line
+    end = std::max(end, last_end_line_);
   }
   const long long top = std::max(y0_, first);
   const long long bottom = std::min(y1_, end);
@@ -165,8 +165,7 @@ void PathRunLengthGenerator::Activate() {
 
 // Grows like a vector (at least doubling), so a conversion reaches the high-water
 // mark in a few steps and then never allocates again.
-void PathRunLengthGenerator::Reserve(std::size_t count) {
-  if (count <= active_capacity_) return;
+void PathRunLengthGenerator::Grow(std::size_t count) {
   const std::size_t capacity = std::max(count, 2 * active_capacity_);
   auto grown = std::make_unique_for_overwrite<ActiveEdge[]>(capacity);
   std::copy(active_.get(), active_.get() + active_count_, grown.get());
@@ -184,10 +183,13 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
   const std::size_t count = edges.size();
   long long low = count != 0 ? edges[0].firstLine : 0;
   long long high = low;
+  long long end = count != 0 ? edges[0].endLine : 0;
   for (const Edge& edge : edges) {
     low = std::min(low, edge.firstLine);
     high = std::max(high, edge.firstLine);
+    end = std::max(end, edge.endLine);
   }
+  last_end_line_ = end;
   // The lines come from rounded coordinates, so their range may be anything (and
   // only its unsigned form cannot overflow).
   const unsigned long long range =

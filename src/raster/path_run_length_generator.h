@@ -41,7 +41,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // run, so the generator starts at its first crossed line and finishes after its
   // last (at once without edges), and a caller stops asking for it there. A box
   // larger than the shape, such as a stroke's box bounded by its reach, then costs
-  // nothing on the lines it adds.
+  // nothing on the lines it adds. Follows SetEdges, which notes the edges' lines.
   void FitLinesToEdges();
 
   // Takes a copy of finished edges and their segments, exactly sized, the edges
@@ -77,7 +77,10 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
 
   void Activate();
   // Room for `count` active entries, keeping those there are.
-  void Reserve(std::size_t count);
+  void Reserve(std::size_t count) {
+    if (count > active_capacity_) Grow(count);
+  }
+  void Grow(std::size_t count);
   void UpdateActiveEdges(long long line, double ys);
   void TakeNewEdges(long long line, double ys);
   // The walk with the winding rule fixed, so the loop does not branch on it.
@@ -89,6 +92,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   std::vector<Edge> edges_;              // owned, by first line
   std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
   std::size_t next_ = 0;                 // the first edge not yet taken
+  long long last_end_line_ = 0;          // the largest end line of the edges
   // The active entries, [0, active_count_) sorted by x, in a plain array: the line
   // loops index it without a vector's checks, and entries are written straight into
   // place without first being value-initialised.
