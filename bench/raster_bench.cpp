@@ -68,6 +68,31 @@ Morv::Compound ManySubpaths(int count) {
   return b.Build(Morv::kNonZero);
 }
 
+// Hairline-like strokes: each a compound of 40 thin quadrilaterals, one pixel wide,
+// along a wandering path, as a stroke outline's pieces are (overlapping where they
+// meet), so most lines of a stroke cross two or four edges.
+std::vector<Morv::Compound> ThinStrokes(int count) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  std::vector<Morv::Compound> strokes;
+  for (int n = 0; n < count; ++n) {
+    Morv::PathBuilder b;
+    double x = 1000 + unit(random) * (kSize - 2000);
+    double y = 1000 + unit(random) * (kSize - 2000);
+    double angle = unit(random) * 2 * M_PI;
+    for (int k = 0; k < 40; ++k) {
+      angle += (unit(random) - 0.5) * 0.6;
+      const double ex = x + 20 * std::cos(angle), ey = y + 20 * std::sin(angle);
+      const double nx = -0.5 * std::sin(angle), ny = 0.5 * std::cos(angle);
+      b.Polygon({{x + nx, y + ny}, {ex + nx, ey + ny}, {ex - nx, ey - ny}, {x - nx, y - ny}});
+      x = ex;
+      y = ey;
+    }
+    strokes.push_back(b.Build(Morv::kNonZero));
+  }
+  return strokes;
+}
+
 std::size_t SideCount(const Morv::Compound& compound) {
   std::size_t sides = 0;
   for (const Morv::Subpath& s : compound.GetSubpaths())
@@ -106,7 +131,34 @@ void BM_Compound10kSubpaths(benchmark::State& state) {
   Scan(state, ManySubpaths(10000));
 }
 
+// One generator per stroke over the whole box, asked for every line it covers: the
+// per object and line cost of thin strokes ("object lines/s"), building included.
+void BM_ThinStrokes(benchmark::State& state) {
+  const Environment env = BenchEnvironment();
+  const std::vector<Morv::Compound> strokes = ThinStrokes(500);
+  QorSc::ScratchChains chains;
+  const Box box{0, 0, kSize, kSize};
+  std::size_t runs = 0;
+  double lines = 0;
+  for (auto _ : state) {
+    for (const Morv::Compound& stroke : strokes) {
+      QorSc::PathRunLengthGeneratorBuilder builder(stroke.GetWindingRule(), box, chains);
+      builder.AddCompound(stroke, env, Morv::MilliPointTransformation{});
+      const auto generator = builder.Release();
+      const Box lines_box = generator->GetPixelBox();
+      for (long long y = lines_box.top; y < lines_box.bottom; ++y) {
+        generator->GenerateRuns(y);
+        runs += generator->Runs().size();
+      }
+      lines += static_cast<double>(lines_box.bottom - lines_box.top);
+    }
+  }
+  benchmark::DoNotOptimize(runs);
+  state.counters["object lines/s"] = benchmark::Counter(lines, benchmark::Counter::kIsRate);
+}
+
 BENCHMARK(BM_Glyph200Curves)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ThinStrokes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RandomPolygon100kEdges)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_Compound10kSubpaths)->Unit(benchmark::kMillisecond);
 
