@@ -110,23 +110,35 @@ GraphicsState ContentInterpreter::InitialState(const Matrix& ctm, QorDoc::Conten
 
 bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string& description,
                                      std::string& data) {
-  DecodedStream decoded;
-  try {
-    decoded = DecodeStream(stream, kMaxContentBytes, qpdf_dl_generalized);
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& e) {
-    Warn(description, std::string("content not readable: ") + e.what());
+  DecodedStream fresh;
+  const DecodedStream* decoded = KeptContent(stream);
+  if (decoded == nullptr) {
+    try {
+      fresh = DecodeStream(stream, kMaxContentBytes, qpdf_dl_generalized);
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& e) {
+      Warn(description, std::string("content not readable: ") + e.what());
+      return false;
+    }
+    decoded = &fresh;
+  }
+  if (decoded->truncated) {
+    StopPage("a content stream (" + description + ") " + decoded->Excess(kMaxContentBytes));
     return false;
   }
-  if (decoded.truncated) {
-    StopPage("a content stream (" + description + ") " + decoded.Excess(kMaxContentBytes));
-    return false;
-  }
-  if (decoded.damaged) Warn(description, "content stream damaged: read as far as it decodes");
-  if (!CountContent(decoded.data.size())) return false;
-  data.append(decoded.data);
+  if (decoded->damaged) Warn(description, "content stream damaged: read as far as it decodes");
+  if (!CountContent(decoded->data.size())) return false;
+  data.append(decoded->data);
   return true;
+}
+
+const DecodedStream* ContentInterpreter::KeptContent(QPDFObjectHandle stream) const {
+  if (kept_forms_.empty()) return nullptr;
+  const QPDFObjGen id = stream.getObjGen();
+  if (!id.isIndirect()) return nullptr;
+  const auto found = kept_forms_.find(id);
+  return found != kept_forms_.end() ? &found->second : nullptr;
 }
 
 bool ContentInterpreter::CountImageBytes(std::size_t bytes) {

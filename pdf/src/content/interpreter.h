@@ -46,6 +46,7 @@
 #include "qordoc/document.h"
 #include "qorpaint/colorant_list.h"
 #include "qpdf_headers.h"
+#include "stream_data.h"
 #include "warning_list.h"
 
 namespace QorPdf::internal {
@@ -297,6 +298,9 @@ class ContentInterpreter {
   // anything), saturating past the placement budget: forms that share forms can ask
   // for 2^40 placements in a few kilobytes, and this refuses them before the first.
   std::size_t FormPlacements(QPDFObjectHandle form, QPDFObjectHandle resources, std::size_t depth);
+  // A form's content as FormPlacements decoded it, kept for the form's runs while the
+  // page's kept bytes stay within kKeptFormBytes; null when not kept.
+  const DecodedStream* KeptContent(QPDFObjectHandle stream) const;
   void DoImageMask(QPDFObjectHandle dictionary, const std::string& data, const std::string& name);
   // An image mask stream through the decoder its last filter needs.
   void DoImageMaskStream(QPDFObjectHandle stream, const std::string& name);
@@ -342,6 +346,12 @@ class ContentInterpreter {
   std::string incomplete_;
   std::vector<QPDFObjGen> running_;  // the nested streams being run, outermost first
   std::map<QPDFObjGen, std::size_t> form_placements_;  // FormPlacements' results
+  // Form content decoded by FormPlacements, so that running a form (once or many
+  // times) does not inflate it again: a plot's form of 60 000 marks placed twice was
+  // decoded three times.
+  static constexpr std::size_t kKeptFormBytes = std::size_t{16} << 20;
+  std::map<QPDFObjGen, DecodedStream> kept_forms_;
+  std::size_t kept_form_bytes_ = 0;
   std::set<std::string> unsupported_reported_;
   Morv::MilliPointRectangle page_box_;  // the displayed page in world coordinates
   std::map<QPDFObjGen, std::shared_ptr<const PatternCell>> cells_;  // by tiling pattern

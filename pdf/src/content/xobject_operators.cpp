@@ -218,14 +218,25 @@ std::size_t ContentInterpreter::FormPlacements(QPDFObjectHandle form, QPDFObject
   std::size_t count = 1;
   if (depth < context_.limits.max_nesting) {
     DecodedStream content;
+    bool decoded = false;
     try {
       content = DecodeStream(form, kMaxContentBytes, qpdf_dl_generalized);
+      decoded = true;
     } catch (const std::exception&) {
       // Reported when the form runs.
     }
     // Reading counts towards the page's content like running does, so that many
     // large forms cannot make the count itself the unbounded work.
     if (!CountContent(content.data.size())) return ceiling;
+    // Runs of the form take the same result from here instead of decoding again.
+    if (decoded && !content.truncated && id.isIndirect() &&
+        content.data.size() <= kKeptFormBytes - kept_form_bytes_) {
+      kept_form_bytes_ += content.data.size();
+      kept_forms_.emplace(id, content);
+    }
+    // Without the two bytes "Do" anywhere the content places no form: a plot's
+    // content of marks is not tokenised twice.
+    if (content.data.find("Do") == std::string::npos) content.data.clear();
     QPDFObjectHandle xobjects = resources.getKey("/XObject");
     ContentReader reader(std::move(content.data), "form");
     std::string op;

@@ -326,6 +326,43 @@ TEST_F(PageBudget, ContentCountsEachTimeItIsRead) {
   EXPECT_EQ(objects_count_, 4u);
 }
 
+TEST_F(PageBudget, FormsDecodedOnceRunAsDecodedEachTime) {
+  // A deflated form placed three times draws all of itself each time; one whose data
+  // does not inflate is reported by each run, as if each had decoded it.
+  std::string squares;
+  for (int i = 0; i < 2000; ++i)
+    squares += std::to_string(i % 97) + " " + std::to_string(i % 89) + " 1 1 re f\n";
+  std::string deflated = Deflated(squares);
+  const std::string form =
+      "<< /Type /XObject /Subtype /Form /BBox [0 0 100 100] /Filter /FlateDecode >>";
+  const QPDFObjectHandle whole = objects_.Stream(form, deflated);
+  EXPECT_EQ(Run("/F Do /F Do /F Do", "<< /F " + PdfObjects::Ref(whole) + " >>", {}), "");
+  EXPECT_EQ(objects_count_, 6000u);
+  const std::vector<unsigned char> thrice = Render();
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(whole) + " >>", {}), "");
+  EXPECT_EQ(Render(), thrice);
+
+  deflated.replace(deflated.size() / 2, 16, std::string(16, '\xff'));
+  const QPDFObjectHandle damaged = objects_.Stream(form, deflated);
+  EXPECT_EQ(Run("/F Do /F Do /F Do", "<< /F " + PdfObjects::Ref(damaged) + " >>", {}), "");
+  EXPECT_EQ(objects_count_, 0u);
+  EXPECT_EQ(Warnings("content not readable"), 3u);
+
+  // "Do" inside a string or name places nothing; a real Do after them still counts.
+  const QPDFObjectHandle leaf = Form("", 0);
+  const QPDFObjectHandle wordy = objects_.Stream(
+      "<< /Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << /XObject << /N " +
+          PdfObjects::Ref(leaf) + " >> >> >>",
+      "BT (Do) Tj ET /Do MP 0 0 1 1 re f /N Do");
+  ImportLimits limits;
+  limits.max_placements = 2;
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(wordy) + " >>", limits), "");
+  EXPECT_EQ(objects_count_, 2u);
+  limits.max_placements = 1;
+  EXPECT_EQ(Run("/F Do", "<< /F " + PdfObjects::Ref(wordy) + " >>", limits),
+            "Do /F would make more than 1 placements of forms, glyph procedures and soft masks");
+}
+
 TEST_F(PageBudget, ImageSamplesCountPerPlacement) {
   const QPDFObjectHandle mask =
       objects_.Stream("<< /Type /XObject /Subtype /Image /Width 8 /Height 8 /ImageMask true >>",
