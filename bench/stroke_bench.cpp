@@ -18,7 +18,7 @@ using Morv::LineJoin;
 
 class CountingSink final : public Morv::OutlineSink {
  public:
-  void Piece(const std::vector<Morv::MilliPointPoint>& points) override {
+  void Piece(std::span<const Morv::MilliPointPoint> points) override {
     corners += points.size();
     ++pieces;
   }

@@ -68,7 +68,7 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
     Adder(PathRunLengthGeneratorBuilder& builder, const Environment& env,
           const Morv::MilliPointTransformation& t)
         : builder_(builder), env_(env), t_(t) {}
-    void Piece(const std::vector<Morv::MilliPointPoint>& points) override {
+    void Piece(std::span<const Morv::MilliPointPoint> points) override {
       builder_.AddPiece(points, env_, t_);
     }
 
@@ -94,7 +94,7 @@ void PathRunLengthGeneratorBuilder::AddPolygon(const std::vector<Morv::MilliPoin
 // filtered to nothing (its segments all dropped, or all merged into one that is never
 // committed), so either way it adds no edge; this way it costs four mappings instead
 // of eight.
-void PathRunLengthGeneratorBuilder::AddPiece(const std::vector<Morv::MilliPointPoint>& points,
+void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoint> points,
                                              const Environment& env,
                                              const Morv::MilliPointTransformation& t) {
   if (points.empty()) return;

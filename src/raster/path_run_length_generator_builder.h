@@ -23,6 +23,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "morv/compound.h"
@@ -94,7 +95,7 @@ class PathRunLengthGeneratorBuilder {
                   const Morv::MilliPointTransformation& t);
   // A stroke piece: its corners are mapped to internal space once, and the piece is
   // culled on their box.
-  void AddPiece(const std::vector<Morv::MilliPointPoint>& points, const Environment& env,
+  void AddPiece(std::span<const Morv::MilliPointPoint> points, const Environment& env,
                 const Morv::MilliPointTransformation& t);
   // Adds one polygon of internal-space corners, closed, unless its corners' box
   // misses the pixel box.

@@ -617,7 +617,9 @@ TEST(Stroke, CurvesAreStrokedAlongTheirShape) {
 TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
   class Recorder final : public Morv::OutlineSink {
    public:
-    void Piece(const std::vector<MilliPointPoint>& points) override { pieces.push_back(points); }
+    void Piece(std::span<const MilliPointPoint> points) override {
+      pieces.emplace_back(points.begin(), points.end());
+    }
     std::vector<std::vector<MilliPointPoint>> pieces;
   };
   const auto path = PathBuilder()
@@ -668,7 +670,7 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
 TEST(Stroke, OutlineBoxesHoldEveryPiece) {
   class Corners final : public Morv::OutlineSink {
    public:
-    void Piece(const std::vector<MilliPointPoint>& points) override {
+    void Piece(std::span<const MilliPointPoint> points) override {
       for (const MilliPointPoint& p : points) {
         x0 = std::min(x0, p.x.Value());
         x1 = std::max(x1, p.x.Value());

@@ -65,7 +65,7 @@ using internal::TurnStep;
 constexpr double kMaxArcStep = std::numbers::pi / 4.0;
 constexpr double kMinArcStep = 2.0 * std::numbers::pi / 1024.0;
 constexpr double kMaxDashesPerSubpath = 65536.0;
-constexpr std::size_t kUsualPieceCorners = 16;
+constexpr std::size_t kUsualPieceCorners = 64;
 // Twice a polygon's area relative to its squared extent below which rounding of the
 // coordinates decides the sign: a few units in the last place.
 constexpr double kSliverRatio = 64.0 * std::numeric_limits<double>::epsilon();
@@ -190,6 +190,49 @@ double ArcStep(double radius, double tolerance) {
   return std::max(step, kMinArcStep);
 }
 
+// The corners of the piece being written: inline up to kUsualPieceCorners (every
+// rectangle, join and cap piece, and a dot's disc at press resolutions), on the heap
+// past that, so that walking a short stroke allocates nothing.
+class PieceCorners {
+ public:
+  void push_back(const Point& p) {
+    if (size_ < kUsualPieceCorners) {
+      inline_.points[size_++] = p;
+    } else {
+      Spill(p);
+    }
+  }
+  void clear() {
+    if (size_ == kSpilled) heap_.clear();
+    size_ = 0;
+  }
+  Point* begin() { return size_ != kSpilled ? inline_.points : heap_.data(); }
+  Point* end() { return begin() + size(); }
+  std::size_t size() const { return size_ != kSpilled ? size_ : heap_.size(); }
+  Point& operator[](std::size_t i) { return begin()[i]; }
+  Point& back() { return end()[-1]; }
+
+ private:
+  static constexpr std::size_t kSpilled = std::numeric_limits<std::size_t>::max();
+
+  [[gnu::noinline]] void Spill(const Point& p) {
+    if (size_ != kSpilled) {
+      heap_.assign(inline_.points, inline_.points + size_);
+      size_ = kSpilled;
+    }
+    heap_.push_back(p);
+  }
+
+  // Left uninitialised: a walk writes a few corners, and clearing all of them would
+  // cost about what the allocation it replaces did.
+  union Storage {
+    Storage() {}
+    Point points[kUsualPieceCorners];
+  } inline_;
+  std::size_t size_ = 0;  // kSpilled once the corners are in heap_
+  std::vector<Point> heap_;
+};
+
 class OutlineWriter {
  public:
   OutlineWriter(double width, double tolerance, LineCap cap, LineJoin join, double miterLimit,
@@ -199,10 +242,7 @@ class OutlineWriter {
         cap_(cap),
         join_(join),
         miter_limit_(miterLimit),
-        sink_(sink) {
-    // Room for the usual pieces (a dot's disc included) without growing piece by piece.
-    scratch_.reserve(kUsualPieceCorners);
-  }
+        sink_(sink) {}
 
   void Polyline(const Vertex* v, std::size_t n, bool closed);
   void Dashed(const Vertices& v, bool closed, DashCursor cursor);
@@ -225,7 +265,7 @@ class OutlineWriter {
   LineCap cap_;
   LineJoin join_;
   double miter_limit_;
-  std::vector<Point> scratch_;
+  PieceCorners scratch_;
   Vertices dash_;
   OutlineSink& sink_;
 };
@@ -464,7 +504,7 @@ void OutlineWriter::Flush() {
   const double resolvable = kSliverRatio * extent * extent;
   if (std::isfinite(twice_area) && std::fabs(twice_area) > resolvable) {
     if (twice_area < 0.0) std::reverse(scratch_.begin(), scratch_.end());
-    sink_.Piece(scratch_);
+    sink_.Piece({scratch_.begin(), scratch_.size()});
   }
   scratch_.clear();
 }
@@ -490,8 +530,9 @@ void Flatten(const Subpath& s, double tolerance, Vertices& out) {
 class SubpathCollector final : public OutlineSink {
  public:
   explicit SubpathCollector(std::vector<Subpath>& out) : out_(out) {}
-  void Piece(const std::vector<MilliPointPoint>& points) override {
-    out_.push_back(Subpath::Polygon(points, true));
+  void Piece(std::span<const MilliPointPoint> points) override {
+    out_.push_back(
+        Subpath::Polygon(std::vector<MilliPointPoint>(points.begin(), points.end()), true));
   }
 
  private:
@@ -608,7 +649,7 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
     // computes it, united as a compound unites them.
     class Measure final : public OutlineSink {
      public:
-      void Piece(const std::vector<MilliPointPoint>& points) override {
+      void Piece(std::span<const MilliPointPoint> points) override {
         box.Add(PointsBoundingBox(points.data(), points.size()));
         ++count;
       }

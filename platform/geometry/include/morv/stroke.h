@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "morv/compound.h"
@@ -35,7 +36,7 @@ Compound Stroke(const Compound& compound, double width, LineCap cap, LineJoin jo
 class OutlineSink {
  public:
   virtual ~OutlineSink() = default;
-  virtual void Piece(const std::vector<MilliPointPoint>& points) = 0;
+  virtual void Piece(std::span<const MilliPointPoint> points) = 0;
 };
 
 // The pieces of Stroke(...) handed to `sink` instead of kept: nothing is allocated
