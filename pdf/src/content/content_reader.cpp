@@ -242,13 +242,14 @@ bool IsDigit(char c) {
 
 }  // namespace
 
-bool ContentReader::EndsToken(std::size_t at) const {
-  return at == data_.size() || ClassOf(data_[at]) != kRegular;
-}
-
 ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& number) {
   const std::size_t size = data_.size();
   const char* data = data_.data();
+  // Whether the byte at `at` ends a token: white space, a delimiter or the end. Asked
+  // for every character of a word, so kept on the locals where it inlines.
+  const auto ends = [size, data](std::size_t at) {
+    return at == size || ClassOf(data[at]) != kRegular;
+  };
   std::size_t at = at_;
   while (at < size && ClassOf(data[at]) == kWhiteSpace)
     ++at;
@@ -281,7 +282,7 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
       ++at;
       fraction = gather();
     }
-    if (whole + fraction == 0 || !EndsToken(at)) return Plain::kNone;
+    if (whole + fraction == 0 || !ends(at)) return Plain::kNone;
     static_assert(kExactDigits < std::size(kPowersOfTen));
     if (whole + fraction <= kExactDigits) {
       const double magnitude = static_cast<double>(mantissa) / kPowersOfTen[fraction];
@@ -295,11 +296,14 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
   const bool letter = (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
   if (!letter && first != '\'' && first != '"' && first != '*') return Plain::kNone;
   // Operators are a few characters; anything long goes through qpdf's limits.
-  while (at < size && !EndsToken(at) && at - start < 64)
+  while (at < size && !ends(at) && at - start < 64)
     ++at;
-  if (!EndsToken(at)) return Plain::kNone;
+  if (!ends(at)) return Plain::kNone;
   word.assign(data + start, at - start);
-  if (word == "true" || word == "false" || word == "null") return Plain::kNone;
+  if ((first == 't' || first == 'f' || first == 'n') &&
+      (word == "true" || word == "false" || word == "null")) {
+    return Plain::kNone;
+  }
   at_ = at;
   return Plain::kWord;
 }

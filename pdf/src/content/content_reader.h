@@ -82,8 +82,6 @@ class ContentReader {
   bool Operator(const std::string& op, std::vector<Operand>& operands);
   // A new null operand at the end of `operands`, the oldest dropped past the limit.
   Operand& Push(std::vector<Operand>& operands);
-  // Whether the byte at `at` ends a token: white space, a delimiter or the end.
-  bool EndsToken(std::size_t at) const;
   bool ReadOperand(const QPDFTokenizer::Token& token, Operand& out, std::size_t depth);
   // Skips the rest of an array or dictionary whose opening was just read.
   void SkipNested();
