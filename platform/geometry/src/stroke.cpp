@@ -513,6 +513,14 @@ void OutlineWriter::Flush() {
 // repeated start point is dropped since the closing piece is implied.
 void Flatten(const Subpath& s, double tolerance, Vertices& out) {
   out.clear();
+  // A polygon's corners are its flattened points already: taken as they are, without
+  // the point iterator (a dot or a rule of a plot page is two points).
+  if (const std::vector<Point>* points = s.VectorPoints()) {
+    for (const Point& p : *points)
+      AppendDistinct(out, {p, false});
+    if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
+    return;
+  }
   auto [it, end] = MakeVectorPointRange(s, tolerance);
   AppendDistinct(out, {*it, false});
   ++it;
