@@ -353,12 +353,17 @@ bool ContentReader::Operator(const std::string& op, std::vector<Operand>& operan
   if (operands.size() > kMaxOperands) {
     operands.erase(operands.begin(), operands.end() - kMaxOperands);
   }
-  if (op == "BI") ReadInlineImage(operands);
+  if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') ReadInlineImage(operands);
   return true;
 }
 
 Operand& ContentReader::Push(std::vector<Operand>& operands) {
-  if (operands.size() >= kMaxOperands && !overflow_reported_) {
+  if (operands.size() >= kMaxOperands) Overflow(operands);
+  return operands.emplace_back();
+}
+
+void ContentReader::Overflow(std::vector<Operand>& operands) {
+  if (!overflow_reported_) {
     Problem("more than " + std::to_string(kMaxOperands) +
             " operands before an operator: the oldest dropped");
     overflow_reported_ = true;
@@ -368,7 +373,6 @@ Operand& ContentReader::Push(std::vector<Operand>& operands) {
   if (operands.size() >= 2 * kMaxOperands) {
     operands.erase(operands.begin(), operands.begin() + kMaxOperands);
   }
-  return operands.emplace_back();
 }
 
 }  // namespace QorPdf::internal

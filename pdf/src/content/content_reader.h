@@ -82,6 +82,8 @@ class ContentReader {
   bool Operator(const std::string& op, std::vector<Operand>& operands);
   // A new null operand at the end of `operands`, the oldest dropped past the limit.
   Operand& Push(std::vector<Operand>& operands);
+  // Past kMaxOperands: reports it once and drops the oldest operands.
+  [[gnu::noinline]] void Overflow(std::vector<Operand>& operands);
   bool ReadOperand(const QPDFTokenizer::Token& token, Operand& out, std::size_t depth);
   // Skips the rest of an array or dictionary whose opening was just read.
   void SkipNested();
