@@ -13,7 +13,8 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
   double v[6];
   std::size_t points = 0;
   const char c = op[0];
-  if (op == "re") {
+  const bool rectangle = c == 'r';  // the only path operator starting with r
+  if (rectangle) {
     if (!TakeNumbers(operands, 4, v)) return Warn(op, "needs four numbers");
     points = 4;
   } else if (c == 'h') {
@@ -40,7 +41,7 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
 
   // Segments need a current point; PDF readers start a subpath at a lone segment's
   // end instead of failing.
-  if (c != 'm' && op != "re" && c != 'h' && !f.has_current_point) {
+  if (c != 'm' && !rectangle && c != 'h' && !f.has_current_point) {
     WarnOnce(op, "segment without a current point: starts a new subpath");
     const double x = c == 'c' ? v[4] : c == 'l' ? v[0] : v[2];
     const double y = c == 'c' ? v[5] : c == 'l' ? v[1] : v[3];
