@@ -85,8 +85,10 @@ std::shared_ptr<const QorPaint::Paint> ContentInterpreter::ShadingPatternPaint(
 }
 
 bool ContentInterpreter::HasPatternState(const ColorState& color) {
+  // Asked for every painted object: a plain colour answers before any handle is copied.
+  if (!color.pattern) return false;
   QPDFObjectHandle pattern = color.shading_pattern;
-  return color.pattern && pattern.isDictionary() && pattern.getKey("/ExtGState").isDictionary();
+  return pattern.isDictionary() && pattern.getKey("/ExtGState").isDictionary();
 }
 
 bool ContentInterpreter::PaintedApart(const ColorState& color) {

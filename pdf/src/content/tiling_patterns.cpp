@@ -101,8 +101,9 @@ std::size_t PaintingOperators(const std::string& data) {
 }  // namespace
 
 bool ContentInterpreter::IsTiled(const ColorState& color) {
+  if (!color.pattern) return false;
   QPDFObjectHandle pattern = color.tiling_pattern;  // qpdf's queries are not const
-  return color.pattern && pattern.isStream();
+  return pattern.isStream();
 }
 
 Morv::MilliPointRectangle ContentInterpreter::VisibleBox(
