@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "allocation_counter.h"
+#include "morv/compound.h"
+#include "morv/stroke.h"
 #include "raster/path_run_length_generator_builder.h"
 
 namespace {
@@ -63,6 +65,33 @@ TEST(SteadyState, GeneratingLinesAllocatesNothing) {
   const auto second = again.Release();
   EXPECT_GT(second->EdgeCount(), 80u);
   EXPECT_LE(QorScTest::AllocationCount() - build_before, 4);
+}
+
+// A scatter plot's marks and short rules: walking their outlines hands every piece to
+// the sink without allocating, round joins and caps included.
+TEST(SteadyState, WalkingShortStrokesAllocatesNothing) {
+  class CountingSink final : public Morv::OutlineSink {
+   public:
+    void Piece(std::span<const Morv::MilliPointPoint> points) override { corners += points.size(); }
+    std::size_t corners = 0;
+  } sink;
+  const auto dot = Morv::PathBuilder().MoveTo(585, 1579.5).LineTo(585, 1579.5).BuildShared();
+  const auto rule =
+      Morv::PathBuilder().MoveTo(10, 10).LineTo(200, 40).LineTo(220, 300).BuildShared();
+  const Morv::StrokeOutline disc(dot, 12.5, Morv::LineCap::kRound, Morv::LineJoin::kRound, 10.0,
+                                 nullptr, 0.72);
+  const Morv::StrokeOutline bent(rule, 12.5, Morv::LineCap::kRound, Morv::LineJoin::kRound, 10.0,
+                                 nullptr, 0.72);
+  // The first walks build the tables of turn steps, once for the process.
+  disc.Walk(sink);
+  bent.Walk(sink);
+  long before = QorScTest::AllocationCount();
+  disc.Walk(sink);
+  EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
+  before = QorScTest::AllocationCount();
+  bent.Walk(sink);
+  EXPECT_EQ(QorScTest::AllocationCount() - before, 0);
+  EXPECT_GT(sink.corners, 20u);
 }
 
 }  // namespace
