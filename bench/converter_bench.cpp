@@ -61,7 +61,7 @@ QorSc::ObjectCollection Collect(const Page& page) {
   const Box box{0, 0, kPageWidth, kPageHeight};
   auto container = std::make_unique<QorSc::ObjectInfoContainer>();
   for (const auto& path : page.paths) {
-    container->Append(std::make_unique<QorSc::FillableObjectInfo>(
+    container->Append(QorSc::FillableObjectInfo::Make(
         path.get(), path.get(), nullptr,
         QorSc::MakeGeometrySource(env, box, path->DefiningCompound(), {}), path->GetFillPaint(),
         Morv::MilliPointTransformation{}, path->GetTransparency(), false));

@@ -87,15 +87,15 @@ class FillComponentCollector {
       const QorDoc::ContentObject* selection = attribute->ObjectForSelection();
       level.Append(std::make_unique<ImageObjectInfo>(
           dynamic_cast<const QorDoc::Image*>(selection), selection, nullptr, geometry_,
-          attribute->PaintedPicture(), attribute->ObjectTransformation(),
-          attribute->Transparency(), CollectSoftMask(component)));
+          attribute->PaintedPicture(), attribute->ObjectTransformation(), attribute->Transparency(),
+          CollectSoftMask(component)));
       return;
     }
     if (!attribute->Paint()) Malformed("an element component with neither picture nor paint");
-    auto record = std::make_unique<FillableObjectInfo>(
-        attribute->Object(), attribute->ObjectForSelection(), nullptr, geometry_,
-        attribute->Paint(), attribute->ContentTransformation(), attribute->Transparency(),
-        attribute->DoSelectStroke());
+    auto record =
+        FillableObjectInfo::Make(attribute->Object(), attribute->ObjectForSelection(), nullptr,
+                                 geometry_, attribute->Paint(), attribute->ContentTransformation(),
+                                 attribute->Transparency(), attribute->DoSelectStroke());
     record->SetSoftMask(CollectSoftMask(component));
     level.Append(std::move(record));
   }

@@ -45,29 +45,127 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPain
 
 }  // namespace
 
-FillableObjectInfo::FillableObjectInfo(const QorDoc::Fillable* documentObject,
-                                       const QorDoc::ContentObject* contentObject,
-                                       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
-                                       std::shared_ptr<const QorPaint::Paint> paint,
-                                       const Morv::MilliPointTransformation& paintPlacement,
-                                       std::shared_ptr<const QorBlend::Transparency> transparency,
-                                       bool stroke)
-    : ObjectInfo(geometry.pixelBox),
-      geometry_(geometry),
-      transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()),
+// A record with a shape: the shape follows the common part in the same block.
+class FillableObjectInfo::Shaped final : public FillableObjectInfo {
+ public:
+  Shaped(const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
+         std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox, ShapeKind kind,
+         Shape shape, std::shared_ptr<const QorPaint::Paint> paint,
+         const Morv::MilliPointTransformation& paintPlacement,
+         std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
+      : FillableObjectInfo(documentObject, contentObject, std::move(clip), pixelBox, kind,
+                           std::move(paint), paintPlacement, std::move(transparency), stroke),
+        shape(std::move(shape)) {}
+
+  const Shape shape;
+};
+
+// With the allocator's 8-byte header a box record of at most 120 bytes takes one
+// 128-byte chunk (a page of 100 000 rectangles holds as many records).
+static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 120);
+
+std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
+    const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
+    std::shared_ptr<Clip> clip, const GeometrySource& geometry,
+    std::shared_ptr<const QorPaint::Paint> paint,
+    const Morv::MilliPointTransformation& paintPlacement,
+    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke) {
+  // The first shape in the order CreateRunLengthGenerator tries them: the one it uses.
+  std::shared_ptr<const void> pointer;
+  ShapeKind kind = ShapeKind::kBox;
+  if (geometry.compound) {
+    pointer = geometry.compound;
+    kind = ShapeKind::kCompound;
+  } else if (geometry.flatCompound) {
+    pointer = geometry.flatCompound;
+    kind = ShapeKind::kFlatCompound;
+  } else if (geometry.outline) {
+    pointer = geometry.outline;
+    kind = ShapeKind::kOutline;
+  } else if (geometry.mask) {
+    pointer = geometry.mask;
+    kind = ShapeKind::kMask;
+  }
+  if (kind == ShapeKind::kBox) {
+    return std::unique_ptr<FillableObjectInfo>(new FillableObjectInfo(
+        documentObject, contentObject, std::move(clip), geometry.pixelBox, kind, std::move(paint),
+        paintPlacement, std::move(transparency), stroke));
+  }
+  return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,
+                                  kind, Shape{std::move(pointer), geometry.transformation},
+                                  std::move(paint), paintPlacement, std::move(transparency),
+                                  stroke);
+}
+
+FillableObjectInfo::FillableObjectInfo(
+    const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
+    std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox, ShapeKind shapeKind,
+    std::shared_ptr<const QorPaint::Paint> paint,
+    const Morv::MilliPointTransformation& paintPlacement,
+    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
+    : ObjectInfo(pixelBox),
       stroke_(stroke),
-      clip_(std::move(clip)),
+      shape_kind_(shapeKind),
       document_object_(documentObject),
       content_object_(contentObject),
       paint_(std::move(paint)),
-      paint_placement_(paintPlacement) {
+      clip_(std::move(clip)),
+      transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()) {
   if (!paint_) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
+  if (paint_->GetType() != QorPaint::kFlatPaint) MakeRare().paintPlacement = paintPlacement;
 }
 
 FillableObjectInfo::~FillableObjectInfo() = default;
 
+FillableObjectInfo::Rare& FillableObjectInfo::MakeRare() {
+  if (!rare_) rare_ = std::make_unique<Rare>();
+  return *rare_;
+}
+
+const FillableObjectInfo::Shape& FillableObjectInfo::GetShape() const {
+  // Make gives every record of another kind than kBox this layout.
+  return static_cast<const Shaped*>(this)->shape;
+}
+
+GeometrySource FillableObjectInfo::GetGeometry() const {
+  GeometrySource source{GetPixelBox(), nullptr, nullptr, {}};
+  if (shape_kind_ == ShapeKind::kBox) return source;
+  const Shape& shape = GetShape();
+  source.transformation = shape.transformation;
+  switch (shape_kind_) {
+    case ShapeKind::kBox:
+      break;
+    case ShapeKind::kCompound:
+      source.compound = std::static_pointer_cast<const Morv::Compound>(shape.pointer);
+      break;
+    case ShapeKind::kFlatCompound:
+      source.flatCompound = std::static_pointer_cast<const FlatOutline>(shape.pointer);
+      break;
+    case ShapeKind::kOutline:
+      source.outline = std::static_pointer_cast<const Morv::StrokeOutline>(shape.pointer);
+      break;
+    case ShapeKind::kMask:
+      source.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
+      break;
+  }
+  return source;
+}
+
+const Morv::MilliPointTransformation& FillableObjectInfo::GetPaintPlacement() const {
+  static const Morv::MilliPointTransformation identity{};
+  return rare_ ? rare_->paintPlacement : identity;
+}
+
 void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
-  soft_mask_ = std::move(softMask);
+  if (softMask) {
+    MakeRare().softMask = std::move(softMask);
+  } else if (rare_) {
+    rare_->softMask.reset();
+  }
+}
+
+const SoftMaskRecord* FillableObjectInfo::GetSoftMask() const {
+  return rare_ ? rare_->softMask.get() : nullptr;
 }
 
 std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
@@ -93,16 +191,17 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
 void FillableObjectInfo::Prefetch() const {
   __builtin_prefetch(document_object_);
   __builtin_prefetch(paint_.get());
-  __builtin_prefetch(geometry_.compound.get());
+  if (shape_kind_ != ShapeKind::kBox) __builtin_prefetch(GetShape().pointer.get());
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
+  const GeometrySource geometry = GetGeometry();
   return CreateElementaryFiller(
-      renderer, MakePaintGetter(paint_, paint_placement_, renderer),
+      renderer, MakePaintGetter(paint_, GetPaintPlacement(), renderer),
       {document_object_,
        document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
-       content_object_, clip_, GetIndex(), geometry_, transparency_, stroke_},
-      std::move(soft_mask_));
+       content_object_, clip_, GetIndex(), geometry, transparency_, stroke_},
+      rare_ ? std::move(rare_->softMask) : nullptr);
 }
 
 }  // namespace QorSc

@@ -3,7 +3,11 @@
 //
 // It keeps the object's geometry source (pixel box, compound or mask,
 // transformation), its paint and the paint's placement, its transparency, whether it
-// is a stroke, its clip scope and the document object it came from. Activation
+// is a stroke, its clip scope and the document object it came from. A page holds
+// one record per object from collection to its first line, so a record is only as
+// large as its object needs: a box (most objects of pages of many objects) keeps no
+// shape or transformation, and paint placements and soft masks, which few objects
+// have, go in a block of their own. Activation
 // turns it into an ElementaryObjectIntervalsFiller: paint getter (with the halftone
 // label when labels are asked for), run-length generator, filler.
 #pragma once
@@ -41,40 +45,77 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
                                                         const ElementaryFillerParts& parts,
                                                         std::unique_ptr<SoftMaskRecord> softMask);
 
-class FillableObjectInfo final : public ObjectInfo {
+class FillableObjectInfo : public ObjectInfo {
  public:
-  FillableObjectInfo(const QorDoc::Fillable* documentObject,
-                     const QorDoc::ContentObject* contentObject, std::shared_ptr<Clip> clip,
-                     const GeometrySource& geometry, std::shared_ptr<const QorPaint::Paint> paint,
-                     const Morv::MilliPointTransformation& paintPlacement,
-                     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
+  // A record of the size `geometry` needs: a box source (coverage is the pixel box)
+  // keeps neither shape nor transformation. Throws std::invalid_argument without a
+  // paint.
+  static std::unique_ptr<FillableObjectInfo> Make(
+      const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
+      std::shared_ptr<Clip> clip, const GeometrySource& geometry,
+      std::shared_ptr<const QorPaint::Paint> paint,
+      const Morv::MilliPointTransformation& paintPlacement,
+      std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
 
   ~FillableObjectInfo() override;
 
   std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
   void Prefetch() const override;
 
-  const GeometrySource& GetGeometry() const { return geometry_; }
+  // The source as given, less what its generator never reads: a box source keeps no
+  // transformation (identity here), and of compound, flattened compound, outline and
+  // mask only the first, the one the generator uses, is kept.
+  GeometrySource GetGeometry() const;
   bool IsStroke() const { return stroke_; }
   const std::shared_ptr<const QorPaint::Paint>& GetPaint() const { return paint_; }
-  const Morv::MilliPointTransformation& GetPaintPlacement() const { return paint_placement_; }
+  // The identity for a flat paint, which is the same wherever it is placed.
+  const Morv::MilliPointTransformation& GetPaintPlacement() const;
   const std::shared_ptr<Clip>& GetClip() const { return clip_; }
   const QorDoc::ContentObject* GetContentObject() const { return content_object_; }
 
   // The collected content of the object's soft mask, if it has one.
   void SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask);
-  const SoftMaskRecord* GetSoftMask() const { return soft_mask_.get(); }
+  const SoftMaskRecord* GetSoftMask() const;
+
+ protected:
+  // Which of a source's shapes a record holds; kBox: none, the pixel box is the
+  // coverage, and the record is a plain FillableObjectInfo.
+  enum class ShapeKind : std::uint8_t { kBox, kCompound, kFlatCompound, kOutline, kMask };
+  struct Shape {
+    std::shared_ptr<const void> pointer;
+    Morv::MilliPointTransformation transformation;
+  };
+
+  FillableObjectInfo(const QorDoc::Fillable* documentObject,
+                     const QorDoc::ContentObject* contentObject, std::shared_ptr<Clip> clip,
+                     const QorMath::Rectangle<long long>& pixelBox, ShapeKind shapeKind,
+                     std::shared_ptr<const QorPaint::Paint> paint,
+                     const Morv::MilliPointTransformation& paintPlacement,
+                     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
 
  private:
-  GeometrySource geometry_;
-  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  class Shaped;
+  // What few records need, in a block of their own: the placement of a paint that
+  // varies over the page, and a soft mask.
+  struct Rare {
+    Morv::MilliPointTransformation paintPlacement;
+    std::unique_ptr<SoftMaskRecord> softMask;
+  };
+  Rare& MakeRare();
+  // The shape of a record whose kind is not kBox.
+  const Shape& GetShape() const;
+
+  // Kept small on purpose (a page holds one record per object, all alive at its first
+  // line): the two bytes sit in the base's tail padding, and a box record is 120
+  // bytes, one 128-byte allocator chunk.
   bool stroke_;
-  std::shared_ptr<Clip> clip_;
+  ShapeKind shape_kind_;
   const QorDoc::Fillable* document_object_;
   const QorDoc::ContentObject* content_object_;
   std::shared_ptr<const QorPaint::Paint> paint_;
-  Morv::MilliPointTransformation paint_placement_;
-  std::unique_ptr<SoftMaskRecord> soft_mask_;
+  std::shared_ptr<Clip> clip_;
+  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  std::unique_ptr<Rare> rare_;
 };
 
 }  // namespace QorSc

@@ -294,13 +294,13 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
   if (shading == nullptr || !shading->GetBackground() || plain) {
     // The background, if any, is a flat record of the same shape just before.
     if (shading != nullptr && shading->GetBackground()) {
-      Append(std::make_unique<FillableObjectInfo>(
+      Append(FillableObjectInfo::Make(
           &object, &object, clips_.back(), geometry,
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
           transparency, stroke));
     }
-    auto record = std::make_unique<FillableObjectInfo>(&object, &object, clips_.back(), geometry,
-                                                       paint, Current(), transparency, stroke);
+    auto record = FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint,
+                                           Current(), transparency, stroke);
     record->SetSoftMask(CollectSoftMask(transparency));
     Append(std::move(record));
     return;
@@ -312,12 +312,12 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
   ObjectCollector unit(env_, options_, clip_boxes_.back(), Current(), selection_, selected_.back(),
                        1, 0);
   const auto& opaque = QorBlend::Transparency::Opaque();
-  unit.Append(std::make_unique<FillableObjectInfo>(
+  unit.Append(FillableObjectInfo::Make(
       &object, &object, unit.clips_.back(), geometry,
       std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(), opaque,
       stroke));
-  unit.Append(std::make_unique<FillableObjectInfo>(&object, &object, unit.clips_.back(), geometry,
-                                                   paint, Current(), opaque, stroke));
+  unit.Append(FillableObjectInfo::Make(&object, &object, unit.clips_.back(), geometry, paint,
+                                       Current(), opaque, stroke));
   auto group_transparency =
       std::make_shared<QorBlend::Transparency>(t.GetBlendMode(), alpha, alpha, t.GetAlphaIsShape());
   group_transparency->SetNonSeparableMode(t.GetNonSeparableMode())
@@ -413,7 +413,7 @@ bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
 bool ObjectCollector::VisitImageMask(const QorDoc::ImageMask& mask) {
   if (!IsSelected(mask) || !mask.GetFillPaint() || TargetBox(mask).IsEmpty()) return false;
   const Transformation t = Morv::Compose(Current(), mask.GetTransformation());
-  auto record = std::make_unique<FillableObjectInfo>(
+  auto record = FillableObjectInfo::Make(
       &mask, &mask, clips_.back(),
       MakeImageMaskGeometrySource(env_, clip_boxes_.back(), mask.GetMask(), t), mask.GetFillPaint(),
       Current(), mask.GetTransparency(), false);

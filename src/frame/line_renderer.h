@@ -93,7 +93,7 @@ class LineRenderer : public LineContext {
   // How far ahead of activation a record, then what its filler reads, is prefetched.
   static constexpr std::size_t kPrefetchRecord = 16;
   static constexpr std::size_t kPrefetchReads = 8;
-  static constexpr std::size_t kPrefetchRecordBytes = 320;  // a fillable record: 304
+  static constexpr std::size_t kPrefetchRecordBytes = 192;  // fillable records: 120, 184
 
   // A record's place in the activation order: its first line (from the box's top,
   // clamped to the box) in the high half of the key, its painting index in the low

@@ -173,7 +173,8 @@ TEST(FillComponents, ElementAttributesFollowTheirDocumentObjects) {
   ASSERT_NE(record, nullptr);
   EXPECT_EQ(record->GetContentObject(), path.get());
   EXPECT_EQ(record->GetPaint(), path->GetFillPaint());
-  EXPECT_EQ(record->GetPaintPlacement(), T::Translation(5.0, 0.0));
+  // A flat paint is the same wherever it is placed: the record keeps no placement.
+  EXPECT_EQ(record->GetPaintPlacement(), T::Identity());
   EXPECT_EQ(record->GetClip(), nullptr);
   EXPECT_FALSE(record->IsStroke());
   EXPECT_EQ(record->GetSoftMask(), nullptr);

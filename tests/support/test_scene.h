@@ -69,7 +69,7 @@ struct Scene {
       const QorDoc::Path& path = *paths[k];
       const QorSc::GeometrySource geometry =
           QorSc::MakeGeometrySource(env, box, path.DefiningCompound(), {});
-      container->Append(std::make_unique<QorSc::FillableObjectInfo>(
+      container->Append(QorSc::FillableObjectInfo::Make(
           &path, &path, nullptr, geometry, strokes[k] ? path.GetStrokePaint() : path.GetFillPaint(),
           Morv::MilliPointTransformation{}, path.GetTransparency(), strokes[k]));
     }

@@ -1,0 +1,100 @@
+// FillableObjectInfo keeps only what activation reads: the round trip of each kind
+// of geometry source, and the paint placement and soft mask of the records that
+// need them.
+#include "collect/fillable_object_info.h"
+
+#include <gtest/gtest.h>
+
+#include "collect/group_object_info.h"
+#include "qorpaint/shading_paint.h"
+
+namespace {
+
+using Box = QorMath::Rectangle<long long>;
+using T = Morv::MilliPointTransformation;
+
+std::shared_ptr<const QorPaint::Paint> Flat() {
+  return std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Cyan", 0.5f}});
+}
+
+std::shared_ptr<const QorPaint::Paint> Ramp() {
+  QorPaint::ShadingPaint::Common common;
+  common.mapping = QorPaint::SeparationMapping({{"Cyan", 0}}, false);
+  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
+      QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, std::vector<double>{0},
+      std::vector<double>{1}, 1.0);
+  return std::make_shared<QorPaint::AxialShadingPaint>(
+      common, std::array{Morv::MilliPointPoint(10, 0), Morv::MilliPointPoint(30, 0)}, ramp);
+}
+
+std::unique_ptr<QorSc::FillableObjectInfo> Record(const QorSc::GeometrySource& geometry,
+                                                  std::shared_ptr<const QorPaint::Paint> paint,
+                                                  const T& placement = T::Translation(7.0, 3.0)) {
+  return QorSc::FillableObjectInfo::Make(nullptr, nullptr, nullptr, geometry, std::move(paint),
+                                         placement, nullptr, false);
+}
+
+TEST(FillableObjectInfo, KeepsTheShapeItsGeneratorReadsAndNothingElse) {
+  const Box box{2, 3, 40, 50};
+  const T placed = T::Translation(11.0, -4.0);
+
+  // A box: the coverage is the box itself; no shape, no transformation kept.
+  const QorSc::GeometrySource plain =
+      Record({box, nullptr, nullptr, placed}, Flat())->GetGeometry();
+  EXPECT_EQ(plain.pixelBox, box);
+  EXPECT_EQ(plain.compound, nullptr);
+  EXPECT_EQ(plain.mask, nullptr);
+  EXPECT_EQ(plain.outline, nullptr);
+  EXPECT_EQ(plain.flatCompound, nullptr);
+  EXPECT_EQ(plain.transformation, T{});
+
+  const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
+  const QorSc::GeometrySource filled =
+      Record({box, compound, nullptr, placed}, Flat())->GetGeometry();
+  EXPECT_EQ(filled.pixelBox, box);
+  EXPECT_EQ(filled.compound, compound);
+  EXPECT_EQ(filled.transformation, placed);
+
+  QorSc::GeometrySource flattened{box, nullptr, nullptr, placed};
+  flattened.flatCompound = std::make_shared<QorSc::FlatOutline>();
+  EXPECT_EQ(Record(flattened, Flat())->GetGeometry().flatCompound, flattened.flatCompound);
+  EXPECT_EQ(Record(flattened, Flat())->GetGeometry().compound, nullptr);
+
+  QorSc::GeometrySource stroked{box, nullptr, nullptr, placed};
+  stroked.outline = std::make_shared<const Morv::StrokeOutline>(
+      compound, 1.0, Morv::LineCap::kButt, Morv::LineJoin::kMiter, 10.0, nullptr, 0.1);
+  const QorSc::GeometrySource outline = Record(stroked, Flat())->GetGeometry();
+  EXPECT_EQ(outline.outline, stroked.outline);
+  EXPECT_EQ(outline.transformation, placed);
+
+  // A mask reduced to a tiny box keeps its mask: the mask generator covers the box.
+  const auto bits = std::make_shared<const QorImg::PictureBuffer>(4, 4, 1);
+  const QorSc::GeometrySource masked = Record({box, nullptr, bits, placed}, Flat())->GetGeometry();
+  EXPECT_EQ(masked.mask, bits);
+  EXPECT_EQ(masked.compound, nullptr);
+  EXPECT_EQ(masked.transformation, placed);
+}
+
+TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVaryAndASoftMaskWhenGiven) {
+  const Box box{0, 0, 10, 10};
+  const T placement = T::Translation(7.0, 3.0);
+  // A flat paint is the same wherever it is placed.
+  const auto flat = Record({box, nullptr, nullptr, {}}, Flat(), placement);
+  EXPECT_EQ(flat->GetPaintPlacement(), T{});
+  EXPECT_EQ(flat->GetSoftMask(), nullptr);
+  const auto shaded = Record({box, nullptr, nullptr, {}}, Ramp(), placement);
+  EXPECT_EQ(shaded->GetPaintPlacement(), placement);
+  EXPECT_EQ(shaded->GetGeometry().pixelBox, box);
+
+  auto mask = std::make_unique<QorSc::SoftMaskRecord>();
+  const QorSc::SoftMaskRecord* given = mask.get();
+  flat->SetSoftMask(std::move(mask));
+  EXPECT_EQ(flat->GetSoftMask(), given);
+  EXPECT_EQ(flat->GetPaintPlacement(), T{});
+  flat->SetSoftMask(nullptr);
+  EXPECT_EQ(flat->GetSoftMask(), nullptr);
+
+  EXPECT_THROW(Record({box, nullptr, nullptr, {}}, nullptr), std::invalid_argument);
+}
+
+}  // namespace
