@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -19,6 +20,7 @@
 #include <vector>
 
 #include "morv/compound.h"
+#include "qorblend/transparency.h"
 #include "qordoc/color_conversion.h"
 #include "qordoc/layer.h"
 #include "qorimg/painted_picture.h"
@@ -274,6 +276,66 @@ TEST(DocumentBuilder, RefusesContentOfAnotherDocument) {
   QorDoc::Content& foreign = other.AddPage();
   EXPECT_THROW(one.AddPath(foreign, Morv::PathBuilder().Rectangle(0, 0, 1, 1).BuildShared(), {}),
                std::invalid_argument);
+}
+
+TEST(DocumentBuilder, ObjectsPaintedAlikeShareTheirAttributes) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  const auto square = Morv::PathBuilder().Rectangle(0, 0, 10, 10).BuildShared();
+  const auto ink = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
+  const auto screen = builder.AddHalftoneSet("screen");
+  const auto faded =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 0.5f, 0.25f);
+  QorDoc::Fillable::Painting stroked;
+  stroked.stroke = ink;
+  stroked.strokeStyle.width = 2000.0;
+  stroked.strokeStyle.dash.array = {3000.0, 1000.0};
+  QorDoc::Fillable::Painting negative_zero = stroked;
+  negative_zero.strokeStyle.width = -0.0;
+  QorDoc::Fillable::Painting zero = stroked;
+  zero.strokeStyle.width = 0.0;
+  QorDoc::Fillable::Painting filled;
+  filled.fill = ink;
+  QorDoc::Fillable::Painting screened;
+  screened.fill = ink;
+  screened.halftone = screen;
+  screened.transparency = faded;
+
+  const auto a = builder.AddPath(page, square, stroked);
+  const auto b = builder.AddPath(page, square, stroked);
+  const auto fill = builder.AddPath(page, square, filled);
+  const auto c = builder.AddPath(page, square, stroked);
+  const auto d = builder.AddPath(page, square, negative_zero);
+  const auto e = builder.AddPath(page, square, zero);
+  const auto f = builder.AddPath(page, square, screened);
+  const auto g = builder.AddText(page, {square}, screened);
+  builder.Build();
+
+  // What each object reports is what it was given.
+  for (const auto& path : {a, b, c}) {
+    EXPECT_EQ(path->GetStrokePaint(), ink);
+    EXPECT_EQ(path->GetStrokeStyle().width, 2000.0);
+    EXPECT_EQ(path->GetStrokeStyle().dash.array, (std::vector<double>{3000.0, 1000.0}));
+    EXPECT_EQ(path->GetHalftoneSet(), nullptr);
+    EXPECT_EQ(path->GetTransparency(), QorBlend::Transparency::Opaque());
+  }
+  EXPECT_EQ(fill->GetStrokePaint(), nullptr);
+  EXPECT_EQ(fill->GetStrokeStyle().width, QorDoc::StrokeStyle().width);
+  EXPECT_EQ(fill->GetTransparency(), QorBlend::Transparency::Opaque());
+  EXPECT_TRUE(std::signbit(d->GetStrokeStyle().width)) << "shared only when equal to the bit";
+  EXPECT_FALSE(std::signbit(e->GetStrokeStyle().width));
+  for (const QorDoc::Fillable* screened_object : {static_cast<const QorDoc::Fillable*>(f.get()),
+                                                  static_cast<const QorDoc::Fillable*>(g.get())}) {
+    EXPECT_EQ(screened_object->GetStrokePaint(), nullptr);
+    EXPECT_EQ(screened_object->GetHalftoneSet(), screen);
+    EXPECT_EQ(screened_object->GetTransparency(), faded);
+  }
+  // Shared: the same style object, also across a fill-only object between them.
+  EXPECT_EQ(&a->GetStrokeStyle(), &b->GetStrokeStyle());
+  EXPECT_EQ(&a->GetStrokeStyle(), &c->GetStrokeStyle());
+  EXPECT_NE(&c->GetStrokeStyle(), &d->GetStrokeStyle());
+  EXPECT_NE(&d->GetStrokeStyle(), &e->GetStrokeStyle());
+  EXPECT_EQ(&f->GetHalftoneSet(), &g->GetHalftoneSet());
 }
 
 TEST(DocumentBuilder, HalftonesKeepCreationOrderAndFindByAddress) {

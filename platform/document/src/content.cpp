@@ -3,7 +3,9 @@
 #include "qordoc/content.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <unordered_set>
 
@@ -171,24 +173,64 @@ double StrokeStyle::Reach() const {
   return Morv::StrokeReach(width, cap, join, miterLimit);
 }
 
-Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting)
-    : ContentObject(t, clipping),
-      fill_(std::move(painting.fill)),
-      stroke_(std::move(painting.stroke)),
-      stroke_style_(stroke_ ? std::make_unique<const StrokeStyle>(std::move(painting.strokeStyle))
-                            : nullptr),
-      halftone_(std::move(painting.halftone)),
-      transparency_(painting.transparency ? std::move(painting.transparency)
-                                          : QorBlend::Transparency::Opaque()) {}
+namespace {
 
-const StrokeStyle& Fillable::GetStrokeStyle() const {
-  static const StrokeStyle kUnstroked;
-  return stroke_style_ ? *stroke_style_ : kUnstroked;
+bool SameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+// Equal to the bit, so that sharing never changes a width's sign or a NaN.
+bool SameStyle(const StrokeStyle& a, const StrokeStyle& b) {
+  if (!SameBits(a.width, b.width) || a.cap != b.cap || a.join != b.join ||
+      !SameBits(a.miterLimit, b.miterLimit) || !SameBits(a.dash.phase, b.dash.phase) ||
+      a.dash.array.size() != b.dash.array.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < a.dash.array.size(); ++i) {
+    if (!SameBits(a.dash.array[i], b.dash.array[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting,
+                   std::shared_ptr<const Attributes>* shareWith)
+    : ContentObject(t, clipping), fill_(std::move(painting.fill)) {
+  if (!painting.transparency) painting.transparency = QorBlend::Transparency::Opaque();
+  // The style is kept only when stroked: a fill's is the default one.
+  if (!painting.stroke) painting.strokeStyle = StrokeStyle{};
+  if (!painting.stroke && !painting.halftone &&
+      painting.transparency == QorBlend::Transparency::Opaque()) {
+    attributes_ = NoAttributes();
+    return;
+  }
+  if (shareWith != nullptr && *shareWith != nullptr) {
+    const Attributes& last = **shareWith;
+    if (last.stroke == painting.stroke && last.halftone == painting.halftone &&
+        last.transparency == painting.transparency &&
+        SameStyle(last.strokeStyle, painting.strokeStyle)) {
+      attributes_ = *shareWith;
+      return;
+    }
+  }
+  attributes_ = std::make_shared<const Attributes>(
+      Attributes{std::move(painting.stroke), std::move(painting.strokeStyle),
+                 std::move(painting.halftone), std::move(painting.transparency)});
+  if (shareWith != nullptr) *shareWith = attributes_;
+}
+
+const std::shared_ptr<const Fillable::Attributes>& Fillable::NoAttributes() {
+  static const auto none = std::make_shared<const Attributes>(
+      Attributes{nullptr, StrokeStyle{}, nullptr, QorBlend::Transparency::Opaque()});
+  return none;
 }
 
 Rect Fillable::PlaceBox(const Rect& box, int kind) const {
-  const Rect visual =
-      kind == kVisualBox && stroke_ != nullptr ? Grow(box, stroke_style_->Reach()) : box;
+  const Attributes& attributes = GetAttributes();
+  const Rect visual = kind == kVisualBox && attributes.stroke != nullptr
+                          ? Grow(box, attributes.strokeStyle.Reach())
+                          : box;
   return Morv::TransformedBoundingBox(GetTransformation(), visual);
 }
 

@@ -1,5 +1,6 @@
 // Assembling documents: identifiers in creation order, back links set on adoption.
 
+#include <limits>
 #include <stdexcept>
 
 #include "qordoc/document.h"
@@ -35,9 +36,16 @@ void DocumentBuilder::Adopt(Content& content, const std::shared_ptr<ContentObjec
   if (content.document_ != document_.get()) {
     throw std::invalid_argument("DocumentBuilder: the content belongs to another document");
   }
-  object->id_ = next_id_++;
+  object->id_ = NextId();
   object->content_ = &content;
   content.members_.push_back(object);
+}
+
+std::uint32_t DocumentBuilder::NextId() {
+  if (next_id_ == std::numeric_limits<std::uint32_t>::max()) {
+    throw std::length_error("DocumentBuilder: more than 2^32 - 2 objects in one document");
+  }
+  return next_id_++;
 }
 
 void DocumentBuilder::Own(Content& members, const ContentObject& owner) {
@@ -55,7 +63,8 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
                                                      Fillable::Painting painting,
                                                      const Morv::MilliPointTransformation& t,
                                                      bool clipping) {
-  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping);
+  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping,
+                                     &last_attributes_);
   Adopt(content, path);
   return path;
 }
@@ -63,15 +72,17 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
 std::shared_ptr<const Text> DocumentBuilder::MakeText(
     std::vector<std::shared_ptr<const Morv::Compound>> glyphs, Fillable::Painting painting,
     const Morv::MilliPointTransformation& t) {
-  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting));
-  text->id_ = next_id_++;
+  auto text =
+      std::make_shared<Text>(std::move(glyphs), t, std::move(painting), false, &last_attributes_);
+  text->id_ = NextId();
   return text;
 }
 
 std::shared_ptr<const Text> DocumentBuilder::AddText(
     Content& content, std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t, bool clipping) {
-  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping);
+  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping,
+                                     &last_attributes_);
   Adopt(content, text);
   return text;
 }
@@ -91,7 +102,8 @@ std::shared_ptr<const TextGroup> DocumentBuilder::AddTextGroup(
 std::shared_ptr<const ImageMask> DocumentBuilder::AddImageMask(
     Content& content, std::shared_ptr<const QorImg::PictureBuffer> mask,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t) {
-  auto image = std::make_shared<ImageMask>(std::move(mask), t, std::move(painting));
+  auto image =
+      std::make_shared<ImageMask>(std::move(mask), t, std::move(painting), &last_attributes_);
   Adopt(content, image);
   return image;
 }
@@ -150,6 +162,7 @@ std::shared_ptr<const Document> DocumentBuilder::Build() {
   std::shared_ptr<const Document> built(document_.release());
   document_.reset(new Document());
   next_id_ = 1;
+  last_attributes_.reset();
   return built;
 }
 

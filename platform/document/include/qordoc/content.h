@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -119,9 +120,11 @@ class ContentObject {
  private:
   friend class DocumentBuilder;
 
-  std::size_t id_ = 0;
   const Content* content_ = nullptr;
   Morv::MilliPointTransformation transformation_;
+  // 32 bits (the builder refuses more objects) beside the flag: pages of many small
+  // objects hold one of these per object.
+  std::uint32_t id_ = 0;
   bool clipping_;
 };
 
@@ -141,14 +144,27 @@ struct StrokeStyle {
 // An object painted with a fill paint, a stroke paint, or both (either may be null).
 class Fillable : public ContentObject {
  public:
+  // The painting beyond the fill paint. Objects with no stroke, no halftone set and
+  // the opaque transparency share one block, and objects painted alike may share
+  // one (see the constructors' `shareWith`). The style is the default one when not
+  // stroked.
+  struct Attributes {
+    std::shared_ptr<const QorPaint::Paint> stroke;
+    StrokeStyle strokeStyle;
+    std::shared_ptr<HalftoneSet> halftone;
+    std::shared_ptr<const QorBlend::Transparency> transparency;
+  };
+
   const std::shared_ptr<const QorPaint::Paint>& GetFillPaint() const { return fill_; }
-  const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const { return stroke_; }
+  const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const {
+    return GetAttributes().stroke;
+  }
   // The default style when the object is not stroked.
-  const StrokeStyle& GetStrokeStyle() const;
+  const StrokeStyle& GetStrokeStyle() const { return GetAttributes().strokeStyle; }
   // The halftone set that screens this object; null for none.
-  const std::shared_ptr<HalftoneSet>& GetHalftoneSet() const { return halftone_; }
+  const std::shared_ptr<HalftoneSet>& GetHalftoneSet() const { return GetAttributes().halftone; }
   const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const {
-    return transparency_;
+    return GetAttributes().transparency;
   }
 
   struct Painting {
@@ -160,27 +176,33 @@ class Fillable : public ContentObject {
   };
 
  protected:
-  Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting);
+  // `shareWith`, when given, holds the attributes of an earlier object (or null):
+  // this object shares them when its own are the same, bit for bit, and otherwise
+  // leaves its own there for the next object.
+  Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting,
+           std::shared_ptr<const Attributes>* shareWith);
 
   // `box` in own coordinates, grown by the stroke's reach for the visual kind when
   // stroked, then placed by the own transformation.
   Morv::MilliPointRectangle PlaceBox(const Morv::MilliPointRectangle& box, int kind) const;
 
  private:
+  // The one block of every object without attributes of its own.
+  static const std::shared_ptr<const Attributes>& NoAttributes();
+  const Attributes& GetAttributes() const { return *attributes_; }
+
   std::shared_ptr<const QorPaint::Paint> fill_;
-  std::shared_ptr<const QorPaint::Paint> stroke_;
-  // Held only when stroked: most objects of a page are fills, and the style with its
-  // dash vector would be the largest part of each.
-  std::unique_ptr<const StrokeStyle> stroke_style_;
-  std::shared_ptr<HalftoneSet> halftone_;
-  std::shared_ptr<const QorBlend::Transparency> transparency_;
+  // Never null; NoAttributes() for the usual fill-only object: most objects of a page
+  // are fills, and the style with its dash vector would be the largest part of each.
+  std::shared_ptr<const Attributes> attributes_;
 };
 
 class Path final : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
-       Painting painting, bool clipping = false)
-      : Fillable(t, clipping, std::move(painting)), compound_(std::move(compound)) {}
+       Painting painting, bool clipping = false,
+       std::shared_ptr<const Attributes>* shareWith = nullptr)
+      : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
 
   const std::shared_ptr<const Morv::Compound>& DefiningCompound() const { return compound_; }
   Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
@@ -194,8 +216,9 @@ class Path final : public Fillable {
 class Text final : public Fillable {
  public:
   Text(std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
-       const Morv::MilliPointTransformation& t, Painting painting, bool clipping = false)
-      : Fillable(t, clipping, std::move(painting)), glyphs_(std::move(glyphs)) {}
+       const Morv::MilliPointTransformation& t, Painting painting, bool clipping = false,
+       std::shared_ptr<const Attributes>* shareWith = nullptr)
+      : Fillable(t, clipping, std::move(painting), shareWith), glyphs_(std::move(glyphs)) {}
 
   const std::vector<std::shared_ptr<const Morv::Compound>>& OriginalCompounds() const {
     return glyphs_;
@@ -227,8 +250,9 @@ class TextGroup final : public ContentObject {
 class ImageMask final : public Fillable {
  public:
   ImageMask(std::shared_ptr<const QorImg::PictureBuffer> mask,
-            const Morv::MilliPointTransformation& t, Painting painting)
-      : Fillable(t, false, std::move(painting)), mask_(std::move(mask)) {}
+            const Morv::MilliPointTransformation& t, Painting painting,
+            std::shared_ptr<const Attributes>* shareWith = nullptr)
+      : Fillable(t, false, std::move(painting), shareWith), mask_(std::move(mask)) {}
 
   const std::shared_ptr<const QorImg::PictureBuffer>& GetMask() const { return mask_; }
   Morv::MilliPointRectangle GetBoundingBox(int kind) const override;

@@ -100,10 +100,14 @@ class DocumentBuilder {
  private:
   void Adopt(Content& content, const std::shared_ptr<ContentObject>& object);
   void Own(Content& members, const ContentObject& owner);
+  std::uint32_t NextId();
 
   std::unique_ptr<Document> document_;
   std::vector<std::shared_ptr<HalftoneSet>> halftones_;
-  std::size_t next_id_ = 1;
+  std::uint32_t next_id_ = 1;
+  // The attributes of the last fillable object that had any: consecutive objects
+  // painted alike (a plot's strokes, a paragraph's glyphs) share them.
+  std::shared_ptr<const Fillable::Attributes> last_attributes_;
 };
 
 }  // namespace QorDoc
