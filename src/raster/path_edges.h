@@ -6,9 +6,10 @@
 // that meet there).
 //
 // MonotoneChain: consecutive segments that all go the same way in y. Two chains
-// (ScratchChains, with a buffer for a stroke piece's corners and the stores that
-// edges are built in) are scratch storage shared by every generator a conversion
-// builds; they keep their capacity, so building allocates only the finished edges.
+// (ScratchChains, with a buffer for a stroke piece's corners, the sides and chain
+// indexes of a polygon inside the sample box, and the stores that edges are built
+// in) are scratch storage shared by every generator a conversion builds; they keep
+// their capacity, so building allocates only the finished edges.
 //
 // Edge: a finished chain stored from smaller to larger y, with the lines it crosses
 // ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
@@ -98,6 +99,11 @@ struct ScratchChains {
   MonotoneChain current;
   // A stroke piece's corners in internal space, mapped once for culling and edges.
   std::vector<Point<double>> piece;
+  // A polygon wholly inside the sample box: its sides, and its two chains as indexes
+  // into them. Only grown, so that a polygon allocates nothing once they fit.
+  std::vector<PathSegment> sides;
+  std::vector<std::uint32_t> firstChain;
+  std::vector<std::uint32_t> currentChain;
   // The edges and segments of the generator being built, lent to its builder and
   // given back with their capacity, so that building a generator allocates only its
   // exactly sized arrays once it is finished.

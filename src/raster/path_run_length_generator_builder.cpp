@@ -4,7 +4,7 @@
 #include "raster/path_run_length_generator_builder.h"
 
 #include <algorithm>
-#include <array>
+#include <limits>
 
 namespace QorSc {
 
@@ -129,7 +129,13 @@ void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std
       std::max(box_.top, RoundToPixel(y0)) >= std::min(RoundToPixel(y1), box_.bottom)) {
     return;
   }
-  if (count <= kSmallPolygon && AddInsidePolygon(corners, count)) return;
+  // Every corner inside the sample box (as its outcode tells; the comparisons are
+  // those of OutcodeOf), so the filter can drop nothing for lying beyond it.
+  if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_ &&
+      count <= std::numeric_limits<std::uint32_t>::max()) {
+    AddInsidePolygon(corners, count);
+    return;
+  }
   std::size_t i = 0;
   AddClosedPolygon([corners, count, &i](Point<double>& out) {
     if (i == count) return false;
@@ -339,37 +345,49 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
   edges_.push_back(edge);
 }
 
-// The segment filter and chains above, for a small polygon whose corners all lie
-// inside the sample box: every side then has outcode 0, so no side is dropped for
-// lying beyond the box and no two merge; the filter only drops sides that cross no
-// row and cancels spikes. The sides stay in one array and the chains hold their
-// indexes, so nothing is copied until the edges are stored; each step below is the
-// general filter's step with the outcode cases removed, and the edges come out the
-// same, in the same order.
-bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corners,
+// The segment filter and chains above, for a polygon whose corners all lie inside the
+// sample box: every side then has outcode 0, so no side is dropped for lying beyond
+// the box and no two merge; the filter only drops sides that cross no row and cancels
+// spikes. Only the sides that cross a row are kept, in one array, and the chains hold
+// their indexes, so nothing is copied until the edges are stored; each step below is
+// the general filter's step with the outcode cases removed, and the edges come out
+// the same, in the same order. The sides and indexes live in the scratch chains and
+// only grow, so that a polygon allocates nothing once they fit.
+void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corners,
                                                      std::size_t count) {
-  std::array<PathSegment, kSmallPolygon> sides;
-  std::array<long long, kSmallPolygon> lines;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (OutcodeOf(corners[i].x, corners[i].y) != 0) return false;
-    lines[i] = RoundToPixel(corners[i].y);
-  }
+  std::vector<PathSegment>& sides = chains_.sides;
+  if (sides.size() < count) sides.resize(count);
   std::size_t side_count = 0;
-  auto add_side = [&](std::size_t from, std::size_t to) {
-    sides[side_count++] = {corners[from].x, corners[from].y, corners[to].x, corners[to].y, 0,
-                           lines[from],     lines[to]};
-  };
-  for (std::size_t i = 1; i < count; ++i)
-    add_side(i - 1, i);
+  const long long first_line = RoundToPixel(corners[0].y);
+  long long previous_line = first_line;
+  for (std::size_t i = 1; i < count; ++i) {
+    const long long line = RoundToPixel(corners[i].y);
+    if (line != previous_line) {
+      sides[side_count++] = {
+          corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0, previous_line, line};
+    }
+    previous_line = line;
+  }
+  // The closing side, when the data do not close the polygon.
   const Point<double>& last_corner = corners[count - 1];
-  if (last_corner.x != corners[0].x || last_corner.y != corners[0].y) add_side(count - 1, 0);
+  if ((last_corner.x != corners[0].x || last_corner.y != corners[0].y) &&
+      previous_line != first_line) {
+    sides[side_count++] = {last_corner.x, last_corner.y, corners[0].x, corners[0].y, 0,
+                           previous_line, first_line};
+  }
+  if (side_count == 0) return;
 
-  // The two chains, as side indexes with their direction.
+  std::vector<std::uint32_t>& first_store = chains_.firstChain;
+  std::vector<std::uint32_t>& current_store = chains_.currentChain;
+  // Each side is committed once, so the current chain with the first appended holds
+  // at most every side.
+  if (first_store.size() < side_count) first_store.resize(side_count);
+  if (current_store.size() < side_count) current_store.resize(side_count);
   struct IndexChain {
-    std::array<std::uint8_t, kSmallPolygon> sides;
+    std::uint32_t* sides;
     std::size_t size = 0;
     bool increasing = false;
-  } first_chain, current;
+  } first_chain{first_store.data()}, current{current_store.data()};
   auto accept = [&sides](IndexChain& chain, std::size_t k) {
     const bool increasing = sides[k].Increasing();
     if (chain.size == 0) {
@@ -377,7 +395,7 @@ bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
     } else if (increasing != chain.increasing) {
       return false;
     }
-    chain.sides[chain.size++] = static_cast<std::uint8_t>(k);
+    chain.sides[chain.size++] = static_cast<std::uint32_t>(k);
     return true;
   };
   auto build = [&](const IndexChain& chain) {
@@ -398,11 +416,10 @@ bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
   };
   auto spike = [&sides](std::size_t a, std::size_t b) { return IsSpike(sides[a], sides[b]); };
 
-  FilterState state = kEmpty;
+  FilterState state = kFirst;
   std::size_t first_pending = 0;
   std::size_t last_pending = 0;
-  for (std::size_t k = 0; k < side_count; ++k) {
-    if (!sides[k].Crosses()) continue;
+  for (std::size_t k = 1; k < side_count; ++k) {
     switch (state) {
       case kEmpty:
         first_pending = k;
@@ -433,7 +450,7 @@ bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
   switch (state) {
     case kEmpty:
     case kFirst:
-      return true;
+      return;
     case kFirstHeld:
       commit(first_pending);
       break;
@@ -445,14 +462,13 @@ bool PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
       break;
   }
   if (first_chain.size != 0 && current.size != 0 && first_chain.increasing == current.increasing) {
-    for (std::size_t i = 0; i < first_chain.size; ++i)
-      current.sides[current.size++] = first_chain.sides[i];
+    std::copy_n(first_chain.sides, first_chain.size, current.sides + current.size);
+    current.size += first_chain.size;
     build(current);
   } else {
     build(current);
     build(first_chain);
   }
-  return true;
 }
 
 }  // namespace QorSc

@@ -14,11 +14,11 @@
 // - the polygon's first segment is held back to the end, so that it can still merge
 //   with the closing segment, and the last chain joins the first across the start.
 //
-// A small polygon given as corners that lie wholly inside the sample box (most pieces
-// of a stroke outline) takes a shorter road with the same result: no side can lie
-// beyond the box, so the filter keeps its sides in place and only drops those that
-// cross no row and cancels spikes. Edges are built in stores lent by the scratch
-// chains and handed to the generator exactly sized.
+// A polygon given as corners that lie wholly inside the sample box (most pieces of a
+// stroke outline, most glyph contours) takes a shorter road with the same result: no
+// side can lie beyond the box, so the filter keeps its sides in place and only drops
+// those that cross no row and cancels spikes. Edges are built in stores lent by the
+// scratch chains and handed to the generator exactly sized.
 #pragma once
 
 #include <cstdint>
@@ -75,7 +75,6 @@ class PathRunLengthGeneratorBuilder {
 
  private:
   enum class Merge { kAnnihilated = 0, kMerged = 1, kApart = 2 };
-  static constexpr std::size_t kSmallPolygon = 16;
 
   // A polygon corner with what both sides meeting there need: its outcode and line.
   struct Corner {
@@ -111,9 +110,8 @@ class PathRunLengthGeneratorBuilder {
   template <class Side>
   void StoreEdge(std::size_t count, bool increasing, Side side);
   static bool IsSpike(const PathSegment& a, const PathSegment& b);
-  // The filter for a polygon of at most kSmallPolygon corners, all inside the sample
-  // box (most pieces of a stroke outline); false, having added nothing, otherwise.
-  bool AddInsidePolygon(const Point<double>* corners, std::size_t count);
+  // The filter for a polygon of corners that all lie inside the sample box.
+  void AddInsidePolygon(const Point<double>* corners, std::size_t count);
   void ReturnStores();
 
   QorMath::Rectangle<long long> box_;

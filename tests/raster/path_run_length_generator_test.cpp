@@ -216,12 +216,12 @@ TEST(PathRunLengthGenerator, MatchesTheReferenceOnRandomPolygons) {
   }
 }
 
-// Small polygons inside the sample box (the pieces of a stroke outline) take a
-// shorter road through the edge builder when given as corners; it must build as
-// many edges as the general filter and the same runs (the reference's), with spikes,
-// repeated corners, level sides, closed and open polygons and a few too large for
-// the short road among them.
-TEST(PathRunLengthGenerator, SmallInsidePolygonsBuildTheGeneralEdges) {
+// Polygons inside the sample box (stroke pieces, glyph contours) take a shorter road
+// through the edge builder when given as corners; it must build as many edges as the
+// general filter and the same runs (the reference's), with spikes, repeated corners,
+// level sides, closed and open polygons, from one corner to a few hundred, and some
+// reaching past the box, which take the general filter, among them.
+TEST(PathRunLengthGenerator, InsidePolygonsBuildTheGeneralEdges) {
   std::mt19937 random(2024);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   const Box box{0, 0, 40, 40};
@@ -232,8 +232,9 @@ TEST(PathRunLengthGenerator, SmallInsidePolygonsBuildTheGeneralEdges) {
     for (int n = 0; n < count; ++n) {
       const double cx = 4 + unit(random) * 32;
       const double cy = 4 + unit(random) * 32;
-      const double spread = unit(random) < 0.5 ? 3.0 : 7.0;
-      const int corners = 1 + static_cast<int>(unit(random) * 20);
+      const double kind = unit(random);
+      const double spread = kind < 0.4 ? 3.0 : kind < 0.8 ? 7.0 : kind < 0.95 ? 30.0 : 90.0;
+      const int corners = 1 + static_cast<int>(unit(random) * (unit(random) < 0.7 ? 20 : 300));
       Polygon p;
       for (int k = 0; k < corners; ++k) {
         const double r = unit(random);

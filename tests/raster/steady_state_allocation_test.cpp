@@ -65,6 +65,25 @@ TEST(SteadyState, GeneratingLinesAllocatesNothing) {
   const auto second = again.Release();
   EXPECT_GT(second->EdgeCount(), 80u);
   EXPECT_LE(QorScTest::AllocationCount() - build_before, 4);
+
+  // The same comb as corners wholly inside the box's pixel centres, as a glyph
+  // contour comes: once the scratch stores have grown to it, again only the
+  // generator and its arrays.
+  QorSc::FlatOutline flat;
+  CombEnumerator comb3;
+  for (QorSc::Point<double> p; comb3.Next(p);)
+    flat.points.push_back(p);
+  flat.ends.push_back(flat.points.size());
+  for (int pass = 0; pass < 2; ++pass) {
+    QorSc::PathRunLengthGeneratorBuilder corners(1, Box{-1, -1, 421, 201}, chains);
+    const long corners_before = QorScTest::AllocationCount();
+    corners.AddFlatOutline(flat);
+    const auto third = corners.Release();
+    EXPECT_GT(third->EdgeCount(), 80u);
+    if (pass == 1) {
+      EXPECT_LE(QorScTest::AllocationCount() - corners_before, 4);
+    }
+  }
 }
 
 // A scatter plot's marks and short rules: walking their outlines hands every piece to
