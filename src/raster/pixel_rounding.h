@@ -17,17 +17,18 @@ namespace QorSc {
 
 inline long long RoundToPixel(double v) {
   constexpr double kLimit = 4611686018427387904.0;  // 2^62
-  if (!(v > -kLimit)) return -static_cast<long long>(kLimit);
-  if (!(v < kLimit)) return static_cast<long long>(kLimit);
-  // std::llround's result without its library call (5 % of a page of thin strokes):
-  // the truncation and the fraction v − i are exact below 2^62 (beyond 2^52 every
-  // double is whole and the fraction 0), so comparing the fraction with one half
-  // rounds halves away from zero exactly as llround does.
-  const auto i = static_cast<long long>(v);
-  const double fraction = v - static_cast<double>(i);
-  if (fraction >= 0.5) return i + 1;
-  if (fraction <= -0.5) return i - 1;
-  return i;
+  // The clamp as two selects (maxsd and minsd): NaN fails the first comparison and
+  // takes the negative bound.
+  const double above = v > -kLimit ? v : -kLimit;
+  const double c = above < kLimit ? above : kLimit;
+  // std::llround's result without its library call (5 % of a page of thin strokes)
+  // and without branches, which a coordinate's fraction makes unpredictable: the
+  // truncation and the fraction c − i are exact within the clamp (beyond 2^52 every
+  // double is whole and the fraction 0), so adding the comparisons of the fraction
+  // with one half rounds halves away from zero exactly as llround does.
+  const auto i = static_cast<long long>(c);
+  const double fraction = c - static_cast<double>(i);
+  return i + static_cast<long long>(fraction >= 0.5) - static_cast<long long>(fraction <= -0.5);
 }
 
 // The pixels that world `bounds` placed by `t` may reach: the box in internal space,
