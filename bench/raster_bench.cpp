@@ -1,7 +1,8 @@
 // Path generators over large pixel boxes: building edges and generating lines.
 //
 // Counters: lines/s (lines generated per second) and edges/s (polygon sides
-// processed per second, building included). Run in a release build:
+// processed per second, building included); contours/s for edge building alone.
+// Run in a release build:
 //   build/release/bench/raster_bench
 #include <benchmark/benchmark.h>
 
@@ -157,7 +158,43 @@ void BM_ThinStrokes(benchmark::State& state) {
   state.counters["object lines/s"] = benchmark::Counter(lines, benchmark::Counter::kIsRate);
 }
 
+// Edge building alone for flattened glyphs at text size, as a text page's kept points
+// come: 2 000 glyphs of two contours of 60 corners each (an em of about 30 pixels),
+// every contour inside the box's pixel centres ("contours/s").
+void BM_FlatGlyphContours(benchmark::State& state) {
+  std::vector<QorSc::FlatOutline> glyphs;
+  for (int g = 0; g < 2000; ++g) {
+    QorSc::FlatOutline glyph;
+    const double cx = 100.0 + (g % 40) * 230.0 + 0.37 * g;
+    const double cy = 100.0 + (g / 40) * 190.0;
+    for (double radius : {14.0, 8.0}) {
+      for (int k = 0; k < 60; ++k) {
+        const double a = 2 * M_PI * k / 60;
+        const double r = radius * (k % 2 ? 1.03 : 0.97);
+        glyph.points.push_back({cx + r * std::cos(a), cy + r * std::sin(a)});
+      }
+      glyph.ends.push_back(glyph.points.size());
+    }
+    glyphs.push_back(std::move(glyph));
+  }
+  QorSc::ScratchChains chains;
+  const Box box{0, 0, kSize, kSize};
+  std::size_t edges = 0;
+  for (auto _ : state) {
+    for (const QorSc::FlatOutline& glyph : glyphs) {
+      QorSc::PathRunLengthGeneratorBuilder builder(Morv::kNonZero, box, chains);
+      builder.AddFlatOutline(glyph);
+      edges += builder.Release()->EdgeCount();
+    }
+  }
+  benchmark::DoNotOptimize(edges);
+  state.counters["contours/s"] = benchmark::Counter(
+      static_cast<double>(state.iterations()) * 2.0 * static_cast<double>(glyphs.size()),
+      benchmark::Counter::kIsRate);
+}
+
 BENCHMARK(BM_Glyph200Curves)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FlatGlyphContours)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ThinStrokes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RandomPolygon100kEdges)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_Compound10kSubpaths)->Unit(benchmark::kMillisecond);
