@@ -99,8 +99,9 @@ struct ScratchChains {
   MonotoneChain current;
   // A stroke piece's corners in internal space, mapped once for culling and edges.
   std::vector<Point<double>> piece;
-  // A polygon wholly inside the sample box: its sides, and its two chains as indexes
-  // into them. Only grown, so that a polygon allocates nothing once they fit.
+  // A polygon wholly inside the sample box: its sides that cross a row, and its two
+  // chains as indexes into them. They keep their capacity, so that a polygon
+  // allocates nothing once they fit.
   std::vector<PathSegment> sides;
   std::vector<std::uint32_t> firstChain;
   std::vector<std::uint32_t> currentChain;

@@ -352,19 +352,20 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
 // their indexes, so nothing is copied until the edges are stored; each step below is
 // the general filter's step with the outcode cases removed, and the edges come out
 // the same, in the same order. The sides and indexes live in the scratch chains and
-// only grow, so that a polygon allocates nothing once they fit.
+// keep their capacity, so that a polygon allocates nothing once they fit.
 void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corners,
                                                      std::size_t count) {
+  // Kept by clearing, so the store grows only to the most crossing sides a polygon
+  // has had, as the general filter's chains do.
   std::vector<PathSegment>& sides = chains_.sides;
-  if (sides.size() < count) sides.resize(count);
-  std::size_t side_count = 0;
+  sides.clear();
   const long long first_line = RoundToPixel(corners[0].y);
   long long previous_line = first_line;
   for (std::size_t i = 1; i < count; ++i) {
     const long long line = RoundToPixel(corners[i].y);
     if (line != previous_line) {
-      sides[side_count++] = {
-          corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0, previous_line, line};
+      sides.push_back(
+          {corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0, previous_line, line});
     }
     previous_line = line;
   }
@@ -372,9 +373,10 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
   const Point<double>& last_corner = corners[count - 1];
   if ((last_corner.x != corners[0].x || last_corner.y != corners[0].y) &&
       previous_line != first_line) {
-    sides[side_count++] = {last_corner.x, last_corner.y, corners[0].x, corners[0].y, 0,
-                           previous_line, first_line};
+    sides.push_back(
+        {last_corner.x, last_corner.y, corners[0].x, corners[0].y, 0, previous_line, first_line});
   }
+  const std::size_t side_count = sides.size();
   if (side_count == 0) return;
 
   std::vector<std::uint32_t>& first_store = chains_.firstChain;
