@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -225,96 +226,65 @@ TEST(CalculatorFunction, Conditionals) {
   EXPECT_EQ(Calc("pop 7 % a comment { }\n"), 7.0);
 }
 
+struct CalcCase {
+  const char* program;
+  double expected;
+};
+
+// Each program's result at input 0, compared exactly.
+void ExpectCalc(std::initializer_list<CalcCase> cases) {
+  for (const CalcCase& c : cases)
+    EXPECT_EQ(Calc(c.program), c.expected) << c.program;
+}
+
 TEST(CalculatorFunction, ArithmeticExactly) {
-  EXPECT_EQ(Calc("pop 1 2 add 3 mul"), 9.0);
-  EXPECT_EQ(Calc("pop 3 5 sub"), -2.0);
-  EXPECT_EQ(Calc("pop 10 4 div"), 2.5);
-  EXPECT_EQ(Calc("pop 7 2 idiv"), 3.0);
-  EXPECT_EQ(Calc("pop -7 2 idiv"), -3.0);
-  EXPECT_EQ(Calc("pop -7 2 mod"), -1.0);
-  EXPECT_EQ(Calc("pop 7 -2 mod"), 1.0);
-  EXPECT_EQ(Calc("pop 7.9 2 mod"), 1.0) << "integer operators truncate reals";
-  EXPECT_EQ(Calc("pop 2 3 exp"), 8.0);
-  EXPECT_EQ(Calc("pop 4 0.5 exp"), 2.0);
-  EXPECT_EQ(Calc("pop 100 log"), 2.0);
-  EXPECT_EQ(Calc("pop 1 ln"), 0.0);
-  EXPECT_EQ(Calc("pop 16 sqrt"), 4.0);
-  EXPECT_EQ(Calc("pop 90 sin"), 1.0);
-  EXPECT_EQ(Calc("pop 180 sin"), 0.0);
-  EXPECT_EQ(Calc("pop 90 cos"), 0.0);
-  EXPECT_EQ(Calc("pop 360 cos"), 1.0);
-  EXPECT_EQ(Calc("pop -90 sin"), -1.0);
+  // Integer operators truncate reals, halves round up, integer overflow gives a
+  // real, and the range clips.
+  // clang-format off
+  ExpectCalc({{"pop 1 2 add 3 mul", 9.0}, {"pop 3 5 sub", -2.0}, {"pop 10 4 div", 2.5},
+              {"pop 7 2 idiv", 3.0}, {"pop -7 2 idiv", -3.0}, {"pop -7 2 mod", -1.0},
+              {"pop 7 -2 mod", 1.0}, {"pop 7.9 2 mod", 1.0}, {"pop 2 3 exp", 8.0},
+              {"pop 4 0.5 exp", 2.0}, {"pop 100 log", 2.0}, {"pop 1 ln", 0.0},
+              {"pop 16 sqrt", 4.0}, {"pop 90 sin", 1.0}, {"pop 180 sin", 0.0},
+              {"pop 90 cos", 0.0}, {"pop 360 cos", 1.0}, {"pop -90 sin", -1.0},
+              {"pop 0 1 atan", 0.0}, {"pop 2.5 round", 3.0}, {"pop -2.5 round", -2.0},
+              {"pop -2.5 truncate", -2.0}, {"pop -2.5 floor", -3.0}, {"pop -2.5 ceiling", -2.0},
+              {"pop 3.7 cvi", 3.0}, {"pop -3.7 cvi", -3.0}, {"pop 3 cvr 2 idiv", 1.0},
+              {"pop 5 neg", -5.0}, {"pop -5.5 abs", 5.5}, {"pop 1 4 bitshift", 16.0},
+              {"pop 16 -2 bitshift", 4.0}, {"pop 5 3 and", 1.0}, {"pop 5 3 or", 7.0},
+              {"pop 5 3 xor", 6.0}, {"pop 0 not", -1.0}, {"pop 16#ff", 255.0},
+              {"pop 2147483647 1 add 2147483648 sub", 0.0}, {"pop 1e2", 100.0}, {"pop .5", 0.5},
+              {"pop +3", 3.0}, {"pop 1.5 1000 mul", 1500.0}, {"pop 1e6", 100000.0}});
+  // clang-format on
   EXPECT_DOUBLE_EQ(Calc("pop 30 sin"), 0.5);
-  EXPECT_EQ(Calc("pop 0 1 atan"), 0.0);
   EXPECT_DOUBLE_EQ(Calc("pop 1 0 atan"), 90.0);
   EXPECT_DOUBLE_EQ(Calc("pop -1 0 atan"), 270.0);
   EXPECT_DOUBLE_EQ(Calc("pop 1 -1 atan"), 135.0);
-  EXPECT_EQ(Calc("pop 2.5 round"), 3.0);
-  EXPECT_EQ(Calc("pop -2.5 round"), -2.0) << "halves round up";
-  EXPECT_EQ(Calc("pop -2.5 truncate"), -2.0);
-  EXPECT_EQ(Calc("pop -2.5 floor"), -3.0);
-  EXPECT_EQ(Calc("pop -2.5 ceiling"), -2.0);
-  EXPECT_EQ(Calc("pop 3.7 cvi"), 3.0);
-  EXPECT_EQ(Calc("pop -3.7 cvi"), -3.0);
-  EXPECT_EQ(Calc("pop 3 cvr 2 idiv"), 1.0);
-  EXPECT_EQ(Calc("pop 5 neg"), -5.0);
-  EXPECT_EQ(Calc("pop -5.5 abs"), 5.5);
-  EXPECT_EQ(Calc("pop 1 4 bitshift"), 16.0);
-  EXPECT_EQ(Calc("pop 16 -2 bitshift"), 4.0);
-  EXPECT_EQ(Calc("pop 5 3 and"), 1.0);
-  EXPECT_EQ(Calc("pop 5 3 or"), 7.0);
-  EXPECT_EQ(Calc("pop 5 3 xor"), 6.0);
-  EXPECT_EQ(Calc("pop 0 not"), -1.0);
-  EXPECT_EQ(Calc("pop 16#ff"), 255.0);
-  EXPECT_EQ(Calc("pop 2147483647 1 add 2147483648 sub"), 0.0) << "integer overflow gives a real";
-  EXPECT_EQ(Calc("pop 1e2"), 100.0);
-  EXPECT_EQ(Calc("pop .5"), 0.5);
-  EXPECT_EQ(Calc("pop +3"), 3.0);
-  EXPECT_EQ(Calc("pop 1.5 1000 mul"), 1500.0);
-  EXPECT_EQ(Calc("pop 1e6"), 100000.0) << "the range clips";
 }
 
 TEST(CalculatorFunction, BooleansAndComparisons) {
-  auto test = [](const std::string& condition) {
-    return Calc("pop " + condition + " {1} {0} ifelse");
-  };
-  EXPECT_EQ(test("true"), 1.0);
-  EXPECT_EQ(test("false"), 0.0);
-  EXPECT_EQ(test("1 1.0 eq"), 1.0) << "integers and reals compare by value";
-  EXPECT_EQ(test("true 1 eq"), 0.0) << "booleans never equal numbers";
-  EXPECT_EQ(test("true 1 ne"), 1.0);
-  EXPECT_EQ(test("true true eq"), 1.0);
-  EXPECT_EQ(test("2 3 ne"), 1.0);
-  EXPECT_EQ(test("2 3 ge"), 0.0);
-  EXPECT_EQ(test("3 3 ge"), 1.0);
-  EXPECT_EQ(test("3 3 gt"), 0.0);
-  EXPECT_EQ(test("3 3 le"), 1.0);
-  EXPECT_EQ(test("2 3 lt"), 1.0);
-  EXPECT_EQ(test("true false and"), 0.0);
-  EXPECT_EQ(test("true false or"), 1.0);
-  EXPECT_EQ(test("true true xor"), 0.0);
-  EXPECT_EQ(test("false not"), 1.0);
+  // Integers and reals compare by value; booleans never equal numbers.
+  // clang-format off
+  for (const auto& [condition, expected] : std::initializer_list<std::pair<const char*, double>>{
+           {"true", 1}, {"false", 0}, {"1 1.0 eq", 1}, {"true 1 eq", 0}, {"true 1 ne", 1},
+           {"true true eq", 1}, {"2 3 ne", 1}, {"2 3 ge", 0}, {"3 3 ge", 1}, {"3 3 gt", 0},
+           {"3 3 le", 1}, {"2 3 lt", 1}, {"true false and", 0}, {"true false or", 1},
+           {"true true xor", 0}, {"false not", 1}}) {
+    // clang-format on
+    EXPECT_EQ(Calc(std::string("pop ") + condition + " {1} {0} ifelse"), expected) << condition;
+  }
 }
 
 TEST(CalculatorFunction, RunTimeErrorsGiveZeros) {
-  EXPECT_EQ(Calc("pop pop 1"), 0.0) << "underflow";
-  EXPECT_EQ(Calc("pop"), 0.0) << "too few outputs";
-  EXPECT_EQ(Calc("pop 1 0 div"), 0.0);
-  EXPECT_EQ(Calc("pop 1 0 idiv"), 0.0);
-  EXPECT_EQ(Calc("pop 1 0 mod"), 0.0);
-  EXPECT_EQ(Calc("pop -1 sqrt"), 0.0);
-  EXPECT_EQ(Calc("pop 0 ln"), 0.0);
-  EXPECT_EQ(Calc("pop -8 0.5 exp"), 0.0);
-  EXPECT_EQ(Calc("pop 0 0 atan"), 0.0);
-  EXPECT_EQ(Calc("pop true 1 add"), 0.0) << "type error";
-  EXPECT_EQ(Calc("pop 1 2 lt 3 gt"), 0.0) << "type error";
-  EXPECT_EQ(Calc("pop true 1 and"), 0.0);
-  EXPECT_EQ(Calc("pop 2 { 5 } if"), 0.0) << "if needs a boolean";
-  EXPECT_EQ(Calc("pop 1e20 cvi"), 0.0);
-  EXPECT_EQ(Calc("pop 1 2 5 index"), 0.0);
-  EXPECT_EQ(Calc("pop 1 2 -1 index"), 0.0);
-  EXPECT_EQ(Calc("pop 1 2 3 1 roll"), 0.0);
-  EXPECT_EQ(Calc("pop 1 2 -1 copy"), 0.0);
+  // Underflow, too few outputs, division by zero, domain and type errors, a
+  // non-boolean condition, an integer out of range, bad index, roll and copy counts.
+  for (const char* program :
+       {"pop pop 1", "pop", "pop 1 0 div", "pop 1 0 idiv", "pop 1 0 mod", "pop -1 sqrt", "pop 0 ln",
+        "pop -8 0.5 exp", "pop 0 0 atan", "pop true 1 add", "pop 1 2 lt 3 gt", "pop true 1 and",
+        "pop 2 { 5 } if", "pop 1e20 cvi", "pop 1 2 5 index", "pop 1 2 -1 index", "pop 1 2 3 1 roll",
+        "pop 1 2 -1 copy"}) {
+    EXPECT_EQ(Calc(program), 0.0) << program;
+  }
   // Copies whose size is computed escape the static check; the run overflows.
   EXPECT_EQ(Calc("pop 1 1 1 1 1 1 1 1 1 1 10 cvi copy 20 cvi copy 40 cvi copy 80 cvi copy"
                  " pop 7"),
@@ -332,7 +302,8 @@ TEST(CalculatorFunction, FoldedLiteralsBehaveAsWritten) {
   const char* programs[][2] = {
       {"0.25 1.5 2 copy add add add", "0.25 1.5 2 true {} if copy add add add"},
       {"0.25 1.5 2 index add add", "0.25 1.5 2 true {} if index add add"},
-      {"pop 1 2 3 3 1 roll 10 mul add 10 mul add", "pop 1 2 3 3 true {} if 1 roll 10 mul add 10 mul add"},
+      {"pop 1 2 3 3 1 roll 10 mul add 10 mul add",
+       "pop 1 2 3 3 true {} if 1 roll 10 mul add 10 mul add"},
       {"1 2 3 4 -1 roll 10 mul add 10 mul add 10 mul add",
        "1 2 3 4 true {} if -1 roll 10 mul add 10 mul add 10 mul add"},
       {"1 2 3 4 7 roll 10 mul add 10 mul add 10 mul add",
