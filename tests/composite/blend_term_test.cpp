@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -199,115 +200,60 @@ TEST(CompositeInk, SumsTheWeightedValuesBeforeAddingTheTerm) {
 
 // ---- Alpha guard -------------------------------------------------------------------
 
-TEST(BlendTerm, AlphaGuardAcceptsExactlyTheThreshold) {
+// The guard accepts alphas from exactly the threshold; below it, at zero, negative or
+// NaN the term is zero, and a transparent operand leaves the other one as it is.
+TEST(BlendTerm, AlphaGuardAndTransparentOperands) {
   const float low = 0.00001f;
   const float below = 0.0000099f;
   for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
+    SCOPED_TRACE(testing::Message() << "mode " << mode);
     const BlendTermFunction term = SelectBlendTerm(mode);
     // Backdrop and source at full colour of their alpha: x = y = 1.
-    EXPECT_TRUE(SameBits((low * 0.5f) * Opaque(mode, 1.0f, 1.0f), term(low, low, 0.5f, 0.5f)))
-        << "mode " << mode;
-    EXPECT_TRUE(SameBits((0.5f * low) * Opaque(mode, 1.0f, 1.0f), term(0.5f, 0.5f, low, low)))
-        << "mode " << mode;
-    EXPECT_NE(0.0f, term(low, low, low, low)) << "mode " << mode;
+    EXPECT_TRUE(SameBits((low * 0.5f) * Opaque(mode, 1.0f, 1.0f), term(low, low, 0.5f, 0.5f)));
+    EXPECT_TRUE(SameBits((0.5f * low) * Opaque(mode, 1.0f, 1.0f), term(0.5f, 0.5f, low, low)));
+    EXPECT_NE(0.0f, term(low, low, low, low));
+    for (const auto& [ab, Cb, as, Cs] :
+         {std::array{below, below, 0.5f, 0.5f}, std::array{0.5f, 0.5f, below, below},
+          std::array{0.0f, 0.0f, 0.5f, 0.5f}, std::array{-1.0f, 0.5f, 0.5f, 0.5f},
+          std::array{kNaN, 0.5f, 0.5f, 0.5f}, std::array{0.5f, 0.5f, kNaN, 0.5f},
+          std::array{kNaN, kNaN, kNaN, kNaN}}) {
+      EXPECT_TRUE(SameBits(0.0f, term(ab, Cb, as, Cs))) << ab << " " << Cb << " " << as;
+    }
 
-    EXPECT_TRUE(SameBits(0.0f, term(below, below, 0.5f, 0.5f))) << "mode " << mode;
-    EXPECT_TRUE(SameBits(0.0f, term(0.5f, 0.5f, below, below))) << "mode " << mode;
-    EXPECT_TRUE(SameBits(0.0f, term(0.0f, 0.0f, 0.5f, 0.5f))) << "mode " << mode;
-    EXPECT_TRUE(SameBits(0.0f, term(-1.0f, 0.5f, 0.5f, 0.5f))) << "mode " << mode;
-  }
-}
-
-TEST(BlendTerm, NaNAlphaGivesZero) {
-  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
-    const BlendTermFunction term = SelectBlendTerm(mode);
-    EXPECT_TRUE(SameBits(0.0f, term(kNaN, 0.5f, 0.5f, 0.5f))) << "mode " << mode;
-    EXPECT_TRUE(SameBits(0.0f, term(0.5f, 0.5f, kNaN, 0.5f))) << "mode " << mode;
-    EXPECT_TRUE(SameBits(0.0f, term(kNaN, kNaN, kNaN, kNaN))) << "mode " << mode;
-  }
-}
-
-TEST(CompositeInk, TransparentSourceKeepsTheBackdrop) {
-  const float ab = 0.8f;
-  const float Cb = 0.37f;
-  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
-    const float term = SelectBlendTerm(mode)(ab, Cb, 0.0f, 0.0f);
-    EXPECT_TRUE(SameBits(0.0f, term)) << "mode " << mode;
-    EXPECT_TRUE(SameBits(Cb, CompositeInk(ab, Cb, 0.0f, 0.0f, term))) << "mode " << mode;
-  }
-}
-
-TEST(CompositeInk, TransparentBackdropGivesTheSource) {
-  const float as = 0.6f;
-  const float Cs = 0.45f;
-  for (std::uint32_t mode = 0; mode <= kExclusion; ++mode) {
-    const float term = SelectBlendTerm(mode)(0.0000099f, 0.0f, as, Cs);
-    EXPECT_TRUE(SameBits(0.0f, term)) << "mode " << mode;
-    EXPECT_TRUE(SameBits(Cs, CompositeInk(0.0f, 0.0f, as, Cs, term))) << "mode " << mode;
+    const float source_gone = term(0.8f, 0.37f, 0.0f, 0.0f);
+    EXPECT_TRUE(SameBits(0.0f, source_gone));
+    EXPECT_TRUE(SameBits(0.37f, CompositeInk(0.8f, 0.37f, 0.0f, 0.0f, source_gone)));
+    const float backdrop_gone = term(below, 0.0f, 0.6f, 0.45f);
+    EXPECT_TRUE(SameBits(0.0f, backdrop_gone));
+    EXPECT_TRUE(SameBits(0.45f, CompositeInk(0.0f, 0.0f, 0.6f, 0.45f, backdrop_gone)));
   }
 }
 
 // ---- ColorDodge and ColorBurn saturation -----------------------------------------
 
-TEST(BlendFunction, ColorDodgeOverFullInkStaysFullInk) {
+TEST(BlendFunction, ColorDodgeAndColorBurnSaturationThresholds) {
   for (const float y : InkGrid()) {
     EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(1.0f, y))) << y;
     EXPECT_TRUE(SameBits(1.0f, Opaque(kColorDodge, 1.0f, y))) << y;
   }
-}
-
-TEST(BlendFunction, ColorDodgeFullInkThresholdIsStrict) {
+  // ColorDodge's full-ink threshold is strict: saturated (u >= y) with y = 0, and with
+  // a source that still leaves u >= y, on both sides of it.
   const float at = 0.99999f;
   const float above = std::nextafter(at, 2.0f);
-  // Saturated (u >= y) with y = 0 on both sides of the threshold.
+  const float y = (1.0f - above) * 0.5f;
   EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(at, 0.0f)));
   EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(above, 0.0f)));
-  // And with a source that still leaves u >= y.
-  const float y = (1.0f - above) * 0.5f;
   EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(at, y)));
   EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(above, y)));
-}
 
-TEST(BlendFunction, ColorBurnOverNoInkThreshold) {
-  // y = 1 puts v = 0, so x >= v holds and the saturated branch decides.
+  // ColorBurn over no ink: y = 1 puts v = 0, so x >= v holds and the saturated branch
+  // decides.
   EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorBurn>::Apply(0.0f, 1.0f)));
   EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorBurn>::Apply(0.00001f, 1.0f)));
   EXPECT_TRUE(
       SameBits(0.0f, BlendFunction<kColorBurn>::Apply(std::nextafter(0.00001f, 0.0f), 1.0f)));
   EXPECT_TRUE(SameBits(0.0f, Opaque(kColorBurn, 0.0f, 1.0f)));
   EXPECT_TRUE(SameBits(1.0f, Opaque(kColorBurn, 0.00001f, 1.0f)));
-}
-
-// ---- Darken and Lighten ------------------------------------------------------------
-
-TEST(BlendFunction, DarkenTakesMoreInkAndLightenLess) {
-  EXPECT_TRUE(SameBits(0.7f, BlendFunction<kDarken>::Apply(0.3f, 0.7f)));
-  EXPECT_TRUE(SameBits(0.7f, BlendFunction<kDarken>::Apply(0.7f, 0.3f)));
-  EXPECT_TRUE(SameBits(0.3f, BlendFunction<kLighten>::Apply(0.3f, 0.7f)));
-  EXPECT_TRUE(SameBits(0.3f, BlendFunction<kLighten>::Apply(0.7f, 0.3f)));
-  EXPECT_TRUE(SameBits(0.7f, Opaque(kDarken, 0.3f, 0.7f)));
-  EXPECT_TRUE(SameBits(0.7f, Opaque(kDarken, 0.7f, 0.3f)));
-  EXPECT_TRUE(SameBits(0.3f, Opaque(kLighten, 0.3f, 0.7f)));
-  EXPECT_TRUE(SameBits(0.3f, Opaque(kLighten, 0.7f, 0.3f)));
-}
-
-// ---- Modes above the table ---------------------------------------------------------
-
-TEST(BlendTerm, ModesAboveElevenAreExclusion) {
-  for (const std::uint32_t mode : {12u, 1000u, 0xffffffffu}) {
-    EXPECT_EQ(&Blend<kExclusion>::Term, SelectBlendTerm(mode)) << mode;
-    EXPECT_EQ(kExclusion, BlendModeIndex(mode)) << mode;
-    EXPECT_EQ(SelectBlendKernel(kExclusion, true, false, true, false),
-              SelectBlendKernel(mode, true, false, true, false))
-        << mode;
-    for (const float x : {0.2f, 0.5f, 0.9f}) {
-      for (const float y : {0.1f, 0.6f}) {
-        const float expected = (1.0f - y) * (1.0f - x) + y * x;
-        EXPECT_TRUE(SameBits(expected, SelectBlendTerm(mode)(1.0f, x, 1.0f, y))) << mode;
-        EXPECT_TRUE(SameBits(expected, Blend<kExclusion>::Term(1.0f, x, 1.0f, y))) << mode;
-      }
-    }
-  }
 }
 
 // ---- SoftLight's curve -------------------------------------------------------------
@@ -360,22 +306,16 @@ TEST(BlendFunction, SoftLightUsesTheCurveOnTheComplementedBackdrop) {
 // At each boundary both branches agree on paper; the inputs make them differ in the
 // last bit, so the branch taken is visible.
 
-TEST(BlendFunction, OverlayHalfInkBackdropTakesTheLowerBranch) {
-  const float y = 0.1f;
-  const float lower = 2.0f * 0.5f * y;
-  const float upper = 1.0f - 2.0f * (1.0f - 0.5f) * (1.0f - y);
+TEST(BlendFunction, OverlayAndHardLightAtHalfInkTakeTheLowerBranch) {
+  const float other = 0.1f;
+  const float lower = 2.0f * 0.5f * other;
+  const float upper = 1.0f - 2.0f * (1.0f - 0.5f) * (1.0f - other);
   ASSERT_FALSE(SameBits(lower, upper));
-  EXPECT_TRUE(SameBits(lower, BlendFunction<kOverlay>::Apply(0.5f, y)));
-  EXPECT_TRUE(SameBits(lower, Opaque(kOverlay, 0.5f, y)));
-}
-
-TEST(BlendFunction, HardLightHalfInkSourceTakesTheLowerBranch) {
-  const float x = 0.1f;
-  const float lower = 2.0f * 0.5f * x;
-  const float upper = 1.0f - 2.0f * (1.0f - 0.5f) * (1.0f - x);
-  ASSERT_FALSE(SameBits(lower, upper));
-  EXPECT_TRUE(SameBits(lower, BlendFunction<kHardLight>::Apply(x, 0.5f)));
-  EXPECT_TRUE(SameBits(lower, Opaque(kHardLight, x, 0.5f)));
+  // Overlay branches on the backdrop, HardLight on the source.
+  EXPECT_TRUE(SameBits(lower, BlendFunction<kOverlay>::Apply(0.5f, other)));
+  EXPECT_TRUE(SameBits(lower, Opaque(kOverlay, 0.5f, other)));
+  EXPECT_TRUE(SameBits(lower, BlendFunction<kHardLight>::Apply(other, 0.5f)));
+  EXPECT_TRUE(SameBits(lower, Opaque(kHardLight, other, 0.5f)));
 }
 
 TEST(BlendFunction, SoftLightHalfInkSourceTakesTheFirstFormula) {
@@ -401,22 +341,15 @@ TEST(BlendFunction, SoftLightFirstFormulaIsEvaluatedAsWritten) {
   }
 }
 
-TEST(BlendFunction, ColorDodgeEqualityTakesTheSaturatedBranch) {
-  // u = y below 0.00001: the saturated branch gives full ink, the quotient none.
-  const float u = 0x1p-20f;
-  const float x = 1.0f - u;
-  ASSERT_TRUE(SameBits(u, 1.0f - x));
-  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(x, u)));
-  // Away from full ink both branches agree on no ink.
+TEST(BlendFunction, ColorDodgeAndColorBurnEqualityTakesTheSaturatedBranch) {
+  // Equality below 0.00001: the saturated branch gives full ink (ColorDodge, u = y) or
+  // no ink (ColorBurn, x = v), the quotient the other.
+  const float tiny = 0x1p-20f;
+  ASSERT_TRUE(SameBits(tiny, 1.0f - (1.0f - tiny)));
+  EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorDodge>::Apply(1.0f - tiny, tiny)));
+  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorBurn>::Apply(tiny, 1.0f - tiny)));
+  // Away from the extremes both branches agree.
   EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorDodge>::Apply(0.75f, 0.25f)));
-}
-
-TEST(BlendFunction, ColorBurnEqualityTakesTheSaturatedBranch) {
-  // x = v below 0.00001: the saturated branch gives no ink, the quotient full ink.
-  const float x = 0x1p-20f;
-  const float y = 1.0f - x;
-  ASSERT_TRUE(SameBits(x, 1.0f - y));
-  EXPECT_TRUE(SameBits(0.0f, BlendFunction<kColorBurn>::Apply(x, y)));
   EXPECT_TRUE(SameBits(1.0f, BlendFunction<kColorBurn>::Apply(0.25f, 0.75f)));
 }
 
@@ -489,11 +422,16 @@ TEST(BlendTerm, MatchesAdditiveFormulasWithAlphas) {
 
 // ---- Dispatch ----------------------------------------------------------------------
 
-// One mapping from mode numbers to instances serves the terms and the kernels.
+// One mapping from mode numbers to instances serves the terms and the kernels; modes
+// above the table are Exclusion.
 TEST(BlendModeIndex, IsTheModeOrExclusion) {
-  for (std::uint32_t mode = 0; mode <= 15; ++mode) {
+  for (const std::uint32_t mode :
+       {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 14u, 15u, 1000u, 0xffffffffu}) {
     const std::uint32_t index = BlendModeIndex(mode);
     EXPECT_EQ(mode <= kDifference ? mode : kExclusion, index);
+    if (mode > kExclusion) {
+      EXPECT_EQ(&Blend<kExclusion>::Term, SelectBlendTerm(mode)) << mode;
+    }
     for (unsigned shape = 0; shape < 16; ++shape) {
       const bool ab = (shape & 1u) != 0, cb = (shape & 2u) != 0, cs = (shape & 4u) != 0,
                  pm = (shape & 8u) != 0;
@@ -523,12 +461,10 @@ TEST(BlendModeIndex, SelectedTermIsTheModesInstance) {
   });
 }
 
-TEST(BlendTerm, NothingThrows) {
-  static_assert(noexcept(BlendModeIndex(0)));
-  static_assert(noexcept(SelectBlendTerm(0)));
-  static_assert(noexcept(Blend<kSoftLight>::Term(1.0f, 0.5f, 1.0f, 0.5f)));
-  static_assert(noexcept(CompositeInk(1.0f, 0.5f, 1.0f, 0.5f, 0.0f)));
-  SUCCEED();
-}
+// Nothing throws.
+static_assert(noexcept(BlendModeIndex(0)));
+static_assert(noexcept(SelectBlendTerm(0)));
+static_assert(noexcept(Blend<kSoftLight>::Term(1.0f, 0.5f, 1.0f, 0.5f)));
+static_assert(noexcept(CompositeInk(1.0f, 0.5f, 1.0f, 0.5f, 0.0f)));
 
 }  // namespace
