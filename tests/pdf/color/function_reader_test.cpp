@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "color_test_support.h"
@@ -32,47 +33,33 @@ class FunctionReaderTest : public ::testing::Test, public PdfObjects {
 };
 
 TEST_F(FunctionReaderTest, SampledAtEveryBitDepth) {
-  // 1 bit: 10100101, one sample per grid point x = 0 ... 7.
-  auto f = Read(Stream(Sampled(1, 8), std::string("\xA5", 1)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(f->GetType(), QorPaint::Function::kSampled);
-  const double bits[8] = {1, 0, 1, 0, 0, 1, 0, 1};
-  for (int x = 0; x < 8; ++x)
-    EXPECT_EQ(Eval1(*f, x), bits[x]) << x;
-
-  f = Read(Stream(Sampled(2, 4), std::string("\x1B", 1)));  // 00 01 10 11
-  ASSERT_TRUE(f);
-  for (int x = 0; x < 4; ++x)
-    EXPECT_EQ(Eval1(*f, x), x / 3.0);
-
-  f = Read(Stream(Sampled(4, 2), std::string("\x0F", 1)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 0.5), 0.5);
-
-  f = Read(Stream(Sampled(8, 3), std::string("\x00\x80\xFF", 3)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 1), 128.0 / 255.0);
-
-  // 12 bits: 0xFFF and 0x800 in three bytes.
-  f = Read(Stream(Sampled(12, 2), std::string("\xFF\xF8\x00", 3)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 0), 1.0);
-  EXPECT_EQ(Eval1(*f, 1), 2048.0 / 4095.0);
-
-  f = Read(Stream(Sampled(16, 2), std::string("\x80\x00\xFF\xFF", 4)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 0), 32768.0 / 65535.0);
-
-  f = Read(Stream(Sampled(24, 2), std::string("\x00\x00\x00\xFF\xFF\xFF", 6)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 0.5), 0.5);
-
-  f = Read(Stream(Sampled(32, 2), std::string("\xFF\xFF\xFF\xFF\x00\x00\x00\x01", 8)));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(Eval1(*f, 0), 1.0);
-  EXPECT_EQ(Eval1(*f, 1), 1.0 / 4294967295.0);
+  struct Case {
+    int bits, size;
+    std::string data;
+    std::vector<std::pair<double, double>> at;  // input, expected output
+  };
+  const Case cases[] = {
+      // 10100101, one sample per grid point x = 0 ... 7.
+      {1, 8, "\xA5", {{0, 1}, {1, 0}, {2, 1}, {3, 0}, {4, 0}, {5, 1}, {6, 0}, {7, 1}}},
+      {2, 4, "\x1B", {{0, 0}, {1, 1 / 3.0}, {2, 2 / 3.0}, {3, 1}}},  // 00 01 10 11
+      {4, 2, "\x0F", {{0.5, 0.5}}},
+      {8, 3, std::string("\x00\x80\xFF", 3), {{1, 128.0 / 255.0}}},
+      // 0xFFF and 0x800 in three bytes.
+      {12, 2, std::string("\xFF\xF8\x00", 3), {{0, 1}, {1, 2048.0 / 4095.0}}},
+      {16, 2, std::string("\x80\x00\xFF\xFF", 4), {{0, 32768.0 / 65535.0}}},
+      {24, 2, std::string("\x00\x00\x00\xFF\xFF\xFF", 6), {{0.5, 0.5}}},
+      {32, 2, std::string("\xFF\xFF\xFF\xFF\x00\x00\x00\x01", 8), {{0, 1}, {1, 1 / 4294967295.0}}},
+  };
+  for (const Case& c : cases) {
+    const auto f = Read(Stream(Sampled(c.bits, c.size), c.data));
+    ASSERT_TRUE(f) << c.bits;
+    EXPECT_EQ(f->GetType(), QorPaint::Function::kSampled);
+    for (const auto& [x, expected] : c.at)
+      EXPECT_EQ(Eval1(*f, x), expected) << c.bits << " bits at " << x;
+  }
   EXPECT_TRUE(warnings.All().empty());
 
+  std::shared_ptr<const QorPaint::Function> f;
   // Decode and Encode reach the model.
   f = Read(Stream(Sampled(8, 2, " /Decode [1 0] /Encode [1 0]"), std::string("\x00\xFF", 2)));
   ASSERT_TRUE(f);

@@ -108,6 +108,13 @@ class PictureConversionTest : public ::testing::Test, public test::PdfObjects {
     return "[/ICCBased " + Ref(Stream("<< /N 3 >>", wide)) + "]";
   }
 
+  void UseBlackPressIntent() {
+    pdf.getRoot().replaceKey(
+        "/OutputIntents",
+        Parse("[<< /Type /OutputIntent /S /GTS_PDFX /DestOutputProfile " +
+              Ref(Stream("<< /N 4 >>", test::BlackOnlyPressProfile())) + " >>]"));
+  }
+
   std::shared_ptr<const ColorSpace> Resolve(ColorContext& context, const std::string& text) {
     return context.Resolve(Parse(text), QPDFObjectHandle::newNull(), 0);
   }
@@ -133,12 +140,7 @@ TEST_F(PictureConversionTest, ManySamplesAtOnceEqualOneByOne) {
   };
   // Without an output intent (sRGB and the built-in separation) and with one.
   for (const bool intent : {false, true}) {
-    if (intent) {
-      pdf.getRoot().replaceKey(
-          "/OutputIntents",
-          Parse("[<< /Type /OutputIntent /S /GTS_PDFX /DestOutputProfile " +
-                Ref(Stream("<< /N 4 >>", test::BlackOnlyPressProfile())) + " >>]"));
-    }
+    if (intent) UseBlackPressIntent();
     ColorContext context(pdf, warnings);
     for (const std::string& text : spaces) {
       const auto space = Resolve(context, text);
@@ -196,10 +198,7 @@ TEST_F(PictureConversionTest, OptimisedRgbStaysNearExact) {
     expect_near(*Resolve(context, icc), 3, "ICC into the built-in separation");
     expect_near(*Resolve(context, cal), 3, "CalRGB into the built-in separation");
   }
-  pdf.getRoot().replaceKey(
-      "/OutputIntents",
-      Parse("[<< /Type /OutputIntent /S /GTS_PDFX /DestOutputProfile " +
-            Ref(Stream("<< /N 4 >>", test::BlackOnlyPressProfile())) + " >>]"));
+  UseBlackPressIntent();
   ColorContext context(pdf, warnings);
   expect_near(*Resolve(context, "/DeviceRGB"), 1, "DeviceRGB into the output intent");
   expect_near(*Resolve(context, icc), 1, "ICC into the output intent");
