@@ -11,13 +11,13 @@
 #include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
 #include "collect/image_object_info.h"
-#include "test_picture.h"
 #include "composite/blend_term.h"
 #include "ovrel/fill.h"
 #include "ovrel/fill_builder.h"
 #include "qordoc/document.h"
 #include "scan/collect_fill_components.h"
 #include "scan/scan_converter.h"
+#include "test_picture.h"
 #include "test_scene.h"
 
 namespace {
@@ -201,42 +201,32 @@ TEST(FillComponents, EmptyFillsGiveEmptyPageContainers) {
   }
 }
 
+// Normal opaque groups with both flags clear (explicitly or by default), groups
+// whose attribute has no transparency and groups without an attribute are all
+// flattened in order; empty ones leave nothing behind.
 TEST(FillComponents, PlainGroupsAreFlattenedInOrder) {
   Page p;
   auto a = p.Path(Cmyk(1, 0, 0, 0));
   auto b = p.Path(Cmyk(0, 1, 0, 0));
   auto c = p.Path(Cmyk(0, 0, 1, 0));
   auto d = p.Path(Cmyk(0, 0, 0, 1));
+  auto e = p.Path(Cmyk(1, 1, 0, 0));
+  auto f = p.Path(Cmyk(0, 1, 1, 0));
   p.Build();
-  // Normal and opaque with both flags clear, and explicitly so.
   auto fill = TFillBuilder()
                   .Add(TFillBuilder::Element(*a))
                   .Add(Group(std::make_shared<const QorBlend::Transparency>(),
                              {TFillBuilder::Element(*b), TFillBuilder::Element(*c)}))
                   .Add(Group(Flags(0, 0), {TFillBuilder::Element(*d)}))
-                  .Build();
-  const auto collected = Collect(fill.get());
-  EXPECT_EQ(Ids(*collected.objects),
-            (std::vector<std::size_t>{a->GetID(), b->GetID(), c->GetID(), d->GetID()}));
-}
-
-TEST(FillComponents, GroupsWithoutTransparencyAreFlattened) {
-  Page p;
-  auto a = p.Path(Cmyk(1, 0, 0, 0));
-  auto b = p.Path(Cmyk(0, 1, 0, 0));
-  auto c = p.Path(Cmyk(0, 0, 1, 0));
-  p.Build();
-  // A group attribute without transparency, and a group without any attribute.
-  auto fill = TFillBuilder()
-                  .Add(Group(nullptr, {TFillBuilder::Element(*a), TFillBuilder::Element(*b)}))
+                  .Add(Group(nullptr, {TFillBuilder::Element(*e)}))
                   .Add(TFillBuilder::Group(
-                      nullptr, {TFillBuilder::Group(nullptr, {TFillBuilder::Element(*c)})}))
+                      nullptr, {TFillBuilder::Group(nullptr, {TFillBuilder::Element(*f)})}))
+                  .Add(Group(nullptr, {}))
+                  .Add(Group(Flags(0, 0), {}))
                   .Build();
   EXPECT_EQ(Ids(*Collect(fill.get()).objects),
-            (std::vector<std::size_t>{a->GetID(), b->GetID(), c->GetID()}));
-  // An empty group leaves nothing behind.
-  auto empty = TFillBuilder().Add(Group(nullptr, {})).Add(Group(Flags(0, 0), {})).Build();
-  EXPECT_TRUE(Collect(empty.get()).objects->records.empty());
+            (std::vector<std::size_t>{a->GetID(), b->GetID(), c->GetID(), d->GetID(), e->GetID(),
+                                      f->GetID()}));
 }
 
 TEST(FillComponents, IsolatedAndKnockoutGroupsKeepTheirLevel) {
