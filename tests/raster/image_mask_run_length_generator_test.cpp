@@ -315,7 +315,7 @@ void ExpectScaledMatchesReference(Kind kind, double side, const std::shared_ptr<
   ExpectMatchesReference(BoundingBox(p.o, p.u, p.v, 2), mask, t, env, random);
 }
 
-TEST(ImageMaskRunLengthGenerator, TinyMasksUpscaled) {
+TEST(ImageMaskRunLengthGenerator, TinyMasksUpscaledAndMasksDownscaled) {
   std::mt19937 random(3);
   const QorSc::Environment env = OneToOne();
 
@@ -331,22 +331,15 @@ TEST(ImageMaskRunLengthGenerator, TinyMasksUpscaled) {
     ASSERT_EQ(ToPairs(generator.Runs()), expected) << "line " << line;
   }
 
+  // One to six samples over 50 pixels, and 40 × 40 samples over 7.
   for (int round = 0; round < 8; ++round) {
-    const auto mask = RandomMask(random, round % 2 == 0 ? 1 : 2, round % 2 == 0 ? 1 : 3, 0.6);
-    for (Kind kind : {Kind::kUpright, Kind::kMirroredY, Kind::kQuarterTurnLeft, Kind::kRotated}) {
-      ExpectScaledMatchesReference(kind, 50.0, mask, env, random);
-    }
-  }
-}
-
-TEST(ImageMaskRunLengthGenerator, MasksDownscaled) {
-  std::mt19937 random(4);
-  const QorSc::Environment env = OneToOne();
-  for (int round = 0; round < 8; ++round) {
-    const auto mask = RandomMask(random, 40, 40, 0.5);
+    const auto tiny = RandomMask(random, round % 2 == 0 ? 1 : 2, round % 2 == 0 ? 1 : 3, 0.6);
+    for (Kind kind : {Kind::kUpright, Kind::kMirroredY, Kind::kQuarterTurnLeft, Kind::kRotated})
+      ExpectScaledMatchesReference(kind, 50.0, tiny, env, random);
+    const auto large = RandomMask(random, 40, 40, 0.5);
     for (Kind kind : {Kind::kUpright, Kind::kMirroredX, Kind::kQuarterTurnRight, Kind::kRotated30,
                       Kind::kGeneralShear}) {
-      ExpectScaledMatchesReference(kind, 7.0, mask, env, random);
+      ExpectScaledMatchesReference(kind, 7.0, large, env, random);
     }
   }
 }
@@ -408,13 +401,21 @@ TEST(ImageMaskRunLengthGenerator, RightBorderReadsTheLastColumn) {
   EXPECT_EQ(ToPairs(mirrored.Runs()), (Pairs{{0, 2}}));
 }
 
-TEST(ImageMaskRunLengthGenerator, SingularPlacementCoversNothing) {
+// Singular placements and masks without samples cover nothing on any line.
+TEST(ImageMaskRunLengthGenerator, SingularPlacementsAndEmptyMasksCoverNothing) {
   std::mt19937 random(5);
   const QorSc::Environment env = OneToOne();
-  const auto mask = RandomMask(random, 8, 8, 1.0);
-  for (const Transformation& t :
-       {PlaceInPixels({10.0, 10.0}, {20.0, 10.0}, {40.0, 20.0}),
-        PlaceInPixels({10.0, 10.0}, {0.0, 0.0}, {0.0, 30.0}), Transformation{0, 0, 0, 0, 10, 10}}) {
+  const auto full = RandomMask(random, 8, 8, 1.0);
+  const Transformation upright = PlaceInPixels({0.0, 0.0}, {50.0, 0.0}, {0.0, 50.0});
+  const std::pair<std::shared_ptr<Mask>, Transformation> cases[] = {
+      {full, PlaceInPixels({10.0, 10.0}, {20.0, 10.0}, {40.0, 20.0})},
+      {full, PlaceInPixels({10.0, 10.0}, {0.0, 0.0}, {0.0, 30.0})},
+      {full, Transformation{0, 0, 0, 0, 10, 10}},
+      {std::make_shared<Mask>(0, 4, 1), upright},
+      {std::make_shared<Mask>(4, 0, 1), upright},
+      {std::make_shared<Mask>(0, 0, 1), upright},
+  };
+  for (const auto& [mask, t] : cases) {
     ImageMaskRunLengthGenerator generator(Box{0, 0, 100, 100}, mask, t, env);
     for (long long line = 0; line < 100; ++line) {
       generator.GenerateRuns(line);
@@ -438,19 +439,6 @@ TEST(ImageMaskRunLengthGenerator, ExtremePlacementsFollowTheRule) {
           Transformation{nan, 0, 0, 1, 0, 0}, Transformation{inf, 0, 0, 1, 0, 0},
           Transformation{1e-300, 0, 0, 1e-300, 5.25, 5.25}}) {
       ExpectMatchesReference(Box{0, 0, 30, 30}, mask, t, env, random);
-    }
-  }
-}
-
-TEST(ImageMaskRunLengthGenerator, ZeroSizeMasksCoverNothing) {
-  const QorSc::Environment env = OneToOne();
-  const Transformation t = PlaceInPixels({0.0, 0.0}, {50.0, 0.0}, {0.0, 50.0});
-  for (const auto& mask : {std::make_shared<Mask>(0, 4, 1), std::make_shared<Mask>(4, 0, 1),
-                           std::make_shared<Mask>(0, 0, 1)}) {
-    ImageMaskRunLengthGenerator generator(Box{0, 0, 60, 60}, mask, t, env);
-    for (long long line = 0; line < 60; ++line) {
-      generator.GenerateRuns(line);
-      ASSERT_TRUE(generator.Runs().empty());
     }
   }
 }
