@@ -148,69 +148,64 @@ TEST(Groups, DrawingThroughEqualsPaintingTheChildren) {
   }
 }
 
-// A page with one cyan rectangle masked by `mask`.
-std::vector<float> MaskedLine(QorDoc::DocumentBuilder& b, QorDoc::Content& page,
-                              std::shared_ptr<const QorBlend::SoftMask> mask, long long y,
+// Line 3 of a page with one cyan rectangle over the whole page, masked by the mask
+// `make` returns for a content of one band (x 10 to 20) painted with `band`.
+using MakeMask = std::function<std::shared_ptr<QorBlend::SoftMask>(const QorDoc::Content*)>;
+std::vector<float> MaskedLine(const QorDoc::Fillable::Painting& band, const MakeMask& make,
                               QorSc::HalftoneMode halftones = QorSc::kHalftoneNone) {
+  QorDoc::DocumentBuilder b;
+  auto& page = b.AddPage();
+  auto& content = b.AddContent();
+  b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), band);
   QorDoc::Fillable::Painting painting = Fill("Cyan", 1.0f);
   auto t = std::make_shared<QorBlend::Transparency>();
-  t->SetSoftMask(std::move(mask));
+  t->SetSoftMask(make(&content));
   painting.transparency = t;
   b.AddPath(page, WorldShape(Rect(0, 0, kWidth, kHeight)), painting);
   auto doc = b.Build();
   QorSc::Options options(kPlates, {});
   options.SetHalftoneMode(halftones);
-  return RenderLine(page, y, options);
+  return RenderLine(page, 3, options);
 }
 
 TEST(SoftMasks, AlphaMasksTakeTheContentsAlpha) {
-  QorDoc::DocumentBuilder b;
-  auto& page = b.AddPage();
-  auto& content = b.AddContent();
-  b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
-  const auto line =
-      MaskedLine(b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, true), 3);
+  const auto line = MaskedLine(Fill("Black", 1.0f, 0.4f), [](const QorDoc::Content* content) {
+    return std::make_shared<QorBlend::SoftMask>(content, T{}, true);
+  });
   EXPECT_EQ(line[15 * 3], 0.4f);
   EXPECT_EQ(line[5 * 3], 0.0f) << "no content: no alpha";
 }
 
 TEST(SoftMasks, LuminosityMasksReadTheContentOverTheBackdropColour) {
   for (bool white : {false, true}) {
-    QorDoc::DocumentBuilder b;
-    auto& page = b.AddPage();
-    auto& content = b.AddContent();
-    b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 0.3f));
     QorColor::Color backdrop;
     if (white) backdrop.Add("Black", 0.0f);
-    const auto line = MaskedLine(
-        b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, false, backdrop), 3);
+    const auto line = MaskedLine(Fill("Black", 0.3f), [&](const QorDoc::Content* content) {
+      return std::make_shared<QorBlend::SoftMask>(content, T{}, false, backdrop);
+    });
     EXPECT_EQ(line[15 * 3], 1.0f - 0.3f);
     EXPECT_EQ(line[5 * 3], white ? 1.0f : 0.0f) << "the backdrop colour where nothing is";
   }
 }
 
 TEST(SoftMasks, TransferFunctionsMapTheValues) {
-  QorDoc::DocumentBuilder b;
-  auto& page = b.AddPage();
-  auto& content = b.AddContent();
-  b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f, 0.4f));
   const std::function<float(float)> invert = [](float v) { return 1.0f - v; };
-  const auto line = MaskedLine(
-      b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, true, QorColor::Color{}, invert),
-      3);
+  const auto line = MaskedLine(Fill("Black", 1.0f, 0.4f), [&](const QorDoc::Content* content) {
+    return std::make_shared<QorBlend::SoftMask>(content, T{}, true, QorColor::Color{}, invert);
+  });
   EXPECT_NEAR(line[15 * 3], 0.6f, 1e-6f);
   EXPECT_EQ(line[5 * 3], 1.0f);
 }
 
 TEST(SoftMasks, HalftoneLabelModesMakeMasksAllOrNothing) {
   for (auto mode : {QorSc::kHalftoneLabels, QorSc::kHalftoneLabelsFullInk}) {
-    QorDoc::DocumentBuilder b;
-    auto& page = b.AddPage();
-    auto& content = b.AddContent();
-    b.AddPath(content, WorldShape(Rect(10, 0, 20, kHeight)), Fill("Black", 1.0f));
     // Full black content: luminosity 0; mode 2 skips that step and takes coverage.
-    const auto line =
-        MaskedLine(b, page, std::make_shared<QorBlend::SoftMask>(&content, T{}, false), 3, mode);
+    const auto line = MaskedLine(
+        Fill("Black", 1.0f),
+        [](const QorDoc::Content* content) {
+          return std::make_shared<QorBlend::SoftMask>(content, T{}, false);
+        },
+        mode);
     const float expected = mode == QorSc::kHalftoneLabelsFullInk ? 1.0f : 0.0f;
     EXPECT_EQ(line[15 * 3] != 0.0f, expected != 0.0f) << "mode " << mode;
     EXPECT_EQ(line[5 * 3], 0.0f);
