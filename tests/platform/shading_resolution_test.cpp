@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "qorshading/shading.h"
@@ -138,8 +139,8 @@ TEST(ShadingResolution, FunctionBasedShadingsEvaluateAtThePixelCentre) {
   mesh->domain = {QorPaint::Interval{0, 2}, QorPaint::Interval{-1, 1}};
   mesh->matrix = {20, 5, -3, 15, 10, 30};
   mesh->function = std::make_shared<QorPaint::CalculatorFunction>(
-      std::vector<QorPaint::Interval>{{0, 2}, {-1, 1}},
-      std::vector<QorPaint::Interval>{{-10, 10}}, "mul");
+      std::vector<QorPaint::Interval>{{0, 2}, {-1, 1}}, std::vector<QorPaint::Interval>{{-10, 10}},
+      "mul");
   // Placement: flip y inside the box.
   const QorShading::PixelPlacement placement{1, 0, 0, -1, 0, 64};
   auto shading = ShadingFactory::MakeShading(mesh, placement, kBox);
@@ -175,20 +176,16 @@ TEST(ShadingResolution, FunctionValuesStayWithinTheirToleranceAcrossStepsAndBend
   };
   // u in [0, 1] across the box, v down it; a slight slant crosses columns.
   const auto two_inputs = std::vector<Interval>{{0, 1}, {0, 1}};
+  auto calculator = [&](const char* program, std::vector<Interval> range = {{0, 1}}) {
+    return std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::move(range), program);
+  };
+  // A step along u, a step moving with v, a kink, fast bends, a plane.
   std::vector<std::shared_ptr<const QorPaint::Function>> functions{
-      // A step along u, a step moving with v, a kink, fast bends, a plane.
-      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
-                                                     "pop 0.4 gt { 1 } { 0 } ifelse"),
-      std::make_shared<QorPaint::CalculatorFunction>(
-          two_inputs, std::vector<Interval>{{0, 1}},
-          "0.3 mul sub 0.5 lt { 0.2 } { 0.20005 } ifelse"),
-      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
-                                                     "pop 0.55 sub abs"),
-      std::make_shared<QorPaint::CalculatorFunction>(
-          two_inputs, std::vector<Interval>{{0, 1}, {-1, 1}},
-          "dup 0.5 mul 3 1 roll 90 mul add 1000 mul sin"),
-      std::make_shared<QorPaint::CalculatorFunction>(two_inputs, std::vector<Interval>{{0, 1}},
-                                                     "0.25 mul exch 0.5 mul add"),
+      calculator("pop 0.4 gt { 1 } { 0 } ifelse"),
+      calculator("0.3 mul sub 0.5 lt { 0.2 } { 0.20005 } ifelse"),
+      calculator("pop 0.55 sub abs"),
+      calculator("dup 0.5 mul 3 1 roll 90 mul add 1000 mul sin", {{0, 1}, {-1, 1}}),
+      calculator("0.25 mul exch 0.5 mul add"),
   };
   // A coarse sampled grid: kinks along its cells' edges.
   functions.push_back(std::make_shared<QorPaint::SampledFunction>(
