@@ -5,11 +5,11 @@
 // and its rounded end lines (each polygon corner is rounded once, for both sides
 // that meet there).
 //
-// MonotoneChain: consecutive segments that all go the same way in y. Two chains
-// (ScratchChains, with a buffer for a stroke piece's corners, the sides and chain
-// indexes of a polygon inside the sample box, and the stores that edges are built
-// in) are scratch storage shared by every generator a conversion builds; they keep
-// their capacity, so building allocates only the finished edges.
+// A chain: consecutive segments that all go the same way in y. ScratchChains (a
+// buffer for a polygon's corners, the sides of the polygon being filtered with its
+// two chains as indexes into them, and the stores that edges are built in) is scratch
+// storage shared by every generator a conversion builds; it keeps its capacity, so
+// building allocates only the finished edges.
 //
 // Edge: a finished chain stored from smaller to larger y, with the lines it crosses
 // ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
@@ -50,32 +50,6 @@ struct PathSegment {
   }
 };
 
-class MonotoneChain {
- public:
-  // Takes the segment when empty (adopting its direction) or when it goes the same
-  // way; refuses otherwise.
-  bool Accept(const PathSegment& s) {
-    if (segments_.empty()) {
-      increasing_ = s.Increasing();
-    } else if (s.Increasing() != increasing_) {
-      return false;
-    }
-    segments_.push_back(s);
-    return true;
-  }
-  void Append(const MonotoneChain& other) {
-    segments_.insert(segments_.end(), other.segments_.begin(), other.segments_.end());
-  }
-  void Clear() { segments_.clear(); }
-  bool Empty() const { return segments_.empty(); }
-  bool Increasing() const { return increasing_; }
-  const std::vector<PathSegment>& Segments() const { return segments_; }
-
- private:
-  std::vector<PathSegment> segments_;
-  bool increasing_ = false;
-};
-
 struct Edge {
   struct Segment {
     double x0;    // x at the upper end
@@ -95,13 +69,11 @@ struct Edge {
 };
 
 struct ScratchChains {
-  MonotoneChain first;
-  MonotoneChain current;
-  // A stroke piece's corners in internal space, mapped once for culling and edges.
+  // A stroke piece's corners in internal space, mapped once for culling and edges, or
+  // a point enumerator's polygon, gathered.
   std::vector<Point<double>> piece;
-  // A polygon wholly inside the sample box: its sides that cross a row, and its two
-  // chains as indexes into them. They keep their capacity, so that a polygon
-  // allocates nothing once they fit.
+  // The sides the filter takes in of the polygon being added, and its two chains as
+  // indexes into them.
   std::vector<PathSegment> sides;
   std::vector<std::uint32_t> firstChain;
   std::vector<std::uint32_t> currentChain;

@@ -5,8 +5,20 @@
 
 #include <algorithm>
 #include <limits>
+#include <stdexcept>
 
 namespace QorSc {
+
+// Without branches: a corner's side of the box is as good as random along an outline.
+inline std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {
+  return (x < sample_x0_ ? kLeftOfSamples : 0u) | (x >= sample_x1_ ? kRightOfSamples : 0u) |
+         (y < sample_y0_ ? kAboveSamples : 0u) | (y >= sample_y1_ ? kBelowSamples : 0u);
+}
+
+inline PathRunLengthGeneratorBuilder::Corner PathRunLengthGeneratorBuilder::CornerOf(
+    const Point<double>& p) const {
+  return {p.x, p.y, OutcodeOf(p.x, p.y), RoundToPixel(p.y)};
+}
 
 PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
     std::uint32_t windingRule, const QorMath::Rectangle<long long>& box, ScratchChains& chains)
@@ -131,107 +143,24 @@ void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std
   }
   // Every corner inside the sample box (as its outcode tells; the comparisons are
   // those of OutcodeOf), so the filter can drop nothing for lying beyond it.
-  if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_ &&
-      count <= std::numeric_limits<std::uint32_t>::max()) {
-    AddInsidePolygon(corners, count);
-    return;
+  if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_) {
+    AddIndexedPolygon<true>(corners, count);
+  } else {
+    AddIndexedPolygon<false>(corners, count);
   }
-  std::size_t i = 0;
-  AddClosedPolygon([corners, count, &i](Point<double>& out) {
-    if (i == count) return false;
-    out = corners[i++];
-    return true;
-  });
-}
-
-std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {
-  std::uint32_t code = 0;
-  if (x < sample_x0_) code |= kLeftOfSamples;
-  if (x >= sample_x1_) code |= kRightOfSamples;
-  if (y < sample_y0_) code |= kAboveSamples;
-  if (y >= sample_y1_) code |= kBelowSamples;
-  return code;
-}
-
-PathRunLengthGeneratorBuilder::Corner PathRunLengthGeneratorBuilder::CornerOf(
-    const Point<double>& p) const {
-  return {p.x, p.y, OutcodeOf(p.x, p.y), RoundToPixel(p.y)};
-}
-
-PathSegment PathRunLengthGeneratorBuilder::SideOf(const Corner& from, const Corner& to) {
-  return {from.x, from.y, to.x, to.y, from.outcode & to.outcode, from.line, to.line};
 }
 
 void PathRunLengthGeneratorBuilder::AddPoints(PointEnumerator& points) {
   if (BoxIsEmpty()) return;
-  AddClosedPolygon([&points](Point<double>& out) { return points.Next(out); });
-}
-
-template <class Next>
-void PathRunLengthGeneratorBuilder::AddClosedPolygon(Next next) {
-  chains_.first.Clear();
-  chains_.current.Clear();
-  filter_ = kEmpty;
-
+  // Gathered in the stroke pieces' buffer, which only grows.
+  std::vector<Point<double>>& corners = chains_.piece;
+  std::size_t count = 0;
   Point<double> p;
-  if (!next(p)) return;
-  const Corner first = CornerOf(p);
-  Corner previous = first;
-  while (next(p)) {
-    const Corner corner = CornerOf(p);
-    PathSegment s = SideOf(previous, corner);
-    Feed(s);
-    previous = corner;
+  while (points.Next(p)) {
+    if (count == corners.size()) corners.resize(std::max<std::size_t>(16, 2 * count));
+    corners[count++] = p;
   }
-  if (previous.x != first.x || previous.y != first.y) {
-    PathSegment s = SideOf(previous, first);
-    Feed(s);
-  }
-  Flush();
-  chains_.first.Clear();
-  chains_.current.Clear();
-  filter_ = kEmpty;
-}
-
-void PathRunLengthGeneratorBuilder::Feed(PathSegment& s) {
-  if (s.outcode & (kAboveSamples | kBelowSamples)) return;
-  if (s.outcode == 0 && !s.Crosses()) return;
-  switch (filter_) {
-    case kEmpty:
-      first_pending_ = s;
-      filter_ = kFirst;
-      break;
-    case kFirst:
-      switch (MergeInto(first_pending_, s)) {
-        case Merge::kMerged:
-          break;
-        case Merge::kAnnihilated:
-          filter_ = kEmpty;
-          break;
-        case Merge::kApart:
-          last_pending_ = s;
-          filter_ = kFirstAndLast;
-          break;
-      }
-      break;
-    case kFirstHeld:
-      last_pending_ = s;
-      filter_ = kFirstAndLast;
-      break;
-    case kFirstAndLast:
-      switch (MergeInto(last_pending_, s)) {
-        case Merge::kMerged:
-          break;
-        case Merge::kApart:
-          Commit(last_pending_);
-          last_pending_ = s;
-          break;
-        case Merge::kAnnihilated:
-          filter_ = chains_.first.Empty() ? kFirst : kFirstHeld;
-          break;
-      }
-      break;
-  }
+  if (count != 0) AddIndexedPolygon<false>(corners.data(), count);
 }
 
 PathRunLengthGeneratorBuilder::Merge PathRunLengthGeneratorBuilder::MergeInto(
@@ -259,60 +188,6 @@ bool PathRunLengthGeneratorBuilder::IsSpike(const PathSegment& a, const PathSegm
     return RoundToPixel(xa) == RoundToPixel(xb);
   }
   return false;
-}
-
-void PathRunLengthGeneratorBuilder::Flush() {
-  switch (filter_) {
-    case kEmpty:
-    case kFirst:
-      return;
-    case kFirstHeld:
-      Commit(first_pending_);
-      break;
-    case kFirstAndLast:
-      switch (MergeInto(last_pending_, first_pending_)) {
-        case Merge::kMerged:
-          Commit(last_pending_);
-          break;
-        case Merge::kApart:
-          Commit(last_pending_);
-          Commit(first_pending_);
-          break;
-        case Merge::kAnnihilated:
-          break;
-      }
-      break;
-  }
-  MonotoneChain& first = chains_.first;
-  MonotoneChain& current = chains_.current;
-  if (!first.Empty() && first.Increasing() == current.Increasing()) {
-    current.Append(first);
-    BuildEdge(current);
-  } else {
-    BuildEdge(current);
-    BuildEdge(first);
-  }
-}
-
-void PathRunLengthGeneratorBuilder::Commit(PathSegment& s) {
-  if (s.outcode != 0 && !s.Crosses()) return;
-  MonotoneChain& current = chains_.current;
-  if (!current.Empty()) {
-    if (!current.Accept(s)) {
-      BuildEdge(current);
-      current.Clear();
-      current.Accept(s);
-    }
-  } else if (!chains_.first.Accept(s)) {
-    current.Accept(s);
-  }
-}
-
-void PathRunLengthGeneratorBuilder::BuildEdge(const MonotoneChain& chain) {
-  if (chain.Empty()) return;
-  const std::vector<PathSegment>& segments = chain.Segments();
-  StoreEdge(segments.size(), chain.Increasing(),
-            [&segments](std::size_t i) -> const PathSegment& { return segments[i]; });
 }
 
 // `side(i)` gives the chain's i-th segment in path order.
@@ -345,38 +220,62 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
   edges_.push_back(edge);
 }
 
-// The segment filter and chains above, for a polygon whose corners all lie inside the
-// sample box: every side then has outcode 0, so no side is dropped for lying beyond
-// the box and no two merge; the filter only drops sides that cross no row and cancels
-// spikes. Only the sides that cross a row are kept, in one array, and the chains hold
-// their indexes, so nothing is copied until the edges are stored; each step below is
-// the general filter's step with the outcode cases removed, and the edges come out
-// the same, in the same order. The sides and indexes live in the scratch chains and
-// keep their capacity, so that a polygon allocates nothing once they fit.
-void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corners,
-                                                     std::size_t count) {
-  // Kept by clearing, so the store grows only to the most crossing sides a polygon
-  // has had, as the general filter's chains do.
+// The segment filter and the chains, over a polygon's sides by index. A side the
+// filter takes in is kept in one array (the scratch chains' sides, which keep their
+// capacity, so that a polygon allocates nothing once they fit) and the two chains hold
+// indexes into it, so nothing is copied until the edges are stored. The first side is
+// held back to the end, so that it can still merge with the closing one; a merge
+// rewrites the end of the pending side in place, and the last chain joins the first
+// across the start when both go the same way. When every corner lies inside the
+// sample box (kInside) every side has outcode 0: none lies beyond the box and no two
+// merge, so the filter only drops sides that cross no row and cancels spikes, and the
+// outcodes are not computed.
+template <bool kInside>
+void PathRunLengthGeneratorBuilder::AddIndexedPolygon(const Point<double>* corners,
+                                                      std::size_t count) {
+  if (count > std::numeric_limits<std::uint32_t>::max())
+    throw std::length_error("a polygon of more than 2^32 corners");
+  // Grown by doubling as sides are taken in, never shrunk: the store grows only to
+  // about the most sides a polygon has taken in, not to its corners.
   std::vector<PathSegment>& sides = chains_.sides;
-  sides.clear();
-  const long long first_line = RoundToPixel(corners[0].y);
-  long long previous_line = first_line;
-  for (std::size_t i = 1; i < count; ++i) {
-    const long long line = RoundToPixel(corners[i].y);
-    if (line != previous_line) {
-      sides.push_back(
-          {corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0, previous_line, line});
+  std::size_t side_count = 0;
+  auto append = [&sides, &side_count](const PathSegment& side) {
+    if (side_count == sides.size()) sides.resize(std::max<std::size_t>(16, 2 * side_count));
+    sides[side_count++] = side;
+  };
+  if constexpr (kInside) {
+    const long long first_line = RoundToPixel(corners[0].y);
+    long long previous_line = first_line;
+    for (std::size_t i = 1; i < count; ++i) {
+      const long long line = RoundToPixel(corners[i].y);
+      if (line != previous_line) {
+        append({corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0,
+                previous_line, line});
+      }
+      previous_line = line;
     }
-    previous_line = line;
+    // The closing side, when the data do not close the polygon.
+    const Point<double>& last = corners[count - 1];
+    if ((last.x != corners[0].x || last.y != corners[0].y) && previous_line != first_line)
+      append({last.x, last.y, corners[0].x, corners[0].y, 0, previous_line, first_line});
+  } else {
+    // What the filter drops at once: a side wholly above the first row of centres or
+    // at or below the last, and one in the column band that crosses no row.
+    auto take = [&append](const Corner& from, const Corner& to) {
+      const std::uint32_t outcode = from.outcode & to.outcode;
+      if (outcode & (kAboveSamples | kBelowSamples)) return;
+      if (outcode == 0 && from.line == to.line) return;
+      append({from.x, from.y, to.x, to.y, outcode, from.line, to.line});
+    };
+    const Corner first = CornerOf(corners[0]);
+    Corner previous = first;
+    for (std::size_t i = 1; i < count; ++i) {
+      const Corner corner = CornerOf(corners[i]);
+      take(previous, corner);
+      previous = corner;
+    }
+    if (previous.x != first.x || previous.y != first.y) take(previous, first);
   }
-  // The closing side, when the data do not close the polygon.
-  const Point<double>& last_corner = corners[count - 1];
-  if ((last_corner.x != corners[0].x || last_corner.y != corners[0].y) &&
-      previous_line != first_line) {
-    sides.push_back(
-        {last_corner.x, last_corner.y, corners[0].x, corners[0].y, 0, previous_line, first_line});
-  }
-  const std::size_t side_count = sides.size();
   if (side_count == 0) return;
 
   std::vector<std::uint32_t>& first_store = chains_.firstChain;
@@ -406,6 +305,7 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
               [&](std::size_t i) -> const PathSegment& { return sides[chain.sides[i]]; });
   };
   auto commit = [&](std::size_t k) {
+    if (!kInside && sides[k].outcode != 0 && !sides[k].Crosses()) return;
     if (current.size != 0) {
       if (!accept(current, k)) {
         build(current);
@@ -416,7 +316,11 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
       accept(current, k);
     }
   };
-  auto spike = [&sides](std::size_t a, std::size_t b) { return IsSpike(sides[a], sides[b]); };
+  // Side b merged into side a, which then ends where b ends.
+  auto merge = [&](std::size_t a, std::size_t b) {
+    if (kInside) return IsSpike(sides[a], sides[b]) ? Merge::kAnnihilated : Merge::kApart;
+    return MergeInto(sides[a], sides[b]);
+  };
 
   FilterState state = kFirst;
   std::size_t first_pending = 0;
@@ -428,11 +332,16 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
         state = kFirst;
         break;
       case kFirst:
-        if (spike(first_pending, k)) {
-          state = kEmpty;
-        } else {
-          last_pending = k;
-          state = kFirstAndLast;
+        switch (merge(first_pending, k)) {
+          case Merge::kMerged:
+            break;
+          case Merge::kAnnihilated:
+            state = kEmpty;
+            break;
+          case Merge::kApart:
+            last_pending = k;
+            state = kFirstAndLast;
+            break;
         }
         break;
       case kFirstHeld:
@@ -440,11 +349,16 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
         state = kFirstAndLast;
         break;
       case kFirstAndLast:
-        if (spike(last_pending, k)) {
-          state = first_chain.size == 0 ? kFirst : kFirstHeld;
-        } else {
-          commit(last_pending);
-          last_pending = k;
+        switch (merge(last_pending, k)) {
+          case Merge::kMerged:
+            break;
+          case Merge::kApart:
+            commit(last_pending);
+            last_pending = k;
+            break;
+          case Merge::kAnnihilated:
+            state = first_chain.size == 0 ? kFirst : kFirstHeld;
+            break;
         }
         break;
     }
@@ -457,9 +371,16 @@ void PathRunLengthGeneratorBuilder::AddInsidePolygon(const Point<double>* corner
       commit(first_pending);
       break;
     case kFirstAndLast:
-      if (!spike(last_pending, first_pending)) {
-        commit(last_pending);
-        commit(first_pending);
+      switch (merge(last_pending, first_pending)) {
+        case Merge::kMerged:
+          commit(last_pending);
+          break;
+        case Merge::kApart:
+          commit(last_pending);
+          commit(first_pending);
+          break;
+        case Merge::kAnnihilated:
+          break;
       }
       break;
   }

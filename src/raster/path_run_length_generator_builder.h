@@ -14,11 +14,12 @@
 // - the polygon's first segment is held back to the end, so that it can still merge
 //   with the closing segment, and the last chain joins the first across the start.
 //
-// A polygon given as corners that lie wholly inside the sample box (most pieces of a
-// stroke outline, most glyph contours) takes a shorter road with the same result: no
-// side can lie beyond the box, so the filter keeps its sides in place and only drops
-// those that cross no row and cancels spikes. Edges are built in stores lent by the
-// scratch chains and handed to the generator exactly sized.
+// A polygon given as corners (stroke pieces, glyph contours) takes a shorter road with
+// the same result: its sides go through the filter by index, merged in place, and are
+// copied only into the edges; when its corners lie wholly inside the sample box no
+// side can lie beyond it, so the filter only drops those that cross no row and cancels
+// spikes. Edges are built in stores lent by the scratch chains and handed to the
+// generator exactly sized.
 #pragma once
 
 #include <cstdint>
@@ -85,7 +86,6 @@ class PathRunLengthGeneratorBuilder {
 
   std::uint32_t OutcodeOf(double x, double y) const;
   Corner CornerOf(const Point<double>& p) const;
-  static PathSegment SideOf(const Corner& from, const Corner& to);
   bool BoxIsEmpty() const { return box_.right <= box_.left || box_.bottom <= box_.top; }
 
   // A corner-point polygon with its box (in the points' own space), culled on it.
@@ -99,19 +99,14 @@ class PathRunLengthGeneratorBuilder {
   // Adds one polygon of internal-space corners, closed, unless its corners' box
   // misses the pixel box.
   void AddCorners(const Point<double>* corners, std::size_t count);
-  // Adds one polygon, closed, from a source `next(point)` that returns false at the end.
-  template <class Next>
-  void AddClosedPolygon(Next next);
-  void Feed(PathSegment& s);
   Merge MergeInto(PathSegment& a, PathSegment& b) const;
-  void Flush();
-  void Commit(PathSegment& s);
-  void BuildEdge(const MonotoneChain& chain);
   template <class Side>
   void StoreEdge(std::size_t count, bool increasing, Side side);
   static bool IsSpike(const PathSegment& a, const PathSegment& b);
-  // The filter for a polygon of corners that all lie inside the sample box.
-  void AddInsidePolygon(const Point<double>* corners, std::size_t count);
+  // The filter and chains over a polygon of corners by side index; kInside when every
+  // corner lies inside the sample box.
+  template <bool kInside>
+  void AddIndexedPolygon(const Point<double>* corners, std::size_t count);
   void ReturnStores();
 
   QorMath::Rectangle<long long> box_;
@@ -123,13 +118,10 @@ class PathRunLengthGeneratorBuilder {
   std::vector<Edge> edges_;
   std::vector<Edge::Segment> segments_;
 
-  // Segment filter of the polygon being added.
+  // States of the segment filter of a polygon.
   // kFirst: only the first segment is pending and the next one may merge into it;
   // kFirstHeld: the first is held back but segments were committed since.
   enum FilterState { kEmpty = 0, kFirst = 1, kFirstHeld = 2, kFirstAndLast = 3 };
-  FilterState filter_ = kEmpty;
-  PathSegment first_pending_{};
-  PathSegment last_pending_{};
 };
 
 }  // namespace QorSc
