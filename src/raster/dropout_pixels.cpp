@@ -10,15 +10,6 @@
 namespace QorSc {
 namespace {
 
-// A polygon corner in internal space with its coordinates rounded to pixel lines
-// and clamped to the box's lines once (each corner ends two edges, read along both
-// axes).
-struct Corner {
-  Point<double> p;
-  long long row;
-  long long column;
-};
-
 // Where an edge crosses a centre line: the position along the line and the edge's
 // direction. Its line is the bucket that holds it.
 struct Crossing {
@@ -52,9 +43,11 @@ class SharedCells {
 
   bool Any(const Crossing* begin, const Crossing* end) {
     if (end - begin < 2) return false;
-    ++stamp_;  // a new line: earlier stamps no longer count
+    // A new line: earlier stamps no longer count. Only lines of two crossings or more
+    // take a stamp, and there are fewer of those than crossings, so it never wraps.
+    ++stamp_;
     for (const Crossing* c = begin; c != end; ++c) {
-      std::size_t& stamp = stamps_[Index(c->at)];
+      std::uint32_t& stamp = stamps_[Index(c->at)];
       if (stamp == stamp_) return true;
       stamp = stamp_;
     }
@@ -77,8 +70,8 @@ class SharedCells {
   long long first_;
   double first_at_ = static_cast<double>(first_);
   double last_at_;
-  std::vector<std::size_t> stamps_;
-  std::size_t stamp_ = 0;
+  std::vector<std::uint32_t> stamps_;
+  std::uint32_t stamp_ = 0;
 };
 
 class AxisCrossings {
@@ -117,10 +110,11 @@ class AxisCrossings {
     const long long end = down ? q_line : p_line;
     const double slope = (q_across - p_across) / (q_along - p_along);
     const int winding = down ? 1 : -1;
-    for (long long j = first; j < end; ++j) {
+    std::ptrdiff_t* slot = ends_.data() + Index(first);
+    Crossing* crossings = crossings_.get();
+    for (long long j = first; j < end; ++j, ++slot) {
       const double centre = static_cast<double>(j) + 0.5;
-      crossings_[static_cast<std::size_t>(ends_[Index(j)]++)] = {
-          p_across + (centre - p_along) * slope, winding};
+      crossings[(*slot)++] = {p_across + (centre - p_along) * slope, winding};
     }
   }
 
@@ -213,84 +207,88 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   auto row_of = [&](long long row) { return std::clamp(row, box.top, box.bottom); };
   auto column_of = [&](long long column) { return std::clamp(column, box.left, box.right); };
   // The flattened polygons first, so that the crossings are counted (and bounded, by
-  // the whole outline's) before any is stored.
-  std::vector<Corner> corners;
+  // the whole outline's) before any is stored: the points of each, one after another,
+  // and beside them their pixel lines clamped to the box's lines (each point ends two
+  // edges, read along both axes).
+  std::vector<Morv::MilliPointPoint> world;
+  std::vector<Point<double>> points;
+  std::vector<long long> rows, columns;
   std::vector<std::size_t> polygon_ends;
   std::size_t row_count = 0, column_count = 0;
+  long long top = box.bottom, bottom = box.top, left = box.right, right = box.left;
   const double flatness = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
   auto walk = [&](const Morv::Subpath& subpath) {
-    const std::size_t first = corners.size();
-    long long first_row = 0, first_column = 0, previous_row = 0, previous_column = 0;
-    // Each point placed as a point enumerator places it: the same two maps.
-    auto add = [&](const Morv::MilliPointPoint& world) {
-      const Point<double> p = env.WorldToInternal(t.Apply(world));
-      const long long row = RoundToPixel(p.y), column = RoundToPixel(p.x);
-      if (corners.size() > first) {
-        row_count += LinesCrossed(previous_row, row);
-        column_count += LinesCrossed(previous_column, column);
-        if (row_count > kMaxDropoutCrossings || column_count > kMaxDropoutCrossings) return false;
-      } else {
-        first_row = row;
-        first_column = column;
-      }
+    world.clear();
+    Morv::ForEachFlatPoint(subpath, flatness, [&world](const Morv::MilliPointPoint& p) {
+      world.push_back(p);
+      return true;
+    });
+    if (world.empty()) return true;
+    const std::size_t first = points.size();
+    const std::size_t end = first + world.size();
+    points.resize(end);
+    rows.resize(end);
+    columns.resize(end);
+    // Each point placed as a point enumerator places it (the same two maps, bit for
+    // bit), a subpath at a time.
+    env.TransformToInternal(t, world.data(), world.size(), points.data() + first);
+    const long long first_row = RoundToPixel(points[first].y);
+    const long long first_column = RoundToPixel(points[first].x);
+    long long previous_row = first_row, previous_column = first_column;
+    for (std::size_t i = first; i < end; ++i) {
+      const long long row = RoundToPixel(points[i].y), column = RoundToPixel(points[i].x);
+      row_count += LinesCrossed(previous_row, row);
+      column_count += LinesCrossed(previous_column, column);
+      // Checked at every point, so that the sums cannot wrap.
+      if (row_count > kMaxDropoutCrossings || column_count > kMaxDropoutCrossings) return false;
       previous_row = row;
       previous_column = column;
-      corners.push_back({p, row_of(row), column_of(column)});
-      return true;
-    };
-    if (!Morv::ForEachFlatPoint(subpath, flatness, add)) return false;
-    if (corners.size() > first) {
-      // Each polygon is closed back to its first point, as the generator closes it.
-      row_count += LinesCrossed(previous_row, first_row);
-      column_count += LinesCrossed(previous_column, first_column);
-      polygon_ends.push_back(corners.size());
+      rows[i] = row_of(row);
+      columns[i] = column_of(column);
+      top = std::min(top, rows[i]);
+      bottom = std::max(bottom, rows[i]);
+      left = std::min(left, columns[i]);
+      right = std::max(right, columns[i]);
     }
+    // Each polygon is closed back to its first point, as the generator closes it.
+    row_count += LinesCrossed(previous_row, first_row);
+    column_count += LinesCrossed(previous_column, first_column);
+    polygon_ends.push_back(end);
     return row_count <= kMaxDropoutCrossings && column_count <= kMaxDropoutCrossings;
   };
-  if (!for_each_subpath(walk) || corners.empty()) return {};
-  long long top = corners.front().row, bottom = top, left = corners.front().column, right = left;
-  for (const Corner& c : corners) {
-    top = std::min(top, c.row);
-    bottom = std::max(bottom, c.row);
-    left = std::min(left, c.column);
-    right = std::max(right, c.column);
-  }
+  if (!for_each_subpath(walk) || points.empty()) return {};
   const bool non_zero = windingRule == Morv::kNonZero;
   std::vector<DropoutPixel> pixels;
   // Rows (lines are y, positions x) and then columns, through the same steps.
-  auto axis = [&](bool rows, long long lowest, long long highest, PixelLines cells) {
+  auto axis = [&](bool along_rows, long long lowest, long long highest, PixelLines cells) {
     if (lowest >= highest) return;
     AxisCrossings crossings(lowest, highest);
+    // Every edge in the outline's order, each polygon closed by its last one.
     auto for_each_edge = [&](auto&& edge) {
       std::size_t begin = 0;
       for (const std::size_t end : polygon_ends) {
-        for (std::size_t i = begin; i < end; ++i)
-          edge(i, i + 1 < end ? i + 1 : begin);
+        for (std::size_t i = begin; i + 1 < end; ++i)
+          edge(i, i + 1);
+        edge(end - 1, begin);
         begin = end;
       }
     };
-    if (rows) {
-      for_each_edge(
-          [&](std::size_t p, std::size_t q) { crossings.Count(corners[p].row, corners[q].row); });
-      crossings.Place();
+    const std::vector<long long>& lines = along_rows ? rows : columns;
+    for_each_edge([&](std::size_t p, std::size_t q) { crossings.Count(lines[p], lines[q]); });
+    crossings.Place();
+    if (along_rows) {
       for_each_edge([&](std::size_t p, std::size_t q) {
-        crossings.Add(corners[p].p.x, corners[p].p.y, corners[p].row, corners[q].p.x,
-                      corners[q].p.y, corners[q].row);
+        crossings.Add(points[p].x, points[p].y, rows[p], points[q].x, points[q].y, rows[q]);
       });
     } else {
       for_each_edge([&](std::size_t p, std::size_t q) {
-        crossings.Count(corners[p].column, corners[q].column);
-      });
-      crossings.Place();
-      for_each_edge([&](std::size_t p, std::size_t q) {
-        crossings.Add(corners[p].p.y, corners[p].p.x, corners[p].column, corners[q].p.y,
-                      corners[q].p.x, corners[q].column);
+        crossings.Add(points[p].y, points[p].x, columns[p], points[q].y, points[q].x, columns[q]);
       });
     }
     if (non_zero) {
-      crossings.Spans<true>(rows, cells, pixels);
+      crossings.Spans<true>(along_rows, cells, pixels);
     } else {
-      crossings.Spans<false>(rows, cells, pixels);
+      crossings.Spans<false>(along_rows, cells, pixels);
     }
   };
   // A crossing lies between its edge's corners, whose pixels (clamped to the box's
@@ -298,9 +296,7 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   axis(true, top, bottom, {left - 1, right + 1});
   axis(false, left, right, {top - 1, bottom + 1});
   if (flattened != nullptr) {
-    flattened->points.resize(corners.size());
-    for (std::size_t i = 0; i < corners.size(); ++i)
-      flattened->points[i] = corners[i].p;
+    flattened->points = points;  // exactly sized, for the record that keeps them
     flattened->ends = std::move(polygon_ends);
   }
   std::erase_if(pixels, [&](const DropoutPixel& d) {

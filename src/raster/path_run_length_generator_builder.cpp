@@ -249,8 +249,8 @@ void PathRunLengthGeneratorBuilder::AddIndexedPolygon(const Point<double>* corne
     for (std::size_t i = 1; i < count; ++i) {
       const long long line = RoundToPixel(corners[i].y);
       if (line != previous_line) {
-        append({corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0,
-                previous_line, line});
+        append({corners[i - 1].x, corners[i - 1].y, corners[i].x, corners[i].y, 0, previous_line,
+                line});
       }
       previous_line = line;
     }

@@ -53,6 +53,27 @@ TEST(DropoutPixels, ShapesThatCoverCentresHaveNone) {
   EXPECT_TRUE(Dropouts(Rect(-5.6, 2.2, -5.3, 8.8)).empty());
 }
 
+// An outline that would cross more pixel lines than the search takes on (counted over
+// the whole outline, also where it leaves the box) gives no pixel and no polygons, even
+// where its part inside the box holds a thin stem; one just below the bound is searched.
+TEST(DropoutPixels, OutlinesBeyondTheCrossingBoundAreNotSearched) {
+  const auto search = [](double height, QorSc::FlatOutline& flat) {
+    const QorScTest::Polygon stem{{5.6, 2.2}, {5.9, 2.2}, {5.9, 2.2 + height}, {5.6, 2.2 + height}};
+    const auto compound =
+        Morv::PathBuilder().Polygon(QorScTest::ToWorld(stem)).Build(Morv::kNonZero);
+    return QorSc::FindDropoutPixels(QorScTest::PixelEnvironment(), compound, {},
+                                    {0, 0, QorScTest::kWidth, QorScTest::kHeight}, &flat);
+  };
+  // Down and back up: twice the height in row crossings.
+  const double bound = static_cast<double>(QorSc::kMaxDropoutCrossings);
+  QorSc::FlatOutline below, beyond;
+  EXPECT_FALSE(search(bound / 2 - 4, below).empty());
+  EXPECT_EQ(below.points.size(), 4u);
+  EXPECT_TRUE(search(bound / 2 + 4, beyond).empty());
+  EXPECT_TRUE(beyond.points.empty());
+  EXPECT_TRUE(beyond.ends.empty());
+}
+
 TEST(DropoutPixels, DiagonalHairlinesConnect) {
   // A sliver along the diagonal, 0.1 pixel thick: every row and every column gets a
   // pixel, so the line has no gap of a whole pixel.
