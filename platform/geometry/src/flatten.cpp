@@ -35,13 +35,20 @@ double SquaredSecondDifference(const Point& p0, const Point& p1, const Point& p2
 // squares neither overflow nor lose the sum to underflow; a root that is not within a
 // relative 1e-9 of a whole number then ceils to the same count either way. hypot was
 // a third of flattening a glyph outline.
+//
+// Both ends of the interval lie in [0, kMaxCurvePieces), where ceil is the truncation
+// plus one for a fraction (no library call), and the upper end ceils to the lower
+// end's count exactly when it does not exceed it (it is at least the lower end, so
+// above the count less one).
 std::uint32_t QuickPieceCount(double squared, double scale, double flatness) {
   if (!(squared > 1e-280 && squared < 1e280 && flatness > 0.0)) return 0;
   const double estimate = std::sqrt(scale * std::sqrt(squared) / (8.0 * flatness));
   if (!(estimate < static_cast<double>(kMaxCurvePieces) - 1.0)) return 0;
-  const double low = std::ceil(estimate * (1.0 - 1e-9));
-  if (low != std::ceil(estimate * (1.0 + 1e-9))) return 0;
-  return std::max<std::uint32_t>(1, static_cast<std::uint32_t>(low));
+  const double lower = estimate * (1.0 - 1e-9);
+  const auto whole = static_cast<std::uint32_t>(lower);
+  const std::uint32_t count = whole + (static_cast<double>(whole) < lower ? 1 : 0);
+  if (!(estimate * (1.0 + 1e-9) <= static_cast<double>(count))) return 0;
+  return std::max<std::uint32_t>(1, count);
 }
 
 }  // namespace
