@@ -7,6 +7,10 @@
 #include <limits>
 #include <stdexcept>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace QorSc {
 
 // Without branches: a corner's side of the box is as good as random along an outline.
@@ -131,12 +135,29 @@ void PathRunLengthGeneratorBuilder::AddFlatOutline(const FlatOutline& outline) {
 void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std::size_t count) {
   if (count == 0) return;
   double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
+#if defined(__SSE2__)
+  // x and y side by side: minpd(c, m) is c < m ? c : m per lane, std::min(m, c), so
+  // the box is the scalar loop's to the bit (NaN corners included).
+  static_assert(sizeof(Point<double>) == 2 * sizeof(double));
+  __m128d low = _mm_loadu_pd(&corners[0].x);
+  __m128d high = low;
+  for (std::size_t i = 1; i < count; ++i) {
+    const __m128d c = _mm_loadu_pd(&corners[i].x);
+    low = _mm_min_pd(c, low);
+    high = _mm_max_pd(c, high);
+  }
+  x0 = _mm_cvtsd_f64(low);
+  y0 = _mm_cvtsd_f64(_mm_unpackhi_pd(low, low));
+  x1 = _mm_cvtsd_f64(high);
+  y1 = _mm_cvtsd_f64(_mm_unpackhi_pd(high, high));
+#else
   for (std::size_t i = 1; i < count; ++i) {
     x0 = std::min(x0, corners[i].x);
     x1 = std::max(x1, corners[i].x);
     y0 = std::min(y0, corners[i].y);
     y1 = std::max(y1, corners[i].y);
   }
+#endif
   if (std::max(box_.left, RoundToPixel(x0)) >= std::min(RoundToPixel(x1), box_.right) ||
       std::max(box_.top, RoundToPixel(y0)) >= std::min(RoundToPixel(y1), box_.bottom)) {
     return;
@@ -198,10 +219,13 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
   edge.endLine = increasing ? side(count - 1).line1 : side(0).line0;
   // An edge that crosses no row of pixel centres never changes a run.
   if (edge.endLine <= edge.firstLine) return;
+  // Sized once per edge and written in place (the store keeps its capacity).
   const std::size_t first = segments_.size();
-  auto add = [this](double xs, double ys, double xe, double ye) {
+  segments_.resize(first + count);
+  Edge::Segment* out = segments_.data() + first;
+  auto add = [&out](double xs, double ys, double xe, double ye) {
     const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
-    segments_.push_back({xs, ys, ye, dxdy});
+    *out++ = {xs, ys, ye, dxdy};
   };
   if (increasing) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -215,7 +239,7 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
     }
   }
   edge.firstSegment = static_cast<std::uint32_t>(first);
-  edge.segmentCount = static_cast<std::uint32_t>(segments_.size() - first);
+  edge.segmentCount = static_cast<std::uint32_t>(count);
   edge.winding = increasing ? -1 : 1;
   edges_.push_back(edge);
 }
