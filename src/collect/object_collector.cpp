@@ -209,8 +209,9 @@ GeometrySource ObjectCollector::GlyphGeometry(Outline& outline, const Transforma
   auto flat = std::make_shared<FlatOutline>();
   const std::vector<DropoutPixel> pixels =
       outline.Glyphs() != nullptr
-          ? FindDropoutPixels(env_, *outline.Glyphs(), Morv::kNonZero, t, limit, flat.get())
-          : FindDropoutPixels(env_, *outline.Compound(), t, limit, flat.get());
+          ? FindDropoutPixels(env_, *outline.Glyphs(), Morv::kNonZero, t, limit, flat.get(),
+                              &dropout_scratch_)
+          : FindDropoutPixels(env_, *outline.Compound(), t, limit, flat.get(), &dropout_scratch_);
   // Four corners per square.
   const std::vector<Morv::MilliPointPoint> squares = DropoutSquares(t, pixels, *flat);
   if (const std::vector<std::shared_ptr<const Morv::Compound>>* glyphs = outline.Glyphs();

@@ -117,6 +117,9 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   std::vector<bool> visible_;
   std::vector<bool> selected_;
   std::unique_ptr<ObjectInfoContainer> container_;
+  // The dropout search's storage, kept from text to text (mutable: a scratch store,
+  // not state of the collection).
+  mutable DropoutScratch dropout_scratch_;
 };
 
 }  // namespace QorSc

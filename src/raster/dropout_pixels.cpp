@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 #include "morv/flatten.h"
 #include "raster/pixel_rounding.h"
@@ -10,12 +9,8 @@
 namespace QorSc {
 namespace {
 
-// Where an edge crosses a centre line: the position along the line and the edge's
-// direction. Its line is the bucket that holds it.
-struct Crossing {
-  double at;
-  int winding;
-};
+// A crossing's line is the bucket that holds it.
+using Crossing = DropoutCrossing;
 
 // The crossings of the centre lines of one axis (rows, or columns through the
 // caller swapping the axes), kept in one array grouped by line: the edges are first
@@ -36,10 +31,11 @@ struct PixelLines {
 // report a shared pixel where there is none, never miss one.
 class SharedCells {
  public:
-  explicit SharedCells(PixelLines cells)
-      : first_(cells.first),
-        last_at_(static_cast<double>(cells.last)),
-        stamps_(static_cast<std::size_t>(cells.last - cells.first) + 1, 0) {}
+  // `stamps` is storage lent for the search.
+  SharedCells(PixelLines cells, std::vector<std::uint32_t>& stamps)
+      : first_(cells.first), last_at_(static_cast<double>(cells.last)), stamps_(stamps) {
+    stamps_.assign(static_cast<std::size_t>(cells.last - cells.first) + 1, 0);
+  }
 
   bool Any(const Crossing* begin, const Crossing* end) {
     if (end - begin < 2) return false;
@@ -70,7 +66,7 @@ class SharedCells {
   long long first_;
   double first_at_ = static_cast<double>(first_);
   double last_at_;
-  std::vector<std::uint32_t> stamps_;
+  std::vector<std::uint32_t>& stamps_;
   std::uint32_t stamp_ = 0;
 };
 
@@ -78,8 +74,11 @@ class AxisCrossings {
  public:
   // Lines `lowest` to `highest` − 1 may be crossed; edges' ends are given as pixel
   // lines clamped to [lowest, highest].
-  AxisCrossings(long long lowest, long long highest)
-      : lowest_(lowest), ends_(static_cast<std::size_t>(highest - lowest) + 1, 0) {}
+  // The per-line counts and the crossings live in storage lent for the search.
+  AxisCrossings(long long lowest, long long highest, DropoutScratch& scratch)
+      : lowest_(lowest), ends_(scratch.lineEnds), crossings_(scratch.crossings) {
+    ends_.assign(static_cast<std::size_t>(highest - lowest) + 1, 0);
+  }
 
   // An edge between pixel lines a and b (its ends rounded) crosses the centre lines
   // min(a, b) to max(a, b) − 1, as in the path generator.
@@ -97,9 +96,11 @@ class AxisCrossings {
       e = total;  // the line's first slot, advanced to its end as crossings are added
       total += running;
     }
-    // Every slot is written before it is read: no clearing (a text's crossings run to
-    // megabytes at high resolutions).
-    crossings_ = std::make_unique_for_overwrite<Crossing[]>(static_cast<std::size_t>(total));
+    // Every slot is written before it is read: the store only grows (a text's
+    // crossings run to megabytes at high resolutions), and is cleared only where it
+    // grows.
+    if (crossings_.size() < static_cast<std::size_t>(total))
+      crossings_.resize(static_cast<std::size_t>(total));
   }
 
   void Add(double p_across, double p_along, long long p_line, double q_across, double q_along,
@@ -111,7 +112,7 @@ class AxisCrossings {
     const double slope = (q_across - p_across) / (q_along - p_along);
     const int winding = down ? 1 : -1;
     std::ptrdiff_t* slot = ends_.data() + Index(first);
-    Crossing* crossings = crossings_.get();
+    Crossing* crossings = crossings_.data();
     for (long long j = first; j < end; ++j, ++slot) {
       const double centre = static_cast<double>(j) + 0.5;
       crossings[(*slot)++] = {p_across + (centre - p_along) * slope, winding};
@@ -124,16 +125,17 @@ class AxisCrossings {
   // `cells` holds the pixel lines the crossings' positions round to (those outside
   // are taken as its ends).
   template <bool kNonZero>
-  void Spans(bool rows, PixelLines cells, std::vector<DropoutPixel>& out) {
+  void Spans(bool rows, PixelLines cells, std::vector<std::uint32_t>& stamps,
+             std::vector<DropoutPixel>& out) {
     auto is_inside = [](int sum) { return kNonZero ? sum != 0 : (sum & 1) != 0; };
-    SharedCells shared(cells);
+    SharedCells shared(cells, stamps);
     std::size_t begin = 0;
     for (std::size_t l = 0; l + 1 < ends_.size(); ++l) {
       const auto end = static_cast<std::size_t>(ends_[l]);
       // A span without a centre has both ends in one pixel: a line whose crossings
       // all round to different pixels has none, and is neither sorted nor walked.
       // On text above the smallest sizes that is nearly every line.
-      if (!shared.Any(crossings_.get() + begin, crossings_.get() + end)) {
+      if (!shared.Any(crossings_.data() + begin, crossings_.data() + end)) {
         begin = end;
         continue;
       }
@@ -174,7 +176,7 @@ class AxisCrossings {
         crossings_[m] = crossings_[m - 1];
       crossings_[m] = c;
       if (budget == 0) {
-        std::stable_sort(crossings_.get() + begin, crossings_.get() + end,
+        std::stable_sort(crossings_.data() + begin, crossings_.data() + end,
                          [](const Crossing& a, const Crossing& b) { return a.at < b.at; });
         return;
       }
@@ -184,8 +186,8 @@ class AxisCrossings {
   static constexpr std::size_t kMovesPerCrossing = 8;
 
   long long lowest_;
-  std::vector<std::ptrdiff_t> ends_;
-  std::unique_ptr<Crossing[]> crossings_;
+  std::vector<std::ptrdiff_t>& ends_;
+  std::vector<Crossing>& crossings_;
 };
 
 std::size_t LinesCrossed(long long a, long long b) {
@@ -197,7 +199,8 @@ std::size_t LinesCrossed(long long a, long long b) {
 template <class ForEachSubpath>
 std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each_subpath,
                                  std::uint32_t windingRule, const Morv::MilliPointTransformation& t,
-                                 const QorMath::Rectangle<long long>& box, FlatOutline* flattened) {
+                                 const QorMath::Rectangle<long long>& box, FlatOutline* flattened,
+                                 DropoutScratch& scratch) {
   // Only lines inside the box can give a pixel that is kept (a row's pixels lie on
   // it, a column's in it), and a span is found from its own line's crossings alone:
   // the lines are limited to the box, so subpaths far apart or far outside cost no
@@ -210,10 +213,13 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   // the whole outline's) before any is stored: the points of each, one after another,
   // and beside them their pixel lines clamped to the box's lines (each point ends two
   // edges, read along both axes).
-  std::vector<Morv::MilliPointPoint> world;
-  std::vector<Point<double>> points;
-  std::vector<long long> rows, columns;
-  std::vector<std::size_t> polygon_ends;
+  std::vector<Morv::MilliPointPoint>& world = scratch.world;
+  std::vector<Point<double>>& points = scratch.points;
+  std::vector<long long>& rows = scratch.rows;
+  std::vector<long long>& columns = scratch.columns;
+  std::vector<std::size_t>& polygon_ends = scratch.polygonEnds;
+  points.clear();
+  polygon_ends.clear();
   std::size_t row_count = 0, column_count = 0;
   long long top = box.bottom, bottom = box.top, left = box.right, right = box.left;
   const double flatness = Morv::CurveErrorForTransformation(env.GetCurveError(), t);
@@ -227,8 +233,11 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
     const std::size_t first = points.size();
     const std::size_t end = first + world.size();
     points.resize(end);
-    rows.resize(end);
-    columns.resize(end);
+    // Only grown: every line below `end` is written before it is read.
+    if (rows.size() < end) {
+      rows.resize(end);
+      columns.resize(end);
+    }
     // Each point placed as a point enumerator places it (the same two maps, bit for
     // bit), a subpath at a time.
     env.TransformToInternal(t, world.data(), world.size(), points.data() + first);
@@ -262,7 +271,7 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   // Rows (lines are y, positions x) and then columns, through the same steps.
   auto axis = [&](bool along_rows, long long lowest, long long highest, PixelLines cells) {
     if (lowest >= highest) return;
-    AxisCrossings crossings(lowest, highest);
+    AxisCrossings crossings(lowest, highest, scratch);
     // Every edge in the outline's order, each polygon closed by its last one.
     auto for_each_edge = [&](auto&& edge) {
       std::size_t begin = 0;
@@ -286,9 +295,9 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
       });
     }
     if (non_zero) {
-      crossings.Spans<true>(along_rows, cells, pixels);
+      crossings.Spans<true>(along_rows, cells, scratch.stamps, pixels);
     } else {
-      crossings.Spans<false>(along_rows, cells, pixels);
+      crossings.Spans<false>(along_rows, cells, scratch.stamps, pixels);
     }
   };
   // A crossing lies between its edge's corners, whose pixels (clamped to the box's
@@ -296,8 +305,9 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
   axis(true, top, bottom, {left - 1, right + 1});
   axis(false, left, right, {top - 1, bottom + 1});
   if (flattened != nullptr) {
-    flattened->points = points;  // exactly sized, for the record that keeps them
-    flattened->ends = std::move(polygon_ends);
+    // Exactly sized copies, for the record that keeps them.
+    flattened->points = points;
+    flattened->ends = polygon_ends;
   }
   std::erase_if(pixels, [&](const DropoutPixel& d) {
     return d.x < box.left || d.x >= box.right || d.y < box.top || d.y >= box.bottom;
@@ -314,20 +324,22 @@ std::vector<DropoutPixel> Search(const Environment& env, ForEachSubpath for_each
 std::vector<DropoutPixel> FindDropoutPixels(const Environment& env, const Morv::Compound& compound,
                                             const Morv::MilliPointTransformation& t,
                                             const QorMath::Rectangle<long long>& box,
-                                            FlatOutline* flattened) {
+                                            FlatOutline* flattened, DropoutScratch* scratch) {
   auto for_each_subpath = [&compound](auto&& visit) {
     for (const Morv::Subpath& subpath : compound.GetSubpaths()) {
       if (!visit(subpath)) return false;
     }
     return true;
   };
-  return Search(env, for_each_subpath, compound.GetWindingRule(), t, box, flattened);
+  DropoutScratch own;
+  return Search(env, for_each_subpath, compound.GetWindingRule(), t, box, flattened,
+                scratch != nullptr ? *scratch : own);
 }
 
 std::vector<DropoutPixel> FindDropoutPixels(
     const Environment& env, const std::vector<std::shared_ptr<const Morv::Compound>>& compounds,
     std::uint32_t windingRule, const Morv::MilliPointTransformation& t,
-    const QorMath::Rectangle<long long>& box, FlatOutline* flattened) {
+    const QorMath::Rectangle<long long>& box, FlatOutline* flattened, DropoutScratch* scratch) {
   auto for_each_subpath = [&compounds](auto&& visit) {
     for (const auto& compound : compounds) {
       for (const Morv::Subpath& subpath : compound->GetSubpaths()) {
@@ -336,7 +348,9 @@ std::vector<DropoutPixel> FindDropoutPixels(
     }
     return true;
   };
-  return Search(env, for_each_subpath, windingRule, t, box, flattened);
+  DropoutScratch own;
+  return Search(env, for_each_subpath, windingRule, t, box, flattened,
+                scratch != nullptr ? *scratch : own);
 }
 
 }  // namespace QorSc
