@@ -51,7 +51,12 @@ int RunRender(const RenderArguments& a, const std::atomic<bool>* interrupt) {
   QorPdf::Document document = OpenDocument(a.input);
   const std::vector<std::size_t> indices = ZeroBasedPages(a.pages, document.PageCount());
   if (indices.empty()) throw std::runtime_error(a.input + ": the document has no pages");
-  QorPdf::Import import = document.ImportPages(indices, RenderableImportOptions(a.annotations));
+  QorPdf::ImportOptions options = RenderableImportOptions(a.annotations);
+  // Every conversion of this render (plates, labels) uses pixels no coarser than the
+  // final grid's, whose pixel count per side is rounded (at least one): up to 1.5
+  // times 72 / resolution points.
+  options.max_pixel_size = 1.5 * 72.0 / a.resolution;
+  QorPdf::Import import = document.ImportPages(indices, options);
 
   RenderSettings settings;
   settings.resolution = a.resolution;

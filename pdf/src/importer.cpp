@@ -248,6 +248,8 @@ Import Document::ImportPages(std::span<const std::size_t> pages, const ImportOpt
   content_options.keep_soft_masks = options.keep_soft_masks;
   content_options.keep_transparency_groups = options.keep_transparency_groups;
   content_options.draw_annotations = options.draw_annotations;
+  content_options.max_pixel_size =
+      options.max_pixel_size > 0.0 ? options.max_pixel_size * 1000.0 : 0.0;
   internal::ImportContext context{impl_->qpdf,
                                   impl_->warnings,
                                   *impl_->colors,

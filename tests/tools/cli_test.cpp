@@ -15,6 +15,7 @@
 
 #include "cli_fixture.h"
 #include "line_coverage.h"
+#include "pdf_file.h"
 
 namespace {
 
@@ -35,27 +36,13 @@ class Cli : public QorScToolTest::CliFixture {
   // "Gold" (drawn as 0 0.2 1 0 in process colours).
   fs::path TinyPdf() const {
     const std::string content = "0.6 0 0 0 k 10 6 20 20 re f /Gold cs 1 scn 40 6 20 20 re f\n";
-    std::vector<std::string> objects = {
+    const std::vector<std::string> objects = {
         "<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
         "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 72 36] /Contents 4 0 R "
         "/Resources << /ColorSpace << /Gold [/Separation /Gold /DeviceCMYK "
         "<< /FunctionType 2 /Domain [0 1] /C0 [0 0 0 0] /C1 [0 0.2 1 0] /N 1 >>] >> >> >>",
         "<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "endstream"};
-    std::string pdf = "%PDF-1.7\n";
-    std::vector<std::size_t> offsets;
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-      offsets.push_back(pdf.size());
-      pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const std::size_t xref = pdf.size();
-    pdf += "xref\n0 " + std::to_string(objects.size() + 1) + "\n0000000000 65535 f \n";
-    for (const std::size_t offset : offsets) {
-      char line[32];
-      std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
-      pdf += line;
-    }
-    pdf += "trailer\n<< /Size " + std::to_string(objects.size() + 1) +
-           " /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+    const std::string pdf = QorTest::PdfFile(objects);
     const fs::path path = dir_ / "tiny.pdf";
     std::ofstream(path, std::ios::binary) << pdf;
     return path;

@@ -118,6 +118,15 @@ struct ImportOptions {
   // print flag and without the hidden flag, over the page. Off: the page content
   // alone, as a page's content is what prepress output usually means.
   bool draw_annotations = false;
+  // The largest side of a device pixel, in points, that any render of the imported
+  // pages will use (72 / resolution for a render at that resolution; its labels and
+  // hit tests included), or 0 when not known. When set, JPEG images decode only the
+  // samples such renders can read: those under the page box and clips where the
+  // image is placed, widened by what the renderer's sampling may reach; the other
+  // samples of the picture hold no particular values. Rendering the pages with
+  // coarser pixels than this, or outside the page box, gives undefined colours in
+  // such images.
+  double max_pixel_size = 0.0;
 };
 
 // Pages translated together into one document model: they share its separation

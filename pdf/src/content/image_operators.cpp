@@ -33,7 +33,8 @@ int ImageIntent(QPDFObjectHandle dictionary, int current) {
 }  // namespace
 
 PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,
-                                                const std::string& name) {
+                                                const std::string& name,
+                                                const std::optional<SampleArea>& area) {
   PictureMask mask;
   QPDFObjectHandle smask = dictionary.getKey("/SMask");
   QPDFObjectHandle stencil = dictionary.getKey("/Mask");
@@ -50,9 +51,10 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
     ImageSamples alpha;
     if (!ReadSamples(smask, static_cast<std::size_t>(w.getIntValue()),
                      static_cast<std::size_t>(h.getIntValue()), 1,
-                     static_cast<std::size_t>(bits == 16 || bits <= 8 ? bits : 8), alpha)) {
+                     static_cast<std::size_t>(bits == 16 || bits <= 8 ? bits : 8), alpha, area)) {
       return mask;
     }
+    mask.partial = alpha.partial;
     if (!alpha.problem.empty()) Warn(name + " /SMask", alpha.problem);
     if (alpha.data.empty() || alpha.components != 1) return mask;
     mask.data = MaskData(alpha);
@@ -93,7 +95,22 @@ PictureMask ContentInterpreter::ReadPictureMask(QPDFObjectHandle dictionary, Ima
 }
 
 void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& name) {
-  // An image XObject is decoded once per import and shared by all its placements.
+  // With the coarsest pixel of the renders known, a JPEG decodes only what they can
+  // read where the image is placed: inside the visible box (page box and clips). Not
+  // inside a tiling cell made once for all its copies (no page box then): the copies
+  // lie elsewhere.
+  std::optional<SampleArea> area;
+  const double pixel = context_.options.max_pixel_size;
+  if (pixel > 0.0 && page_box_.Width() > 0.0 && page_box_.Height() > 0.0) {
+    const Matrix placement = frame_->gs.ctm;
+    area = ReadableArea(placement,
+                        VisibleBox(Morv::TransformedBoundingBox(
+                            placement, Morv::MilliPointRectangle(0.0, 0.0, 1.0, 1.0))),
+                        pixel);
+  }
+  // An image XObject is decoded once per import and shared by all its placements. A
+  // placement that reads beyond what was decoded decodes it again, whole: earlier
+  // placements keep the picture they have.
   CachedPicture picture;
   if (stream.isIndirect()) {
     // Default spaces may differ between the streams that place one image.
@@ -104,14 +121,17 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
                           DeviceSpace(ColorSpaceFamily::kDeviceCMYK).get()},
                          ImageIntent(stream.getDict(), frame_->gs.rendering_intent)};
     const auto found = context_.pictures.find(key);
-    if (found != context_.pictures.end()) {
+    if (found == context_.pictures.end()) {
+      picture = ReadPicture(stream, name, area);
+      context_.pictures.emplace(key, picture);
+    } else if (area ? found->second.decoded.Contains(*area) : found->second.decoded.Whole()) {
       picture = found->second;
     } else {
       picture = ReadPicture(stream, name);
-      context_.pictures.emplace(key, picture);
+      found->second = picture;
     }
   } else {
-    picture = ReadPicture(stream, name);
+    picture = ReadPicture(stream, name, area);
   }
   if (!picture.picture) return NotRendered("image that could not be read");
   // An image in a clipping glyph clips by its rectangle.
@@ -124,7 +144,8 @@ void ContentInterpreter::DoImage(QPDFObjectHandle stream, const std::string& nam
                             Morv::Compose(frame_->gs.ctm, picture.within), CurrentTransparency());
 }
 
-CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std::string& name) {
+CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std::string& name,
+                                              const std::optional<SampleArea>& area) {
   CachedPicture result;
   QPDFObjectHandle dictionary = stream.getDict();
   QPDFObjectHandle width = dictionary.getKey("/Width");
@@ -156,7 +177,8 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
   ImageSamples samples;
   if (!ReadSamples(stream, static_cast<std::size_t>(width.getIntValue()),
                    static_cast<std::size_t>(height.getIntValue()),
-                   space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits), samples)) {
+                   space ? space->ComponentCount() : 0, static_cast<std::size_t>(bits), samples,
+                   area)) {
     return result;
   }
   if (!space && !samples.data.empty()) {
@@ -182,7 +204,8 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
     decode = QPDFObjectHandle::parse("[1 0 1 0 1 0 1 0]");
   }
   std::string problem;
-  const PictureMask mask = ReadPictureMask(dictionary, samples, name);
+  const PictureMask mask = ReadPictureMask(dictionary, samples, name, area);
+  if (samples.partial || mask.partial) result.decoded = *area;
   if (!incomplete_.empty()) return result;
   auto picture = BuildPicture(samples, space, decode, frame_->gs.fill_overprint,
                               ImageIntent(dictionary, frame_->gs.rendering_intent), mask, problem);
@@ -197,9 +220,9 @@ CachedPicture ContentInterpreter::ReadPicture(QPDFObjectHandle stream, const std
   return result;
 }
 
-bool ContentInterpreter::ReadSamples(QPDFObjectHandle stream, std::size_t width,
-                                     std::size_t height, std::size_t components, std::size_t bits,
-                                     ImageSamples& samples) {
+bool ContentInterpreter::ReadSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
+                                     std::size_t components, std::size_t bits,
+                                     ImageSamples& samples, const std::optional<SampleArea>& area) {
   const std::size_t ceiling = context_.limits.max_image_bytes;
   // A JPEG 2000 image may leave its component count to its stream: one at least.
   const std::optional<std::size_t> promised =
@@ -210,7 +233,7 @@ bool ContentInterpreter::ReadSamples(QPDFObjectHandle stream, std::size_t width,
   }
   if (!CountImageBytes(*promised)) return false;
   samples = ReadImageSamples(stream, width, height, components, bits,
-                             *promised + (ceiling - image_bytes_));
+                             *promised + (ceiling - image_bytes_), area);
   return samples.Held() <= *promised || CountImageBytes(samples.Held() - *promised);
 }
 

@@ -71,6 +71,9 @@ struct ContentOptions {
   bool keep_soft_masks = true;
   bool keep_transparency_groups = true;
   bool draw_annotations = false;  // RunPage draws the printable annotations
+  // World millipoints of the coarsest device pixel any render will use; 0: unknown,
+  // images decode whole.
+  double max_pixel_size = 0.0;
 };
 
 // A decoded image and where its picture lies within the unit square (all of it,
@@ -78,6 +81,7 @@ struct ContentOptions {
 struct CachedPicture {
   std::shared_ptr<const QorImg::PaintedPicture> picture;
   Matrix within;
+  SampleArea decoded;  // the part of the image whose samples are defined
 };
 
 struct PictureKey {
@@ -307,18 +311,21 @@ class ContentInterpreter {
   void InlineImage(std::vector<Operand>& operands);
   // A sampled image; `stream` holds its (full-key) dictionary and data.
   void DoImage(QPDFObjectHandle stream, const std::string& name);
-  CachedPicture ReadPicture(QPDFObjectHandle stream, const std::string& name);
+  // `area`: the part of the image renders can read (ImportOptions::max_pixel_size).
+  CachedPicture ReadPicture(QPDFObjectHandle stream, const std::string& name,
+                            const std::optional<SampleArea>& area = std::nullopt);
   // Decodes an image stream's samples within the page's image budget: the size its
   // dictionary promises is counted before decoding, and a decoder that finds more (a
   // JPEG larger than /Width and /Height say) may take only what the budget has left.
   // An image larger than the whole budget is refused (samples.problem says so). False
   // when the page stopped.
   bool ReadSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
-                   std::size_t components, std::size_t bits, ImageSamples& samples);
+                   std::size_t components, std::size_t bits, ImageSamples& samples,
+                   const std::optional<SampleArea>& area = std::nullopt);
   // The image's own /SMask or /Mask as a picture mask (none when it has neither);
   // undoes a soft mask's /Matte in `samples`.
   PictureMask ReadPictureMask(QPDFObjectHandle dictionary, ImageSamples& samples,
-                              const std::string& name);
+                              const std::string& name, const std::optional<SampleArea>& area);
 
   // Marked content and layers.
   void BeginMarkedContent(const std::vector<Operand>& operands, bool with_properties);

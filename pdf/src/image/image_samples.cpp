@@ -46,8 +46,14 @@ void OnJpegError(j_common_ptr info) {
 
 void OnJpegMessage(j_common_ptr, int) {}
 
-// Decodes a baseline or progressive JPEG into `samples` (8 bits per component).
-void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
+// Decodes a baseline or progressive JPEG into `samples` (8 bits per component): every
+// row, or with `area` only the rows and columns it can read. libjpeg-turbo skips whole
+// rows and crops to whole blocks; one block row and column more on each side keep its
+// smoothing of subsampled colours, which treats a cropped edge as the image's edge,
+// away from the samples wanted. Rows below the area are never decoded. Returns false
+// when a pass with `area` met an error (`samples` then holds anything).
+bool DecodeJpegPass(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples,
+                    const SampleArea* area) {
   jpeg_decompress_struct info;
   JpegError error;
   info.err = jpeg_std_error(&error.manager);
@@ -59,7 +65,7 @@ void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
   if (setjmp(error.jump) != 0) {
     samples.problem = std::string("JPEG data: ") + error.message;
     jpeg_destroy_decompress(&info);
-    return;
+    return area == nullptr;
   }
   jpeg_create_decompress(&info);
   jpeg_mem_src(&info, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
@@ -80,17 +86,54 @@ void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples) {
   if (!ImageBytes(samples.width, samples.height, components, 8, samples.limit)) {
     samples.problem = "JPEG too large: more than " + ByteSize(samples.limit) + " of samples";
     jpeg_destroy_decompress(&info);
-    return;
+    return true;
   }
   out.assign(samples.row_bytes * samples.height, 0);
   samples.adobe_inverted = info.saw_Adobe_marker && components == 4;
-  while (info.output_scanline < info.output_height) {
-    JSAMPROW row = out.data() + info.output_scanline * samples.row_bytes;
+  JDIMENSION left = 0;
+  JDIMENSION end_row = info.output_height;
+  if (area != nullptr) {
+    const SampleRange columns = SampleRangeOf(area->column0, area->column1, samples.width);
+    const SampleRange rows = SampleRangeOf(area->row0, area->row1, samples.height);
+    const auto block_width = static_cast<std::size_t>(info.max_h_samp_factor) * DCTSIZE;
+    const auto block_height = static_cast<std::size_t>(info.max_v_samp_factor) * DCTSIZE;
+    const std::size_t first = columns.first > block_width ? columns.first - block_width : 0;
+    const std::size_t end = std::min(samples.width, columns.end + block_width);
+    samples.partial = true;
+    if (columns.first >= columns.end || rows.first >= rows.end) {
+      end_row = 0;
+    } else {
+      JDIMENSION width = static_cast<JDIMENSION>(end - first);
+      left = static_cast<JDIMENSION>(first);
+      if (width < info.output_width) jpeg_crop_scanline(&info, &left, &width);
+      const std::size_t skip = rows.first > block_height ? rows.first - block_height : 0;
+      if (skip > 0) jpeg_skip_scanlines(&info, static_cast<JDIMENSION>(skip));
+      end_row = static_cast<JDIMENSION>(rows.end);
+    }
+  }
+  while (info.output_scanline < end_row) {
+    JSAMPROW row = out.data() + info.output_scanline * samples.row_bytes + left * components;
     if (jpeg_read_scanlines(&info, &row, 1) != 1) break;
     samples.rows_decoded = info.output_scanline;
   }
+  if (area != nullptr) {
+    // What lies below was never asked for; the data's end is not read.
+    const bool whole = info.output_scanline >= end_row;
+    samples.rows_decoded = samples.height;
+    jpeg_destroy_decompress(&info);
+    return whole;
+  }
   jpeg_finish_decompress(&info);
   jpeg_destroy_decompress(&info);
+  return true;
+}
+
+void DecodeJpeg(const std::vector<std::uint8_t>& jpeg, ImageSamples& samples,
+                const std::optional<SampleArea>& area) {
+  const ImageSamples before = samples;
+  if (area && !area->Whole() && DecodeJpegPass(jpeg, samples, &*area)) return;
+  samples = before;
+  DecodeJpegPass(jpeg, samples, nullptr);
 }
 
 // The stream's data after every filter but the last, which the caller decodes;
@@ -135,7 +178,8 @@ std::string LastFilter(QPDFObjectHandle stream) {
 }
 
 ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
-                              std::size_t components, std::size_t bits, std::size_t limit) {
+                              std::size_t components, std::size_t bits, std::size_t limit,
+                              const std::optional<SampleArea>& area) {
   ImageSamples samples;
   samples.width = width;
   samples.height = height;
@@ -161,7 +205,7 @@ ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::s
     QPDFObjectHandle parms = stream.getDict().getKey("/DecodeParms");
     if (parms.isArray()) parms = parms.getArrayItem(static_cast<int>(filters.size()) - 1);
     if (last == "/DCTDecode") {
-      DecodeJpeg(bytes, samples);
+      DecodeJpeg(bytes, samples, area);
     } else if (last == "/JBIG2Decode") {
       std::vector<std::uint8_t> globals;
       QPDFObjectHandle global =

@@ -7,6 +7,12 @@
 // bits per component as stored (Adobe CMYK JPEGs, marked by their APP14 segment,
 // store inverted inks: `adobe_inverted` says so, and the caller decides).
 //
+// Given the part of the image that rendering can read (image/sample_area.h), a JPEG
+// decodes only the rows and columns of that part, through libjpeg-turbo's own
+// skipping and cropping; its other samples stay 0 and `partial` says so. Any error
+// on that way decodes the whole image instead, so what is decoded never depends on
+// the part asked for.
+//
 // Invariants: no more than the rows the dimensions call for is ever held, whatever
 // the stream would inflate to, and no decoder holds more samples than the caller's
 // limit (the page's image budget); short data keeps the rows that decoded and says so.
@@ -14,9 +20,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "image/sample_area.h"
 #include "qpdf_headers.h"
 
 namespace QorPdf::internal {
@@ -32,6 +40,7 @@ struct ImageSamples {
   bool adobe_inverted = false;      // a four-component JPEG with Adobe's APP14 marker
   std::vector<std::uint8_t> alpha;  // a JPEG 2000 image's own opacity, width × height
   std::string problem;              // why the samples are incomplete or missing; empty when whole
+  bool partial = false;             // only the samples of the area asked for were decoded
   // The most bytes of samples (alpha included) the decoders may hold: set by
   // ReadImageSamples, read by the decoders, which refuse larger images.
   std::size_t limit = 0;
@@ -47,8 +56,10 @@ std::string LastFilter(QPDFObjectHandle stream);
 // images); `components` and `bits` as the dictionary and colour space say (a DCT,
 // JPX or JBIG2 stream overrides them with its own). Streams are decoded through
 // DecodeStream; samples (with a JPX image's alpha) never take more than `limit`
-// bytes. On failure `data` is empty and `problem` says why.
+// bytes. On failure `data` is empty and `problem` says why. `area`: the part that
+// rendering can read, or none for all of it.
 ImageSamples ReadImageSamples(QPDFObjectHandle stream, std::size_t width, std::size_t height,
-                              std::size_t components, std::size_t bits, std::size_t limit);
+                              std::size_t components, std::size_t bits, std::size_t limit,
+                              const std::optional<SampleArea>& area = std::nullopt);
 
 }  // namespace QorPdf::internal

@@ -22,6 +22,7 @@ namespace QorPdf::internal {
 struct PictureMask {
   std::shared_ptr<const QorImg::PictureData> data;
   QorImg::DecodePair decode;
+  bool partial = false;  // decoded only where rendering can read it
 };
 
 // Null with `problem` set when the samples cannot be painted in `space`. 8-bit ink

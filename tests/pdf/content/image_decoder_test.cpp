@@ -1,21 +1,19 @@
 // Image decoders on small fixtures made here with the codecs' own encoders: JPEG 2000
-// with subsampled components (brought to the full grid) and JPEG image masks.
+// with subsampled components (brought to the full grid), JPEG image masks, and JPEGs
+// decoded only where rendering can read them.
 #include <gtest/gtest.h>
-
-// clang-format off
-#include <cstdio>
-#include <jpeglib.h>
-// clang-format on
 #include <openjpeg.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "image/image_samples.h"
+#include "jpeg_encoder.h"
 #include "page_run.h"
 
 namespace QorPdf::internal {
@@ -24,8 +22,7 @@ namespace {
 // A lossless J2K codestream of `width` × `height` with one full component and two
 // at half resolution both ways, as 4:2:0 chroma is stored.
 std::vector<std::uint8_t> SubsampledJ2k(std::size_t width, std::size_t height,
-                                        const std::vector<int>& full,
-                                        const std::vector<int>& half1,
+                                        const std::vector<int>& full, const std::vector<int>& half1,
                                         const std::vector<int>& half2) {
   opj_image_cmptparm_t parms[3];
   std::memset(parms, 0, sizeof parms);
@@ -70,29 +67,7 @@ std::vector<std::uint8_t> SubsampledJ2k(std::size_t width, std::size_t height,
 
 // A baseline grey JPEG at full quality.
 std::string GreyJpeg(std::size_t width, std::size_t height, const std::vector<std::uint8_t>& grey) {
-  jpeg_compress_struct info;
-  jpeg_error_mgr error;
-  info.err = jpeg_std_error(&error);
-  jpeg_create_compress(&info);
-  unsigned char* buffer = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&info, &buffer, &size);
-  info.image_width = static_cast<JDIMENSION>(width);
-  info.image_height = static_cast<JDIMENSION>(height);
-  info.input_components = 1;
-  info.in_color_space = JCS_GRAYSCALE;
-  jpeg_set_defaults(&info);
-  jpeg_set_quality(&info, 100, TRUE);
-  jpeg_start_compress(&info, TRUE);
-  for (std::size_t row = 0; row < height; ++row) {
-    JSAMPROW line = const_cast<JSAMPROW>(grey.data() + row * width);
-    jpeg_write_scanlines(&info, &line, 1);
-  }
-  jpeg_finish_compress(&info);
-  std::string jpeg(reinterpret_cast<char*>(buffer), size);
-  jpeg_destroy_compress(&info);
-  std::free(buffer);
-  return jpeg;
+  return QorTest::EncodeJpeg({}, width, height, grey);
 }
 
 QPDFObjectHandle Stream(QPDF& pdf, const std::string& dict, const std::string& data) {
@@ -112,9 +87,8 @@ TEST(ImageDecoders, SubsampledJpeg2000ComponentsRepeatOverThePixelsTheyCover) {
   ASSERT_FALSE(j2k.empty());
   QPDF pdf;
   pdf.emptyPDF();
-  const QPDFObjectHandle stream =
-      Stream(pdf, "<< /Width 5 /Height 3 /Filter /JPXDecode >>",
-             std::string(j2k.begin(), j2k.end()));
+  const QPDFObjectHandle stream = Stream(pdf, "<< /Width 5 /Height 3 /Filter /JPXDecode >>",
+                                         std::string(j2k.begin(), j2k.end()));
   const ImageSamples samples = ReadImageSamples(stream, 5, 3, 3, 8, 1 << 20);
   ASSERT_EQ(samples.problem, "");
   ASSERT_EQ(samples.components, 3u);
@@ -138,10 +112,11 @@ TEST(ImageDecoders, JpegImageMasksPaintWhereTheirSamplesAreDark) {
     grey[i] = i % 16 < 8 ? 0 : 255;
   QPDF pdf;
   pdf.emptyPDF();
-  const QPDFObjectHandle mask = Stream(
-      pdf, "<< /Type /XObject /Subtype /Image /Width 16 /Height 8 /ImageMask true "
-           "/Filter /DCTDecode >>",
-      GreyJpeg(16, 8, grey));
+  const QPDFObjectHandle mask =
+      Stream(pdf,
+             "<< /Type /XObject /Subtype /Image /Width 16 /Height 8 /ImageMask true "
+             "/Filter /DCTDecode >>",
+             GreyJpeg(16, 8, grey));
   QPDFObjectHandle page =
       QPDFObjectHandle::parse(&pdf, "<< /Type /Page /MediaBox [0 0 100 100] >>");
   page.replaceKey("/Contents", Stream(pdf, "<< >>", "0 g /M Do"));
@@ -162,6 +137,93 @@ TEST(ImageDecoders, JpegImageMasksPaintWhereTheirSamplesAreDark) {
     for (std::size_t x = 0; x < 16; ++x)
       EXPECT_EQ(bits.GetBit(x, y), x < 8) << x << "," << y;
   }
+}
+
+TEST(ImageDecoders, JpegsDecodedInPartHoldTheWholeDecodesSamplesThere) {
+  // Every layout libjpeg-turbo treats differently when it skips rows and crops
+  // columns: chroma subsampled across, down and both ways (smoothed from neighbouring
+  // samples), progressive scans, restart markers, YCCK, and data cut short.
+  struct Case {
+    QorTest::JpegLayout layout;
+    bool truncated = false;
+  };
+  const Case cases[] = {
+      {{1}},
+      {{3, false, 1, 1}},
+      {{3, false, 2, 1}},
+      {{3, false, 2, 2}},
+      {{3, false, 1, 2}},
+      {{3, false, 2, 2, true}},
+      {{3, false, 2, 2, false, 1, 90}},
+      {{4}},
+      {{4, true, 2, 2}},
+      {{3, false, 2, 2}, true},
+      {{3, false, 2, 2, true}, true},
+  };
+  std::mt19937 random(16);
+  const std::size_t width = 203;
+  const std::size_t height = 157;
+  for (const Case& c : cases) {
+    const auto channels = static_cast<std::size_t>(c.layout.components);
+    std::vector<std::uint8_t> pixels(width * height * channels);
+    // Smooth gradients with noise: subsampled chroma differs from sample to sample.
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      const std::size_t x = i / channels % width;
+      const std::size_t y = i / channels / width;
+      pixels[i] = static_cast<std::uint8_t>((x * (3 + i % channels) + y * 2 + random() % 24) & 255);
+    }
+    std::string jpeg = QorTest::EncodeJpeg(c.layout, width, height, pixels);
+    if (c.truncated) jpeg.resize(jpeg.size() * 2 / 3);
+    QPDF pdf;
+    pdf.emptyPDF();
+    const QPDFObjectHandle stream =
+        Stream(pdf, "<< /Width 203 /Height 157 /Filter /DCTDecode >>", jpeg);
+    const ImageSamples whole = ReadImageSamples(stream, width, height, channels, 8, 1 << 24);
+    ASSERT_EQ(whole.problem, "");
+    ASSERT_FALSE(whole.partial);
+    const std::string name =
+        std::to_string(c.layout.components) + " components, sampling " +
+        std::to_string(c.layout.h_sampling) + "x" + std::to_string(c.layout.v_sampling) +
+        (c.layout.progressive ? ", progressive" : "") + (c.truncated ? ", truncated" : "");
+    for (int trial = 0; trial < 60; ++trial) {
+      std::uniform_real_distribution<double> fraction(-0.1, 1.1);
+      double c0 = fraction(random), c1 = fraction(random), r0 = fraction(random),
+             r1 = fraction(random);
+      if (c0 > c1) std::swap(c0, c1);
+      if (r0 > r1) std::swap(r0, r1);
+      if (trial % 7 == 0) c1 = c0;  // a single column
+      const SampleArea area{c0, c1, r0, r1};
+      const ImageSamples part = ReadImageSamples(stream, width, height, channels, 8, 1 << 24, area);
+      ASSERT_EQ(part.problem, "") << name;
+      ASSERT_EQ(part.partial, !area.Whole()) << name;
+      ASSERT_EQ(part.rows_decoded, whole.rows_decoded) << name;
+      ASSERT_EQ(part.data.size(), whole.data.size()) << name;
+      ASSERT_EQ(part.adobe_inverted, whole.adobe_inverted) << name;
+      const SampleRange columns = SampleRangeOf(c0, c1, width);
+      const SampleRange rows = SampleRangeOf(r0, r1, height);
+      for (std::size_t y = rows.first; y < rows.end; ++y) {
+        const std::size_t from = y * whole.row_bytes + columns.first * channels;
+        const std::size_t to = y * whole.row_bytes + columns.end * channels;
+        ASSERT_TRUE(std::equal(whole.data.begin() + from, whole.data.begin() + to,
+                               part.data.begin() + from))
+            << name << ": row " << y << " of columns [" << columns.first << ", " << columns.end
+            << ")";
+      }
+    }
+  }
+}
+
+TEST(ImageDecoders, SampleRangesWidenByTheSteppersDrift) {
+  // Two samples each way, and one more per thousand.
+  EXPECT_EQ(SampleRangeOf(0.5, 0.5, 100).first, 48u);
+  EXPECT_EQ(SampleRangeOf(0.5, 0.5, 100).end, 53u);
+  EXPECT_EQ(SampleRangeOf(0.25, 0.5, 4000).first, 994u);
+  EXPECT_EQ(SampleRangeOf(0.25, 0.5, 4000).end, 2007u);
+  // Clamped to the image; empty ranges stay empty.
+  EXPECT_EQ(SampleRangeOf(-3.0, 0.0, 100).first, 0u);
+  EXPECT_EQ(SampleRangeOf(-3.0, 0.0, 100).end, 3u);
+  EXPECT_EQ(SampleRangeOf(1.0, 7.0, 100).end, 100u);
+  EXPECT_EQ(SampleRangeOf(0.6, 0.4, 100).end, 0u);
 }
 
 }  // namespace
