@@ -120,6 +120,9 @@ std::optional<SampleArea> ReadableArea(const Morv::MilliPointTransformation& m,
     if (column_held) Join(area.column0, area.column1, lines.column0, lines.column1);
     if (row_held) Join(area.row0, area.row1, lines.row0, lines.row1);
   }
+  // Within the image, so that an area reaching past its edges is contained in the whole.
+  for (double* v : {&area.column0, &area.column1, &area.row0, &area.row1})
+    *v = std::clamp(*v, 0.0, 1.0);
   return area;
 }
 

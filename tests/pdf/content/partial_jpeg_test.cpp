@@ -5,6 +5,7 @@
 // at the coarsest pixel allowed and finer ones.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -227,6 +228,53 @@ TEST(PartialJpeg, PicturesRenderAsWhenDecodedWhole) {
   }
   // The comparison has teeth: most pages show only part of their own image.
   EXPECT_GE(partial_pages, kPages / 2);
+}
+
+// The images of a page, in painting order.
+void CollectImages(const QorDoc::Content& content, std::vector<const QorDoc::Image*>& images) {
+  for (const auto& member : content.GetMembers()) {
+    if (const auto* image = dynamic_cast<const QorDoc::Image*>(member.get()))
+      images.push_back(image);
+    if (const auto* group = dynamic_cast<const QorDoc::Group*>(member.get()))
+      CollectImages(group->GetMembers(), images);
+  }
+}
+
+TEST(PartialJpeg, PlacementsShareAPictureThatHoldsWhatTheyRead) {
+  std::mt19937 random(7);
+  const std::string jpeg = NoiseJpeg({4}, 400, 300, random);
+  const std::string image =
+      "/Type /XObject /Subtype /Image /Width 400 /Height 300 /BitsPerComponent 8 "
+      "/ColorSpace /DeviceCMYK /Filter /DCTDecode";
+  // 1: two placements wholly on the page (their readable parts reach past the image's
+  // edges by the slack): one picture, decoded whole. 2: a small clip first, then the
+  // whole image: the second placement decodes it again, whole; the first keeps its own.
+  const std::vector<std::string> pages = {
+      "q 50 0 0 40 10 10 cm /I0 Do Q q 60 0 0 45 80 90 cm /I0 Do Q",
+      "q 10 10 5 5 re W n 100 0 0 80 5 5 cm /I1 Do Q q 60 0 0 45 80 90 cm /I1 Do Q"};
+  const std::string pdf = Pdf(pages, {{image, jpeg}, {image, jpeg}});
+  QorPdf::Document document =
+      QorPdf::Document::OpenBuffer(std::as_bytes(std::span(pdf.data(), pdf.size())), "shared");
+  QorPdf::ImportOptions options;
+  options.max_pixel_size = 0.5;
+  const QorPdf::Import import = document.ImportPages({}, options);
+  ASSERT_EQ(import.pages.size(), 2u);
+  std::vector<const QorDoc::Image*> first, second;
+  CollectImages(*import.pages[0].content, first);
+  CollectImages(*import.pages[1].content, second);
+  ASSERT_EQ(first.size(), 2u);
+  ASSERT_EQ(second.size(), 2u);
+  EXPECT_EQ(first[0]->GetPaintedPicture(), first[1]->GetPaintedPicture());
+  EXPECT_FALSE(HoldsUndecodedSamples(*import.pages[0].content));
+  EXPECT_NE(second[0]->GetPaintedPicture(), second[1]->GetPaintedPicture());
+  const auto holds_zeros = [](const QorDoc::Image& image) {
+    const auto buffer = image.GetPaintedPicture()->GetPictureData()->Get8BitPictureBuffer(1);
+    const std::uint8_t* bytes = buffer->GetBuffer();
+    return std::find(bytes, bytes + buffer->GetRowStride() * 300, 0) !=
+           bytes + buffer->GetRowStride() * 300;
+  };
+  EXPECT_TRUE(holds_zeros(*second[0]));
+  EXPECT_FALSE(holds_zeros(*second[1]));
 }
 
 }  // namespace
