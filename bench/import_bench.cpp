@@ -70,7 +70,10 @@ void RenderPage(benchmark::State& state, const std::string& name, double dpi) {
   long long height = 0;
   for (auto _ : state) {
     QorPdf::Document pdf = QorPdf::Document::OpenFile(file);
-    const QorPdf::Import import = pdf.ImportPages(std::vector<std::size_t>{0});
+    // JPEGs decode what renders at this resolution can read, as the command's do.
+    QorPdf::ImportOptions import_options;
+    import_options.max_pixel_size = 1.5 * 72.0 / dpi;
+    const QorPdf::Import import = pdf.ImportPages(std::vector<std::size_t>{0}, import_options);
     const QorPdf::ImportedPage& page = import.pages.front();
     const auto w = static_cast<long long>(page.world_box.Width() / 72000.0 * dpi + 0.5);
     height = static_cast<long long>(page.world_box.Height() / 72000.0 * dpi + 0.5);
