@@ -119,8 +119,9 @@ struct ImportOptions {
   // alone, as a page's content is what prepress output usually means.
   bool draw_annotations = false;
   // The largest side of a device pixel, in points, that any render of the imported
-  // pages will use (72 / resolution for a render at that resolution; its labels and
-  // hit tests included), or 0 when not known. When set, JPEG images decode only the
+  // pages will use (its labels and hit tests included; 72 / resolution for pixels of
+  // exactly that resolution, more where a page's pixel count is rounded down), or 0
+  // when not known. When set, JPEG images decode only the
   // samples such renders can read: those under the page box and clips where the
   // image is placed, widened by what the renderer's sampling may reach; the other
   // samples of the picture hold no particular values. Rendering the pages with
