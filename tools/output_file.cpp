@@ -17,6 +17,27 @@
 
 namespace QorScTool {
 
+BufferedStream::BufferedStream(const std::string& path)
+    : buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)),
+      file_(std::fopen(path.c_str(), "wb")) {
+  if (file_ == nullptr) {
+    throw std::runtime_error("cannot write '" + path + "': " + std::strerror(errno));
+  }
+  std::setvbuf(file_, buffer_.get(), _IOFBF, kBufferBytes);
+}
+
+BufferedStream::~BufferedStream() {
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+bool BufferedStream::Close() {
+  if (file_ == nullptr) return true;
+  const bool failed = std::ferror(file_) != 0;
+  const int closed = std::fclose(file_);
+  file_ = nullptr;
+  return !failed && closed == 0;
+}
+
 OutputFile::OutputFile(std::filesystem::path final_path) : final_(std::move(final_path)) {
   const std::filesystem::path directory =
       final_.has_parent_path() ? final_.parent_path() : std::filesystem::path(".");

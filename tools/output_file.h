@@ -10,7 +10,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -36,6 +38,31 @@ class OutputFile {
   std::filesystem::path final_;
   std::filesystem::path temporary_;
   bool committed_ = false;
+};
+
+// A stdio stream writing `path` (created or truncated) through a buffer of its own,
+// so that the kernel sees writes of about a megabyte: glibc ignores setvbuf's size
+// when it allocates the buffer itself (it takes the file system's block size, and
+// a line of a wide page then goes out in two small writes). The buffer outlives the
+// stream: the stream is closed first.
+class BufferedStream {
+ public:
+  static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+
+  // Throws std::runtime_error naming the file when it cannot be opened.
+  explicit BufferedStream(const std::string& path);
+  BufferedStream(const BufferedStream&) = delete;
+  BufferedStream& operator=(const BufferedStream&) = delete;
+  ~BufferedStream();
+
+  std::FILE* Get() const { return file_; }
+  // Closes the stream; false when an earlier write or the close failed (errno says
+  // why). Later calls return true.
+  bool Close();
+
+ private:
+  std::unique_ptr<char[]> buffer_;
+  std::FILE* file_ = nullptr;
 };
 
 // The pattern with %d, %s and %% replaced. A pattern without %d gets "-<page>"

@@ -1,4 +1,4 @@
-// PAM output through stdio with a large buffer; errors are checked at every write and
+// PAM output through a buffered stdio stream; errors are checked at every write and
 // at close, since a full disk may show only there.
 #include "pam_writer.h"
 
@@ -34,31 +34,27 @@ PamWriter::PamWriter(const std::filesystem::path& path, long long width, long lo
       width_(static_cast<std::size_t>(width)),
       depth_(plates.size() + (label_channel ? 1 : 0)),
       rows_left_(height),
-      interleaved_(width_ * depth_) {
-  file_ = std::fopen(path_.c_str(), "wb");
-  if (file_ == nullptr) Fail(std::strerror(errno));
-  std::setvbuf(file_, nullptr, _IOFBF, 1 << 20);
+      interleaved_(width_ * depth_),
+      stream_(path_) {
   const std::string header = "P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " +
                              std::to_string(height) + "\nDEPTH " + std::to_string(depth_) +
                              "\nMAXVAL 255\nTUPLTYPE " + TupleType(plates, label_channel) +
                              "\nENDHDR\n";
-  if (std::fwrite(header.data(), 1, header.size(), file_) != header.size()) {
+  if (std::fwrite(header.data(), 1, header.size(), stream_.Get()) != header.size()) {
     Fail(std::strerror(errno));
   }
 }
 
-PamWriter::~PamWriter() {
-  if (file_ != nullptr) std::fclose(file_);
-}
+PamWriter::~PamWriter() = default;
 
 void PamWriter::Fail(const std::string& what) const {
   throw std::runtime_error("cannot write '" + path_ + "': " + what);
 }
 
 void PamWriter::WriteLine(const unsigned char* planes) {
-  if (file_ == nullptr || rows_left_ <= 0) Fail("more lines than the image has");
+  if (stream_.Get() == nullptr || rows_left_ <= 0) Fail("more lines than the image has");
   InterleavePlanes(planes, width_, depth_, interleaved_.data());
-  if (std::fwrite(interleaved_.data(), 1, interleaved_.size(), file_) != interleaved_.size()) {
+  if (std::fwrite(interleaved_.data(), 1, interleaved_.size(), stream_.Get()) != interleaved_.size()) {
     Fail(std::strerror(errno));
   }
   --rows_left_;
@@ -83,20 +79,17 @@ std::unique_ptr<BandEncoder> PamWriter::MakeBandEncoder() const {
 }
 
 void PamWriter::WriteBand(const EncodedBand& band, long long lines) {
-  if (file_ == nullptr || rows_left_ < lines) Fail("more lines than the image has");
-  if (std::fwrite(band.bytes.data(), 1, band.bytes.size(), file_) != band.bytes.size()) {
+  if (stream_.Get() == nullptr || rows_left_ < lines) Fail("more lines than the image has");
+  if (std::fwrite(band.bytes.data(), 1, band.bytes.size(), stream_.Get()) != band.bytes.size()) {
     Fail(std::strerror(errno));
   }
   rows_left_ -= lines;
 }
 
 void PamWriter::Finish() {
-  if (file_ == nullptr) return;
+  if (stream_.Get() == nullptr) return;
   if (rows_left_ != 0) Fail(std::to_string(rows_left_) + " lines are missing");
-  const bool failed = std::ferror(file_) != 0;
-  const int closed = std::fclose(file_);
-  file_ = nullptr;
-  if (failed || closed != 0) Fail(std::strerror(errno));
+  if (!stream_.Close()) Fail(std::strerror(errno));
 }
 
 }  // namespace QorScTool

@@ -6,11 +6,11 @@
 // "HalftoneLabel" for the label channel. Values are ink amounts (0 none, 255 full).
 #pragma once
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "output_file.h"
 #include "render_job.h"
 
 namespace QorScTool {
@@ -36,12 +36,12 @@ class PamWriter final : public LineSink {
  private:
   [[noreturn]] void Fail(const std::string& what) const;
 
-  std::FILE* file_ = nullptr;
   std::string path_;
   std::size_t width_;
   std::size_t depth_;
   long long rows_left_;
   std::vector<unsigned char> interleaved_;
+  BufferedStream stream_;
 };
 
 }  // namespace QorScTool

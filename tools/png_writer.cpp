@@ -12,10 +12,12 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "output_file.h"
+
 namespace QorScTool {
 
 struct PngWriter::State {
-  std::FILE* file = nullptr;
+  std::unique_ptr<BufferedStream> stream;
   png_structp png = nullptr;
   png_infop info = nullptr;
   std::string path;
@@ -41,7 +43,7 @@ void OnWarning(png_structp, png_const_charp) {}
 
 bool WriteHeader(PngWriter::State* s, png_uint_32 width, png_uint_32 height, png_uint_32 ppm) {
   if (setjmp(png_jmpbuf(s->png))) return false;
-  png_init_io(s->png, s->file);
+  png_init_io(s->png, s->stream->Get());
   png_set_IHDR(s->png, s->info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_set_pHYs(s->png, s->info, ppm, ppm, PNG_RESOLUTION_METER);
@@ -69,8 +71,7 @@ PngWriter::PngWriter(const std::filesystem::path& path, long long width, long lo
   State& s = *state_;
   s.path = path.string();
   s.rows_left = height;
-  s.file = std::fopen(s.path.c_str(), "wb");
-  if (s.file == nullptr) s.Fail(std::strerror(errno));
+  s.stream = std::make_unique<BufferedStream>(s.path);
   s.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &s, OnError, OnWarning);
   if (s.png != nullptr) s.info = png_create_info_struct(s.png);
   if (s.info == nullptr) s.Fail("out of memory");
@@ -83,7 +84,6 @@ PngWriter::PngWriter(const std::filesystem::path& path, long long width, long lo
 PngWriter::~PngWriter() {
   State& s = *state_;
   if (s.png != nullptr) png_destroy_write_struct(&s.png, s.info != nullptr ? &s.info : nullptr);
-  if (s.file != nullptr) std::fclose(s.file);
 }
 
 void PngWriter::WriteRow(const unsigned char* rgb) {
@@ -99,10 +99,7 @@ void PngWriter::Finish() {
   s.finished = true;
   if (s.rows_left != 0) s.Fail("rows are missing");
   if (!WriteEnd(&s)) s.Fail("cannot end the image");
-  const bool failed = std::ferror(s.file) != 0;
-  const int closed = std::fclose(s.file);
-  s.file = nullptr;
-  if (failed || closed != 0) s.Fail(std::strerror(errno));
+  if (!s.stream->Close()) s.Fail(std::strerror(errno));
 }
 
 }  // namespace QorScTool
