@@ -17,13 +17,13 @@
 
 namespace QorScTool {
 
-BufferedStream::BufferedStream(const std::string& path)
-    : buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)),
+BufferedStream::BufferedStream(const std::string& path, std::size_t buffer_bytes)
+    : buffer_(buffer_bytes > 0 ? std::make_unique_for_overwrite<char[]>(buffer_bytes) : nullptr),
       file_(std::fopen(path.c_str(), "wb")) {
   if (file_ == nullptr) {
     throw std::runtime_error("cannot write '" + path + "': " + std::strerror(errno));
   }
-  std::setvbuf(file_, buffer_.get(), _IOFBF, kBufferBytes);
+  std::setvbuf(file_, buffer_.get(), buffer_ ? _IOFBF : _IONBF, buffer_bytes);
 }
 
 BufferedStream::~BufferedStream() {

@@ -49,8 +49,10 @@ class BufferedStream {
  public:
   static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
 
-  // Throws std::runtime_error naming the file when it cannot be opened.
-  explicit BufferedStream(const std::string& path);
+  // Throws std::runtime_error naming the file when it cannot be opened. With a
+  // `buffer_bytes` of 0 the stream is unbuffered: for a writer that hands stdio
+  // only large blocks of its own, which are then written without a copy.
+  explicit BufferedStream(const std::string& path, std::size_t buffer_bytes = kBufferBytes);
   BufferedStream(const BufferedStream&) = delete;
   BufferedStream& operator=(const BufferedStream&) = delete;
   ~BufferedStream();

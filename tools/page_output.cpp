@@ -3,7 +3,6 @@
 
 #include <numeric>
 
-#include "interleave.h"
 #include "output_file.h"
 #include "pam_writer.h"
 #include "png_writer.h"
@@ -37,6 +36,11 @@ class SingleFileOutput final : public PageOutput {
         writer_(file_->TemporaryPath(), arguments...) {}
 
   void WriteLine(const unsigned char* planes) override { writer_.WriteLine(planes); }
+  bool TakesPixels() const override { return writer_.TakesPixels(); }
+  unsigned char* NextLine() override { return writer_.NextLine(); }
+  void WriteLines(const unsigned char* lines, std::size_t line_bytes, long long count) override {
+    writer_.WriteLines(lines, line_bytes, count);
+  }
   std::unique_ptr<BandEncoder> MakeBandEncoder() const override {
     return writer_.MakeBandEncoder();
   }

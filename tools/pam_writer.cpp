@@ -1,12 +1,11 @@
-// PAM output through a buffered stdio stream; errors are checked at every write and
-// at close, since a full disk may show only there.
+// PAM output in blocks of whole lines through an unbuffered stdio stream; errors are checked at
+// every write and at close, since a full disk may show only there.
 #include "pam_writer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
-
-#include "interleave.h"
 
 namespace QorScTool {
 
@@ -34,8 +33,10 @@ PamWriter::PamWriter(const std::filesystem::path& path, long long width, long lo
       width_(static_cast<std::size_t>(width)),
       depth_(plates.size() + (label_channel ? 1 : 0)),
       rows_left_(height),
-      interleaved_(width_ * depth_),
-      stream_(path_) {
+      block_(std::max<std::size_t>(
+                 1, BufferedStream::kBufferBytes / std::max<std::size_t>(1, width_ * depth_)) *
+             width_ * depth_),
+      stream_(path_, 0) {
   const std::string header = "P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " +
                              std::to_string(height) + "\nDEPTH " + std::to_string(depth_) +
                              "\nMAXVAL 255\nTUPLTYPE " + TupleType(plates, label_channel) +
@@ -51,44 +52,41 @@ void PamWriter::Fail(const std::string& what) const {
   throw std::runtime_error("cannot write '" + path_ + "': " + what);
 }
 
-void PamWriter::WriteLine(const unsigned char* planes) {
+unsigned char* PamWriter::NextLine() {
+  if (block_used_ == block_.size()) Flush();
+  return block_.data() + block_used_;
+}
+
+void PamWriter::WriteLine(const unsigned char* pixels) {
   if (stream_.Get() == nullptr || rows_left_ <= 0) Fail("more lines than the image has");
-  InterleavePlanes(planes, width_, depth_, interleaved_.data());
-  if (std::fwrite(interleaved_.data(), 1, interleaved_.size(), stream_.Get()) != interleaved_.size()) {
-    Fail(std::strerror(errno));
-  }
+  const std::size_t line = width_ * depth_;
+  unsigned char* slot = NextLine();
+  if (pixels != slot) std::copy(pixels, pixels + line, slot);
+  block_used_ += line;
   --rows_left_;
 }
 
-std::unique_ptr<BandEncoder> PamWriter::MakeBandEncoder() const {
-  class Encoder final : public BandEncoder {
-   public:
-    Encoder(std::size_t width, std::size_t depth) : width_(width), depth_(depth) {}
-    void Encode(const unsigned char* lines, long long count, EncodedBand& out) override {
-      const std::size_t row = width_ * depth_;
-      unsigned char* pixels = out.WholeChunk(static_cast<std::size_t>(count) * row);
-      for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k)
-        InterleavePlanes(lines + k * row, width_, depth_, pixels + k * row);
-    }
-
-   private:
-    std::size_t width_;
-    std::size_t depth_;
-  };
-  return std::make_unique<Encoder>(width_, depth_);
+void PamWriter::WriteLines(const unsigned char* lines, std::size_t line_bytes, long long count) {
+  if (stream_.Get() == nullptr || rows_left_ < count) Fail("more lines than the image has");
+  if (line_bytes != width_ * depth_) Fail("a line of the wrong size");
+  Flush();
+  const std::size_t bytes = line_bytes * static_cast<std::size_t>(count);
+  if (std::fwrite(lines, 1, bytes, stream_.Get()) != bytes) Fail(std::strerror(errno));
+  rows_left_ -= count;
 }
 
-void PamWriter::WriteBand(const EncodedBand& band, long long lines) {
-  if (stream_.Get() == nullptr || rows_left_ < lines) Fail("more lines than the image has");
-  if (std::fwrite(band.bytes.data(), 1, band.bytes.size(), stream_.Get()) != band.bytes.size()) {
+void PamWriter::Flush() {
+  if (block_used_ == 0) return;
+  if (std::fwrite(block_.data(), 1, block_used_, stream_.Get()) != block_used_) {
     Fail(std::strerror(errno));
   }
-  rows_left_ -= lines;
+  block_used_ = 0;
 }
 
 void PamWriter::Finish() {
   if (stream_.Get() == nullptr) return;
   if (rows_left_ != 0) Fail(std::to_string(rows_left_) + " lines are missing");
+  Flush();
   if (!stream_.Close()) Fail(std::strerror(errno));
 }
 

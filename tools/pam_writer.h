@@ -23,10 +23,13 @@ class PamWriter final : public LineSink {
   PamWriter(const PamWriter&) = delete;
   PamWriter& operator=(const PamWriter&) = delete;
 
-  void WriteLine(const unsigned char* planes) override;
-  // With several threads the pixels are interleaved where the band was rendered.
-  std::unique_ptr<BandEncoder> MakeBandEncoder() const override;
-  void WriteBand(const EncodedBand& band, long long lines) override;
+  // Lines come pixel after pixel, as the file stores them. One thread renders them
+  // into the writer's block of lines (about a megabyte), written when full; with
+  // several threads a band is written at once. Either way without a copy.
+  bool TakesPixels() const override { return true; }
+  unsigned char* NextLine() override;
+  void WriteLine(const unsigned char* pixels) override;
+  void WriteLines(const unsigned char* lines, std::size_t line_bytes, long long count) override;
   // Flushes and closes; throws when the file could not be completed.
   void Finish();
 
@@ -35,12 +38,15 @@ class PamWriter final : public LineSink {
 
  private:
   [[noreturn]] void Fail(const std::string& what) const;
+  // Writes the block's lines.
+  void Flush();
 
   std::string path_;
   std::size_t width_;
   std::size_t depth_;
   long long rows_left_;
-  std::vector<unsigned char> interleaved_;
+  std::vector<unsigned char> block_;  // whole lines
+  std::size_t block_used_ = 0;        // bytes
   BufferedStream stream_;
 };
 

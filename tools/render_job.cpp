@@ -11,9 +11,13 @@
 // 2 × threads, and a worker may claim it only when band b − S has been written, so at
 // most S bands are buffered. The writer (the calling thread) waits for the band it
 // needs next. When the sink makes band encoders, every worker also encodes the band
-// it rendered (TIFF strips compressed, PAM pixels interleaved, PNG colours converted)
-// and the writer only hands the encoded band over; bands then hold whole TIFF strips.
-// Per-line work allocates nothing: buffers are sized per band.
+// it rendered (TIFF strips compressed, PNG colours converted) and the writer only
+// hands the encoded band over; bands then hold whole TIFF strips.
+//
+// A sink that takes pixels gets each line straight from the converter's
+// pixel-interleaved bytes where nothing is added to the plates' line (no labels, no
+// anti-aliasing); otherwise the planes are made as for other sinks and interleaved
+// once. Per-line work allocates nothing: buffers are sized per band.
 #include "render_job.h"
 
 #include <algorithm>
@@ -26,6 +30,7 @@
 #include <thread>
 #include <vector>
 
+#include "qorcolor/interleave.h"
 #include "scan/collect_objects.h"
 #include "scan/resample_environment.h"
 #include "scan/resampler.h"
@@ -48,8 +53,9 @@ QorSc::ResampleMode ModeFor(const RenderSettings& settings) {
 
 class BandRenderer {
  public:
+  // With `pixels`, lines are handed out pixel after pixel.
   BandRenderer(const PageInput& page, const PlateSet& plates, const RenderSettings& settings,
-               PixelSize size)
+               PixelSize size, bool pixels)
       : page_(page),
         settings_(settings),
         width_(size.width),
@@ -58,8 +64,10 @@ class BandRenderer {
         resample_(ModeFor(settings)),
         options_(plates.options),
         label_options_(false, page.document->GetSeparationInfo()),
+        pixels_(pixels),
         line_((plate_count_ + (settings.halftone_labels ? 1 : 0)) *
-              static_cast<std::size_t>(size.width)) {
+              static_cast<std::size_t>(size.width)),
+        pixel_line_(pixels ? line_.size() : 0) {
     label_options_.SetHalftoneMode(QorSc::kHalftoneLabels);
     // One final pixel is f pixels of the initial grid the plates are converted on;
     // labels are converted on the final grid.
@@ -72,6 +80,8 @@ class BandRenderer {
   }
 
   std::size_t LineBytes() const { return line_.size(); }
+  // Without a band, lines go where `sink` asks for them (LineSink::NextLine).
+  void SetLineTarget(LineSink* sink) { line_target_ = sink; }
 
   // Calls emit(const unsigned char* line) for every final line of [top, bottom).
   // With `band`, line k of the band is rendered at band + k × LineBytes() (without
@@ -88,24 +98,46 @@ class BandRenderer {
     const std::size_t line_bytes = LineBytes();
     // Where the final line y goes.
     auto target = [&](long long y) {
-      return band != nullptr ? band + static_cast<std::size_t>(y - top) * line_bytes : line_.data();
+      if (band != nullptr) return band + static_cast<std::size_t>(y - top) * line_bytes;
+      if (line_target_ != nullptr) {
+        if (unsigned char* line = line_target_->NextLine()) return line;
+      }
+      return pixels_ ? pixel_line_.data() : line_.data();
     };
-    auto finish_line = [&](unsigned char* line) {
-      if (labels && !labels->GetLine255PlaneInterleaved(line + plate_count_ * w, w)) {
+    // Adds the labels to the planes of final line y at `planar` and hands the line
+    // out in the sink's layout.
+    auto finish_line = [&](long long y, unsigned char* planar) {
+      if (labels && !labels->GetLine255PlaneInterleaved(planar + plate_count_ * w, w)) {
         throw std::logic_error("the label conversion ended early");
+      }
+      unsigned char* line = target(y);
+      if (pixels_) {
+        QorColor::InterleavePlanes(planar, w, plate_count_ + (labels ? 1 : 0), line);
+      } else if (line != planar) {
+        std::copy(planar, planar + line_bytes, line);
       }
       emit(static_cast<const unsigned char*>(line));
     };
 
     if (resample_.Mode() == QorSc::kResampleNone) {
       QorSc::ScanConverter converter(Collect(environment_, options_, final_box));
+      const bool direct = pixels_ && !labels;
       for (long long y = top; y < bottom; ++y) {
         CheckInterrupt();
-        unsigned char* line = target(y);
-        if (!converter.GetLine255PlaneInterleaved(line, w)) {
+        if (direct) {
+          unsigned char* line = target(y);
+          if (!converter.GetLine255PixelInterleaved(line)) {
+            throw std::logic_error("the conversion ended early");
+          }
+          emit(static_cast<const unsigned char*>(line));
+          continue;
+        }
+        // Planes of a pixel line are made beside it first.
+        unsigned char* planar = pixels_ ? line_.data() : target(y);
+        if (!converter.GetLine255PlaneInterleaved(planar, w)) {
           throw std::logic_error("the conversion ended early");
         }
-        finish_line(line);
+        finish_line(y, planar);
       }
       return;
     }
@@ -130,9 +162,7 @@ class BandRenderer {
       }
       const bool completes = shift ? (i > 0 && i % f == 0) : ((i + 1) % f == 0);
       if (completes) {
-        unsigned char* line = target(top + written);
-        if (line != line_.data()) std::copy(line_.begin(), line_.end(), line);
-        finish_line(line);
+        finish_line(top + written, line_.data());
         ++written;
       }
     }
@@ -160,7 +190,10 @@ class BandRenderer {
   QorSc::ResampleEnvironment resample_;  // outlives the band's resamplers
   QorSc::Options options_;               // the plates' options with the minimal stroke width
   QorSc::Options label_options_;
-  std::vector<unsigned char> line_;
+  bool pixels_;
+  LineSink* line_target_ = nullptr;
+  std::vector<unsigned char> line_;        // a final line's planes
+  std::vector<unsigned char> pixel_line_;  // a pixel line, without a band to write it to
   std::vector<unsigned char> initial_line_;
 };
 
@@ -245,6 +278,11 @@ class BandQueue {
 };
 
 }  // namespace
+
+void LineSink::WriteLines(const unsigned char* lines, std::size_t line_bytes, long long count) {
+  for (long long k = 0; k < count; ++k)
+    WriteLine(lines + static_cast<std::size_t>(k) * line_bytes);
+}
 
 void LineSink::WriteBand(const EncodedBand&, long long) {
   throw std::logic_error("this output takes lines, not encoded bands");
@@ -339,7 +377,8 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
   };
 
   if (settings.threads <= 1 || bands <= 1) {
-    BandRenderer renderer(page, plates, settings, size);
+    BandRenderer renderer(page, plates, settings, size, sink.TakesPixels());
+    renderer.SetLineTarget(&sink);
     renderer.Render(0, size.height, nullptr, [&](const unsigned char* line) {
       sink.WriteLine(line);
       report();
@@ -358,9 +397,10 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
     }
   }
   BandQueue queue(bands, 2 * static_cast<std::size_t>(threads));
+  const bool pixels = sink.TakesPixels();
   auto work = [&](BandEncoder* encoder) {
     try {
-      BandRenderer renderer(page, plates, settings, size);
+      BandRenderer renderer(page, plates, settings, size, pixels);
       const std::size_t line_bytes = renderer.LineBytes();
       std::vector<unsigned char> lines;  // an encoded band's lines before encoding
       while (const std::optional<long long> band = queue.Claim()) {
@@ -400,10 +440,10 @@ void RenderPage(const PageInput& page, const PlateSet& plates, const RenderSetti
           report();
       } else {
         const std::vector<unsigned char>& buffer = queue.Buffer(band);
-        for (std::size_t offset = 0; offset < buffer.size(); offset += line_bytes) {
-          sink.WriteLine(buffer.data() + offset);
+        const auto lines = static_cast<long long>(buffer.size() / line_bytes);
+        sink.WriteLines(buffer.data(), line_bytes, lines);
+        for (long long k = 0; k < lines; ++k)
           report();
-        }
       }
       queue.Release(band);
     }

@@ -77,7 +77,7 @@ inline constexpr long long kMaxPageSide = 1LL << 21;
 inline constexpr std::size_t kMaxLineBytes = std::size_t{64} << 20;
 void CheckPageSize(PixelSize size, std::size_t plates, const RenderSettings& settings);
 
-// A band of lines in a sink's own encoding (compressed strips, interleaved pixels):
+// A band of lines in a sink's own encoding (compressed strips, converted colours):
 // the bytes, cut into chunks in the order the sink writes them.
 struct EncodedBand {
   std::vector<unsigned char> bytes;
@@ -112,7 +112,9 @@ class BandEncoder {
 };
 
 // Receives the page's lines top to bottom: the plates' planes one after the other,
-// each `width` bytes, then the label plane if there is one.
+// each `width` bytes, then the label plane if there is one; or, for a sink that
+// takes pixels, the same bytes pixel after pixel (each pixel's plates, then its
+// label), as the renderer writes them without a pass per plane.
 //
 // A sink whose encoding is worth spreading over the rendering threads also makes
 // band encoders: with several threads every band is then encoded where it was
@@ -122,6 +124,15 @@ class LineSink {
  public:
   virtual ~LineSink() = default;
   virtual void WriteLine(const unsigned char* planes) = 0;
+  // Whether lines come pixel after pixel rather than plane after plane.
+  virtual bool TakesPixels() const { return false; }
+  // Where the renderer may put the next line, so that the sink need not copy it;
+  // null for the renderer's own buffer. The same address until the next WriteLine,
+  // which receives it (lines rendered on other threads still come from elsewhere).
+  virtual unsigned char* NextLine() { return nullptr; }
+  // `count` lines of `line_bytes` each, one after the other (a band rendered by
+  // another thread): by default one WriteLine each.
+  virtual void WriteLines(const unsigned char* lines, std::size_t line_bytes, long long count);
   // An encoder for one thread (made on the calling thread, used on one other), or
   // null when the sink takes lines only.
   virtual std::unique_ptr<BandEncoder> MakeBandEncoder() const { return nullptr; }

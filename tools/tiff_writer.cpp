@@ -12,8 +12,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "interleave.h"
-
 namespace QorScTool {
 
 struct TiffWriter::Handle {
@@ -24,7 +22,8 @@ struct TiffWriter::Handle {
   std::size_t samples = 0;
   std::uint32_t row = 0;
   std::uint32_t height = 0;
-  std::vector<unsigned char> interleaved;
+  // The row handed to libtiff, which may rework its buffer while encoding.
+  std::vector<unsigned char> row_bytes;
 
   [[noreturn]] void Fail(const std::string& what) const {
     throw std::runtime_error("cannot write '" + path + "': " + what +
@@ -126,7 +125,7 @@ TiffWriter::TiffWriter(const std::filesystem::path& path, const TiffLayout& layo
   h.height = static_cast<std::uint32_t>(layout.height);
   h.samples = SamplesOf(layout);
   if (h.samples == 0 || layout.width <= 0 || layout.height <= 0) h.Fail("nothing to write");
-  h.interleaved.resize(h.width * h.samples);
+  h.row_bytes.resize(h.width * h.samples);
 
   const double raw = static_cast<double>(layout.width) * static_cast<double>(layout.height) *
                      static_cast<double>(h.samples);
@@ -147,11 +146,11 @@ TiffWriter::~TiffWriter() {
   if (handle_->tiff != nullptr) TIFFClose(handle_->tiff);
 }
 
-void TiffWriter::WriteLine(const unsigned char* planes) {
+void TiffWriter::WriteLine(const unsigned char* pixels) {
   Handle& h = *handle_;
   if (h.tiff == nullptr) h.Fail("the file is already closed");
-  InterleavePlanes(planes, h.width, h.samples, h.interleaved.data());
-  if (TIFFWriteScanline(h.tiff, h.interleaved.data(), h.row, 0) != 1) h.Fail("write failed");
+  std::copy(pixels, pixels + h.row_bytes.size(), h.row_bytes.begin());
+  if (TIFFWriteScanline(h.tiff, h.row_bytes.data(), h.row, 0) != 1) h.Fail("write failed");
   ++h.row;
 }
 
@@ -256,7 +255,7 @@ struct TiffStripEncoder::Memory {
 
 TiffStripEncoder::TiffStripEncoder(const TiffLayout& layout)
     : layout_(layout),
-      interleaved_(static_cast<std::size_t>(layout.width) * SamplesOf(layout)),
+      row_(static_cast<std::size_t>(layout.width) * SamplesOf(layout)),
       memory_(std::make_unique<Memory>()) {
   memory_->handle.path = "strips in memory";
   memory_->handle.width = static_cast<std::size_t>(layout.width);
@@ -289,9 +288,9 @@ void TiffStripEncoder::Encode(const unsigned char* rows, std::size_t rowStride, 
   } cleanup{h.tiff};
   ApplyLayout(h, layout_, count);
   for (long long r = 0; r < count; ++r) {
-    InterleavePlanes(rows + static_cast<std::size_t>(r) * rowStride, h.width, h.samples,
-                     interleaved_.data());
-    if (TIFFWriteScanline(h.tiff, interleaved_.data(), static_cast<std::uint32_t>(r), 0) != 1) {
+    const unsigned char* pixels = rows + static_cast<std::size_t>(r) * rowStride;
+    std::copy(pixels, pixels + row_.size(), row_.begin());
+    if (TIFFWriteScanline(h.tiff, row_.data(), static_cast<std::uint32_t>(r), 0) != 1) {
       h.Fail("encoding failed");
     }
   }

@@ -47,8 +47,10 @@ class TiffWriter final : public LineSink {
   TiffWriter(const std::filesystem::path& path, const TiffLayout& layout);
   ~TiffWriter() override;
 
-  // The inks' planes then the label plane, `width` bytes each.
-  void WriteLine(const unsigned char* planes) override;
+  // Lines come pixel after pixel (each pixel's inks, then its label), as the file
+  // stores them.
+  bool TakesPixels() const override { return true; }
+  void WriteLine(const unsigned char* pixels) override;
   std::unique_ptr<BandEncoder> MakeBandEncoder() const override;
   long long BandLineMultiple() const override;
   void WriteBand(const EncodedBand& band, long long lines) override;
@@ -74,14 +76,13 @@ class TiffStripEncoder {
   TiffStripEncoder(const TiffStripEncoder&) = delete;
   TiffStripEncoder& operator=(const TiffStripEncoder&) = delete;
 
-  // `count` rows starting at a strip boundary, each row the inks' planes then the
-  // label plane (`width` bytes each) at `rows + k · rowStride`: appends one chunk per
-  // strip to `out`.
+  // `count` rows starting at a strip boundary, each row's pixels (inks, then label)
+  // at `rows + k · rowStride`: appends one chunk per strip to `out`.
   void Encode(const unsigned char* rows, std::size_t rowStride, long long count, EncodedBand& out);
 
  private:
   TiffLayout layout_;
-  std::vector<unsigned char> interleaved_;
+  std::vector<unsigned char> row_;  // as the writer's row
   struct Memory;
   std::unique_ptr<Memory> memory_;
 };

@@ -2,11 +2,13 @@
 // line, top to bottom over the collection's pixel box.
 //
 // Every call renders the next line of every blending separation and hands it out
-// in one of four shapes, which may be mixed from line to line:
+// in one of five shapes, which may be mixed from line to line:
 // - GetLine: S floats per pixel, pixel-interleaved, valid until the next call;
 // - GetLineAsPlaneInterleaved: one pointer per colour plane, at x = left;
 // - GetLine255PlaneInterleaved: bytes 0..255, plane after plane `stride` apart,
 //   optionally with the alpha plane (extra1) and the shape plane (extra2);
+// - GetLine255PixelInterleaved: the same bytes pixel after pixel, the S bytes of each
+//   pixel together (as PAM and contiguous TIFF store them), without a pass per plane;
 // - GetObjectsOnNextLine: only the document identifiers of the objects painted on
 //   the line, in painting order.
 // After the last line every call reports the end of the page (null, empty, false)
@@ -44,6 +46,8 @@ class QORSC_API ScanConverter {
                                   unsigned char* extra2, std::size_t stride);
   bool GetLine255PlaneInterleaved(unsigned char* planes);
   bool GetLine255PlaneInterleaved(unsigned char* planes, std::size_t stride);
+  // Writes (right − left) × S bytes: sample s of pixel x at pixels + (x − left)·S + s.
+  bool GetLine255PixelInterleaved(unsigned char* pixels);
   std::vector<std::size_t> GetObjectsOnNextLine();
 
   struct Impl;

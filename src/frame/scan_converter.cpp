@@ -1,4 +1,4 @@
-// The line driver's public face: one line per call, handed out in four shapes.
+// The line driver's public face: one line per call, handed out in five shapes.
 // Per line: a pooled line buffer, the renderer's objects, then the output; nothing
 // allocates in the steady state except what a caller asks to be returned by value.
 
@@ -9,6 +9,7 @@
 
 #include "frame/component_byte.h"
 #include "frame/line_renderer.h"
+#include "frame/pixel_bytes.h"
 
 namespace QorSc {
 
@@ -85,6 +86,15 @@ struct ScanConverter::Impl {
     flush();
   }
 
+  // The pixel-interleaved byte output, made on its first use.
+  PixelBytes& Pixels() {
+    if (!pixel_bytes) {
+      pixel_bytes = std::make_unique<PixelBytes>(
+          separations, static_cast<std::size_t>(std::max(0LL, box.Width())), component_bytes);
+    }
+    return *pixel_bytes;
+  }
+
   ConversionPools pools;
   LineRenderer renderer;
   QorMath::Rectangle<long long> box;
@@ -93,6 +103,7 @@ struct ScanConverter::Impl {
   std::vector<QorColor::Component> interleaved;
   // Per-pixel stretches to bytes: the widest instructions this processor has.
   ComponentBytesFunction component_bytes = SelectComponentBytes();
+  std::unique_ptr<PixelBytes> pixel_bytes;
 };
 
 ScanConverter::ScanConverter(ObjectCollection collection)
@@ -155,6 +166,14 @@ bool ScanConverter::GetLine255PlaneInterleaved(unsigned char* planes) {
 
 bool ScanConverter::GetLine255PlaneInterleaved(unsigned char* planes, std::size_t stride) {
   return GetLine255PlaneInterleaved(planes, nullptr, nullptr, stride);
+}
+
+bool ScanConverter::GetLine255PixelInterleaved(unsigned char* pixels) {
+  std::unique_ptr<LineBuffer> line = impl_->NextLine(nullptr);
+  if (!line) return false;
+  impl_->Pixels().Write(*line, pixels);
+  impl_->pools.ReleaseLine(std::move(line));
+  return true;
 }
 
 std::vector<std::size_t> ScanConverter::GetObjectsOnNextLine() {

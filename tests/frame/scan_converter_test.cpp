@@ -98,8 +98,7 @@ TEST(ScanConverter, TallBoxesActivateRecordsInLineAndIndexOrder) {
   scene.Add(Rect(2.2, 6000.2, 20.3, 6001.7), QorColor::Color{{"Cyan", 1.0f}});
   scene.Add(Rect(10.2, 3.2, 30.3, 6000.7), QorColor::Color{{"Magenta", 0.4f}});
   scene.Add(Rect(1.2, 3.2, 5.3, 4.7), QorColor::Color{{"Gold", 0.5f}});
-  QorSc::ScanConverter converter(
-      scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 10000}));
+  QorSc::ScanConverter converter(scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 10000}));
   for (long long y = 0; y < 10000; ++y) {
     const auto hits = converter.GetObjectsOnNextLine();
     if (y == 3 || y == 4) {
@@ -304,6 +303,69 @@ TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
   EXPECT_GT(traces, 0) << "the ramp reaches the traces";
 }
 
+// The pixel-interleaved bytes are the plane bytes interleaved, for every plate count
+// (the tuple stores and the interleaving take their own path per count), on lines
+// wider than the doubling copies' first block: blank lines, flat stretches printing
+// one byte on every plate or a tuple of different bytes, neighbours printing the same
+// tuple, and a shading varying per pixel on some plates beside flat ones.
+TEST(ScanConverter, PixelBytesAreThePlaneBytesInterleaved) {
+  constexpr long long kWide = 300;
+  for (const std::size_t count : {1u, 2u, 3u, 4u, 5u, 8u, 9u}) {
+    QorColor::Color plates;
+    std::vector<std::string> names;
+    for (std::size_t p = 0; p < count; ++p) {
+      names.push_back("Plate" + std::to_string(p));
+      plates.Add(names.back(), 0.0f);
+    }
+    const auto flat = [&](float first, float rest) {
+      QorColor::Color color;
+      for (std::size_t p = 0; p < count; ++p)
+        color.Add(names[p], p == 0 ? first : rest);
+      return color;
+    };
+    Scene scene;
+    scene.Add(Rect(10, 2, 200, 12), flat(1.0f, 0.0f));
+    scene.Add(Rect(200, 2, 290, 12), flat(1.0f, 0.0f));  // the same tuple, joined
+    scene.Add(Rect(20, 6, 280, 9), flat(0.5f, 0.5f));    // one byte on every plate
+    scene.Add(Rect(30, 14, 33, 24), flat(0.25f, 1.0f));  // a short stretch
+    QorPaint::ShadingPaint::Common common;
+    common.mapping = QorPaint::SeparationMapping({{names.back(), 0}}, false);
+    auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
+        QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{}, std::vector<double>{0.0},
+        std::vector<double>{1.0}, 1.0);
+    const auto axis = QorScTest::ToWorld({{40.0, 0.0}, {250.0, 0.0}});
+    QorDoc::Fillable::Painting painting;
+    painting.fill = std::make_shared<QorPaint::AxialShadingPaint>(
+        common, std::array{axis[0], axis[1]}, ramp, QorPaint::Interval{}, std::array{true, true});
+    painting.transparency = QorBlend::Transparency::Opaque();
+    scene.Add(Rect(40, 16, 250, 28), painting);
+    const QorSc::Options options(plates, {});
+    const Box box{3, 0, kWide, kHeight};
+    QorSc::ScanConverter planes(scene.Collect(options, box));
+    QorSc::ScanConverter pixels(scene.Collect(options, box));
+    const auto width = static_cast<std::size_t>(box.Width());
+    std::vector<unsigned char> plane_out(count * width), pixel_out(count * width + 1, 0xEE);
+    int varying = 0;
+    for (long long y = 0; y < kHeight; ++y) {
+      ASSERT_TRUE(planes.GetLine255PlaneInterleaved(plane_out.data()));
+      ASSERT_TRUE(pixels.GetLine255PixelInterleaved(pixel_out.data()));
+      for (std::size_t x = 0; x < width; ++x) {
+        for (std::size_t p = 0; p < count; ++p) {
+          ASSERT_EQ(pixel_out[x * count + p], plane_out[p * width + x])
+              << count << " plates, pixel " << x << "," << y << " plate " << p;
+        }
+        if (x > 0 && plane_out[(count - 1) * width + x] != plane_out[(count - 1) * width + x - 1] &&
+            plane_out[(count - 1) * width + x] != 0) {
+          ++varying;
+        }
+      }
+      ASSERT_EQ(pixel_out.back(), 0xEE) << "wrote past the line";
+    }
+    EXPECT_FALSE(pixels.GetLine255PixelInterleaved(pixel_out.data()));
+    EXPECT_GT(varying, 100) << "the shading varies per pixel";
+  }
+}
+
 // The stretch conversions directly (the baseline one, and the one this processor
 // selects, AVX2 where it has it), on the values where a block conversion can go wrong:
 // the rounding boundaries (k + 0.5) / 255 and their neighbours, traces around 1e-6, -0
@@ -506,14 +568,16 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
     // Bytes of a box that does not start at column 0 are the same pixels.
     constexpr long long kLeft = 5;
     QorSc::ScanConverter shifted(scene.Collect(options, Box{kLeft, 0, kWidth, kHeight}));
+    QorSc::ScanConverter pixels(scene.Collect(options, Box{kLeft, 0, kWidth, kHeight}));
     std::vector<unsigned char> out(3 * kWidth), alpha(kWidth), shape(kWidth);
-    std::vector<unsigned char> shifted_out(3 * (kWidth - kLeft));
+    std::vector<unsigned char> shifted_out(3 * (kWidth - kLeft)), pixel_out(3 * (kWidth - kLeft));
     for (long long y = 0; y < kHeight; ++y) {
       const QorColor::Component* line = floats.GetLine();
       const auto plane = planes.GetLineAsPlaneInterleaved();
       ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data(), alpha.data(), shape.data(), kWidth));
       ASSERT_EQ(hit_lists.GetObjectsOnNextLine(), hits[y]) << "round " << round << " line " << y;
       ASSERT_TRUE(shifted.GetLine255PlaneInterleaved(shifted_out.data()));
+      ASSERT_TRUE(pixels.GetLine255PixelInterleaved(pixel_out.data()));
       for (long long x = 0; x < kWidth; ++x) {
         const ReferencePixel& e = expected[y * kWidth + x];
         for (int s = 0; s < 3; ++s) {
@@ -523,6 +587,7 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
           ASSERT_EQ(out[s * kWidth + x], QorSc::ComponentToByte(e.colour[s]));
           if (x >= kLeft) {
             ASSERT_EQ(shifted_out[s * (kWidth - kLeft) + (x - kLeft)], out[s * kWidth + x]);
+            ASSERT_EQ(pixel_out[(x - kLeft) * 3 + s], out[s * kWidth + x]);
           }
         }
         ASSERT_EQ(alpha[x], QorSc::ComponentToByte(e.alpha)) << x << "," << y;

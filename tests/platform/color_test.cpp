@@ -1,12 +1,35 @@
 #include <gtest/gtest.h>
 
 #include "qorcolor/cmyk.h"
+#include "qorcolor/interleave.h"
 #include "qordoc/separation.h"
 
 namespace {
 
 using QorColor::CmykIndex;
 using QorColor::Color;
+
+// Every plate count takes its own path (copy, fixed-count blocks, CMYK words, the
+// strided rest): each must put sample p of pixel x at x·count + p, also in the pixels
+// past the last whole block.
+TEST(InterleavePlanes, EveryCountAndWidth) {
+  for (std::size_t count = 1; count <= 10; ++count) {
+    for (std::size_t width : {0u, 1u, 15u, 16u, 17u, 33u, 100u}) {
+      std::vector<unsigned char> planes(count * width);
+      for (std::size_t i = 0; i < planes.size(); ++i)
+        planes[i] = static_cast<unsigned char>(i * 7 + 3);
+      std::vector<unsigned char> pixels(count * width + 1, 0xEE);
+      QorColor::InterleavePlanes(planes.data(), width, count, pixels.data());
+      for (std::size_t x = 0; x < width; ++x) {
+        for (std::size_t p = 0; p < count; ++p) {
+          ASSERT_EQ(pixels[x * count + p], planes[p * width + x])
+              << count << " plates, width " << width << ", pixel " << x;
+        }
+      }
+      EXPECT_EQ(pixels.back(), 0xEE) << "wrote past the line";
+    }
+  }
+}
 
 TEST(ColorList, ProcessColourSpaceIsCmykInOrder) {
   const Color& cmyk = QorColor::GetCMYKColorSpace();

@@ -20,16 +20,19 @@ using QorScTool::RenderSettings;
 
 class MemorySink : public QorScTool::LineSink {
  public:
-  explicit MemorySink(std::size_t line_bytes) : line_bytes_(line_bytes) {}
+  explicit MemorySink(std::size_t line_bytes, bool pixels = false)
+      : line_bytes_(line_bytes), pixels_(pixels) {}
   void WriteLine(const unsigned char* planes) override {
     bytes.insert(bytes.end(), planes, planes + line_bytes_);
     ++lines;
   }
+  bool TakesPixels() const override { return pixels_; }
   std::vector<unsigned char> bytes;
   long long lines = 0;
 
  private:
   std::size_t line_bytes_;
+  bool pixels_;
 };
 
 struct Rendered {
@@ -44,12 +47,13 @@ struct Rendered {
   }
 };
 
+// With `pixels`, the sink takes its lines pixel after pixel.
 Rendered Render(const QorScTool::PageInput& page, const PlateSet& plates,
-                const RenderSettings& settings) {
+                const RenderSettings& settings, bool pixels = false) {
   Rendered r;
   r.size = QorScTool::PagePixelSize(page.world_box, settings.resolution);
   r.planes = plates.names.size() + (settings.halftone_labels ? 1 : 0);
-  MemorySink sink(r.planes * static_cast<std::size_t>(r.size.width));
+  MemorySink sink(r.planes * static_cast<std::size_t>(r.size.width), pixels);
   long long last_progress = 0;
   QorScTool::RenderPage(page, plates, settings, sink, [&](long long lines) {
     EXPECT_EQ(lines, last_progress + 1);
@@ -59,6 +63,19 @@ Rendered Render(const QorScTool::PageInput& page, const PlateSet& plates,
   EXPECT_EQ(last_progress, r.size.height);
   r.bytes = std::move(sink.bytes);
   return r;
+}
+
+// The lines of `r` pixel after pixel.
+std::vector<unsigned char> PixelLines(const Rendered& r) {
+  std::vector<unsigned char> pixels;
+  pixels.reserve(r.bytes.size());
+  for (long long y = 0; y < r.size.height; ++y) {
+    for (long long x = 0; x < r.size.width; ++x) {
+      for (std::size_t p = 0; p < r.planes; ++p)
+        pixels.push_back(r.At(p, x, y));
+    }
+  }
+  return pixels;
 }
 
 PlateSet Plates(const QorScTool::PageInput& page, ColorantChoice choice = {}) {
@@ -154,6 +171,9 @@ TEST(RenderJob, RendersKnownValuesOnEveryPlate) {
   EXPECT_EQ(gray.At(0, 15, 15), QorSc::ComponentToByte(0.3f * 0.6f));
 }
 
+// Lines taken pixel after pixel are the same bytes interleaved, whichever way they
+// were made (straight from the converter without labels and anti-aliasing, else
+// interleaved from the planes).
 TEST(RenderJob, ThreadsAndBandsGiveByteIdenticalOutput) {
   const auto page = QorScToolTest::BusyPage();
   const PlateSet plates = Plates(page);
@@ -161,34 +181,41 @@ TEST(RenderJob, ThreadsAndBandsGiveByteIdenticalOutput) {
   for (const int aa : {1, 2, 3}) {
     for (const auto filter :
          {QorScTool::AntiAliasFilter::kTent, QorScTool::AntiAliasFilter::kBox}) {
-      if (aa == 1 && filter == QorScTool::AntiAliasFilter::kBox) continue;
-      SCOPED_TRACE("aa " + std::to_string(aa) +
-                   (filter == QorScTool::AntiAliasFilter::kBox ? " box" : " tent"));
-      RenderSettings settings;
-      settings.resolution = 50;
-      settings.anti_alias = aa;
-      settings.filter = filter;
-      settings.halftone_labels = true;
-      settings.threads = 1;
-      const Rendered reference = Render(page, plates, settings);
-      ASSERT_EQ(reference.size.height, 208);
-      // Something was painted on every plate and the label plane.
-      for (std::size_t p = 0; p < reference.planes; ++p) {
-        bool painted = false;
-        for (long long y = 0; y < reference.size.height && !painted; ++y) {
-          for (long long x = 0; x < reference.size.width && !painted; ++x) {
-            painted = reference.At(p, x, y) != 0;
+      for (const bool labels : {true, false}) {
+        if (aa == 1 && filter == QorScTool::AntiAliasFilter::kBox) continue;
+        SCOPED_TRACE("aa " + std::to_string(aa) +
+                     (filter == QorScTool::AntiAliasFilter::kBox ? " box" : " tent") +
+                     (labels ? " labels" : ""));
+        RenderSettings settings;
+        settings.resolution = 50;
+        settings.anti_alias = aa;
+        settings.filter = filter;
+        settings.halftone_labels = labels;
+        settings.threads = 1;
+        const Rendered reference = Render(page, plates, settings);
+        ASSERT_EQ(reference.size.height, 208);
+        // Something was painted on every plate and the label plane.
+        for (std::size_t p = 0; p < reference.planes; ++p) {
+          bool painted = false;
+          for (long long y = 0; y < reference.size.height && !painted; ++y) {
+            for (long long x = 0; x < reference.size.width && !painted; ++x) {
+              painted = reference.At(p, x, y) != 0;
+            }
           }
+          EXPECT_TRUE(painted) << "plane " << p;
         }
-        EXPECT_TRUE(painted) << "plane " << p;
-      }
-      for (const unsigned threads : {2u, 3u, 5u}) {
-        for (const long long band_lines : {0LL, 16LL, 37LL}) {
-          settings.threads = threads;
-          settings.band_lines = band_lines;
-          const Rendered banded = Render(page, plates, settings);
-          EXPECT_TRUE(banded.bytes == reference.bytes)
-              << threads << " threads, " << band_lines << " lines per band";
+        const std::vector<unsigned char> pixels = PixelLines(reference);
+        EXPECT_TRUE(Render(page, plates, settings, true).bytes == pixels) << "pixels, 1 thread";
+        for (const unsigned threads : {2u, 3u, 5u}) {
+          for (const long long band_lines : {0LL, 16LL, 37LL}) {
+            settings.threads = threads;
+            settings.band_lines = band_lines;
+            const Rendered banded = Render(page, plates, settings);
+            EXPECT_TRUE(banded.bytes == reference.bytes)
+                << threads << " threads, " << band_lines << " lines per band";
+            EXPECT_TRUE(Render(page, plates, settings, true).bytes == pixels)
+                << "pixels, " << threads << " threads, " << band_lines << " lines per band";
+          }
         }
       }
     }

@@ -1,4 +1,6 @@
-// Planes to pixels: the writers' one reshaping of a line.
+// Planes of byte samples to pixels: a line's colour planes, one after the other,
+// reshaped so that each pixel's samples lie together (the byte output of a line
+// and the writers of pixel-interleaved files).
 #pragma once
 
 #include <algorithm>
@@ -9,7 +11,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace QorScTool {
+namespace QorColor {
 
 namespace interleave_detail {
 
@@ -145,4 +147,4 @@ inline void InterleavePlanes(const unsigned char* planes, std::size_t width, std
   }
 }
 
-}  // namespace QorScTool
+}  // namespace QorColor
