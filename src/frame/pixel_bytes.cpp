@@ -96,6 +96,10 @@ class WordTuples {
   std::uint64_t pending_ = 0;
 };
 
+// Uniform intervals narrower than this are joined into the mixed stretch beside
+// them.
+constexpr long long kMixedJoin = 64;
+
 // Pixels a tuple of more planes is stored at one by one before the rest is copied
 // in doubling blocks: short stretches take no block copies at all.
 constexpr std::size_t kSinglePixels = 16;
@@ -150,21 +154,26 @@ PixelBytes::PixelBytes(std::size_t planes, std::size_t width, ComponentBytesFunc
       next_(planes),
       scratch_(planes * width) {}
 
-void PixelBytes::WriteMixed(const LineBuffer& line, std::size_t i, unsigned char* out) {
+void PixelBytes::WriteMixed(const LineBuffer& line, std::size_t first, std::size_t last,
+                            unsigned char* out) {
   const std::size_t s_count = planes_;
-  const long long s = line.Start(i);
-  const auto n = static_cast<std::size_t>(line.End(i) - s);
-  const std::uint8_t* row = line.Row(i);
+  const long long start = line.Start(first);
+  const auto n = static_cast<std::size_t>(line.End(last - 1) - start);
   for (std::size_t p = 0; p < s_count; ++p) {
     unsigned char* plane = scratch_.data() + p * n;
-    unsigned char byte = 0;
-    if (UniformByte(line, i, p, byte)) {
-      std::memset(plane, byte, n);
-    } else if (row[p] == kStatePerPixel) {
-      component_bytes_(line.Plane(p).At(s), n, plane);
-    } else {  // not painted on this level: the caller's bytes stay
-      for (std::size_t x = 0; x < n; ++x)
-        plane[x] = out[x * s_count + p];
+    for (std::size_t i = first; i < last; ++i) {
+      const long long s = line.Start(i);
+      const auto offset = static_cast<std::size_t>(s - start);
+      const auto width = static_cast<std::size_t>(line.End(i) - s);
+      unsigned char byte = 0;
+      if (UniformByte(line, i, p, byte)) {
+        std::memset(plane + offset, byte, width);
+      } else if (line.Row(i)[p] == kStatePerPixel) {
+        component_bytes_(line.Plane(p).At(s), width, plane + offset);
+      } else {  // not painted on this level: the caller's bytes stay
+        for (std::size_t x = offset; x < offset + width; ++x)
+          plane[x] = out[x * s_count + p];
+      }
     }
   }
   QorColor::InterleavePlanes(scratch_.data(), n, s_count, out);
@@ -188,9 +197,23 @@ void PixelBytes::WriteWith(Tuples& tuples, const LineBuffer& line, unsigned char
     const long long s = line.Start(i);
     const long long e = line.End(i);
     if (!tuples.Read(line, i)) {
+      // The mixed stretch takes the next mixed intervals when only uniform ones
+      // narrower than kMixedJoin pixels lie between: one interleaving instead of
+      // one per piece (a grid of small shadings is many), since every
+      // interleaving ends in a slower tail.
+      std::size_t j = i + 1;
+      for (std::size_t k = i + 1; k < count; ++k) {
+        const bool narrow = line.End(k) - line.Start(k) < kMixedJoin;
+        if (!tuples.Read(line, k)) {
+          j = k + 1;
+        } else if (!narrow) {
+          break;
+        }
+      }
       flush();
-      WriteMixed(line, i, pixels + static_cast<std::size_t>(s - left) * s_count);
-      fill_start = fill_end = e;
+      WriteMixed(line, i, j, pixels + static_cast<std::size_t>(s - left) * s_count);
+      fill_start = fill_end = line.Start(j);
+      i = j - 1;
       continue;
     }
     if (fill_end > fill_start && tuples.NextIsPending()) {

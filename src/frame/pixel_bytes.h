@@ -7,8 +7,9 @@
 // per pixel, the interval is one tuple of S bytes, and neighbours printing the same
 // tuple are filled together: a blank stretch is one memset of the interleaved row,
 // a stretch of one flat colour a repeated tuple, with no per-plane pass. Intervals
-// with per-pixel planes (or Absent ones) are converted plane by plane into scratch
-// planes of their own width and interleaved from there.
+// with per-pixel planes (or Absent ones), with the narrow intervals beside them, are
+// converted plane by plane into scratch planes of their own width and interleaved
+// from there.
 //
 // Hot loop: one pass over the intervals; nothing allocates (the scratch planes are
 // sized for the whole line when the writer is made) and nothing branches per pixel.
@@ -36,8 +37,9 @@ class PixelBytes {
   // The interval walk, with tuples of a fixed or any number of planes.
   template <class Tuples>
   void WriteWith(Tuples& tuples, const LineBuffer& line, unsigned char* pixels);
-  // Interval i of `line`, which has a per-pixel or Absent plane, at `out`.
-  void WriteMixed(const LineBuffer& line, std::size_t i, unsigned char* out);
+  // Intervals [first, last) of `line`, the first with a per-pixel or Absent plane,
+  // at `out`: plane by plane into the scratch planes, then interleaved.
+  void WriteMixed(const LineBuffer& line, std::size_t first, std::size_t last, unsigned char* out);
 
   std::size_t planes_;
   ComponentBytesFunction component_bytes_;

@@ -307,7 +307,7 @@ TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
 // (the tuple stores and the interleaving take their own path per count), on lines
 // wider than the doubling copies' first block: blank lines, flat stretches printing
 // one byte on every plate or a tuple of different bytes, neighbours printing the same
-// tuple, and a shading varying per pixel on some plates beside flat ones.
+// tuple, and pieces of a shading varying per pixel on one plate beside flat ones.
 TEST(ScanConverter, PixelBytesAreThePlaneBytesInterleaved) {
   constexpr long long kWide = 300;
   for (const std::size_t count : {1u, 2u, 3u, 4u, 5u, 8u, 9u}) {
@@ -339,6 +339,8 @@ TEST(ScanConverter, PixelBytesAreThePlaneBytesInterleaved) {
         common, std::array{axis[0], axis[1]}, ramp, QorPaint::Interval{}, std::array{true, true});
     painting.transparency = QorBlend::Transparency::Opaque();
     scene.Add(Rect(40, 16, 250, 28), painting);
+    // Beyond a narrow gap, a second piece: both are interleaved together.
+    scene.Add(Rect(256, 16, 280, 28), painting);
     const QorSc::Options options(plates, {});
     const Box box{3, 0, kWide, kHeight};
     QorSc::ScanConverter planes(scene.Collect(options, box));
