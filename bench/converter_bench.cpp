@@ -69,11 +69,14 @@ QorSc::ObjectCollection Collect(const Page& page) {
   return QorSc::ObjectCollection(env, QorSc::Options(true, {}), box, std::move(container));
 }
 
-void Render(benchmark::State& state, const Page& page) {
+// With `pixels`, the bytes pixel after pixel (as PAM and TIFF store them), else
+// plane after plane.
+void Render(benchmark::State& state, const Page& page, bool pixels = false) {
   std::vector<unsigned char> bytes(4 * kPageWidth);
   for (auto _ : state) {
     QorSc::ScanConverter converter(Collect(page));
-    while (converter.GetLine255PlaneInterleaved(bytes.data()))
+    while (pixels ? converter.GetLine255PixelInterleaved(bytes.data())
+                  : converter.GetLine255PlaneInterleaved(bytes.data()))
       benchmark::ClobberMemory();
   }
   const double lines = static_cast<double>(state.iterations()) * kPageHeight;
@@ -90,6 +93,11 @@ void BM_Opaque100kRectangles(benchmark::State& state) {
 void BM_LargeOpaqueRectangles(benchmark::State& state) {
   static const Page page = RandomRectangles(20, 200000.0, 500000.0, QorBlend::kNormal, 1.0f);
   Render(state, page);
+}
+
+void BM_LargeOpaqueRectanglesPixels(benchmark::State& state) {
+  static const Page page = RandomRectangles(20, 200000.0, 500000.0, QorBlend::kNormal, 1.0f);
+  Render(state, page, true);
 }
 
 // The same number of output bytes written by memset: the floor the converter is
@@ -156,6 +164,7 @@ void BM_OpaqueFlatBatchWalk(benchmark::State& state) {
 
 BENCHMARK(BM_Opaque100kRectangles)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_LargeOpaqueRectangles)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LargeOpaqueRectanglesPixels)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MemsetSameBytes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Multiply1000Rectangles)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_OpaqueFlatBatchWalk)

@@ -82,12 +82,14 @@ class WordTuples {
       for (; k < bytes; k += S)
         std::memcpy(out + k, &tuple, S);
     } else {
-      // A word per pixel, its bytes past the tuple overwritten by the next pixel's;
-      // the last pixel stores only its own bytes, since what follows may be the
-      // caller's.
-      for (std::size_t i = 0; i + 1 < count; ++i)
+      // A word per pixel, its bytes past the tuple overwritten by the next pixels',
+      // while the word ends within the stretch: what follows may be the caller's.
+      // The last pixels store only their own bytes.
+      std::size_t i = 0;
+      for (; i * S + 8 <= count * S; ++i)
         std::memcpy(out + i * S, &tuple, 8);
-      std::memcpy(out + (count - 1) * S, &tuple, S);
+      for (; i < count; ++i)
+        std::memcpy(out + i * S, &tuple, S);
     }
   }
 

@@ -328,6 +328,7 @@ TEST(ScanConverter, PixelBytesAreThePlaneBytesInterleaved) {
     scene.Add(Rect(200, 2, 290, 12), flat(1.0f, 0.0f));  // the same tuple, joined
     scene.Add(Rect(20, 6, 280, 9), flat(0.5f, 0.5f));    // one byte on every plate
     scene.Add(Rect(30, 14, 33, 24), flat(0.25f, 1.0f));  // a short stretch
+    scene.Add(Rect(281, 20, 310, 24), flat(0.25f, 1.0f));  // up to the line's end
     QorPaint::ShadingPaint::Common common;
     common.mapping = QorPaint::SeparationMapping({{names.back(), 0}}, false);
     auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
