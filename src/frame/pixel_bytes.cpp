@@ -8,6 +8,10 @@
 
 #include "qorcolor/interleave.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace QorSc {
 
 namespace {
@@ -34,6 +38,22 @@ inline bool UniformByte(const LineBuffer& line, std::size_t i, std::size_t p, un
       return true;
     default:
       return false;
+  }
+}
+
+// Pixels a tuple is stored at one by one before the rest is copied in doubling
+// blocks: short stretches take no block copies at all.
+constexpr std::size_t kSinglePixels = 16;
+
+// Bytes of a long fill stored before the rest is copied on.
+constexpr std::size_t kStoredBytes = 256;
+
+// out[0, done) holds whole tuples: copies them on up to `bytes`, doubling the block.
+inline void CopyOnTuples(unsigned char* out, std::size_t done, std::size_t bytes) {
+  while (done < bytes) {
+    const std::size_t n = std::min(done, bytes - done);
+    std::memcpy(out + done, out, n);
+    done += n;
   }
 }
 
@@ -72,11 +92,21 @@ class WordTuples {
       std::memset(out, static_cast<int>(first), count * S);
       return;
     }
-    if constexpr (S == 2 || S == 4) {
-      // Whole words of the repeated tuple, then the tuples left over.
-      const std::uint64_t word = tuple * (S == 2 ? 0x0001000100010001 : 0x0000000100000001);
+    if constexpr (S == 2 || S == 4 || S == 8) {
+      // The tuple repeated through a word, stored 16 bytes at a time, then the
+      // tuples left over.
+      const std::uint64_t word =
+          S == 8 ? tuple : tuple * (S == 2 ? 0x0001000100010001 : 0x0000000100000001);
       const std::size_t bytes = count * S;
       std::size_t k = 0;
+#if defined(__SSE2__)
+      const __m128i pattern = _mm_set1_epi64x(static_cast<long long>(word));
+      for (; k + 16 <= bytes && k < kStoredBytes; k += 16)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), pattern);
+      // Long stretches (a flat background) are copied on with the copy's widest
+      // stores: 16-byte stores alone took 1.4 times the plane-by-plane memsets.
+      if (k >= kStoredBytes) return CopyOnTuples(out, k, bytes);
+#endif
       for (; k + 8 <= bytes; k += 8)
         std::memcpy(out + k, &word, 8);
       for (; k < bytes; k += S)
@@ -84,12 +114,15 @@ class WordTuples {
     } else {
       // A word per pixel, its bytes past the tuple overwritten by the next pixels',
       // while the word ends within the stretch: what follows may be the caller's.
-      // The last pixels store only their own bytes.
+      // The last pixels store only their own bytes. Past kSinglePixels, the pixels
+      // written are copied on in doubling blocks (the copy's wide stores).
+      const std::size_t single = std::min(count, kSinglePixels);
       std::size_t i = 0;
-      for (; i * S + 8 <= count * S; ++i)
+      for (; i * S + 8 <= single * S; ++i)
         std::memcpy(out + i * S, &tuple, 8);
-      for (; i < count; ++i)
+      for (; i < single; ++i)
         std::memcpy(out + i * S, &tuple, S);
+      CopyOnTuples(out, single * S, count * S);
     }
   }
 
@@ -101,10 +134,6 @@ class WordTuples {
 // Uniform intervals narrower than this are joined into the mixed stretch beside
 // them.
 constexpr long long kMixedJoin = 64;
-
-// Pixels a tuple of more planes is stored at one by one before the rest is copied
-// in doubling blocks: short stretches take no block copies at all.
-constexpr std::size_t kSinglePixels = 16;
 
 // Tuples of any number of planes as byte vectors (kept by the writer, so that a
 // line allocates nothing).
@@ -133,13 +162,7 @@ class ByteTuples {
     const std::size_t first = std::min(count, kSinglePixels);
     for (std::size_t i = 0; i < first; ++i)
       std::memcpy(out + i * size, pending_.data(), size);
-    // The bytes written so far are whole tuples: copying them on continues the pattern.
-    std::size_t done = first * size;
-    while (done < bytes) {
-      const std::size_t n = std::min(done, bytes - done);
-      std::memcpy(out + done, out, n);
-      done += n;
-    }
+    CopyOnTuples(out, first * size, bytes);
   }
 
  private:
