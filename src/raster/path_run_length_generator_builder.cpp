@@ -113,12 +113,50 @@ void PathRunLengthGeneratorBuilder::AddPolygon(const std::vector<Morv::MilliPoin
 void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoint> points,
                                              const Environment& env,
                                              const Morv::MilliPointTransformation& t) {
-  if (points.empty()) return;
-  std::vector<Point<double>>& corners = chains_.piece;
+  const std::size_t count = points.size();
+  if (count == 0) return;
+  std::vector<Point<double>>& mapped = chains_.piece;
   // Only grown: resizing down and up again would fill the corners it is about to write.
-  if (corners.size() < points.size()) corners.resize(points.size());
-  env.TransformToInternal(t, points.data(), points.size(), corners.data());
-  AddCorners(corners.data(), points.size());
+  if (mapped.size() < count) mapped.resize(count);
+  env.TransformToInternal(t, points.data(), count, mapped.data());
+  const Point<double>* corners = mapped.data();
+  if (count > kMaxSpikelessCorners) {
+    AddCorners(corners, count);
+    return;
+  }
+  // PlacementOf with each corner's line rounded once for the cull and the edges: the
+  // rounding is monotonic, so the lines of the box's top and bottom are the least and
+  // greatest corner lines. But a y that is not a number (from coordinates that
+  // overflow) rounds to the lowest line while the box skips it: such a piece, found
+  // by that line, takes the general road (with any piece reaching that far up).
+  long long lines[kMaxSpikelessCorners];
+  double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
+  long long top = RoundToPixel(y0), bottom = top;
+  lines[0] = top;
+  for (std::size_t i = 1; i < count; ++i) {
+    const double x = corners[i].x, y = corners[i].y;
+    x0 = std::min(x0, x);
+    x1 = std::max(x1, x);
+    y0 = std::min(y0, y);
+    y1 = std::max(y1, y);
+    const long long line = RoundToPixel(y);
+    lines[i] = line;
+    top = std::min(top, line);
+    bottom = std::max(bottom, line);
+  }
+  if (top == RoundToPixel(std::numeric_limits<double>::quiet_NaN())) {
+    AddCorners(corners, count);
+    return;
+  }
+  if (std::max(box_.left, RoundToPixel(x0)) >= std::min(RoundToPixel(x1), box_.right) ||
+      std::max(box_.top, top) >= std::min(bottom, box_.bottom)) {
+    return;
+  }
+  if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_) {
+    if (!AddSpikelessPolygon(corners, count, lines)) AddIndexedPolygon<true>(corners, count);
+  } else {
+    AddIndexedPolygon<false>(corners, count);
+  }
 }
 
 // A flattened polygon is culled on its corners for the same reason as a stroke piece:
@@ -416,6 +454,114 @@ void PathRunLengthGeneratorBuilder::AddIndexedPolygon(const Point<double>* corne
     build(current);
     build(first_chain);
   }
+}
+
+// What the indexed filter does with a polygon inside the sample box when no two of its
+// consecutive crossing sides form a spike: nothing merges or vanishes, so it commits
+// the crossing sides S1 … Sm−1 and then S0 (the first is held back to the end). The
+// first chain takes the run of one direction that starts at S1; the current chain
+// takes each following run in turn and stores it when the direction changes; at the
+// end the last run (the one ending at S0) is stored joined to the first when both go
+// the same way, else before it. Here those runs are found from the corners' lines and
+// stored directly, one edge each, in that order: the same edges as the filter's. The
+// spike test is the filter's own, on the same pairs it compares: each crossing side
+// with the next, and the last with the first.
+bool PathRunLengthGeneratorBuilder::AddSpikelessPolygon(const Point<double>* corners,
+                                                        std::size_t count, const long long* lines) {
+  // The crossing sides by their first corner (the closing side last: when the data
+  // close the polygon it joins equal corners and crosses nothing), with the rows they
+  // cross, signed, and their direction as a chain reads it (PathSegment::Increasing).
+  std::uint8_t from[kMaxSpikelessCorners];
+  long long rows[kMaxSpikelessCorners];
+  bool up[kMaxSpikelessCorners];
+  std::size_t m = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t j = i + 1 == count ? 0 : i + 1;
+    from[m] = static_cast<std::uint8_t>(i);
+    rows[m] = lines[j] - lines[i];
+    up[m] = corners[i].y < corners[j].y;
+    m += rows[m] != 0 ? 1 : 0;
+  }
+  if (m == 0) return true;
+  auto end_of = [count](std::size_t corner) { return corner + 1 == count ? 0 : corner + 1; };
+
+  // The filter's spike test needs both sides to cross one row, in opposite directions.
+  for (std::size_t k = 0; k < m; ++k) {
+    const std::size_t next = k + 1 == m ? 0 : k + 1;
+    if ((rows[k] == 1 || rows[k] == -1) && rows[next] == -rows[k]) {
+      auto side = [&](std::size_t s) -> PathSegment {
+        const std::size_t a = from[s];
+        const std::size_t b = end_of(a);
+        return {corners[a].x, corners[a].y, corners[b].x, corners[b].y, 0, lines[a], lines[b]};
+      };
+      if (IsSpike(side(k), side(next))) return false;
+    }
+  }
+
+  // The runs in commit order (side p + 1 at position p, wrapping), as the index of
+  // their first side and their length. Every crossing side is stored once.
+  std::uint8_t run_first[kMaxSpikelessCorners];
+  std::uint8_t run_length[kMaxSpikelessCorners];
+  std::size_t runs = 0;
+  for (std::size_t p = 0; p < m;) {
+    const std::size_t first = p + 1 == m ? 0 : p + 1;
+    std::size_t length = 1;
+    for (std::size_t k = first + 1; p + length < m && up[k == m ? 0 : k] == up[first]; ++k) {
+      ++length;
+    }
+    run_first[runs] = static_cast<std::uint8_t>(first);
+    run_length[runs] = static_cast<std::uint8_t>(length);
+    ++runs;
+    p += length;
+  }
+  // The first run waits in the first chain; the last joins it when they go the same
+  // way, else is stored before it.
+  std::size_t order[kMaxSpikelessCorners];
+  std::size_t edges = 0;
+  for (std::size_t r = 1; r + 1 < runs; ++r)
+    order[edges++] = r;
+  if (runs > 1 && up[run_first[runs - 1]] == up[run_first[0]]) {
+    run_length[runs - 1] = static_cast<std::uint8_t>(run_length[runs - 1] + run_length[0]);
+    order[edges++] = runs - 1;
+  } else {
+    if (runs > 1) order[edges++] = runs - 1;
+    order[edges++] = 0;
+  }
+
+  const std::size_t first_edge = edges_.size();
+  std::size_t segment = segments_.size();
+  edges_.resize(first_edge + edges);
+  segments_.resize(segment + m);
+  Edge* edge = edges_.data() + first_edge;
+  Edge::Segment* out = segments_.data();
+  auto add = [&out, &segment](const Point<double>& s, const Point<double>& e) {
+    const double dxdy = e.y != s.y ? (e.x - s.x) / (e.y - s.y) : 0.0;
+    out[segment++] = {s.x, s.y, e.y, dxdy};
+  };
+  for (std::size_t n = 0; n < edges; ++n) {
+    const std::size_t first = run_first[order[n]];
+    const std::size_t length = run_length[order[n]];
+    std::size_t last = first + length - 1;
+    if (last >= m) last -= m;
+    const bool increasing = up[first];
+    // No NaN reaches here, so a run's lines strictly rise or fall: never a level edge.
+    edge->firstLine = increasing ? lines[from[first]] : lines[end_of(from[last])];
+    edge->endLine = increasing ? lines[end_of(from[last])] : lines[from[first]];
+    edge->firstSegment = static_cast<std::uint32_t>(segment);
+    edge->segmentCount = static_cast<std::uint32_t>(length);
+    edge->winding = increasing ? -1 : 1;
+    ++edge;
+    if (increasing) {
+      for (std::size_t i = 0, k = first; i < length; ++i, k = k + 1 == m ? 0 : k + 1) {
+        add(corners[from[k]], corners[end_of(from[k])]);
+      }
+    } else {
+      for (std::size_t i = 0, k = last; i < length; ++i, k = k == 0 ? m - 1 : k - 1) {
+        add(corners[end_of(from[k])], corners[from[k]]);
+      }
+    }
+  }
+  return true;
 }
 
 }  // namespace QorSc

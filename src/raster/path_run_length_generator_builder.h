@@ -107,6 +107,13 @@ class PathRunLengthGeneratorBuilder {
   // corner lies inside the sample box.
   template <bool kInside>
   void AddIndexedPolygon(const Point<double>* corners, std::size_t count);
+  // A polygon of at most kMaxSpikelessCorners corners inside the sample box in which no
+  // two sides form a spike (most stroke pieces): its edges straight from its sides'
+  // runs of one direction, the same as the filter builds, without the filter. `lines`
+  // holds each corner's rounded y. Returns false, having added nothing, when the
+  // polygon has a spike.
+  static constexpr std::size_t kMaxSpikelessCorners = 64;
+  bool AddSpikelessPolygon(const Point<double>* corners, std::size_t count, const long long* lines);
   void ReturnStores();
 
   QorMath::Rectangle<long long> box_;

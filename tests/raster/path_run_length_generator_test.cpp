@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "raster/path_run_length_generator_builder.h"
@@ -326,4 +327,76 @@ TEST(PathRunLengthGenerator, ManyThinPiecesMatchTheReference) {
       }
     }
   }
+}
+
+// A stroke's pieces go to the edge builder without the segment filter when no two of
+// their sides form a spike; they must build exactly as many edges as the filter makes
+// of the same pieces placed the same way (as a flattened outline, which is culled on
+// its corners too) and the same runs on every line. Thin strokes a pixel or two wide, dots, caps
+// and joins of every style cross one row and back at every turn, so the spike test decides often.
+TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
+  // One world unit per pixel over a 60 × 60 target (y flipped).
+  const QorSc::Environment env(Morv::MilliPointRectangle(0.0, 0.0, 60.0, 60.0), 60, 60);
+  const Box box{2, 3, 57, 55};
+  const Morv::MilliPointTransformation placements[] = {{}, {0.9, 0.25, -0.35, 1.05, 1.5, -2.0}};
+  std::mt19937 random(16);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  std::size_t edges = 0;
+  for (int round = 0; round < 400; ++round) {
+    Morv::PathBuilder path;
+    const double x = 4 + unit(random) * 52, y = 4 + unit(random) * 52;
+    const int kind = round % 4;
+    if (kind == 0) {
+      path.MoveTo(x, y).LineTo(x, y);  // a dot
+    } else if (kind == 1) {
+      path.MoveTo(x, y).LineTo(x + (unit(random) - 0.5) * 6, y + (unit(random) - 0.5) * 6);
+    } else {
+      path.MoveTo(x, y);
+      for (int k = 0; k < 4; ++k) {
+        path.LineTo(4 + unit(random) * 52, 4 + unit(random) * 52);
+      }
+      if (kind == 3) {
+        path.CurveTo(x + 9, y - 7, x - 8, y + 5, x + 2, y + 1).Close();
+      }
+    }
+    const auto compound = path.BuildShared();
+    const double width = round % 8 < 5 ? 0.3 + unit(random) * 1.8 : 2.0 + unit(random) * 8;
+    const auto cap = static_cast<Morv::LineCap>(round % 3);
+    const auto join = static_cast<Morv::LineJoin>((round / 3) % 3);
+    const Morv::StrokeOutline outline(compound, width, cap, join, 4.0, nullptr, 0.3);
+    for (const auto& t : placements) {
+      class Placer final : public Morv::OutlineSink {
+       public:
+        Placer(const QorSc::Environment& env, const Morv::MilliPointTransformation& t)
+            : env_(env), t_(t) {}
+        void Piece(std::span<const Morv::MilliPointPoint> points) override {
+          const std::size_t begin = flat.points.size();
+          flat.points.resize(begin + points.size());
+          env_.TransformToInternal(t_, points.data(), points.size(), &flat.points[begin]);
+          flat.ends.push_back(flat.points.size());
+        }
+        QorSc::FlatOutline flat;
+
+       private:
+        const QorSc::Environment& env_;
+        const Morv::MilliPointTransformation& t_;
+      } placed(env, t);
+      outline.Walk(placed);
+      QorSc::ScratchChains chains;
+      QorSc::PathRunLengthGeneratorBuilder direct(Morv::kNonZero, box, chains);
+      direct.AddOutline(outline, env, t);
+      auto a = direct.Release();
+      QorSc::PathRunLengthGeneratorBuilder filtered(Morv::kNonZero, box, chains);
+      filtered.AddFlatOutline(placed.flat);
+      auto b = filtered.Release();
+      ASSERT_EQ(a->EdgeCount(), b->EdgeCount()) << "round " << round;
+      edges += a->EdgeCount();
+      for (long long line = box.top; line < box.bottom; ++line) {
+        a->GenerateRuns(line);
+        b->GenerateRuns(line);
+        ASSERT_EQ(a->Runs(), b->Runs()) << "round " << round << " line " << line;
+      }
+    }
+  }
+  EXPECT_GT(edges, 4000u);
 }
