@@ -194,18 +194,19 @@ void BM_FlatGlyphContours(benchmark::State& state) {
 }
 
 // Edge building alone for stroke outlines as activation walks them: 2 000 round dots
-// of a scatter plot (eight corners each) and 200 hairline curves 1.4 pixels wide at
-// the curve error of 0.3 pixel, whose pieces are thin rectangles and one-step joins
-// ("outlines/s").
+// of a scatter plot (eight corners each; argument 0) or 200 hairline curves 1.4 pixels
+// wide at the curve error of 0.3 pixel, whose pieces are thin rectangles and one-step
+// joins (argument 1) ("outlines/s").
 void BM_StrokeOutlineEdges(benchmark::State& state) {
   const Environment env = BenchEnvironment();
+  const bool curves = state.range(0) != 0;
   std::vector<Morv::StrokeOutline> outlines;
-  for (int d = 0; d < 2000; ++d) {
+  for (int d = 0; d < (curves ? 0 : 2000); ++d) {
     const double x = 100.0 + (d % 50) * 190.0 + 0.31 * d, y = 100.0 + (d / 50) * 230.0;
     outlines.emplace_back(Morv::PathBuilder().MoveTo(x, y).LineTo(x, y).BuildShared(), 4.2,
                           Morv::LineCap::kRound, Morv::LineJoin::kRound, 10.0, nullptr, 0.3);
   }
-  for (int c = 0; c < 200; ++c) {
+  for (int c = 0; c < (curves ? 200 : 0); ++c) {
     const double x = 200.0 + c * 47.0, y = 500.0 + (c % 7) * 1100.0;
     outlines.emplace_back(Morv::PathBuilder()
                               .MoveTo(x, y)
@@ -230,7 +231,7 @@ void BM_StrokeOutlineEdges(benchmark::State& state) {
 }
 
 BENCHMARK(BM_Glyph200Curves)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StrokeOutlineEdges)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StrokeOutlineEdges)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FlatGlyphContours)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ThinStrokes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RandomPolygon100kEdges)->Unit(benchmark::kMillisecond)->Iterations(1);
