@@ -521,15 +521,19 @@ void Flatten(const Subpath& s, double tolerance, Vertices& out) {
     if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
     return;
   }
-  auto [it, end] = MakeVectorPointRange(s, tolerance);
-  AppendDistinct(out, {*it, false});
-  ++it;
+  // The points of MakeVectorPointRange, made as ForEachFlatPoint makes them (each
+  // curve's piece count found once, no iterator bookkeeping per point), with the
+  // points inside a curve marked.
   Point from = s.Start();
+  AppendDistinct(out, {from, false});
   for (const Subpath::Segment& segment : s.Segments()) {
-    const std::uint32_t pieces = CurvePieceCount(from, segment, tolerance);
-    for (std::uint32_t i = 1; i <= pieces && it != end; ++i, ++it) {
-      AppendDistinct(out, {*it, i < pieces});
+    if (segment.kind != Subpath::SegmentKind::kLine) {
+      const std::uint32_t pieces = CurvePieceCount(from, segment, tolerance);
+      for (std::uint32_t i = 1; i < pieces; ++i) {
+        AppendDistinct(out, {CurvePoint(from, segment, i, pieces), true});
+      }
     }
+    AppendDistinct(out, {segment.end, false});
     from = segment.end;
   }
   if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
