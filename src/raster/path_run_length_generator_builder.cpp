@@ -124,11 +124,12 @@ void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoi
     AddCorners(corners, count);
     return;
   }
-  // PlacementOf with each corner's line rounded once for the cull and the edges: the
-  // rounding is monotonic, so the lines of the box's top and bottom are the least and
-  // greatest corner lines. But a y that is not a number (from coordinates that
-  // overflow) rounds to the lowest line while the box skips it: such a piece, found
-  // by that line, takes the general road (with any piece reaching that far up).
+  // AddCorners' cull and placement, with each corner's line rounded once for the cull
+  // and the edges: the rounding is monotonic, so the lines of the box's top and bottom
+  // are the least and greatest corner lines. But a y that is not a number (from
+  // coordinates that overflow) rounds to the lowest line while the box skips it: such
+  // a piece, found by that line, goes to AddCorners (with any piece reaching that far
+  // up). An x that is not a number meets the same box here as there.
   long long lines[kMaxSpikelessCorners];
   double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
   long long top = RoundToPixel(y0), bottom = top;
