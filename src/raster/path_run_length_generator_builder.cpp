@@ -237,11 +237,18 @@ PathRunLengthGeneratorBuilder::Merge PathRunLengthGeneratorBuilder::MergeInto(
   return IsSpike(a, b) ? Merge::kAnnihilated : Merge::kApart;
 }
 
+// +1 or -1 for a segment that spans one row, down or up; 0 otherwise. Compared, not
+// subtracted: lines of overflowing corners sit at both ends of the rounding clamp.
+static int OneRowStep(const PathSegment& s) {
+  if (s.line1 == s.line0 + 1) return 1;
+  if (s.line0 == s.line1 + 1) return -1;
+  return 0;
+}
+
 // One row down and straight back at the same rounded x.
 bool PathRunLengthGeneratorBuilder::IsSpike(const PathSegment& a, const PathSegment& b) {
-  const long long rows_a = a.line1 - a.line0;
-  const long long rows_b = b.line1 - b.line0;
-  if ((rows_a == 1 || rows_a == -1) && rows_a * rows_b == -1) {
+  const int step_a = OneRowStep(a);
+  if (step_a != 0 && OneRowStep(b) == -step_a) {
     const double ys = static_cast<double>(std::min(a.line0, a.line1)) + 0.5;
     const double xa = a.x0 + (ys - a.y0) * (a.x1 - a.x0) / (a.y1 - a.y0);
     const double xb = b.x0 + (ys - b.y0) * (b.x1 - b.x0) / (b.y1 - b.y0);

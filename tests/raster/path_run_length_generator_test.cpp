@@ -338,7 +338,10 @@ TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
   // One world unit per pixel over a 60 × 60 target (y flipped).
   const QorSc::Environment env(Morv::MilliPointRectangle(0.0, 0.0, 60.0, 60.0), 60, 60);
   const Box box{2, 3, 57, 55};
-  const Morv::MilliPointTransformation placements[] = {{}, {0.9, 0.25, -0.35, 1.05, 1.5, -2.0}};
+  // The last placement overflows: corners near the origin stay finite, the others
+  // become infinite or not a number.
+  const Morv::MilliPointTransformation placements[] = {
+      {}, {0.9, 0.25, -0.35, 1.05, 1.5, -2.0}, {1e308, -1e308, -1e308, 1e308, 0.0, 0.0}};
   std::mt19937 random(16);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   std::size_t edges = 0;
@@ -346,7 +349,9 @@ TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
     Morv::PathBuilder path;
     const double x = 4 + unit(random) * 52, y = 4 + unit(random) * 52;
     const int kind = round % 4;
-    if (kind == 0) {
+    if (round % 10 == 9) {
+      path.MoveTo(0.3, 0.2).LineTo(2.5, 1.0).LineTo(x, y);
+    } else if (kind == 0) {
       path.MoveTo(x, y).LineTo(x, y);  // a dot
     } else if (kind == 1) {
       path.MoveTo(x, y).LineTo(x + (unit(random) - 0.5) * 6, y + (unit(random) - 0.5) * 6);
