@@ -18,6 +18,7 @@
 
 namespace QorSc {
 
+class FlatPaintGetter;
 class IntervalsFiller;
 class LineRenderer;
 
@@ -34,6 +35,11 @@ class QORSC_API ObjectInfo {
   // Builds the object's filler (with its generator, paint and transparency) for
   // the renderer of its level.
   virtual std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) = 0;
+  // For an object that is its whole pixel box in one opaque flat colour and nothing
+  // else (no shape, clip, soft mask, halftone label or blending): its paint, whose
+  // copy the renderer lays over the box line by line without a filler. Null for
+  // every other object (the default), which CreateFiller then activates.
+  virtual std::shared_ptr<const FlatPaintGetter> FlatBoxPaint(LineRenderer& renderer);
   // Asks the memory system for what CreateFiller will read first, a few records
   // ahead of activation: records are activated by first line, far from the order
   // in which they and their document objects were made.

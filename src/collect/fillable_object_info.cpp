@@ -16,6 +16,7 @@
 #include "paint/shading_paint_getters.h"
 #include "qordoc/document.h"
 #include "qorpaint/tiling_paint.h"
+#include "raster/clip.h"
 
 namespace QorSc {
 namespace {
@@ -192,6 +193,22 @@ void FillableObjectInfo::Prefetch() const {
   __builtin_prefetch(document_object_);
   __builtin_prefetch(paint_.get());
   if (shape_kind_ != ShapeKind::kBox) __builtin_prefetch(GetShape().pointer.get());
+}
+
+std::shared_ptr<const FlatPaintGetter> FillableObjectInfo::FlatBoxPaint(LineRenderer& renderer) {
+  // What CreateFiller would make a filler whose every line is the box's one run,
+  // copied: no label wraps the paint, and nothing restricts or blends the copy.
+  if (shape_kind_ != ShapeKind::kBox || paint_->GetType() != QorPaint::kFlatPaint ||
+      GetSoftMask() != nullptr || (clip_ != nullptr && clip_->HasElements()) ||
+      renderer.GetOptions().GetHalftoneMode() != kHalftoneNone) {
+    return nullptr;
+  }
+  const QorMath::Rectangle<long long>& box = GetPixelBox();
+  if (box.left >= box.right) return nullptr;
+  std::shared_ptr<const FlatPaintGetter> getter =
+      renderer.Pools().FlatPaints().Get(renderer.GetOptions(), paint_, false);
+  if (!CopiesOpaque(*transparency_, stroke_, *getter)) return nullptr;
+  return getter;
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {

@@ -45,6 +45,15 @@ class PaintColours final : public ElementColours {
 
 }  // namespace
 
+bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, const PaintGetter& paint) {
+  const float alpha = stroke ? t.GetStrokeAlpha() : t.GetFillAlpha();
+  const std::uint32_t mode = t.GetBlendMode();
+  return mode == QorBlend::kNormal && t.GetNonSeparableMode() == 0 && paint.GetPaintKind() == 1 &&
+         alpha > 0.99999f &&
+         static_cast<std::uint8_t>(paint.HasAbsentComponents()) ==
+             static_cast<std::uint8_t>(mode & 0xFFu);
+}
+
 ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
     std::shared_ptr<PaintGetter> paint, const QorDoc::ContentObject* contentObject,
     std::shared_ptr<Clip> clip, std::uint32_t index, std::unique_ptr<RunLengthGenerator> generator,
@@ -54,22 +63,11 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
                       std::move(transparency), stroke),
       content_object_(contentObject),
       paint_(std::move(paint)) {
-  const QorBlend::Transparency& t = Transparency();
-  const float alpha = IsStroke() ? t.GetStrokeAlpha() : t.GetFillAlpha();
-  const std::uint32_t mode = t.GetBlendMode();
-  copies_ = mode == QorBlend::kNormal && t.GetNonSeparableMode() == 0 &&
-            paint_->GetPaintKind() == 1 && SoftMask() == nullptr && alpha > 0.99999f &&
-            static_cast<std::uint8_t>(paint_->HasAbsentComponents()) ==
-                static_cast<std::uint8_t>(mode & 0xFFu);
+  copies_ = SoftMask() == nullptr && CopiesOpaque(Transparency(), IsStroke(), *paint_);
   const auto* flat = dynamic_cast<const FlatPaintGetter*>(paint_.get());
   if (copies_ && flat != nullptr) {
-    const ComponentKinds& kinds = flat->Kinds();
-    flat_.row = kinds;
-    flat_.row.insert(flat_.row.end(), 3, kStateFull);
-    for (std::size_t c = 0; c < kinds.size(); ++c) {
-      if (kinds[c] == kKindConstant) flat_.constants.emplace_back(c, flat->Values()[c]);
-    }
-    SetFlatCopy(&flat_);
+    flat_ = &flat->Copy();
+    SetFlatCopy(flat_);
   }
   // A copied flat paint paints exactly its runs; without a soft mask, skipping the
   // object on a line leaves nothing behind (paint getters only cache by line).
@@ -78,8 +76,8 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
 
 void ElementaryObjectIntervalsFiller::Fill(LineRenderer& renderer, LineBuffer& line,
                                            std::vector<std::size_t>* hits, const RunList& runs) {
-  if (!flat_.row.empty() && flat_.row.size() == line.Planes()) {
-    flat_.CopyInto(line, runs);
+  if (flat_ != nullptr && flat_->row.size() == line.Planes()) {
+    flat_->CopyInto(line, runs);
     if (hits != nullptr && content_object_ != nullptr) hits->push_back(content_object_->GetID());
     return;
   }

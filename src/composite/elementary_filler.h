@@ -27,6 +27,10 @@
 
 namespace QorSc {
 
+// Whether an object without a soft mask, of transparency `t`, painted with `paint`,
+// takes the opaque copy on every run: what it paints replaces the line's planes.
+bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, const PaintGetter& paint);
+
 class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
  public:
   ElementaryObjectIntervalsFiller(std::shared_ptr<PaintGetter> paint,
@@ -58,9 +62,9 @@ class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
   // the object is drawn (blend mode, opacity, soft mask, the paint's kind and
   // absent components).
   bool copies_ = false;
-  // For a copied flat paint, what each run gets, straight from the paint's values and
-  // prepared at construction; an empty row otherwise.
-  OpaqueFlatCopy flat_;
+  // For a copied flat paint, what each run gets: the paint's own copy, prepared
+  // with it; null otherwise.
+  const OpaqueFlatCopy* flat_ = nullptr;
 };
 
 }  // namespace QorSc

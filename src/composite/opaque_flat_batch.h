@@ -28,20 +28,11 @@
 #include <vector>
 
 #include "composite/line_buffer.h"
+#include "paint/flat_paint_getter.h"
 #include "paint/paint_getter.h"
 #include "raster/run.h"
 
 namespace QorSc {
-
-// What an opaque flat object copies over each of its runs: the row of states (the
-// paint's kinds, then the auxiliary planes Full) and its Constant values by plane.
-struct OpaqueFlatCopy {
-  ComponentKinds row;
-  boost::container::small_vector<std::pair<std::size_t, float>, 4> constants;
-
-  // Covers every run in `line`, one after the other.
-  void CopyInto(LineBuffer& line, const RunList& runs) const;
-};
 
 class OpaqueFlatBatch {
  public:
@@ -68,7 +59,7 @@ class OpaqueFlatBatch {
   // bits of a union over the pixels [left, right), prepared once: its hidden test
   // is then two word operations.
   struct SettledRun {
-    std::uint32_t from;   // bits [from, to); from == to: nothing inside
+    std::uint32_t from;  // bits [from, to); from == to: nothing inside
     std::uint32_t to;
     std::uint32_t word;   // the first word
     std::uint32_t words;  // how many words the bits reach

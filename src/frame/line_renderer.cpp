@@ -35,7 +35,7 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
         pending_.size() > kIndexBits)
       throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
     order_.reserve(pending_.size());
-    fillers_.resize(pending_.size());
+    owners_.resize(pending_.size());
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
       const long long top = std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, last_line);
@@ -98,16 +98,18 @@ void LineRenderer::Activate(long long y) {
     }
     if (next_ + kPrefetchReads < order_.size()) {
       order_[next_ + kPrefetchReads].record->Prefetch();
-      __builtin_prefetch(&fillers_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
+      __builtin_prefetch(&owners_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
     }
     ObjectInfo& record = *order_[next_].record;
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
-      std::unique_ptr<IntervalsFiller>& filler = fillers_[order_[next_].key & kIndexBits];
-      filler = record.CreateFiller(*this);
-      active_.emplace_back(*filler, ColourPlanes() + 3);
+      Owner& owner = owners_[order_[next_].key & kIndexBits];
+      if (!ActivateFlatBox(record, owner)) {
+        owner.filler = record.CreateFiller(*this);
+        active_.emplace_back(*owner.filler, ColourPlanes() + 3);
+      }
     } else {
       pending_[order_[next_].key & kIndexBits].reset();
     }
@@ -132,7 +134,7 @@ void LineRenderer::Activate(long long y) {
   const Active* added = old_end;
   const Active* const added_end = active_.data() + active_.size();
   while (old != old_end && added != added_end) {
-    if (old->filler == nullptr) {
+    if (old->Retired()) {
       ++old;
     } else if (added->index < old->index) {
       *out++ = *added++;
@@ -141,7 +143,7 @@ void LineRenderer::Activate(long long y) {
     }
   }
   for (; old != old_end; ++old) {
-    if (old->filler != nullptr) *out++ = *old;
+    if (!old->Retired()) *out++ = *old;
   }
   out = std::copy(added, added_end, out);
   merged_.resize(static_cast<std::size_t>(out - merged_.data()));
@@ -149,11 +151,45 @@ void LineRenderer::Activate(long long y) {
   has_retired_ = false;
 }
 
+bool LineRenderer::ActivateFlatBox(ObjectInfo& record, Owner& owner) {
+  // Settled runs number the box's pixels in 32 bits.
+  if (!narrow_) return false;
+  std::shared_ptr<const FlatPaintGetter> paint = record.FlatBoxPaint(*this);
+  if (paint == nullptr || paint->Copy().row.size() != ColourPlanes() + 3) return false;
+  // The entry a box filler's would be once settled on its first line: a box
+  // generator's run is the box's columns on every line of it.
+  const QorMath::Rectangle<long long>& box = record.GetPixelBox();
+  Active& a = active_.emplace_back();
+  a.copy = &paint->Copy();
+  a.run = OpaqueFlatBatch::Settle(box.left, box.right, pixel_box_.left, pixel_box_.right);
+  a.bottom = box.bottom;
+  a.index = record.GetIndex();
+  a.may_be_hidden = true;
+  a.hides = true;
+  a.steady = true;
+  a.settled = true;
+  owner.paint = std::move(paint);
+  return true;
+}
+
+void LineRenderer::MakeFiller(Active& a, long long y) {
+  Owner& owner = owners_[a.index];
+  owner.filler = pending_[a.index]->CreateFiller(*this);
+  const Active box = a;
+  a = Active(*owner.filler, ColourPlanes() + 3);
+  a.generator->GenerateRuns(y);
+  a.runs = &a.generator->Runs();
+  a.settled = true;
+  a.run = box.run;
+  a.bottom = box.bottom;
+  owner.paint.reset();
+}
+
 void LineRenderer::DropRetired() {
   if (!has_retired_) return;
-  active_.erase(std::remove_if(active_.begin(), active_.end(),
-                               [](const Active& a) { return a.filler == nullptr; }),
-                active_.end());
+  active_.erase(
+      std::remove_if(active_.begin(), active_.end(), [](const Active& a) { return a.Retired(); }),
+      active_.end());
   has_retired_ = false;
 }
 
@@ -163,6 +199,8 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   // Every object's runs first, so that objects hidden under later ones are known.
   bool retired = false;
   std::size_t drawn = 0;
+  const bool settled_fit = line.Planes() == ColourPlanes() + 3 && line.Left() == pixel_box_.left &&
+                           line.Right() == pixel_box_.right;
   for (Active& a : active_) {
     if (a.settled) {
       // What its generator would say: the same run until the box ends.
@@ -171,9 +209,16 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         retired = true;
         continue;
       }
-      // Its filler's owner is far from the entries around it in memory.
-      if (y + 1 == a.bottom) __builtin_prefetch(&fillers_[a.index], 1);
-      a.runs = &a.generator->Runs();
+      // Its owner is far from the entries around it in memory.
+      if (y + 1 == a.bottom) __builtin_prefetch(&owners_[a.index], 1);
+      if (a.filler != nullptr) {
+        a.runs = &a.generator->Runs();
+      } else if (hits != nullptr || !settled_fit) {
+        MakeFiller(a, y);
+      } else {
+        // Drawn from its settled run alone (ResolveOcclusion), never read.
+        a.runs = &no_runs_;
+      }
       ++drawn;
       continue;
     }
@@ -211,8 +256,6 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       if (a.runs != nullptr) a.filler->Fill(*this, line, hits, *a.runs);
     }
   } else if (drawn > 0) {
-    const bool settled_fit = line.Planes() == ColourPlanes() + 3 &&
-                             line.Left() == pixel_box_.left && line.Right() == pixel_box_.right;
     const std::uint32_t others = ResolveOcclusion(line, settled_fit);
     // Copies painted before each other object cover the map together just before it.
     std::uint32_t remaining = others;
@@ -229,8 +272,9 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
 }
 
 void LineRenderer::Retire(Active& a) {
-  fillers_[a.index].reset();
+  owners_[a.index] = Owner{};
   a.filler = nullptr;
+  a.copy = nullptr;
   a.runs = nullptr;
 }
 

@@ -4,10 +4,14 @@
 // Records are ordered once by the first line of their pixel box (painting index
 // breaking ties); when the scan line reaches one it is activated into its filler (or
 // dropped, if its box already ended) and joins the active list, which stays sorted
-// by painting index. Activated records are kept, and freed together with the
-// renderer in the order they were made. Per line every active object advances its generator and
-// clip, and its filler composites it over its (clipped) runs, lowest index first. The renderer is
-// also the context the fillers and generators see: environment, pixel box, options, pools.
+// by painting index. An object that is just its box in an opaque flat colour
+// becomes no filler: its entry holds the box's run and its paint's copy, settled
+// from its first line (a filler is made for it only if a line needs one: hit lists,
+// or a line of other planes or span). Activated records are kept, and freed
+// together with the renderer in the order they were made. Per line every active object advances its
+// generator and clip, and its filler composites it over its (clipped) runs, lowest index first. The
+// renderer is also the context the fillers and generators see: environment, pixel box, options,
+// pools.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +22,7 @@
 #include "composite/line_buffer.h"
 #include "composite/opaque_flat_batch.h"
 #include "frame/conversion_pools.h"
+#include "paint/flat_paint_getter.h"
 #include "qorcolor/cmyk.h"
 #include "raster/line_context.h"
 #include "scan/object_collection.h"
@@ -51,7 +56,8 @@ class LineRenderer : public LineContext {
   struct Active {
     Active() = default;  // a place in the merge's buffer
     Active(IntervalsFiller& filler, std::size_t planes);
-    IntervalsFiller* filler = nullptr;  // null once retired
+    // Null for a flat box (then copy is not) and once retired (then neither is set).
+    IntervalsFiller* filler = nullptr;
     RunLengthGenerator* generator = nullptr;  // the filler's
     Clip* clip = nullptr;                     // null when the scope clips nothing
     const OpaqueFlatCopy* copy = nullptr;     // the filler's flat copy, if any
@@ -68,12 +74,25 @@ class LineRenderer : public LineContext {
     // read only this entry, neither generator nor filler.
     bool steady = false;
     bool settled = false;
+
+    bool Retired() const { return filler == nullptr && copy == nullptr; }
+  };
+  // What keeps an active object's drawing alive, by painting index: its filler, or
+  // for a flat box its paint.
+  struct Owner {
+    std::unique_ptr<IntervalsFiller> filler;
+    std::shared_ptr<const FlatPaintGetter> paint;
   };
   // Puts order_ in ascending key order; no key's line is past `lastLine`.
   void OrderByKey(std::size_t lastLine);
   // Adds the records whose first line is `y` to the active list, which then holds
   // no entry retired on an earlier line.
   void Activate(long long y);
+  // Activates `record` at line `y` as a flat box when it is one (FlatBoxPaint) and
+  // the box's run can be settled; false otherwise.
+  bool ActivateFlatBox(ObjectInfo& record, Owner& owner);
+  // Gives a flat box its filler, for a line that cannot take its settled run.
+  void MakeFiller(Active& a, long long y);
   void DropRetired();
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
@@ -109,13 +128,14 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
   std::vector<Pending> order_;  // ascending keys
   std::size_t next_ = 0;        // the first entry of order_ not yet activated
-  // The fillers of the active objects, by painting index; null for records not
+  // What the active objects draw with, by painting index; empty for records not
   // yet activated, dropped unseen or retired.
-  std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
+  std::vector<Owner> owners_;
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
-  bool has_retired_ = false;    // active_ holds retired entries (null filler)
+  bool has_retired_ = false;    // active_ holds retired entries
   OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible
+  const RunList no_runs_;       // the runs of a flat box without a filler: never read
   ConversionPools* pools_;
 };
 

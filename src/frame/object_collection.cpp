@@ -6,6 +6,10 @@ namespace QorSc {
 
 ObjectInfo::~ObjectInfo() = default;
 
+std::shared_ptr<const FlatPaintGetter> ObjectInfo::FlatBoxPaint(LineRenderer& /*renderer*/) {
+  return nullptr;
+}
+
 ObjectCollection::ObjectCollection(const Environment& env, const Options& opts,
                                    const QorMath::Rectangle<long long>& box,
                                    std::unique_ptr<ObjectInfoContainer> container)

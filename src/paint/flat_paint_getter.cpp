@@ -122,7 +122,14 @@ QorColor::Color FullInkColor(const QorColor::Color& color) {
 
 FlatPaintGetter::FlatPaintGetter(FlatPaintDescription description)
     : PaintGetter(std::move(description.kinds), description.absent),
-      values_(std::move(description.values)) {}
+      values_(std::move(description.values)) {
+  const ComponentKinds& kinds = Kinds();
+  copy_.row = kinds;
+  copy_.row.insert(copy_.row.end(), 3, kKindFull);
+  for (std::size_t c = 0; c < kinds.size(); ++c) {
+    if (kinds[c] == kKindConstant) copy_.constants.emplace_back(c, values_[c]);
+  }
+}
 
 void FlatPaintGetter::Compute(const PaintLine& /*line*/, const RunList& runs,
                               SourcePaintBuffers& buffers, RunList& painted) {

@@ -14,6 +14,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "paint/paint_getter.h"
@@ -23,6 +24,8 @@
 #include "scan/options.h"
 
 namespace QorSc {
+
+class LineBuffer;
 
 // Below this a value is no ink (kind Zero); above 1 minus it, full ink (kind Full).
 inline constexpr float kFlatInkEpsilon = 0.00001f;
@@ -72,6 +75,19 @@ class FlatColorPlan {
 // object screened by a halftone set marks in its own colorants.
 QorColor::Color FullInkColor(const QorColor::Color& color);
 
+// What an opaque flat object copies over each of its runs: the row of states (the
+// paint's kinds, then the auxiliary planes Full) and its Constant values by plane.
+// Each flat getter prepares its own once, so that every object painted with it
+// (and drawn by an opaque copy) shares it.
+struct OpaqueFlatCopy {
+  ComponentKinds row;
+  boost::container::small_vector<std::pair<std::size_t, float>, 4> constants;
+
+  // Covers every run in `line`, one after the other (with the line batch, which
+  // resolves copies together).
+  void CopyInto(LineBuffer& line, const RunList& runs) const;
+};
+
 class FlatPaintGetter final : public PaintGetter {
  public:
   explicit FlatPaintGetter(FlatPaintDescription description);
@@ -82,9 +98,12 @@ class FlatPaintGetter final : public PaintGetter {
   int GetPaintKind() const override { return 1; }
 
   const FlatValues& Values() const { return values_; }
+  // What an object of this paint copies when it is opaque and Normal.
+  const OpaqueFlatCopy& Copy() const { return copy_; }
 
  private:
   FlatValues values_;
+  OpaqueFlatCopy copy_;
 };
 
 // A getter of explicit values, kinds and absent flag, not shared.

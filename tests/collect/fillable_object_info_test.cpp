@@ -1,12 +1,16 @@
 // FillableObjectInfo keeps only what activation reads: the round trip of each kind
-// of geometry source, and the paint placement and soft mask of the records that
-// need them.
+// of geometry source, the paint placement and soft mask of the records that need
+// them, and which records activate as flat boxes without a filler.
 #include "collect/fillable_object_info.h"
 
 #include <gtest/gtest.h>
 
 #include "collect/group_object_info.h"
+#include "frame/line_renderer.h"
+#include "paint/flat_paint_getter.h"
 #include "qorpaint/shading_paint.h"
+#include "raster/clip.h"
+#include "test_scene.h"
 
 namespace {
 
@@ -95,6 +99,65 @@ TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVaryAndASoftMaskWhenGiven) 
   EXPECT_EQ(flat->GetSoftMask(), nullptr);
 
   EXPECT_THROW(Record({box, nullptr, nullptr, {}}, nullptr), std::invalid_argument);
+}
+
+// Only a box in an opaque, Normal, flat colour with nothing else to draw is one:
+// the renderer then copies the paint's row over the box without a filler.
+TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
+  const Box box{2, 3, 40, 50};
+  const Box page{0, 0, 64, 64};
+  const QorSc::Environment env = QorScTest::PixelEnvironment();
+  const QorColor::Color plates{{"Cyan", 0.0f}, {"Magenta", 0.0f}};
+  QorSc::ConversionPools pools(page.left, page.right);
+  QorSc::LineRenderer renderer(env, page, QorSc::Options(plates, {}), nullptr, pools);
+  auto with = [&](std::shared_ptr<QorSc::Clip> clip,
+                  std::shared_ptr<const QorBlend::Transparency> t, bool stroke) {
+    return QorSc::FillableObjectInfo::Make(nullptr, nullptr, std::move(clip),
+                                           {box, nullptr, nullptr, {}}, Flat(), {}, std::move(t),
+                                           stroke);
+  };
+
+  const auto paint = with(nullptr, nullptr, false)->FlatBoxPaint(renderer);
+  ASSERT_NE(paint, nullptr);
+  const QorSc::ComponentKinds row{QorSc::kKindConstant, QorSc::kKindZero, QorSc::kKindFull,
+                                  QorSc::kKindFull, QorSc::kKindFull};
+  EXPECT_EQ(paint->Copy().row, row) << "the paint's kinds, then the auxiliary planes full";
+  ASSERT_EQ(paint->Copy().constants.size(), 1u);
+  EXPECT_EQ(paint->Copy().constants[0].first, 0u);
+  EXPECT_EQ(paint->Copy().constants[0].second, 0.5f);
+
+  // A scope without elements clips nothing; one with an element does.
+  const auto open = std::make_shared<QorSc::Clip>(nullptr);
+  EXPECT_NE(with(open, nullptr, false)->FlatBoxPaint(renderer), nullptr);
+  const auto clipped = std::make_shared<QorSc::Clip>(open);
+  clipped->AddElement(std::make_unique<QorSc::ClipGroup>());
+  EXPECT_EQ(with(clipped, nullptr, false)->FlatBoxPaint(renderer), nullptr);
+
+  // Blending, and the opacity of the side that paints it.
+  const auto half_fill =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 1.0f, 0);
+  EXPECT_EQ(with(nullptr, half_fill, false)->FlatBoxPaint(renderer), nullptr);
+  EXPECT_NE(with(nullptr, half_fill, true)->FlatBoxPaint(renderer), nullptr);
+  const auto multiply =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 1.0f, 1.0f, 0);
+  EXPECT_EQ(with(nullptr, multiply, false)->FlatBoxPaint(renderer), nullptr);
+
+  // A soft mask, a shape, a paint that varies.
+  const auto masked = with(nullptr, nullptr, false);
+  masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
+  EXPECT_EQ(masked->FlatBoxPaint(renderer), nullptr);
+  const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
+  EXPECT_EQ(Record({box, compound, nullptr, {}}, Flat())->FlatBoxPaint(renderer), nullptr);
+  EXPECT_EQ(Record({box, nullptr, nullptr, {}}, Ramp())->FlatBoxPaint(renderer), nullptr);
+  EXPECT_EQ(Record({Box{5, 3, 5, 9}, nullptr, nullptr, {}}, Flat())->FlatBoxPaint(renderer),
+            nullptr)
+      << "no columns";
+
+  // Halftone labels wrap the paint.
+  QorSc::Options labelled(plates, {});
+  labelled.SetHalftoneMode(QorSc::kHalftoneLabels);
+  QorSc::LineRenderer labels(env, page, labelled, nullptr, pools);
+  EXPECT_EQ(with(nullptr, nullptr, false)->FlatBoxPaint(labels), nullptr);
 }
 
 }  // namespace
