@@ -5,6 +5,7 @@
 #include "raster/path_run_length_generator.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace QorSc {
@@ -64,8 +65,8 @@ PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
 void PathRunLengthGenerator::FitLinesToEdges() {
   long long first = y1_;
   long long end = y0_;
-  if (!edges_.empty()) {
-    first = std::min(first, edges_.front().firstLine);  // sorted by first line
+  if (edge_count_ != 0) {
+    first = std::min(first, edges_[0].firstLine);  // sorted by first line
     end = std::max(end, last_end_line_);
   }
   const long long top = std::max(y0_, first);
@@ -145,7 +146,7 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
     UpdateActiveEdges(line, ys);
   }
   last_line_ = line;
-  if (next_ < edges_.size() && edges_[next_].firstLine <= line) TakeNewEdges(line, ys);
+  if (next_ < edge_count_ && edges_[next_].firstLine <= line) TakeNewEdges(line, ys);
   if (winding_rule_ == 1) {
     EmitRuns<true>();
   } else {
@@ -159,7 +160,7 @@ void PathRunLengthGenerator::Activate() {
   // Few edges of a long outline cross one line: room for a typical line's worth, not
   // for every edge (that was most of a page of long strokes' memory); a line that
   // needs more grows the array to its high-water mark.
-  Reserve(std::min<std::size_t>(edges_.size(), kActiveReserve));
+  Reserve(std::min<std::size_t>(edge_count_, kActiveReserve));
   state_ = kActive;
 }
 
@@ -176,11 +177,21 @@ void PathRunLengthGenerator::Grow(std::size_t count) {
 // The edges of an outline are many and their first lines few (a long stroke's
 // pieces start on every line it crosses), so a counting sort by line, which keeps
 // the order built among equals, does in three passes what a comparison sort needs
-// log n for.
+// log n for. Edges and segments share one block: a page of many small shapes
+// allocates and frees it once per shape.
 void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
                                       const std::vector<Edge::Segment>& segments) {
-  segments_.assign(segments.begin(), segments.end());
+  static_assert(alignof(Edge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
+                sizeof(Edge) % alignof(Edge::Segment) == 0);
   const std::size_t count = edges.size();
+  store_ = std::make_unique_for_overwrite<std::byte[]>(count * sizeof(Edge) +
+                                                       segments.size() * sizeof(Edge::Segment));
+  edges_ = reinterpret_cast<Edge*>(store_.get());
+  edge_count_ = count;
+  auto* segment_store = reinterpret_cast<Edge::Segment*>(store_.get() + count * sizeof(Edge));
+  std::copy(segments.begin(), segments.end(), segment_store);
+  segments_ = segment_store;
+  next_ = 0;
   long long low = count != 0 ? edges[0].firstLine : 0;
   long long high = low;
   long long end = count != 0 ? edges[0].endLine : 0;
@@ -195,16 +206,25 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
   const unsigned long long range =
       static_cast<unsigned long long>(high) - static_cast<unsigned long long>(low);
   if (count < kCountingSortMinimum || range >= 4 * count) {
-    edges_.assign(edges.begin(), edges.end());
-    std::sort(edges_.begin(), edges_.end(), ByFirstLine);
+    std::copy(edges.begin(), edges.end(), edges_);
+    std::sort(edges_, edges_ + count, ByFirstLine);
     return;
   }
-  std::vector<std::uint32_t> starts(static_cast<std::size_t>(range) + 2, 0);
+  // Small shapes (dots, glyphs, short strokes) count on the stack.
+  constexpr std::size_t kInlineLines = 256;
+  std::array<std::uint32_t, kInlineLines> inline_starts;
+  std::vector<std::uint32_t> heap_starts;
+  const std::size_t slots = static_cast<std::size_t>(range) + 2;
+  std::uint32_t* starts = inline_starts.data();
+  if (slots > kInlineLines) {
+    heap_starts.resize(slots);
+    starts = heap_starts.data();
+  }
+  std::fill(starts, starts + slots, 0u);
   for (const Edge& edge : edges)
     ++starts[static_cast<std::size_t>(edge.firstLine - low) + 1];
-  for (std::size_t i = 1; i < starts.size(); ++i)
+  for (std::size_t i = 1; i < slots; ++i)
     starts[i] += starts[i - 1];
-  edges_.resize(count);
   // Built order is ascending segment order, so equal lines keep ByFirstLine's order.
   for (const Edge& edge : edges)
     edges_[starts[static_cast<std::size_t>(edge.firstLine - low)]++] = edge;
@@ -251,7 +271,7 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
 
 void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   const std::size_t old_count = active_count_;
-  const std::size_t edge_count = edges_.size();
+  const std::size_t edge_count = edge_count_;
   std::size_t end = next_ + 1;
   while (end < edge_count && edges_[end].firstLine <= line)
     ++end;
@@ -266,7 +286,7 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   for (; next_ < end; ++next_) {
     const Edge& edge = edges_[next_];
     if (edge.endLine <= line) continue;
-    const Edge::Segment* s = segments_.data() + edge.firstSegment;
+    const Edge::Segment* s = segments_ + edge.firstSegment;
     ActiveEdge a{.x = 0.0,
                  .x0 = s->x0,
                  .y0 = s->y0,

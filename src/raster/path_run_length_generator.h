@@ -20,6 +20,7 @@
 // nothing in the steady state.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -35,7 +36,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
 
   void GenerateRuns(long long line) override;
 
-  std::size_t EdgeCount() const { return edges_.size(); }
+  std::size_t EdgeCount() const { return edge_count_; }
 
   // Narrows the lines of the box to those the edges cross: no other line can hold a
   // run, so the generator starts at its first crossed line and finishes after its
@@ -44,8 +45,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // nothing on the lines it adds. Follows SetEdges, which notes the edges' lines.
   void FitLinesToEdges();
 
-  // Takes a copy of finished edges and their segments, exactly sized, the edges
-  // sorted by first line (then in the order built), as the lines need them.
+  // Takes a copy of finished edges and their segments in one exactly sized block,
+  // the edges sorted by first line (then in the order built), as the lines need
+  // them.
   void SetEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments);
 
  private:
@@ -89,10 +91,14 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   template <bool kNonZeroRule>
   void EmitTwo();
 
-  std::vector<Edge> edges_;              // owned, by first line
-  std::vector<Edge::Segment> segments_;  // of every edge, each edge's contiguous
-  std::size_t next_ = 0;                 // the first edge not yet taken
-  long long last_end_line_ = 0;          // the largest end line of the edges
+  // The edges, by first line, then the segments of every edge (each edge's
+  // contiguous): one allocation per generator, freed with it.
+  std::unique_ptr<std::byte[]> store_;
+  Edge* edges_ = nullptr;
+  std::size_t edge_count_ = 0;
+  const Edge::Segment* segments_ = nullptr;
+  std::size_t next_ = 0;         // the first edge not yet taken
+  long long last_end_line_ = 0;  // the largest end line of the edges
   // The active entries, [0, active_count_) sorted by x, in a plain array: the line
   // loops index it without a vector's checks, and entries are written straight into
   // place without first being value-initialised.
