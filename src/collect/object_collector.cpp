@@ -285,7 +285,10 @@ std::vector<Morv::MilliPointPoint> ObjectCollector::DropoutSquares(
 void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
                                    const std::shared_ptr<const QorPaint::Paint>& paint,
                                    bool stroke) {
-  const auto* shading = dynamic_cast<const QorPaint::ShadingPaint*>(paint.get());
+  // Most objects are flat: their type says so without a cast through the hierarchy.
+  const auto* shading = paint->GetType() == QorPaint::kFlatPaint
+                            ? nullptr
+                            : dynamic_cast<const QorPaint::ShadingPaint*>(paint.get());
   const std::shared_ptr<const QorBlend::Transparency>& transparency = object.GetTransparency();
   const QorBlend::Transparency& t = *transparency;
   const float alpha = stroke ? t.GetStrokeAlpha() : t.GetFillAlpha();

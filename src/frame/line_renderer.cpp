@@ -237,8 +237,14 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         retired = true;
         continue;
       }
-      IntersectRuns(a.generator->Runs(), a.clip->Runs(), a.filler->ClippedRuns());
-      runs = &a.filler->ClippedRuns();
+      // Most clipped objects lie inside one run of their clip (a plot's frame, a
+      // page's box): their runs are the intersection as they stand.
+      const RunList& admitted = a.clip->Runs();
+      if (runs->empty() || admitted.size() != 1 || runs->front().start < admitted.front().start ||
+          runs->back().End() > admitted.front().End()) {
+        IntersectRuns(*runs, admitted, a.filler->ClippedRuns());
+        runs = &a.filler->ClippedRuns();
+      }
     }
     if (runs->empty()) continue;
     a.runs = runs;
