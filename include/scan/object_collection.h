@@ -18,9 +18,9 @@
 
 namespace QorSc {
 
-class FlatPaintGetter;
 class IntervalsFiller;
 class LineRenderer;
+struct OpaqueFlatCopy;
 
 // One collected object: where it lies in target pixels and how it becomes its
 // filler when the scan line reaches the top of its pixel box. The converter numbers
@@ -36,10 +36,11 @@ class QORSC_API ObjectInfo {
   // the renderer of its level.
   virtual std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) = 0;
   // For an object that is its whole pixel box in one opaque flat colour and nothing
-  // else (no shape, clip, soft mask, halftone label or blending): its paint, whose
-  // copy the renderer lays over the box line by line without a filler. Null for
-  // every other object (the default), which CreateFiller then activates.
-  virtual std::shared_ptr<const FlatPaintGetter> FlatBoxPaint(LineRenderer& renderer);
+  // else (no shape, clip, soft mask, halftone label or blending): writes what its
+  // paint copies into `copy`, which the renderer lays over the box line by line
+  // without a filler, and returns true. False for every other object (the
+  // default), which CreateFiller then activates.
+  virtual bool FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy);
   // Asks the memory system for what CreateFiller will read first, a few records
   // ahead of activation: records are activated by first line, far from the order
   // in which they and their document objects were made.

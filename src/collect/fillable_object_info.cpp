@@ -195,20 +195,19 @@ void FillableObjectInfo::Prefetch() const {
   if (shape_kind_ != ShapeKind::kBox) __builtin_prefetch(GetShape().pointer.get());
 }
 
-std::shared_ptr<const FlatPaintGetter> FillableObjectInfo::FlatBoxPaint(LineRenderer& renderer) {
+bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
   // What CreateFiller would make a filler whose every line is the box's one run,
   // copied: no label wraps the paint, and nothing restricts or blends the copy.
   if (shape_kind_ != ShapeKind::kBox || paint_->GetType() != QorPaint::kFlatPaint ||
       GetSoftMask() != nullptr || (clip_ != nullptr && clip_->HasElements()) ||
       renderer.GetOptions().GetHalftoneMode() != kHalftoneNone) {
-    return nullptr;
+    return false;
   }
   const QorMath::Rectangle<long long>& box = GetPixelBox();
-  if (box.left >= box.right) return nullptr;
-  std::shared_ptr<const FlatPaintGetter> getter =
-      renderer.Pools().FlatPaints().Get(renderer.GetOptions(), paint_, false);
-  if (!CopiesOpaque(*transparency_, stroke_, *getter)) return nullptr;
-  return getter;
+  if (box.left >= box.right) return false;
+  // Flat getters are opaque wherever they paint (paint kind 1).
+  const bool absent = renderer.Pools().FlatPaints().CopyOf(renderer.GetOptions(), paint_, copy);
+  return CopiesOpaque(*transparency_, stroke_, 1, absent);
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {

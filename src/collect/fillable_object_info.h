@@ -60,7 +60,7 @@ class FillableObjectInfo : public ObjectInfo {
   ~FillableObjectInfo() override;
 
   std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
-  std::shared_ptr<const FlatPaintGetter> FlatBoxPaint(LineRenderer& renderer) override;
+  bool FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) override;
   void Prefetch() const override;
 
   // The source as given, less what its generator never reads: a box source keeps no

@@ -45,13 +45,12 @@ class PaintColours final : public ElementColours {
 
 }  // namespace
 
-bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, const PaintGetter& paint) {
+bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, int paintKind, bool absent) {
   const float alpha = stroke ? t.GetStrokeAlpha() : t.GetFillAlpha();
   const std::uint32_t mode = t.GetBlendMode();
-  return mode == QorBlend::kNormal && t.GetNonSeparableMode() == 0 && paint.GetPaintKind() == 1 &&
+  return mode == QorBlend::kNormal && t.GetNonSeparableMode() == 0 && paintKind == 1 &&
          alpha > 0.99999f &&
-         static_cast<std::uint8_t>(paint.HasAbsentComponents()) ==
-             static_cast<std::uint8_t>(mode & 0xFFu);
+         static_cast<std::uint8_t>(absent) == static_cast<std::uint8_t>(mode & 0xFFu);
 }
 
 ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
@@ -63,7 +62,9 @@ ElementaryObjectIntervalsFiller::ElementaryObjectIntervalsFiller(
                       std::move(transparency), stroke),
       content_object_(contentObject),
       paint_(std::move(paint)) {
-  copies_ = SoftMask() == nullptr && CopiesOpaque(Transparency(), IsStroke(), *paint_);
+  copies_ =
+      SoftMask() == nullptr && CopiesOpaque(Transparency(), IsStroke(), paint_->GetPaintKind(),
+                                            paint_->HasAbsentComponents());
   const auto* flat = dynamic_cast<const FlatPaintGetter*>(paint_.get());
   if (copies_ && flat != nullptr) {
     flat_ = &flat->Copy();

@@ -27,9 +27,10 @@
 
 namespace QorSc {
 
-// Whether an object without a soft mask, of transparency `t`, painted with `paint`,
-// takes the opaque copy on every run: what it paints replaces the line's planes.
-bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, const PaintGetter& paint);
+// Whether an object without a soft mask, of transparency `t`, painted with a paint
+// of kind `paintKind` that leaves components absent or not, takes the opaque copy
+// on every run: what it paints replaces the line's planes.
+bool CopiesOpaque(const QorBlend::Transparency& t, bool stroke, int paintKind, bool absent);
 
 class ElementaryObjectIntervalsFiller final : public IntervalsFiller {
  public:

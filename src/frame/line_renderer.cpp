@@ -154,13 +154,21 @@ void LineRenderer::Activate(long long y) {
 bool LineRenderer::ActivateFlatBox(ObjectInfo& record, Owner& owner) {
   // Settled runs number the box's pixels in 32 bits.
   if (!narrow_) return false;
-  std::shared_ptr<const FlatPaintGetter> paint = record.FlatBoxPaint(*this);
-  if (paint == nullptr || paint->Copy().row.size() != ColourPlanes() + 3) return false;
+  if (free_box_copies_.empty()) {
+    if (box_copies_.size() >= kNoCopy) return false;
+    free_box_copies_.reserve(box_copies_.size() + 1);
+    free_box_copies_.push_back(static_cast<std::uint32_t>(box_copies_.size()));
+    box_copies_.emplace_back();
+  }
+  const std::uint32_t slot = free_box_copies_.back();
+  OpaqueFlatCopy& copy = box_copies_[slot];
+  if (!record.FlatBoxCopy(*this, copy) || copy.row.size() != ColourPlanes() + 3) return false;
+  free_box_copies_.pop_back();
   // The entry a box filler's would be once settled on its first line: a box
   // generator's run is the box's columns on every line of it.
   const QorMath::Rectangle<long long>& box = record.GetPixelBox();
   Active& a = active_.emplace_back();
-  a.copy = &paint->Copy();
+  a.copy = &copy;
   a.run = OpaqueFlatBatch::Settle(box.left, box.right, pixel_box_.left, pixel_box_.right);
   a.bottom = box.bottom;
   a.index = record.GetIndex();
@@ -168,12 +176,21 @@ bool LineRenderer::ActivateFlatBox(ObjectInfo& record, Owner& owner) {
   a.hides = true;
   a.steady = true;
   a.settled = true;
-  owner.paint = std::move(paint);
+  owner.copy = slot;
   return true;
+}
+
+void LineRenderer::Release(Owner& owner) {
+  owner.filler.reset();
+  if (owner.copy != kNoCopy) {
+    free_box_copies_.push_back(owner.copy);  // within its capacity
+    owner.copy = kNoCopy;
+  }
 }
 
 void LineRenderer::MakeFiller(Active& a, long long y) {
   Owner& owner = owners_[a.index];
+  Release(owner);
   owner.filler = pending_[a.index]->CreateFiller(*this);
   const Active box = a;
   a = Active(*owner.filler, ColourPlanes() + 3);
@@ -182,7 +199,6 @@ void LineRenderer::MakeFiller(Active& a, long long y) {
   a.settled = true;
   a.run = box.run;
   a.bottom = box.bottom;
-  owner.paint.reset();
 }
 
 void LineRenderer::DropRetired() {
@@ -278,7 +294,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
 }
 
 void LineRenderer::Retire(Active& a) {
-  owners_[a.index] = Owner{};
+  Release(owners_[a.index]);
   a.filler = nullptr;
   a.copy = nullptr;
   a.runs = nullptr;

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -77,11 +78,12 @@ class LineRenderer : public LineContext {
 
     bool Retired() const { return filler == nullptr && copy == nullptr; }
   };
-  // What keeps an active object's drawing alive, by painting index: its filler, or
-  // for a flat box its paint.
+  // What an active object draws with, by painting index: its filler, or for a flat
+  // box its place in box_copies_.
+  static constexpr std::uint32_t kNoCopy = 0xFFFFFFFFu;
   struct Owner {
     std::unique_ptr<IntervalsFiller> filler;
-    std::shared_ptr<const FlatPaintGetter> paint;
+    std::uint32_t copy = kNoCopy;
   };
   // Puts order_ in ascending key order; no key's line is past `lastLine`.
   void OrderByKey(std::size_t lastLine);
@@ -93,6 +95,8 @@ class LineRenderer : public LineContext {
   bool ActivateFlatBox(ObjectInfo& record, Owner& owner);
   // Gives a flat box its filler, for a line that cannot take its settled run.
   void MakeFiller(Active& a, long long y);
+  // Gives back what an active object draws with.
+  void Release(Owner& owner);
   void DropRetired();
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
@@ -136,6 +140,12 @@ class LineRenderer : public LineContext {
   bool has_retired_ = false;    // active_ holds retired entries
   OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible
   const RunList no_runs_;       // the runs of a flat box without a filler: never read
+  // The copies of the active flat boxes, reused through a free list: a box takes
+  // the one given back last, still in the cache, and none is made per object once
+  // there are as many as boxes cross one line. A deque, so that entries keep their
+  // copy's address as it grows.
+  std::deque<OpaqueFlatCopy> box_copies_;
+  std::vector<std::uint32_t> free_box_copies_;
   ConversionPools* pools_;
 };
 

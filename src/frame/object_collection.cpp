@@ -6,8 +6,8 @@ namespace QorSc {
 
 ObjectInfo::~ObjectInfo() = default;
 
-std::shared_ptr<const FlatPaintGetter> ObjectInfo::FlatBoxPaint(LineRenderer& /*renderer*/) {
-  return nullptr;
+bool ObjectInfo::FlatBoxCopy(LineRenderer& /*renderer*/, OpaqueFlatCopy& /*copy*/) {
+  return false;
 }
 
 ObjectCollection::ObjectCollection(const Environment& env, const Options& opts,

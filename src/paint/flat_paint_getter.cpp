@@ -123,11 +123,15 @@ QorColor::Color FullInkColor(const QorColor::Color& color) {
 FlatPaintGetter::FlatPaintGetter(FlatPaintDescription description)
     : PaintGetter(std::move(description.kinds), description.absent),
       values_(std::move(description.values)) {
-  const ComponentKinds& kinds = Kinds();
-  copy_.row = kinds;
-  copy_.row.insert(copy_.row.end(), 3, kKindFull);
+  copy_.Assign(Kinds(), values_);
+}
+
+void OpaqueFlatCopy::Assign(const ComponentKinds& kinds, const FlatValues& values) {
+  row = kinds;
+  row.insert(row.end(), 3, kKindFull);
+  constants.clear();
   for (std::size_t c = 0; c < kinds.size(); ++c) {
-    if (kinds[c] == kKindConstant) copy_.constants.emplace_back(c, values_[c]);
+    if (kinds[c] == kKindConstant) constants.emplace_back(c, values[c]);
   }
 }
 
@@ -205,6 +209,24 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(
   slot.options = &options;
   slot.fullInk = fullInk;
   return slot.getter;
+}
+
+bool FlatPaintGetterCache::CopyOf(const Options& options,
+                                  const std::shared_ptr<const QorPaint::Paint>& paint,
+                                  OpaqueFlatCopy& copy) {
+  if (paint.use_count() <= kPrivateUses) {
+    // Equal descriptions copy the same: a Constant value is never a zero, the one
+    // value two equal descriptions may hold with different bits.
+    const auto& flat = static_cast<const QorPaint::FlatPaint&>(*paint);
+    const FlatPaintDescription description =
+        PlanFor(options, flat.GetSharedColorants())
+            .Describe(flat.GetTints(), flat.PaintsNamedColorantsOnly(), flat.PaintsAllColorants());
+    copy.Assign(description.kinds, description.values);
+    return description.absent;
+  }
+  const std::shared_ptr<FlatPaintGetter> getter = Get(options, paint, false);
+  copy = getter->Copy();
+  return getter->HasAbsentComponents();
 }
 
 void FlatPaintGetterCache::Forget(const Options& options) {

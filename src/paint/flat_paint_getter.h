@@ -83,6 +83,8 @@ struct OpaqueFlatCopy {
   ComponentKinds row;
   boost::container::small_vector<std::pair<std::size_t, float>, 4> constants;
 
+  // The copy of a flat paint of these kinds and values.
+  void Assign(const ComponentKinds& kinds, const FlatValues& values);
   // Covers every run in `line`, one after the other (with the line batch, which
   // resolves copies together).
   void CopyInto(LineBuffer& line, const RunList& runs) const;
@@ -132,6 +134,12 @@ class FlatPaintGetterCache {
   std::shared_ptr<FlatPaintGetter> Get(const Options& options,
                                        const std::shared_ptr<const QorPaint::Paint>& paint,
                                        bool fullInk);
+  // What Get(options, paint, false)'s getter copies, written into `copy`: taken from
+  // the getter kept for the paint, else described without making a getter (a paint
+  // of one object only is never asked for again). Returns whether the paint leaves
+  // components absent.
+  bool CopyOf(const Options& options, const std::shared_ptr<const QorPaint::Paint>& paint,
+              OpaqueFlatCopy& copy);
   // The shared getter of full ink in `color`'s own colorants (FullInkColor), converted
   // like any colour.
   std::shared_ptr<FlatPaintGetter> GetFullInk(const Options& options, const QorColor::Color& color);

@@ -117,47 +117,58 @@ TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
                                            stroke);
   };
 
-  const auto paint = with(nullptr, nullptr, false)->FlatBoxPaint(renderer);
-  ASSERT_NE(paint, nullptr);
+  QorSc::OpaqueFlatCopy copy;
+  ASSERT_TRUE(with(nullptr, nullptr, false)->FlatBoxCopy(renderer, copy));
   const QorSc::ComponentKinds row{QorSc::kKindConstant, QorSc::kKindZero, QorSc::kKindFull,
                                   QorSc::kKindFull, QorSc::kKindFull};
-  EXPECT_EQ(paint->Copy().row, row) << "the paint's kinds, then the auxiliary planes full";
-  ASSERT_EQ(paint->Copy().constants.size(), 1u);
-  EXPECT_EQ(paint->Copy().constants[0].first, 0u);
-  EXPECT_EQ(paint->Copy().constants[0].second, 0.5f);
+  EXPECT_EQ(copy.row, row) << "the paint's kinds, then the auxiliary planes full";
+  ASSERT_EQ(copy.constants.size(), 1u);
+  EXPECT_EQ(copy.constants[0].first, 0u);
+  EXPECT_EQ(copy.constants[0].second, 0.5f);
+  // A paint shared by several objects copies what its kept getter copies.
+  const auto shared = Flat();
+  const auto first = QorSc::FillableObjectInfo::Make(
+      nullptr, nullptr, nullptr, {box, nullptr, nullptr, {}}, shared, {}, nullptr, false);
+  const auto second = QorSc::FillableObjectInfo::Make(
+      nullptr, nullptr, nullptr, {box, nullptr, nullptr, {}}, shared, {}, nullptr, false);
+  QorSc::OpaqueFlatCopy again;
+  ASSERT_TRUE(first->FlatBoxCopy(renderer, again));
+  ASSERT_TRUE(second->FlatBoxCopy(renderer, again));
+  EXPECT_EQ(again.row, row);
+  ASSERT_EQ(again.constants.size(), 1u);
+  EXPECT_EQ(again.constants[0].second, 0.5f);
 
   // A scope without elements clips nothing; one with an element does.
   const auto open = std::make_shared<QorSc::Clip>(nullptr);
-  EXPECT_NE(with(open, nullptr, false)->FlatBoxPaint(renderer), nullptr);
+  EXPECT_TRUE(with(open, nullptr, false)->FlatBoxCopy(renderer, copy));
   const auto clipped = std::make_shared<QorSc::Clip>(open);
   clipped->AddElement(std::make_unique<QorSc::ClipGroup>());
-  EXPECT_EQ(with(clipped, nullptr, false)->FlatBoxPaint(renderer), nullptr);
+  EXPECT_FALSE(with(clipped, nullptr, false)->FlatBoxCopy(renderer, copy));
 
   // Blending, and the opacity of the side that paints it.
   const auto half_fill =
       std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 1.0f, 0);
-  EXPECT_EQ(with(nullptr, half_fill, false)->FlatBoxPaint(renderer), nullptr);
-  EXPECT_NE(with(nullptr, half_fill, true)->FlatBoxPaint(renderer), nullptr);
+  EXPECT_FALSE(with(nullptr, half_fill, false)->FlatBoxCopy(renderer, copy));
+  EXPECT_TRUE(with(nullptr, half_fill, true)->FlatBoxCopy(renderer, copy));
   const auto multiply =
       std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 1.0f, 1.0f, 0);
-  EXPECT_EQ(with(nullptr, multiply, false)->FlatBoxPaint(renderer), nullptr);
+  EXPECT_FALSE(with(nullptr, multiply, false)->FlatBoxCopy(renderer, copy));
 
   // A soft mask, a shape, a paint that varies.
   const auto masked = with(nullptr, nullptr, false);
   masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
-  EXPECT_EQ(masked->FlatBoxPaint(renderer), nullptr);
+  EXPECT_FALSE(masked->FlatBoxCopy(renderer, copy));
   const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
-  EXPECT_EQ(Record({box, compound, nullptr, {}}, Flat())->FlatBoxPaint(renderer), nullptr);
-  EXPECT_EQ(Record({box, nullptr, nullptr, {}}, Ramp())->FlatBoxPaint(renderer), nullptr);
-  EXPECT_EQ(Record({Box{5, 3, 5, 9}, nullptr, nullptr, {}}, Flat())->FlatBoxPaint(renderer),
-            nullptr)
+  EXPECT_FALSE(Record({box, compound, nullptr, {}}, Flat())->FlatBoxCopy(renderer, copy));
+  EXPECT_FALSE(Record({box, nullptr, nullptr, {}}, Ramp())->FlatBoxCopy(renderer, copy));
+  EXPECT_FALSE(Record({Box{5, 3, 5, 9}, nullptr, nullptr, {}}, Flat())->FlatBoxCopy(renderer, copy))
       << "no columns";
 
   // Halftone labels wrap the paint.
   QorSc::Options labelled(plates, {});
   labelled.SetHalftoneMode(QorSc::kHalftoneLabels);
   QorSc::LineRenderer labels(env, page, labelled, nullptr, pools);
-  EXPECT_EQ(with(nullptr, nullptr, false)->FlatBoxPaint(labels), nullptr);
+  EXPECT_FALSE(with(nullptr, nullptr, false)->FlatBoxCopy(labels, copy));
 }
 
 }  // namespace
