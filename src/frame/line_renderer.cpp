@@ -35,7 +35,7 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
         pending_.size() > kIndexBits)
       throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
     order_.reserve(pending_.size());
-    owners_.resize(pending_.size());
+    fillers_.resize(pending_.size());
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
       const long long top = std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, last_line);
@@ -98,17 +98,17 @@ void LineRenderer::Activate(long long y) {
     }
     if (next_ + kPrefetchReads < order_.size()) {
       order_[next_ + kPrefetchReads].record->Prefetch();
-      __builtin_prefetch(&owners_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
+      __builtin_prefetch(&fillers_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
     }
     ObjectInfo& record = *order_[next_].record;
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
-      Owner& owner = owners_[order_[next_].key & kIndexBits];
-      if (!ActivateFlatBox(record, owner)) {
-        owner.filler = record.CreateFiller(*this);
-        active_.emplace_back(*owner.filler, ColourPlanes() + 3);
+      if (!ActivateFlatBox(record)) {
+        std::unique_ptr<IntervalsFiller>& filler = fillers_[order_[next_].key & kIndexBits];
+        filler = record.CreateFiller(*this);
+        active_.emplace_back(*filler, ColourPlanes() + 3);
       }
     } else {
       pending_[order_[next_].key & kIndexBits].reset();
@@ -151,17 +151,16 @@ void LineRenderer::Activate(long long y) {
   has_retired_ = false;
 }
 
-bool LineRenderer::ActivateFlatBox(ObjectInfo& record, Owner& owner) {
+bool LineRenderer::ActivateFlatBox(ObjectInfo& record) {
   // Settled runs number the box's pixels in 32 bits.
   if (!narrow_) return false;
   if (free_box_copies_.empty()) {
-    if (box_copies_.size() >= kNoCopy) return false;
+    // The free list then has room for every copy there is: giving one back never
+    // allocates.
     free_box_copies_.reserve(box_copies_.size() + 1);
-    free_box_copies_.push_back(static_cast<std::uint32_t>(box_copies_.size()));
-    box_copies_.emplace_back();
+    free_box_copies_.push_back(&box_copies_.emplace_back());
   }
-  const std::uint32_t slot = free_box_copies_.back();
-  OpaqueFlatCopy& copy = box_copies_[slot];
+  OpaqueFlatCopy& copy = *free_box_copies_.back();
   if (!record.FlatBoxCopy(*this, copy) || copy.row.size() != ColourPlanes() + 3) return false;
   free_box_copies_.pop_back();
   // The entry a box filler's would be once settled on its first line: a box
@@ -176,24 +175,24 @@ bool LineRenderer::ActivateFlatBox(ObjectInfo& record, Owner& owner) {
   a.hides = true;
   a.steady = true;
   a.settled = true;
-  owner.copy = slot;
   return true;
 }
 
-void LineRenderer::Release(Owner& owner) {
-  owner.filler.reset();
-  if (owner.copy != kNoCopy) {
-    free_box_copies_.push_back(owner.copy);  // within its capacity
-    owner.copy = kNoCopy;
+void LineRenderer::Release(const Active& a) {
+  if (a.filler != nullptr) {
+    fillers_[a.index].reset();
+  } else if (a.copy != nullptr) {
+    // A flat box's copy is one of box_copies_, which the renderer owns and writes.
+    free_box_copies_.push_back(const_cast<OpaqueFlatCopy*>(a.copy));
   }
 }
 
 void LineRenderer::MakeFiller(Active& a, long long y) {
-  Owner& owner = owners_[a.index];
-  Release(owner);
-  owner.filler = pending_[a.index]->CreateFiller(*this);
+  Release(a);
+  std::unique_ptr<IntervalsFiller>& filler = fillers_[a.index];
+  filler = pending_[a.index]->CreateFiller(*this);
   const Active box = a;
-  a = Active(*owner.filler, ColourPlanes() + 3);
+  a = Active(*filler, ColourPlanes() + 3);
   a.generator->GenerateRuns(y);
   a.runs = &a.generator->Runs();
   a.settled = true;
@@ -226,7 +225,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         continue;
       }
       // Its owner is far from the entries around it in memory.
-      if (y + 1 == a.bottom) __builtin_prefetch(&owners_[a.index], 1);
+      if (y + 1 == a.bottom && a.filler != nullptr) __builtin_prefetch(&fillers_[a.index], 1);
       if (a.filler != nullptr) {
         a.runs = &a.generator->Runs();
       } else if (hits != nullptr || !settled_fit) {
@@ -294,7 +293,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
 }
 
 void LineRenderer::Retire(Active& a) {
-  Release(owners_[a.index]);
+  Release(a);
   a.filler = nullptr;
   a.copy = nullptr;
   a.runs = nullptr;

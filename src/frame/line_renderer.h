@@ -78,13 +78,6 @@ class LineRenderer : public LineContext {
 
     bool Retired() const { return filler == nullptr && copy == nullptr; }
   };
-  // What an active object draws with, by painting index: its filler, or for a flat
-  // box its place in box_copies_.
-  static constexpr std::uint32_t kNoCopy = 0xFFFFFFFFu;
-  struct Owner {
-    std::unique_ptr<IntervalsFiller> filler;
-    std::uint32_t copy = kNoCopy;
-  };
   // Puts order_ in ascending key order; no key's line is past `lastLine`.
   void OrderByKey(std::size_t lastLine);
   // Adds the records whose first line is `y` to the active list, which then holds
@@ -92,11 +85,11 @@ class LineRenderer : public LineContext {
   void Activate(long long y);
   // Activates `record` at line `y` as a flat box when it is one (FlatBoxPaint) and
   // the box's run can be settled; false otherwise.
-  bool ActivateFlatBox(ObjectInfo& record, Owner& owner);
+  bool ActivateFlatBox(ObjectInfo& record);
   // Gives a flat box its filler, for a line that cannot take its settled run.
   void MakeFiller(Active& a, long long y);
-  // Gives back what an active object draws with.
-  void Release(Owner& owner);
+  // Gives back what an active entry draws with: its filler, or a flat box's copy.
+  void Release(const Active& a);
   void DropRetired();
   // Walks the line's objects from the last painted: drops from runs_ the objects
   // whose runs lie under later opaque flat copies, and hands every copy that fits the
@@ -132,9 +125,9 @@ class LineRenderer : public LineContext {
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
   std::vector<Pending> order_;  // ascending keys
   std::size_t next_ = 0;        // the first entry of order_ not yet activated
-  // What the active objects draw with, by painting index; empty for records not
-  // yet activated, dropped unseen or retired.
-  std::vector<Owner> owners_;
+  // The fillers of the active objects, by painting index; null for records not yet
+  // activated, dropped unseen, retired or drawn as flat boxes.
+  std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
   bool has_retired_ = false;    // active_ holds retired entries
@@ -145,7 +138,7 @@ class LineRenderer : public LineContext {
   // there are as many as boxes cross one line. A deque, so that entries keep their
   // copy's address as it grows.
   std::deque<OpaqueFlatCopy> box_copies_;
-  std::vector<std::uint32_t> free_box_copies_;
+  std::vector<OpaqueFlatCopy*> free_box_copies_;
   ConversionPools* pools_;
 };
 
