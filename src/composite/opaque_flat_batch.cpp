@@ -40,14 +40,15 @@ OpaqueFlatBatch::SettledRun OpaqueFlatBatch::Settle(long long start, long long e
   const long long width = std::max(0LL, right - left);
   const auto from = static_cast<std::size_t>(std::clamp(start - left, 0LL, width));
   const auto to = static_cast<std::size_t>(std::clamp(end - left, 0LL, width));
-  SettledRun run{static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(from), 0, 0, 0, 0};
+  SettledRun run{static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(from), 0, 0};
   if (from >= to) return run;
   run.to = static_cast<std::uint32_t>(to);
-  run.word = static_cast<std::uint32_t>(from / kWordBits);
-  run.words = static_cast<std::uint32_t>((to - 1) / kWordBits - run.word + 1);
-  const std::size_t base = run.word * kWordBits;
-  run.head = Bits(from - base, std::min(to - base, kWordBits));
-  if (run.words == 2) run.tail = Bits(0, to - base - kWordBits);
+  const std::size_t word = from / kWordBits;
+  const std::size_t words = (to - 1) / kWordBits - word + 1;
+  if (words > 2) return run;  // no shortcut: the bits are joined word by word
+  const std::size_t base = word * kWordBits;
+  run.head = Bits(from - base, std::min(to - base, kWordBits));  // not 0: from < to
+  if (words == 2) run.tail = Bits(0, to - base - kWordBits);     // not 0: to > base + 64
   return run;
 }
 
