@@ -31,7 +31,7 @@ void SetComponents(ColorState& color, const std::vector<Operand>& operands) {
 
 }  // namespace
 
-void ContentInterpreter::ColorOperator(const std::string& op,
+void ContentInterpreter::ColorOperator(std::string_view op,
                                        const std::vector<Operand>& operands) {
   GraphicsState& gs = frame_->gs;
   // An uncoloured pattern's cell is painted in the pattern's colour only.
@@ -44,7 +44,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   auto set_device = [&](std::shared_ptr<const ColorSpace> space, std::size_t count) {
     double v[4];
     if (!TakeNumbers(operands, count, v)) {
-      Warn(op, "needs " + std::to_string(count) + " number(s)");
+      Warn(std::string(op), "needs " + std::to_string(count) + " number(s)");
       return;
     }
     color.space = std::move(space);
@@ -69,7 +69,7 @@ void ContentInterpreter::ColorOperator(const std::string& op,
   }
 
   if (op == "CS" || op == "cs") {
-    if (operands.empty() || !operands.back().IsName()) return Warn(op, "needs a name");
+    if (operands.empty() || !operands.back().IsName()) return Warn(std::string(op), "needs a name");
     const QPDFObjectHandle name = operands.back().ToObject();
     color.space = WithDefault(context_.colors.Resolve(name, frame_->resources, page_), name);
     color.components = color.space->InitialColor();

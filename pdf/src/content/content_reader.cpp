@@ -242,14 +242,15 @@ bool IsDigit(char c) {
 
 }  // namespace
 
-ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& number) {
+// Inlined into Next, its only caller: the call's register saves were a sixth of the
+// reader's time on a page of 100 000 rectangles.
+[[gnu::always_inline]] inline ContentReader::Plain ContentReader::ReadPlainToken(
+    std::string_view& word, double& number) {
   const std::size_t size = data_.size();
-  const char* data = data_.data();
-  // Whether the byte at `at` ends a token: white space, a delimiter or the end. Asked
-  // for every character of a word, so kept on the locals where it inlines.
-  const auto ends = [size, data](std::size_t at) {
-    return at == size || ClassOf(data[at]) != kRegular;
-  };
+  // The string's terminating NUL (white space) ends every token at the end of the data,
+  // so the scans below need no bound of their own past the first character.
+  const char* data = data_.c_str();
+  const auto ends = [data](std::size_t at) { return ClassOf(data[at]) != kRegular; };
   std::size_t at = at_;
   while (at < size && ClassOf(data[at]) == kWhiteSpace)
     ++at;
@@ -269,7 +270,7 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
     std::uint64_t mantissa = 0;
     const auto gather = [&] {
       const std::size_t from = at;
-      for (; at < size; ++at) {
+      for (;; ++at) {
         const unsigned digit = static_cast<unsigned char>(data[at]) - unsigned{'0'};
         if (digit >= 10) break;
         mantissa = mantissa * 10 + digit;
@@ -278,13 +279,13 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
     };
     const std::size_t whole = gather();
     std::size_t fraction = 0;
-    if (at < size && data[at] == '.') {
+    if (data[at] == '.') {
       ++at;
       fraction = gather();
     }
     if (whole + fraction == 0 || !ends(at)) return Plain::kNone;
     static_assert(kExactDigits < std::size(kPowersOfTen));
-    if (whole + fraction <= kExactDigits) {
+    if (whole + fraction <= kExactDigits) [[likely]] {
       const double magnitude = static_cast<double>(mantissa) / kPowersOfTen[fraction];
       number = negative ? -magnitude : magnitude;
     } else {
@@ -296,10 +297,10 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
   const bool letter = (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
   if (!letter && first != '\'' && first != '"' && first != '*') return Plain::kNone;
   // Operators are a few characters; anything long goes through qpdf's limits.
-  while (at < size && !ends(at) && at - start < 64)
+  while (!ends(at) && at - start < 64)
     ++at;
   if (!ends(at)) return Plain::kNone;
-  word.assign(data + start, at - start);
+  word = std::string_view(data + start, at - start);
   if ((first == 't' || first == 'f' || first == 'n') &&
       (word == "true" || word == "false" || word == "null")) {
     return Plain::kNone;
@@ -308,7 +309,12 @@ ContentReader::Plain ContentReader::ReadPlainToken(std::string& word, double& nu
   return Plain::kWord;
 }
 
-bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
+[[gnu::always_inline]] inline Operand& ContentReader::Push(std::vector<Operand>& operands) {
+  if (operands.size() >= kMaxOperands) [[unlikely]] Overflow(operands);
+  return operands.emplace_back();
+}
+
+bool ContentReader::Next(std::string_view& op, std::vector<Operand>& operands) {
   operands.clear();
   for (;;) {
     // Numbers and operator words, nearly every token of a content stream, are read
@@ -337,7 +343,8 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
       return false;
     }
     if (type == QPDFTokenizer::tt_word) {
-      op = token.getValue();
+      word_ = token.getValue();
+      op = word_;
       return Operator(op, operands);
     }
     Operand operand;
@@ -349,17 +356,12 @@ bool ContentReader::Next(std::string& op, std::vector<Operand>& operands) {
   }
 }
 
-bool ContentReader::Operator(const std::string& op, std::vector<Operand>& operands) {
+bool ContentReader::Operator(std::string_view op, std::vector<Operand>& operands) {
   if (operands.size() > kMaxOperands) {
     operands.erase(operands.begin(), operands.end() - kMaxOperands);
   }
   if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') ReadInlineImage(operands);
   return true;
-}
-
-Operand& ContentReader::Push(std::vector<Operand>& operands) {
-  if (operands.size() >= kMaxOperands) Overflow(operands);
-  return operands.emplace_back();
 }
 
 void ContentReader::Overflow(std::vector<Operand>& operands) {

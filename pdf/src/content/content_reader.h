@@ -66,8 +66,9 @@ class ContentReader {
   ContentReader(std::string data, std::string description);
   ~ContentReader();
 
-  // The next operator and its operands; false at the end of the data.
-  bool Next(std::string& op, std::vector<Operand>& operands);
+  // The next operator and its operands; false at the end of the data. `op` views the
+  // reader's own bytes and stays valid until the next call.
+  bool Next(std::string_view& op, std::vector<Operand>& operands);
 
   // Problems met so far (bad tokens, overflows), each once, for the warning list.
   const std::vector<std::string>& Problems() const { return problems_; }
@@ -77,9 +78,9 @@ class ContentReader {
   // A plain number or operator word at the reading position, read without qpdf and
   // with the position moved past it; kNone (position unchanged) for anything else,
   // which qpdf's tokenizer then reads.
-  Plain ReadPlainToken(std::string& word, double& number);
+  Plain ReadPlainToken(std::string_view& word, double& number);
   QPDFTokenizer::Token ReadToken();
-  bool Operator(const std::string& op, std::vector<Operand>& operands);
+  bool Operator(std::string_view op, std::vector<Operand>& operands);
   // A new null operand at the end of `operands`, the oldest dropped past the limit.
   Operand& Push(std::vector<Operand>& operands);
   // Past kMaxOperands: reports it once and drops the oldest operands.
@@ -98,6 +99,8 @@ class ContentReader {
   std::size_t at_ = 0;
   std::shared_ptr<InputSource> input_;
   QPDFTokenizer tokenizer_;
+  // An operator word read by qpdf's tokenizer, which `op` then views.
+  std::string word_;
   std::vector<std::string> problems_;
   std::size_t bad_tokens_ = 0;
   bool overflow_reported_ = false;

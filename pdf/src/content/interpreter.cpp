@@ -202,7 +202,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
   ++depth_;
 
   ContentReader reader(std::move(data), description);
-  std::string op;
+  std::string_view op;
   std::vector<Operand> operands;
   while (incomplete_.empty() && reader.Next(op, operands)) {
     try {
@@ -212,7 +212,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
       --depth_;
       throw;
     } catch (const std::exception& e) {
-      Warn(op, e.what());
+      Warn(std::string(op), e.what());
     }
     context_.warnings.TakeFrom(context_.pdf, page_);
   }
@@ -224,7 +224,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
   frame_ = outer;
 }
 
-void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& operands) {
+void ContentInterpreter::Execute(std::string_view op, std::vector<Operand>& operands) {
   Frame& f = *frame_;
   double v[6];
   switch (Key(op)) {
@@ -333,7 +333,7 @@ void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& op
     case Key("\""):
     case Key("d0"):
     case Key("d1"):
-      return TextOperator(op, operands);
+      return TextOperator(std::string(op), operands);
 
     // XObjects, inline images, shadings.
     case Key("Do"):
@@ -356,7 +356,7 @@ void ContentInterpreter::Execute(const std::string& op, std::vector<Operand>& op
     case Key("EX"):
       return;
     default:
-      WarnOnce(op, "unknown operator: skipped (reported once per page)");
+      WarnOnce(std::string(op), "unknown operator: skipped (reported once per page)");
   }
 }
 

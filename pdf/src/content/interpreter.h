@@ -176,7 +176,7 @@ class ContentInterpreter {
   bool CountImageBytes(std::size_t bytes);
   // Stops the page: nothing more is read or added. Reported once.
   void StopPage(const std::string& reason);
-  void Execute(const std::string& op, std::vector<Operand>& operands);
+  void Execute(std::string_view op, std::vector<Operand>& operands);
 
   // Graphics state.
   void Save();
@@ -189,7 +189,7 @@ class ContentInterpreter {
   std::shared_ptr<const QorBlend::SoftMask> ReadSoftMask(QPDFObjectHandle mask);
 
   // Paths.
-  void PathOperator(const std::string& op, const std::vector<Operand>& operands);
+  void PathOperator(std::string_view op, const std::vector<Operand>& operands);
   void Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close);
   std::shared_ptr<const Morv::Compound> TakePath(std::uint32_t rule);
   // Not const: a shading pattern with its own graphics state paints under it.
@@ -203,7 +203,7 @@ class ContentInterpreter {
   bool CountObject();
 
   // Colour.
-  void ColorOperator(const std::string& op, const std::vector<Operand>& operands);
+  void ColorOperator(std::string_view op, const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
   // The space a device family stands for in the current stream: the Default space of
   // its resources, else of the streams around it, else the device space.

@@ -8,30 +8,30 @@
 
 namespace QorPdf::internal {
 
-void ContentInterpreter::PathOperator(const std::string& op, const std::vector<Operand>& operands) {
+void ContentInterpreter::PathOperator(std::string_view op, const std::vector<Operand>& operands) {
   Frame& f = *frame_;
   double v[6];
   std::size_t points = 0;
   const char c = op[0];
   const bool rectangle = c == 'r';  // the only path operator starting with r
   if (rectangle) {
-    if (!TakeNumbers(operands, 4, v)) return Warn(op, "needs four numbers");
+    if (!TakeNumbers(operands, 4, v)) return Warn(std::string(op), "needs four numbers");
     points = 4;
   } else if (c == 'h') {
     points = 0;
   } else {
     const std::size_t count = c == 'm' || c == 'l' ? 2 : c == 'c' ? 6 : 4;
     if (!TakeNumbers(operands, count, v)) {
-      return Warn(op, "needs " + std::to_string(count) + " numbers");
+      return Warn(std::string(op), "needs " + std::to_string(count) + " numbers");
     }
     points = count / 2;
     for (std::size_t i = 0; i < count; ++i) {
-      if (!std::isfinite(v[i])) return Warn(op, "coordinates must be finite");
+      if (!std::isfinite(v[i])) return Warn(std::string(op), "coordinates must be finite");
     }
   }
   if (f.path_points + points > context_.limits.max_path_points) {
     if (!f.path_limit_reported) {
-      Warn(op, "path has more than " + std::to_string(context_.limits.max_path_points) +
+      Warn(std::string(op), "path has more than " + std::to_string(context_.limits.max_path_points) +
                    " points: the rest is dropped");
       f.path_limit_reported = true;
     }
@@ -42,7 +42,7 @@ void ContentInterpreter::PathOperator(const std::string& op, const std::vector<O
   // Segments need a current point; PDF readers start a subpath at a lone segment's
   // end instead of failing.
   if (c != 'm' && !rectangle && c != 'h' && !f.has_current_point) {
-    WarnOnce(op, "segment without a current point: starts a new subpath");
+    WarnOnce(std::string(op), "segment without a current point: starts a new subpath");
     const double x = c == 'c' ? v[4] : c == 'l' ? v[0] : v[2];
     const double y = c == 'c' ? v[5] : c == 'l' ? v[1] : v[3];
     f.path.MoveTo(x, y);

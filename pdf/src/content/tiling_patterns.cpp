@@ -84,7 +84,7 @@ std::size_t PaintingOperators(const std::string& data) {
   static const char* const kPainting[] = {"f", "F",  "f*", "B", "B*", "b",  "b*", "S",
                                           "s", "Tj", "TJ", "'", "\"", "Do", "sh", "BI"};
   ContentReader reader(data, "cell");
-  std::string op;
+  std::string_view op;
   std::vector<Operand> operands;
   std::size_t count = 0;
   while (reader.Next(op, operands)) {
@@ -375,7 +375,7 @@ void ContentInterpreter::PaintTiledFlat(const ColorState& color, bool stroke, co
     if (!resources.isDictionary()) resources = frame_->resources;
     std::shared_ptr<const ColorSpace> named;
     ContentReader reader(data, name);
-    std::string op;
+    std::string_view op;
     std::vector<Operand> operands;
     while (!flat.space && reader.Next(op, operands)) {
       std::shared_ptr<const ColorSpace> space;

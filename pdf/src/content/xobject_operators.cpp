@@ -239,7 +239,7 @@ std::size_t ContentInterpreter::FormPlacements(QPDFObjectHandle form, QPDFObject
     if (content.data.find("Do") == std::string::npos) content.data.clear();
     QPDFObjectHandle xobjects = resources.getKey("/XObject");
     ContentReader reader(std::move(content.data), "form");
-    std::string op;
+    std::string_view op;
     std::vector<Operand> operands;
     while (count < ceiling && reader.Next(op, operands)) {
       if (op != "Do" || operands.empty() || !operands.back().IsName()) continue;

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace QorPdf::internal {
@@ -23,8 +24,11 @@ std::vector<Read> ReadAll(const std::string& data) {
   ContentReader reader(data, "test");
   std::vector<Read> out;
   Read r;
-  while (reader.Next(r.op, r.operands))
+  std::string_view op;
+  while (reader.Next(op, r.operands)) {
+    r.op = op;
     out.push_back(r);
+  }
   return out;
 }
 

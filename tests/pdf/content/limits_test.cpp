@@ -45,7 +45,7 @@ bool HasProblem(const ContentReader& reader, const std::string& part) {
 TEST(ContentReaderLimits, NestingTokensAndOperandsAreBounded) {
   // 100 000 levels: skipped by counting, the operator after them still read.
   ContentReader nested(std::string(100000, '[') + std::string(100000, ']') + " 7 w", "nested");
-  std::string op;
+  std::string_view op;
   std::vector<Operand> operands;
   ASSERT_TRUE(nested.Next(op, operands));
   EXPECT_EQ(op, "w");
