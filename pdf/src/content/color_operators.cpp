@@ -41,29 +41,32 @@ void ContentInterpreter::ColorOperator(std::string_view op,
   ColorState& color = stroking ? gs.stroke : gs.fill;
   color.Invalidate();
 
-  auto set_device = [&](std::shared_ptr<const ColorSpace> space, std::size_t count) {
+  // A page of many objects sets a device colour before each: nothing is copied or
+  // released that the colour already holds.
+  auto set_device = [&](ColorSpaceFamily family, std::size_t count) {
     double v[4];
     if (!TakeNumbers(operands, count, v)) {
       Warn(std::string(op), "needs " + std::to_string(count) + " number(s)");
       return;
     }
-    color.space = std::move(space);
+    const std::shared_ptr<const ColorSpace>& space = DeviceSpace(family);
+    if (color.space != space) color.space = space;
     color.components.assign(v, v + count);
     color.pattern = false;
-    color.shading_pattern = QPDFObjectHandle();
-    color.tiling_pattern = QPDFObjectHandle();
+    if (color.shading_pattern.isInitialized()) color.shading_pattern = QPDFObjectHandle();
+    if (color.tiling_pattern.isInitialized()) color.tiling_pattern = QPDFObjectHandle();
   };
 
   switch (op[0]) {
     case 'G':
     case 'g':
-      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceGray), 1);
+      return set_device(ColorSpaceFamily::kDeviceGray, 1);
     case 'R':
     case 'r':
-      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceRGB), 3);
+      return set_device(ColorSpaceFamily::kDeviceRGB, 3);
     case 'K':
     case 'k':
-      return set_device(DeviceSpace(ColorSpaceFamily::kDeviceCMYK), 4);
+      return set_device(ColorSpaceFamily::kDeviceCMYK, 4);
     default:
       break;
   }
@@ -130,7 +133,8 @@ void ContentInterpreter::ColorOperator(std::string_view op,
   SetComponents(color, operands);
 }
 
-std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFamily family) const {
+const std::shared_ptr<const ColorSpace>& ContentInterpreter::DeviceSpace(
+    ColorSpaceFamily family) const {
   const std::size_t slot = family == ColorSpaceFamily::kDeviceRGB    ? 1
                            : family == ColorSpaceFamily::kDeviceCMYK ? 2
                                                                      : 0;
@@ -148,7 +152,7 @@ std::shared_ptr<const ColorSpace> ContentInterpreter::DeviceSpace(ColorSpaceFami
   if (!space) space = context_.colors.Device(family);
   for (Frame* f : asked)
     f->device_spaces[slot] = space;
-  return space;
+  return frame_->device_spaces[slot];
 }
 
 std::shared_ptr<const ColorSpace> ContentInterpreter::WithDefault(

@@ -26,6 +26,14 @@ constexpr std::uint32_t Key(std::string_view op) {
   return key;
 }
 
+// Operators that build a path or set plain graphics state make no call into qpdf, so
+// leave no file warnings to collect after them; the check is a call into qpdf, and
+// these are most of the operators of a page of many objects.
+bool CallsNoFile(std::string_view op) {
+  if (op.size() == 1) return std::string_view("mlcvyhWqQwJjMdi").find(op[0]) != op.npos;
+  return op == "re" || op == "W*" || op == "cm";
+}
+
 }  // namespace
 
 bool TakeNumbers(const std::vector<Operand>& operands, std::size_t count, double* out) {
@@ -214,7 +222,7 @@ void ContentInterpreter::RunStream(std::string data, const std::string& descript
     } catch (const std::exception& e) {
       Warn(std::string(op), e.what());
     }
-    context_.warnings.TakeFrom(context_.pdf, page_);
+    if (!CallsNoFile(op)) context_.warnings.TakeFrom(context_.pdf, page_);
   }
   for (const std::string& problem : reader.Problems())
     Warn(description, problem);

@@ -208,7 +208,7 @@ class ContentInterpreter {
   // The space a device family stands for in the current stream: the Default space of
   // its resources, else of the streams around it, else the device space.
   // Const: the answers are kept in the frames, which the interpreter points to.
-  std::shared_ptr<const ColorSpace> DeviceSpace(ColorSpaceFamily family) const;
+  const std::shared_ptr<const ColorSpace>& DeviceSpace(ColorSpaceFamily family) const;
   // `space` resolved from `object` (a colour space operand or an image's /ColorSpace),
   // with a device space replaced by DeviceSpace.
   std::shared_ptr<const ColorSpace> WithDefault(std::shared_ptr<const ColorSpace> space,
