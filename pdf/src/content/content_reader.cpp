@@ -30,6 +30,19 @@ double ParseNumber(std::string_view raw) {
 
 }  // namespace
 
+OperandList::OperandList(const OperandList& other)
+    : items_(other.items_ ? std::make_unique<std::vector<Operand>>(*other.items_) : nullptr) {}
+
+OperandList& OperandList::operator=(const OperandList& other) {
+  if (this != &other) *this = OperandList(other);
+  return *this;
+}
+
+void OperandList::push_back(Operand operand) {
+  if (!items_) items_ = std::make_unique<std::vector<Operand>>();
+  items_->push_back(std::move(operand));
+}
+
 const Operand* Operand::Find(std::string_view key) const {
   if (kind != Kind::kDictionary) return nullptr;
   for (std::size_t i = 0; i + 1 < elements.size(); i += 2) {

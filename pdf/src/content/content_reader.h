@@ -34,6 +34,37 @@ class InputSource;
 
 namespace QorPdf::internal {
 
+struct Operand;
+
+// An array's elements, or a dictionary's keys and values. Nearly every operand is a
+// number without any, so the list is one pointer until its first element arrives:
+// making and dropping a number operand then calls nothing (a std::vector of the
+// operand's own type is destroyed by an out-of-line call, its destructor being
+// recursive).
+class OperandList {
+ public:
+  OperandList() = default;
+  OperandList(const OperandList& other);
+  OperandList(OperandList&&) noexcept = default;
+  OperandList& operator=(const OperandList& other);
+  OperandList& operator=(OperandList&&) noexcept = default;
+  ~OperandList() = default;
+
+  std::size_t size() const { return items_ ? items_->size() : 0; }
+  bool empty() const { return size() == 0; }
+  Operand* begin();
+  Operand* end();
+  const Operand* begin() const;
+  const Operand* end() const;
+  Operand& operator[](std::size_t i) { return (*items_)[i]; }
+  const Operand& operator[](std::size_t i) const { return (*items_)[i]; }
+  void push_back(Operand operand);
+  void pop_back() { items_->pop_back(); }
+
+ private:
+  std::unique_ptr<std::vector<Operand>> items_;
+};
+
 struct Operand {
   enum class Kind : unsigned char { kNull, kNumber, kBool, kName, kString, kArray, kDictionary };
 
@@ -41,7 +72,7 @@ struct Operand {
   double number = 0.0;
   bool boolean = false;
   std::string text;               // a name without its slash, or a string's bytes
-  std::vector<Operand> elements;  // an array's elements, or a dictionary's keys and values
+  OperandList elements;  // an array's elements, or a dictionary's keys and values
 
   bool IsNumber() const { return kind == Kind::kNumber; }
   bool IsName() const { return kind == Kind::kName; }
@@ -53,6 +84,19 @@ struct Operand {
   // The operand as a qpdf object (direct, not owned by any file).
   QPDFObjectHandle ToObject() const;
 };
+
+inline Operand* OperandList::begin() {
+  return items_ ? items_->data() : nullptr;
+}
+inline Operand* OperandList::end() {
+  return items_ ? items_->data() + items_->size() : nullptr;
+}
+inline const Operand* OperandList::begin() const {
+  return items_ ? items_->data() : nullptr;
+}
+inline const Operand* OperandList::end() const {
+  return items_ ? items_->data() + items_->size() : nullptr;
+}
 
 class ContentReader {
  public:
