@@ -327,6 +327,16 @@ bool IsDigit(char c) {
   return operands.emplace_back();
 }
 
+// Once per operator: inlined into Next, the unusual cases out of line.
+[[gnu::always_inline]] inline bool ContentReader::Operator(std::string_view op,
+                                                           std::vector<Operand>& operands) {
+  if (operands.size() > kMaxOperands) [[unlikely]] {
+    operands.erase(operands.begin(), operands.end() - kMaxOperands);
+  }
+  if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') [[unlikely]] ReadInlineImage(operands);
+  return true;
+}
+
 bool ContentReader::Next(std::string_view& op, std::vector<Operand>& operands) {
   operands.clear();
   for (;;) {
@@ -367,14 +377,6 @@ bool ContentReader::Next(std::string_view& op, std::vector<Operand>& operands) {
     }
     Push(operands) = std::move(operand);
   }
-}
-
-bool ContentReader::Operator(std::string_view op, std::vector<Operand>& operands) {
-  if (operands.size() > kMaxOperands) {
-    operands.erase(operands.begin(), operands.end() - kMaxOperands);
-  }
-  if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') ReadInlineImage(operands);
-  return true;
 }
 
 void ContentReader::Overflow(std::vector<Operand>& operands) {
