@@ -226,8 +226,11 @@ class ContentInterpreter {
   static Matrix ShadingPatternPlacement(const ColorState& color);
   static bool HasPatternState(const ColorState& color);
   // Whether a fill or stroke in this colour must be an object of its own, apart from
-  // the other: a tiling pattern, or a shading pattern with its own /ExtGState.
-  static bool PaintedApart(const ColorState& color);
+  // the other: a tiling pattern, or a shading pattern with its own /ExtGState. Asked
+  // for every painted object: a plain colour answers inline.
+  static bool PaintedApart(const ColorState& color) {
+    return color.pattern && (IsTiled(color) || HasPatternState(color));
+  }
   // The painting of a fill or (`stroking`) a stroke whose shading pattern has an
   // /ExtGState, made with the pattern's parameters in force; none otherwise.
   std::optional<QorDoc::Fillable::Painting> ShadingPatternPainting(bool stroking);

@@ -108,7 +108,8 @@ std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t
 }
 
 QorDoc::Fillable::Painting ContentInterpreter::MakePainting(bool fill, bool stroke) {
-  if (fill != stroke) {
+  const GraphicsState& gs = frame_->gs;
+  if (fill != stroke && (stroke ? gs.stroke : gs.fill).pattern) {
     if (auto painting = ShadingPatternPainting(stroke)) return std::move(*painting);
   }
   return PaintingInState(fill, stroke);

@@ -91,10 +91,6 @@ bool ContentInterpreter::HasPatternState(const ColorState& color) {
   return pattern.isDictionary() && pattern.getKey("/ExtGState").isDictionary();
 }
 
-bool ContentInterpreter::PaintedApart(const ColorState& color) {
-  return IsTiled(color) || HasPatternState(color);
-}
-
 std::optional<QorDoc::Fillable::Painting> ContentInterpreter::ShadingPatternPainting(
     bool stroking) {
   GraphicsState& gs = frame_->gs;
