@@ -194,7 +194,7 @@ bool SameStyle(const StrokeStyle& a, const StrokeStyle& b) {
 
 }  // namespace
 
-Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting,
+Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting&& painting,
                    std::shared_ptr<const Attributes>* shareWith)
     : ContentObject(t, clipping), fill_(std::move(painting.fill)) {
   if (!painting.transparency) painting.transparency = QorBlend::Transparency::Opaque();

@@ -179,7 +179,7 @@ class Fillable : public ContentObject {
   // `shareWith`, when given, holds the attributes of an earlier object (or null):
   // this object shares them when its own are the same, bit for bit, and otherwise
   // leaves its own there for the next object.
-  Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting painting,
+  Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting&& painting,
            std::shared_ptr<const Attributes>* shareWith);
 
   // `box` in own coordinates, grown by the stroke's reach for the visual kind when
@@ -200,7 +200,7 @@ class Fillable : public ContentObject {
 class Path final : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
-       Painting painting, bool clipping = false,
+       Painting&& painting, bool clipping = false,
        std::shared_ptr<const Attributes>* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
 
@@ -216,7 +216,7 @@ class Path final : public Fillable {
 class Text final : public Fillable {
  public:
   Text(std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
-       const Morv::MilliPointTransformation& t, Painting painting, bool clipping = false,
+       const Morv::MilliPointTransformation& t, Painting&& painting, bool clipping = false,
        std::shared_ptr<const Attributes>* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), glyphs_(std::move(glyphs)) {}
 
@@ -250,7 +250,7 @@ class TextGroup final : public ContentObject {
 class ImageMask final : public Fillable {
  public:
   ImageMask(std::shared_ptr<const QorImg::PictureBuffer> mask,
-            const Morv::MilliPointTransformation& t, Painting painting,
+            const Morv::MilliPointTransformation& t, Painting&& painting,
             std::shared_ptr<const Attributes>* shareWith = nullptr)
       : Fillable(t, false, std::move(painting), shareWith), mask_(std::move(mask)) {}
 
