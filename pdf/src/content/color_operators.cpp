@@ -31,8 +31,7 @@ void SetComponents(ColorState& color, const std::vector<Operand>& operands) {
 
 }  // namespace
 
-void ContentInterpreter::ColorOperator(std::string_view op,
-                                       const std::vector<Operand>& operands) {
+void ContentInterpreter::ColorOperator(std::string_view op, const std::vector<Operand>& operands) {
   GraphicsState& gs = frame_->gs;
   // An uncoloured pattern's cell is painted in the pattern's colour only.
   if (gs.color_locked) return;

@@ -323,7 +323,8 @@ bool IsDigit(char c) {
 }
 
 [[gnu::always_inline]] inline Operand& ContentReader::Push(std::vector<Operand>& operands) {
-  if (operands.size() >= kMaxOperands) [[unlikely]] Overflow(operands);
+  if (operands.size() >= kMaxOperands) [[unlikely]]
+    Overflow(operands);
   return operands.emplace_back();
 }
 
@@ -333,7 +334,8 @@ bool IsDigit(char c) {
   if (operands.size() > kMaxOperands) [[unlikely]] {
     operands.erase(operands.begin(), operands.end() - kMaxOperands);
   }
-  if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') [[unlikely]] ReadInlineImage(operands);
+  if (op.size() == 2 && op[0] == 'B' && op[1] == 'I') [[unlikely]]
+    ReadInlineImage(operands);
   return true;
 }
 

@@ -71,7 +71,7 @@ struct Operand {
   Kind kind = Kind::kNull;
   double number = 0.0;
   bool boolean = false;
-  std::string text;               // a name without its slash, or a string's bytes
+  std::string text;      // a name without its slash, or a string's bytes
   OperandList elements;  // an array's elements, or a dictionary's keys and values
 
   bool IsNumber() const { return kind == Kind::kNumber; }

@@ -31,8 +31,9 @@ void ContentInterpreter::PathOperator(std::string_view op, const std::vector<Ope
   }
   if (f.path_points + points > context_.limits.max_path_points) {
     if (!f.path_limit_reported) {
-      Warn(std::string(op), "path has more than " + std::to_string(context_.limits.max_path_points) +
-                   " points: the rest is dropped");
+      Warn(std::string(op), "path has more than " +
+                                std::to_string(context_.limits.max_path_points) +
+                                " points: the rest is dropped");
       f.path_limit_reported = true;
     }
     return;

@@ -87,6 +87,32 @@ TEST(ContentReader, NumbersAndWordsAreReadAsQpdfReadsThem) {
   ASSERT_EQ(read[14].operands.size(), 1u);
 }
 
+// Scans stop at the data's end without a byte after the last token, and a NUL
+// inside the data is white space like any other; array operands copy deeply.
+TEST(ContentReader, TokensAtTheEndOfTheDataAndCopiedArrays) {
+  const std::string with_nul(
+      "1\0"
+      "2.5 m",
+      7);
+  for (const std::string& data : {std::string("1 2.5 m"), std::string("1 2.5 m 3"), with_nul}) {
+    const std::vector<Read> read = ReadAll(data);
+    ASSERT_EQ(read.size(), 1u) << data;
+    EXPECT_EQ(read[0].op, "m");
+    ASSERT_EQ(read[0].operands.size(), 2u);
+    EXPECT_EQ(read[0].operands[0].number, 1.0);
+    EXPECT_EQ(read[0].operands[1].number, 2.5);
+  }
+  EXPECT_EQ(ReadAll("[1 [2 3] /A] 0 d").at(0).operands.at(0).elements.size(), 3u);
+
+  Operand array = ReadAll("[1 [2 3]] 0 d").at(0).operands.at(0);
+  Operand copy = array;
+  copy.elements[1].elements.push_back(Operand{});
+  EXPECT_EQ(array.elements[1].elements.size(), 2u) << "the copy holds elements of its own";
+  EXPECT_EQ(copy.elements[1].elements.size(), 3u);
+  EXPECT_TRUE(Operand{}.elements.empty());
+  EXPECT_EQ(Operand{}.elements.begin(), Operand{}.elements.end());
+}
+
 // Short decimals are gathered as integers and divided by a power of ten; every
 // number, short or not, must be the double a correctly rounding parser gives.
 TEST(ContentReader, NumbersAreTheCorrectlyRoundedDoubles) {
