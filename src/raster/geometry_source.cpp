@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
 
 #include "raster/box_run_length_generator.h"
 #include "raster/image_mask_run_length_generator.h"
@@ -73,14 +74,14 @@ bool ReduceTinySource(std::uint32_t windingRule, AddShape add, GeometrySource& s
 std::optional<Box> RectangleCoverage(const Environment& env, const Morv::Compound& compound,
                                      const Morv::MilliPointTransformation& t, const Box& limit) {
   if (compound.GetSubpaths().size() != 1) return std::nullopt;
-  const std::vector<Morv::MilliPointPoint>* points = compound.GetSubpaths().front().VectorPoints();
-  if (points == nullptr) return std::nullopt;
-  std::size_t n = points->size();
-  if (n == 5 && (*points)[4] == (*points)[0]) n = 4;
+  const std::span<const Morv::MilliPointPoint> points =
+      compound.GetSubpaths().front().VectorPoints();
+  std::size_t n = points.size();
+  if (n == 5 && points[4] == points[0]) n = 4;
   if (n != 4) return std::nullopt;
   Point<double> q[4];
   for (std::size_t i = 0; i < 4; ++i)
-    q[i] = env.WorldToInternal(t.Apply((*points)[i]));
+    q[i] = env.WorldToInternal(t.Apply(points[i]));
   const bool vertical_first =
       q[0].x == q[1].x && q[1].y == q[2].y && q[2].x == q[3].x && q[3].y == q[0].y;
   const bool horizontal_first =

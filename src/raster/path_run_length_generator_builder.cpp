@@ -66,8 +66,8 @@ void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
   if (BoxIsEmpty()) return;
   for (auto it = compound.Begin(); it != compound.End(); ++it) {
     const Morv::Subpath& subpath = *it;
-    if (const auto* points = subpath.VectorPoints()) {
-      AddPolygon(*points, subpath.GetBoundingBox(), env, t);
+    if (const auto points = subpath.VectorPoints(); !points.empty()) {
+      AddPolygon(points, subpath.GetBoundingBox(), env, t);
     } else if (!RoundedTargetBox(env, subpath.GetBoundingBox(), t, box_).IsEmpty()) {
       SubpathPointEnumerator enumerator(subpath, t, env);
       AddPoints(enumerator);
@@ -96,7 +96,7 @@ void PathRunLengthGeneratorBuilder::AddOutline(const Morv::StrokeOutline& outlin
   outline.Walk(adder);
 }
 
-void PathRunLengthGeneratorBuilder::AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
+void PathRunLengthGeneratorBuilder::AddPolygon(std::span<const Morv::MilliPointPoint> points,
                                                const Morv::MilliPointRectangle& bounds,
                                                const Environment& env,
                                                const Morv::MilliPointTransformation& t) {

@@ -89,7 +89,7 @@ class PathRunLengthGeneratorBuilder {
   bool BoxIsEmpty() const { return box_.right <= box_.left || box_.bottom <= box_.top; }
 
   // A corner-point polygon with its box (in the points' own space), culled on it.
-  void AddPolygon(const std::vector<Morv::MilliPointPoint>& points,
+  void AddPolygon(std::span<const Morv::MilliPointPoint> points,
                   const Morv::MilliPointRectangle& bounds, const Environment& env,
                   const Morv::MilliPointTransformation& t);
   // A stroke piece: its corners are mapped to internal space once, and the piece is

@@ -30,7 +30,7 @@ bool SubpathPointEnumerator::Next(Point<double>& out) {
   return true;
 }
 
-VectorPointEnumerator::VectorPointEnumerator(const std::vector<Morv::MilliPointPoint>& points,
+VectorPointEnumerator::VectorPointEnumerator(std::span<const Morv::MilliPointPoint> points,
                                              const Morv::MilliPointTransformation& t,
                                              const Environment& env)
     : current_(points.data()),

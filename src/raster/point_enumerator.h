@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "morv/flatten.h"
@@ -41,7 +42,7 @@ class SubpathPointEnumerator final : public PointEnumerator {
 // A subpath's own corner points, taken as the polygon.
 class VectorPointEnumerator final : public PointEnumerator {
  public:
-  VectorPointEnumerator(const std::vector<Morv::MilliPointPoint>& points,
+  VectorPointEnumerator(std::span<const Morv::MilliPointPoint> points,
                         const Morv::MilliPointTransformation& t, const Environment& env);
   bool Next(Point<double>& out) override;
 

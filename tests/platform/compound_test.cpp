@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -9,6 +11,10 @@ namespace {
 using Morv::Subpath;
 using Point = Subpath::Point;
 using Segment = Subpath::Segment;
+
+std::vector<Point> Points(std::span<const Point> points) {
+  return {points.begin(), points.end()};
+}
 
 std::vector<Segment> Collect(const Subpath& s) {
   std::vector<Segment> out;
@@ -22,9 +28,8 @@ std::vector<Segment> Collect(const Subpath& s) {
 TEST(Subpath, OneFormPerSubpathReadsBackAsSegments) {
   const std::vector<Segment> lines = {Segment::Line({30, 20}), Segment::Line({30, -40})};
   const Subpath straight({10, 20}, lines, true);
-  ASSERT_NE(straight.VectorPoints(), nullptr);
   EXPECT_FALSE(straight.HasCurves());
-  EXPECT_EQ(*straight.VectorPoints(), (std::vector<Point>{{10, 20}, {30, 20}, {30, -40}}));
+  EXPECT_EQ(Points(straight.VectorPoints()), (std::vector<Point>{{10, 20}, {30, 20}, {30, -40}}));
   EXPECT_EQ(straight.Start(), Point(10, 20));
   EXPECT_EQ(straight.Segments().size(), 2u);
   EXPECT_EQ(Collect(straight), lines);
@@ -40,7 +45,7 @@ TEST(Subpath, OneFormPerSubpathReadsBackAsSegments) {
                                        Segment::Cubic({5, 50}, {-9, 5}, {0, 0})};
   const Subpath curve({0, 0}, curved, false);
   EXPECT_TRUE(curve.HasCurves());
-  EXPECT_EQ(curve.VectorPoints(), nullptr);
+  EXPECT_TRUE(curve.VectorPoints().empty());
   EXPECT_EQ(curve.Start(), Point(0, 0));
   EXPECT_EQ(Collect(curve), curved);
   EXPECT_TRUE(curve.Segments() == Subpath({0, 0}, curved, true).Segments());
@@ -50,8 +55,7 @@ TEST(Subpath, OneFormPerSubpathReadsBackAsSegments) {
   const Subpath empty = Subpath::Polygon({}, false);
   EXPECT_EQ(empty.Start(), Point(0, 0));
   EXPECT_TRUE(empty.Segments().empty());
-  ASSERT_NE(empty.VectorPoints(), nullptr);
-  EXPECT_EQ(empty.VectorPoints()->size(), 1u);
+  EXPECT_EQ(Points(empty.VectorPoints()), std::vector<Point>{Point(0, 0)});
 }
 
 // The builder stores a path without curves as points, with no spare room, and a
@@ -61,10 +65,8 @@ TEST(Compound, BuilderAndTransformKeepEachSubpathsForm) {
   builder.Rectangle(0, 0, 10, 20).MoveTo(0, 0).LineTo(5, 5).CurveTo(1, 2, 3, 4, 6, 6);
   const Morv::Compound c = builder.Build(Morv::kEvenOdd);
   ASSERT_EQ(c.GetSubpaths().size(), 2u);
-  const std::vector<Point>* rect = c.GetSubpaths()[0].VectorPoints();
-  ASSERT_NE(rect, nullptr);
-  EXPECT_EQ(*rect, (std::vector<Point>{{0, 0}, {10, 0}, {10, 20}, {0, 20}}));
-  EXPECT_EQ(rect->capacity(), rect->size());
+  EXPECT_EQ(Points(c.GetSubpaths()[0].VectorPoints()),
+            (std::vector<Point>{{0, 0}, {10, 0}, {10, 20}, {0, 20}}));
   EXPECT_TRUE(c.GetSubpaths()[0].IsClosed());
   EXPECT_TRUE(c.GetSubpaths()[1].HasCurves());
   EXPECT_FALSE(c.GetSubpaths()[1].IsClosed());
@@ -72,13 +74,13 @@ TEST(Compound, BuilderAndTransformKeepEachSubpathsForm) {
   // After a curved subpath the builder starts straight ones as points again.
   const Morv::Compound next = builder.MoveTo(1, 1).LineTo(2, 2).Build();
   ASSERT_EQ(next.GetSubpaths().size(), 1u);
-  EXPECT_NE(next.GetSubpaths()[0].VectorPoints(), nullptr);
+  EXPECT_FALSE(next.GetSubpaths()[0].VectorPoints().empty());
 
   const auto t = Morv::MilliPointTransformation::Translation(100, 0);
   const Morv::Compound moved = c.Transformed(t);
   EXPECT_EQ(moved.GetWindingRule(), Morv::kEvenOdd);
-  ASSERT_NE(moved.GetSubpaths()[0].VectorPoints(), nullptr);
-  EXPECT_EQ(moved.GetSubpaths()[0].VectorPoints()->at(1), Point(110, 0));
+  ASSERT_EQ(moved.GetSubpaths()[0].VectorPoints().size(), 4u);
+  EXPECT_EQ(moved.GetSubpaths()[0].VectorPoints()[1], Point(110, 0));
   const Subpath& curve = moved.GetSubpaths()[1];
   ASSERT_TRUE(curve.HasCurves());
   EXPECT_EQ(curve.Start(), Point(100, 0));
@@ -90,13 +92,72 @@ TEST(Compound, BuilderAndTransformKeepEachSubpathsForm) {
   Morv::Compound copy = next;
   ASSERT_EQ(copy.GetSubpaths().size(), 1u);
   EXPECT_NE(&copy.GetSubpaths()[0], &next.GetSubpaths()[0]);
-  EXPECT_EQ(*copy.GetSubpaths()[0].VectorPoints(), *next.GetSubpaths()[0].VectorPoints());
+  EXPECT_EQ(Points(copy.GetSubpaths()[0].VectorPoints()),
+            Points(next.GetSubpaths()[0].VectorPoints()));
   EXPECT_EQ(copy.GetBoundingBox(), next.GetBoundingBox());
   const Morv::Compound taken = std::move(copy);
   EXPECT_EQ(std::distance(taken.Begin(), taken.End()), 1);
-  EXPECT_EQ(taken.GetSubpaths()[0].VectorPoints()->back(), Point(2, 2));
+  EXPECT_EQ(taken.GetSubpaths()[0].VectorPoints().back(), Point(2, 2));
   EXPECT_TRUE(Morv::Compound().GetSubpaths().empty());
   EXPECT_TRUE(builder.Build().GetSubpaths().empty());
+}
+
+// Up to four corners are kept inside the subpath, more (or any curve) in a block of
+// their own: copies, moves and assignments across both forms keep every point, kind
+// and box, and a moved-from subpath can be assigned again.
+TEST(Subpath, CopiesAndMovesAcrossBothStorageForms) {
+  const std::vector<Point> five = {{0, 0}, {4, 0}, {4, 3}, {2, 5}, {0, 3}};
+  const std::vector<Segment> mixed = {Segment::Quadratic({1, 9}, {2, 0}), Segment::Line({3, 0}),
+                                      Segment::Cubic({4, -7}, {5, 1}, {6, 0}),
+                                      Segment::Line({6, -1})};
+  std::vector<Subpath> originals;
+  for (std::size_t n = 1; n <= five.size(); ++n)
+    originals.push_back(Subpath::Polygon(std::span<const Point>(five.data(), n), n % 2 == 0));
+  originals.emplace_back(Point(0, 0), std::span<const Segment>(mixed.data(), 1), true);
+  originals.emplace_back(Point(0, 0), mixed, false);
+
+  for (const Subpath& original : originals) {
+    const std::vector<Segment> segments = Collect(original);
+    const Morv::MilliPointRectangle box = original.GetBoundingBox();
+    auto same = [&](const Subpath& s) {
+      EXPECT_EQ(s.Start(), original.Start());
+      EXPECT_EQ(Collect(s), segments);
+      EXPECT_EQ(Points(s.VectorPoints()), Points(original.VectorPoints()));
+      EXPECT_EQ(s.HasCurves(), original.HasCurves());
+      EXPECT_EQ(s.IsClosed(), original.IsClosed());
+      EXPECT_EQ(s.GetBoundingBox(), box);
+    };
+    Subpath copy = original;
+    same(copy);
+    Subpath moved = std::move(copy);
+    same(moved);
+    copy = moved;
+    same(copy);
+    for (const Subpath& other : originals) {
+      Subpath assigned = other;
+      assigned = original;
+      same(assigned);
+      Subpath taken = other;
+      taken = std::move(assigned);
+      same(taken);
+      taken = static_cast<const Subpath&>(taken);
+      same(taken);
+    }
+  }
+
+  // Segments of different sizes read back in order and by position, and a
+  // transformed subpath keeps their kinds.
+  const Subpath& curve = originals.back();
+  EXPECT_EQ(Collect(curve), mixed);
+  for (std::size_t i = 0; i < mixed.size(); ++i)
+    EXPECT_EQ(curve.Segments()[i], mixed[i]) << i;
+  EXPECT_EQ(curve.GetBoundingBox(), Morv::MilliPointRectangle(0, -7, 6, 16));
+  const Subpath shifted = curve.Transformed(Morv::MilliPointTransformation::Translation(10, 1));
+  EXPECT_EQ(shifted.Segments()[2], Segment::Cubic({14, -6}, {15, 2}, {16, 1}));
+  EXPECT_EQ(shifted.GetBoundingBox(), Morv::MilliPointRectangle(10, -6, 6, 16));
+  const Subpath pentagon = originals[4].Transformed(Morv::MilliPointTransformation::Translation(1, 1));
+  EXPECT_EQ(pentagon.VectorPoints().back(), Point(1, 4));
+  EXPECT_EQ(pentagon.GetBoundingBox(), Morv::MilliPointRectangle(1, 1, 4, 5));
 }
 
 }  // namespace

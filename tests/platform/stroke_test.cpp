@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <span>
 #include <random>
 #include <vector>
 
@@ -30,13 +31,13 @@ class Coverage {
   explicit Coverage(const Compound& c) {
     EXPECT_EQ(c.GetWindingRule(), Morv::kNonZero);
     for (const Subpath& s : c.GetSubpaths()) {
-      const std::vector<MilliPointPoint>* points = s.VectorPoints();
-      EXPECT_NE(points, nullptr) << "an outline has no curves";
-      if (points == nullptr || points->empty()) continue;
+      const std::span<const MilliPointPoint> points = s.VectorPoints();
+      EXPECT_FALSE(points.empty()) << "an outline has no curves";
+      if (points.empty()) continue;
       Polygon polygon;
-      polygon.x0 = polygon.x1 = points->front().x.Value();
-      polygon.y0 = polygon.y1 = points->front().y.Value();
-      for (const MilliPointPoint& p : *points) {
+      polygon.x0 = polygon.x1 = points.front().x.Value();
+      polygon.y0 = polygon.y1 = points.front().y.Value();
+      for (const MilliPointPoint& p : points) {
         polygon.points.push_back({p.x.Value(), p.y.Value()});
         polygon.x0 = std::min(polygon.x0, p.x.Value());
         polygon.x1 = std::max(polygon.x1, p.x.Value());
@@ -402,7 +403,7 @@ TEST(Stroke, DotAndCapCornersAreTheTrueStepsBitForBit) {
     const Compound disc =
         Morv::Stroke(dot, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0, nullptr, tolerance);
     ASSERT_EQ(disc.GetSubpaths().size(), 1u);
-    const std::vector<MilliPointPoint>& corners = *disc.GetSubpaths()[0].VectorPoints();
+    const std::span<const MilliPointPoint> corners = disc.GetSubpaths()[0].VectorPoints();
     const std::size_t count = corners.size();
     largest = std::max(largest, count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -417,7 +418,7 @@ TEST(Stroke, DotAndCapCornersAreTheTrueStepsBitForBit) {
     const Compound capped =
         Morv::Stroke(line, 2.0, LineCap::kRound, LineJoin::kMiter, 10.0, nullptr, tolerance);
     ASSERT_EQ(capped.GetSubpaths().size(), 3u);
-    const std::vector<MilliPointPoint>& cap = *capped.GetSubpaths()[2].VectorPoints();
+    const std::span<const MilliPointPoint> cap = capped.GetSubpaths()[2].VectorPoints();
     const std::size_t steps = cap.size() - 1;
     for (std::size_t i = 1; i < steps; ++i) {
       const double angle = kPi * static_cast<double>(i) / static_cast<double>(steps);
@@ -456,7 +457,7 @@ TEST(Stroke, RoundJoinsNearOneArcStepKeepTheirStepCount) {
     const double uy = y / length;
     const double sweep = std::atan2(1.0 * uy - 0.0 * ux, 1.0 * ux + 0.0 * uy);
     const double steps = std::max(1.0, std::ceil(std::fabs(sweep) / step));
-    const std::size_t corners = outline.GetSubpaths()[2].VectorPoints()->size();
+    const std::size_t corners = outline.GetSubpaths()[2].VectorPoints().size();
     ASSERT_EQ(corners, 2 + static_cast<std::size_t>(steps)) << turn;
     (steps == 1.0 ? chords : arcs) += 1;
   }
@@ -649,8 +650,10 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
         outline.Walk(recorder);
         ASSERT_EQ(recorder.pieces.size(), expected.GetSubpaths().size());
         for (std::size_t i = 0; i < recorder.pieces.size(); ++i) {
-          ASSERT_NE(expected.GetSubpaths()[i].VectorPoints(), nullptr);
-          EXPECT_EQ(recorder.pieces[i], *expected.GetSubpaths()[i].VectorPoints()) << i;
+          const std::span<const MilliPointPoint> corners = expected.GetSubpaths()[i].VectorPoints();
+          ASSERT_FALSE(corners.empty());
+          EXPECT_EQ(recorder.pieces[i], std::vector<MilliPointPoint>(corners.begin(), corners.end()))
+              << i;
         }
       }
       const Compound again = outline.ToCompound();

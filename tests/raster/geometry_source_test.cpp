@@ -74,8 +74,8 @@ TEST(PointEnumerators, VectorAndSubpathEnumeratorsTransformThenMap) {
   const Environment env = UnitEnvironment();
   const T shift = T::Translation(5.0, -5.0);
   const Morv::Subpath polygon = Morv::Subpath::Polygon({{10, 20}, {30, 20}, {30, 40}}, true);
-  ASSERT_NE(polygon.VectorPoints(), nullptr);
-  QorSc::VectorPointEnumerator v(*polygon.VectorPoints(), shift, env);
+  ASSERT_FALSE(polygon.VectorPoints().empty());
+  QorSc::VectorPointEnumerator v(polygon.VectorPoints(), shift, env);
   QorSc::SubpathPointEnumerator s(polygon, shift, env);
   const QorSc::Point<double> expected[] = {{15, 85}, {35, 85}, {35, 65}};
   QorSc::Point<double> a, b;

@@ -1,50 +1,52 @@
 #include "morv/compound.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Morv {
 
 Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
     : winding_rule_(windingRule) {
-  if (subpaths.size() == 1)
+  if (subpaths.size() == 1) {
     subpaths_.emplace<Subpath>(std::move(subpaths.front()));
-  else
-    subpaths_ = std::move(subpaths);
-  if (GetSubpaths().empty()) return;
+    return;
+  }
+  Several& several = std::get<Several>(subpaths_);
+  several.subpaths = std::move(subpaths);
+  if (several.subpaths.empty()) return;
   BoxUnion box;
-  for (const Subpath& s : GetSubpaths())
+  for (const Subpath& s : several.subpaths)
     box.Add(s.GetBoundingBox());
-  bounding_box_ = box.Rectangle();
+  several.box = box.Rectangle();
 }
+
+Compound::Compound(Subpath subpath, std::uint32_t windingRule)
+    : winding_rule_(windingRule), subpaths_(std::move(subpath)) {}
 
 std::span<const Subpath> Compound::GetSubpaths() const {
   if (const Subpath* single = std::get_if<Subpath>(&subpaths_))
     return std::span<const Subpath>(single, 1);
-  return std::get<std::vector<Subpath>>(subpaths_);
+  return std::get<Several>(subpaths_).subpaths;
+}
+
+// A single subpath's box goes through the union too: its far side is corner plus
+// size, which need not give back the subpath's own size bit for bit.
+MilliPointRectangle Compound::GetBoundingBox() const {
+  if (const Subpath* single = std::get_if<Subpath>(&subpaths_)) {
+    BoxUnion box;
+    box.Add(single->GetBoundingBox());
+    return box.Rectangle();
+  }
+  return std::get<Several>(subpaths_).box;
 }
 
 Compound Compound::Transformed(const MilliPointTransformation& t) const {
+  if (const Subpath* single = std::get_if<Subpath>(&subpaths_))
+    return Compound(single->Transformed(t), winding_rule_);
   std::vector<Subpath> out;
   out.reserve(GetSubpaths().size());
-  for (const Subpath& s : GetSubpaths()) {
-    if (const std::vector<Subpath::Point>* points = s.VectorPoints()) {
-      std::vector<Subpath::Point> mapped;
-      mapped.reserve(points->size());
-      for (const Subpath::Point& p : *points)
-        mapped.push_back(t.Apply(p));
-      out.push_back(Subpath::Polygon(std::move(mapped), s.IsClosed()));
-      continue;
-    }
-    std::vector<Subpath::Segment> segments;
-    segments.reserve(s.Segments().size());
-    for (Subpath::Segment seg : s.Segments()) {
-      seg.control1 = t.Apply(seg.control1);
-      seg.control2 = t.Apply(seg.control2);
-      seg.end = t.Apply(seg.end);
-      segments.push_back(seg);
-    }
-    out.emplace_back(t.Apply(s.Start()), std::move(segments), s.IsClosed());
-  }
+  for (const Subpath& s : GetSubpaths())
+    out.push_back(s.Transformed(t));
   return Compound(std::move(out), winding_rule_);
 }
 
@@ -57,28 +59,32 @@ const std::shared_ptr<const Compound>& GetUnityPdfRectangleCompound() {
 PathBuilder& PathBuilder::MoveTo(double x, double y) {
   FinishSubpath(false);
   start_ = Point(x, y);
+  points_.push_back(start_);
   open_ = true;
   return *this;
 }
 
-PathBuilder& PathBuilder::LineTo(double x, double y) {
+void PathBuilder::Append(Subpath::SegmentKind kind, std::initializer_list<Point> points) {
   if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
-  segments_.push_back(Subpath::Segment::Line(Point(x, y)));
+  points_.insert(points_.end(), points);
+  kinds_.push_back(kind);
+}
+
+PathBuilder& PathBuilder::LineTo(double x, double y) {
+  Append(Subpath::SegmentKind::kLine, {Point(x, y)});
   return *this;
 }
 
 PathBuilder& PathBuilder::QuadTo(double cx, double cy, double x, double y) {
-  if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  Append(Subpath::SegmentKind::kQuadratic, {Point(cx, cy), Point(x, y)});
   curves_ = true;
-  segments_.push_back(Subpath::Segment::Quadratic(Point(cx, cy), Point(x, y)));
   return *this;
 }
 
 PathBuilder& PathBuilder::CurveTo(double c1x, double c1y, double c2x, double c2y, double x,
                                   double y) {
-  if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  Append(Subpath::SegmentKind::kCubic, {Point(c1x, c1y), Point(c2x, c2y), Point(x, y)});
   curves_ = true;
-  segments_.push_back(Subpath::Segment::Cubic(Point(c1x, c1y), Point(c2x, c2y), Point(x, y)));
   return *this;
 }
 
@@ -103,11 +109,20 @@ PathBuilder& PathBuilder::Polygon(const std::vector<Point>& points) {
   return Close();
 }
 
+// One subpath (most paths) moves into the compound; several get a vector of their
+// exact number. The builder's own vectors keep their capacity for the next path.
 Compound PathBuilder::Build(std::uint32_t windingRule) {
   FinishSubpath(false);
-  Compound compound(std::move(subpaths_), windingRule);
-  subpaths_.clear();
   start_ = Point();
+  if (subpaths_.size() == 1) {
+    Compound compound(std::move(subpaths_.front()), windingRule);
+    subpaths_.clear();
+    return compound;
+  }
+  Compound compound(std::vector<Subpath>(std::make_move_iterator(subpaths_.begin()),
+                                         std::make_move_iterator(subpaths_.end())),
+                    windingRule);
+  subpaths_.clear();
   return compound;
 }
 
@@ -116,25 +131,17 @@ std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRu
 }
 
 // A subpath with no segment (a lone move) marks nothing and is dropped. After a
-// close the current point is the start again, as in PDF. The subpath gets exactly
-// the room it needs, in its one form (corner points unless it has curves), and the
-// builder keeps its scratch vector: one allocation per subpath instead of the
-// vector's growth steps, and no unused capacity kept for the document's lifetime.
+// close the current point is the start again, as in PDF. The subpath is made straight
+// from the builder's scratch: a polygon of up to four corners allocates nothing, a
+// larger one exactly its points (and kinds, with curves) in one block.
 void PathBuilder::FinishSubpath(bool closed) {
-  if (open_ && !segments_.empty()) {
-    if (curves_) {
-      subpaths_.emplace_back(
-          start_, std::vector<Subpath::Segment>(segments_.begin(), segments_.end()), closed);
-    } else {
-      std::vector<Point> points;
-      points.reserve(segments_.size() + 1);
-      points.push_back(start_);
-      for (const Subpath::Segment& s : segments_)
-        points.push_back(s.end);
-      subpaths_.push_back(Subpath::Polygon(std::move(points), closed));
-    }
+  if (open_ && !kinds_.empty()) {
+    subpaths_.push_back(Subpath(points_, curves_ ? std::span<const Subpath::SegmentKind>(kinds_)
+                                                 : std::span<const Subpath::SegmentKind>(),
+                                closed));
   }
-  segments_.clear();
+  points_.clear();
+  kinds_.clear();
   curves_ = false;
   open_ = false;
 }

@@ -141,6 +141,8 @@ std::pair<ConstPointIterator, ConstPointIterator> MakeVectorPointRange(const Sub
   begin.piece_ = 0;
   begin.pieces_ = 0;
   begin.current_ = subpath.Start();
+  begin.at_ = subpath.Segments().begin();
+  begin.from_ = subpath.Start();
 
   ConstPointIterator end = begin;
   end.segment_ = static_cast<std::int64_t>(subpath.Segments().size());
@@ -155,6 +157,10 @@ ConstPointIterator& ConstPointIterator::operator++() {
   if (segment_ >= 0 && piece_ < pieces_) {
     ++piece_;
   } else {
+    if (segment_ >= 0) {
+      from_ = (*at_).end;
+      ++at_;
+    }
     ++segment_;
     piece_ = segment_ < count ? 1 : 0;
     pieces_ = 0;
@@ -164,21 +170,18 @@ ConstPointIterator& ConstPointIterator::operator++() {
 }
 
 void ConstPointIterator::Load() {
-  const Subpath::SegmentView segments = subpath_->Segments();
   if (segment_ < 0) {
     current_ = subpath_->Start();
     return;
   }
-  if (segment_ >= static_cast<std::int64_t>(segments.size())) {
+  if (segment_ >= static_cast<std::int64_t>(subpath_->Segments().size())) {
     pieces_ = 0;
     current_ = Point();
     return;
   }
-  const auto index = static_cast<std::size_t>(segment_);
-  const Subpath::Segment& s = segments[index];
-  const Point& from = index == 0 ? subpath_->Start() : segments[index - 1].end;
-  if (pieces_ == 0) pieces_ = CurvePieceCount(from, s, flatness_);
-  current_ = piece_ >= pieces_ ? s.end : CurvePoint(from, s, piece_, pieces_);
+  const Subpath::Segment s = *at_;
+  if (pieces_ == 0) pieces_ = CurvePieceCount(from_, s, flatness_);
+  current_ = piece_ >= pieces_ ? s.end : CurvePoint(from_, s, piece_, pieces_);
 }
 
 }  // namespace Morv

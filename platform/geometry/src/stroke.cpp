@@ -515,8 +515,8 @@ void Flatten(const Subpath& s, double tolerance, Vertices& out) {
   out.clear();
   // A polygon's corners are its flattened points already: taken as they are, without
   // the point iterator (a dot or a rule of a plot page is two points).
-  if (const std::vector<Point>* points = s.VectorPoints()) {
-    for (const Point& p : *points)
+  if (const std::span<const Point> points = s.VectorPoints(); !points.empty()) {
+    for (const Point& p : points)
       AppendDistinct(out, {p, false});
     if (s.IsClosed() && out.size() > 1 && out.back().p == out.front().p) out.pop_back();
     return;
@@ -543,8 +543,7 @@ class SubpathCollector final : public OutlineSink {
  public:
   explicit SubpathCollector(std::vector<Subpath>& out) : out_(out) {}
   void Piece(std::span<const MilliPointPoint> points) override {
-    out_.push_back(
-        Subpath::Polygon(std::vector<MilliPointPoint>(points.begin(), points.end()), true));
+    out_.push_back(Subpath::Polygon(points, true));
   }
 
  private:

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <variant>
@@ -24,23 +25,28 @@ class Compound {
 
   Compound() = default;
   Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule);
+  Compound(Subpath subpath, std::uint32_t windingRule);
 
   std::uint32_t GetWindingRule() const { return winding_rule_; }
   std::span<const Subpath> GetSubpaths() const;
   const_iterator Begin() const { return GetSubpaths().begin(); }
   const_iterator End() const { return GetSubpaths().end(); }
   // The union of the subpaths' boxes; all zero for a compound without subpaths.
-  const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
+  MilliPointRectangle GetBoundingBox() const;
 
   // Every point (ends and controls) mapped through `t`; the same rule.
   Compound Transformed(const MilliPointTransformation& t) const;
 
  private:
-  // Most paths of a page are one subpath (a rectangle, a line): it is held inline
-  // rather than in a vector's block of its own.
-  std::variant<std::vector<Subpath>, Subpath> subpaths_;
+  // Several subpaths keep their union box; one subpath (most paths of a page: a
+  // rectangle, a line) is held inline and its box derived from the subpath's when
+  // asked, so a rectangle's compound is one block with its corners.
+  struct Several {
+    std::vector<Subpath> subpaths;
+    MilliPointRectangle box;
+  };
   std::uint32_t winding_rule_ = kNonZero;
-  MilliPointRectangle bounding_box_;
+  std::variant<Several, Subpath> subpaths_;
 };
 
 // The square (0, 0)-(1, 1), closed, non-zero: the space images are placed from.
@@ -67,10 +73,14 @@ class PathBuilder {
 
  private:
   void FinishSubpath(bool closed);
+  void Append(Subpath::SegmentKind kind, std::initializer_list<Point> points);
 
+  // Scratch kept across paths: the finished subpaths, and the open one as its start,
+  // controls and ends with one kind per segment.
   std::vector<Subpath> subpaths_;
   Point start_;
-  std::vector<Subpath::Segment> segments_;
+  std::vector<Point> points_;
+  std::vector<Subpath::SegmentKind> kinds_;
   bool curves_ = false;
   bool open_ = false;
 };

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -63,6 +64,9 @@ class ConstPointIterator {
   std::uint32_t piece_ = 0;
   std::uint32_t pieces_ = 0;
   MilliPointPoint current_;
+  // The segment at segment_ (when one) and the point it starts from.
+  Subpath::SegmentView::Iterator at_;
+  MilliPointPoint from_;
 };
 
 std::pair<ConstPointIterator, ConstPointIterator> MakeVectorPointRange(const Subpath& subpath,
@@ -83,8 +87,8 @@ MilliPointPoint CurvePoint(const MilliPointPoint& from, const Subpath::Segment& 
 // bookkeeping. `visit` returns false to stop; the result is false when it did.
 template <class Visit>
 bool ForEachFlatPoint(const Subpath& subpath, double flatness, Visit&& visit) {
-  if (const std::vector<MilliPointPoint>* points = subpath.VectorPoints()) {
-    for (const MilliPointPoint& p : *points) {
+  if (const std::span<const MilliPointPoint> points = subpath.VectorPoints(); !points.empty()) {
+    for (const MilliPointPoint& p : points) {
       if (!visit(p)) return false;
     }
     return true;

@@ -5,27 +5,37 @@
 // the last end point back to the start is implied, not stored. Immutable once built;
 // paths share subpaths freely.
 //
-// One representation per subpath: a subpath without curves (every rectangle and
-// polygon, most of a page's paths) is stored as its corner points only (start, then
-// every segment's end), so that consumers walk the polygon without flattening;
-// VectorPoints() returns them, and null for a subpath with curves, which keeps its
-// start and segments. Segments() is a view that reads either form as segments, each
-// by value: a polygon's segments are made from its points as they are read.
+// Storage is one array of points: the start, then for every segment its control
+// points (none, one or two) and its end. A subpath without curves (every rectangle
+// and polygon, most of a page's paths) is therefore its corner points, which
+// VectorPoints() hands out so that consumers walk the polygon without flattening; a
+// subpath with curves adds one kind byte per segment after its points, in the same
+// block. Up to four corners live inside the subpath itself (a rectangle, a stroke
+// piece, a rule), so such a subpath allocates nothing and its box is taken from its
+// corners when asked; a larger one keeps its box beside its block.
+//
+// Segments() is a view that reads the array as segments, each by value.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <span>
 #include <vector>
 
 #include "morv/coordinates.h"
+#include "morv/transformation.h"
 
 namespace Morv {
+
+class PathBuilder;
 
 class Subpath {
  public:
   using Point = MilliPointPoint;
 
-  enum class SegmentKind : std::uint8_t { kLine, kQuadratic, kCubic };
+  // The value is the number of control points the segment stores.
+  enum class SegmentKind : std::uint8_t { kLine = 0, kQuadratic = 1, kCubic = 2 };
 
   // A segment from the previous end point to `end`. Quadratic segments use
   // `control1`; cubic ones both controls; lines neither.
@@ -44,8 +54,9 @@ class Subpath {
     friend bool operator==(const Segment&, const Segment&) = default;
   };
 
-  // The segments of either form, read by position; cheap to copy, valid while the
-  // subpath lives.
+  // The segments in order; cheap to copy, valid while the subpath lives. Reading in
+  // order is constant time per segment; operator[] walks from the start when the
+  // subpath has curves (segments then differ in size).
   class SegmentView {
    public:
     class Iterator {
@@ -53,78 +64,118 @@ class Subpath {
       using value_type = Segment;
       using difference_type = std::ptrdiff_t;
       Iterator() = default;
-      Iterator(const Subpath* subpath, std::size_t i) : subpath_(subpath), i_(i) {}
-      Segment operator*() const { return subpath_->SegmentAt(i_); }
+      Iterator(const Subpath* subpath, std::size_t segment, std::size_t point)
+          : subpath_(subpath), segment_(segment), point_(point) {}
+      Segment operator*() const { return subpath_->SegmentAt(segment_, point_); }
       Iterator& operator++() {
-        ++i_;
+        point_ += subpath_->PointsOfSegment(segment_);
+        ++segment_;
         return *this;
       }
       Iterator operator++(int) {
         Iterator old = *this;
-        ++i_;
+        ++*this;
         return old;
       }
-      friend bool operator==(const Iterator& a, const Iterator& b) { return a.i_ == b.i_; }
+      friend bool operator==(const Iterator& a, const Iterator& b) {
+        return a.segment_ == b.segment_;
+      }
 
      private:
       const Subpath* subpath_ = nullptr;
-      std::size_t i_ = 0;
+      std::size_t segment_ = 0;
+      // Index of the segment's first stored point (its first control, or its end).
+      std::size_t point_ = 1;
     };
 
     explicit SegmentView(const Subpath& subpath) : subpath_(&subpath) {}
     std::size_t size() const { return subpath_->SegmentCount(); }
     bool empty() const { return size() == 0; }
-    Segment operator[](std::size_t i) const { return subpath_->SegmentAt(i); }
-    Iterator begin() const { return {subpath_, 0}; }
-    Iterator end() const { return {subpath_, size()}; }
-    // The same segments in the same order, whichever form each subpath is in.
-    friend bool operator==(const SegmentView& a, const SegmentView& b) {
-      if (a.size() != b.size()) return false;
-      for (std::size_t i = 0; i < a.size(); ++i) {
-        if (!(a[i] == b[i])) return false;
-      }
-      return true;
-    }
+    Segment operator[](std::size_t i) const;
+    Iterator begin() const { return {subpath_, 0, 1}; }
+    Iterator end() const { return {subpath_, size(), 0}; }
+    // The same segments in the same order.
+    friend bool operator==(const SegmentView& a, const SegmentView& b);
 
    private:
     const Subpath* subpath_;
   };
 
-  // Stored as corner points when no segment is a curve.
-  Subpath(Point start, std::vector<Segment> segments, bool closed);
+  // A subpath of the given segments; stored as corner points when none is a curve.
+  Subpath(Point start, std::span<const Segment> segments, bool closed);
+  Subpath(Point start, std::initializer_list<Segment> segments, bool closed)
+      : Subpath(start, std::span<const Segment>(segments.begin(), segments.size()), closed) {}
   // A polygon through `points` (the first is the start), kept as given; empty points
   // give an empty subpath at the origin.
-  static Subpath Polygon(std::vector<Point> points, bool closed);
+  static Subpath Polygon(std::span<const Point> points, bool closed);
+  static Subpath Polygon(std::initializer_list<Point> points, bool closed) {
+    return Polygon(std::span<const Point>(points.begin(), points.size()), closed);
+  }
 
-  const Point& Start() const { return points_.empty() ? start_ : points_.front(); }
+  Subpath(const Subpath& other);
+  Subpath(Subpath&& other) noexcept;
+  Subpath& operator=(const Subpath& other);
+  Subpath& operator=(Subpath&& other) noexcept;
+  ~Subpath() { Release(); }
+
+  const Point& Start() const { return Data()[0]; }
   SegmentView Segments() const { return SegmentView(*this); }
   bool IsClosed() const { return closed_; }
-  bool HasCurves() const { return points_.empty(); }
+  bool HasCurves() const { return curves_; }
 
   // The corner points (start, then each segment's end) when the subpath has no
-  // curves; null otherwise.
-  const std::vector<Point>* VectorPoints() const { return points_.empty() ? nullptr : &points_; }
+  // curves; empty otherwise (a polygon always holds at least its start).
+  std::span<const Point> VectorPoints() const {
+    return curves_ ? std::span<const Point>() : std::span<const Point>(Data(), point_count_);
+  }
 
   // The box of the start, every end and every control point: it holds the curve
   // (a Bézier stays in the hull of its control points), tight for polygons.
-  const MilliPointRectangle& GetBoundingBox() const { return bounding_box_; }
+  MilliPointRectangle GetBoundingBox() const;
+
+  // Every stored point (ends and controls) mapped through `t`; the same segments.
+  Subpath Transformed(const MilliPointTransformation& t) const;
 
  private:
-  Subpath(std::vector<Point> points, bool closed);
-  std::size_t SegmentCount() const {
-    return points_.empty() ? segments_.size() : points_.size() - 1;
-  }
-  Segment SegmentAt(std::size_t i) const {
-    return points_.empty() ? segments_[i] : Segment::Line(points_[i + 1]);
-  }
+  friend class PathBuilder;
 
-  // Either the points of a polygon (never empty) or the start and segments of a
-  // subpath with curves (points empty).
-  std::vector<Point> points_;
-  std::vector<Segment> segments_;
-  Point start_;
-  bool closed_;
-  MilliPointRectangle bounding_box_;
+  static constexpr std::uint32_t kInlinePoints = 4;
+
+  // A block of its own: the points, then (with curves) one kind per segment.
+  struct Block {
+    Point* points;
+    MilliPointRectangle box;
+    std::uint32_t segments;
+  };
+
+  // `points`: the start, then each segment's controls and end; `kinds` one per
+  // segment, empty when every segment is a line.
+  Subpath(std::span<const Point> points, std::span<const SegmentKind> kinds, bool closed);
+
+  bool IsInline() const { return !curves_ && point_count_ <= kInlinePoints; }
+  const Point* Data() const { return IsInline() ? inline_ : block_.points; }
+  const SegmentKind* Kinds() const {
+    return reinterpret_cast<const SegmentKind*>(block_.points + point_count_);
+  }
+  std::size_t SegmentCount() const { return curves_ ? block_.segments : point_count_ - 1; }
+  std::size_t PointsOfSegment(std::size_t i) const {
+    return curves_ ? 1 + static_cast<std::size_t>(Kinds()[i]) : 1;
+  }
+  Segment SegmentAt(std::size_t i, std::size_t point) const;
+  static Subpath FromSegments(Point start, std::span<const Segment> segments, bool closed);
+  void SetInline(const Point* points);
+  bool CopyHeader(const Subpath& other);
+  void CopyFrom(const Subpath& other);
+  void StealFrom(Subpath& other);
+  void Release();
+
+  union {
+    Point inline_[kInlinePoints];
+    Block block_;
+  };
+  std::uint32_t point_count_ = 1;
+  bool closed_ = false;
+  bool curves_ = false;
 };
 
 // The box of `count` points as a subpath made of them reports it: the rectangle
