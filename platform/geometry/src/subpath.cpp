@@ -154,26 +154,12 @@ MilliPointRectangle Subpath::GetBoundingBox() const {
   return IsInline() ? PointsBoundingBox(inline_, point_count_) : block_.box;
 }
 
-Subpath::Segment Subpath::SegmentAt(std::size_t i, std::size_t point) const {
-  const Point* p = Data() + point;
-  if (!curves_) return Segment::Line(p[0]);
-  switch (Kinds()[i]) {
-    case SegmentKind::kQuadratic:
-      return Segment::Quadratic(p[0], p[1]);
-    case SegmentKind::kCubic:
-      return Segment::Cubic(p[0], p[1], p[2]);
-    case SegmentKind::kLine:
-      break;
-  }
-  return Segment::Line(p[0]);
-}
-
 Subpath::Segment Subpath::SegmentView::operator[](std::size_t i) const {
-  if (!subpath_->curves_) return subpath_->SegmentAt(i, i + 1);
-  std::size_t point = 1;
+  if (!subpath_->curves_) return Segment::Line(subpath_->Data()[i + 1]);
+  Iterator it = begin();
   for (std::size_t k = 0; k < i; ++k)
-    point += subpath_->PointsOfSegment(k);
-  return subpath_->SegmentAt(i, point);
+    ++it;
+  return *it;
 }
 
 bool operator==(const Subpath::SegmentView& a, const Subpath::SegmentView& b) {
@@ -184,21 +170,17 @@ bool operator==(const Subpath::SegmentView& a, const Subpath::SegmentView& b) {
   return true;
 }
 
+// A copy in the same form (one block at most), its points then mapped in place.
 Subpath Subpath::Transformed(const MilliPointTransformation& t) const {
-  const Point* points = Data();
-  if (point_count_ <= kInlinePoints && !curves_) {
-    Point mapped[kInlinePoints];
-    for (std::uint32_t i = 0; i < point_count_; ++i)
-      mapped[i] = t.Apply(points[i]);
-    return Subpath(std::span<const Point>(mapped, point_count_), {}, closed_);
-  }
-  std::vector<Point> mapped(point_count_);
+  Subpath out(*this);
+  Point* points = out.IsInline() ? out.inline_ : out.block_.points;
   for (std::uint32_t i = 0; i < point_count_; ++i)
-    mapped[i] = t.Apply(points[i]);
-  const std::span<const SegmentKind> kinds =
-      curves_ ? std::span<const SegmentKind>(Kinds(), block_.segments)
-              : std::span<const SegmentKind>();
-  return Subpath(mapped, kinds, closed_);
+    points[i] = t.Apply(points[i]);
+  if (!out.IsInline()) {
+    out.block_.box = curves_ ? CurveBox(points, out.Kinds(), out.block_.segments)
+                             : PointsBoundingBox(points, point_count_);
+  }
+  return out;
 }
 
 MilliPointRectangle PointsBoundingBox(const MilliPointPoint* points, std::size_t count) {

@@ -65,10 +65,12 @@ class Subpath {
       using difference_type = std::ptrdiff_t;
       Iterator() = default;
       Iterator(const Subpath* subpath, std::size_t segment, std::size_t point)
-          : subpath_(subpath), segment_(segment), point_(point) {}
-      Segment operator*() const { return subpath_->SegmentAt(segment_, point_); }
+          : point_(subpath->Data() + point),
+            kinds_(subpath->curves_ ? subpath->Kinds() : nullptr),
+            segment_(segment) {}
+      Segment operator*() const { return MakeSegment(Kind(), point_); }
       Iterator& operator++() {
-        point_ += subpath_->PointsOfSegment(segment_);
+        point_ += 1 + static_cast<std::size_t>(Kind());
         ++segment_;
         return *this;
       }
@@ -82,10 +84,13 @@ class Subpath {
       }
 
      private:
-      const Subpath* subpath_ = nullptr;
+      SegmentKind Kind() const { return kinds_ ? kinds_[segment_] : SegmentKind::kLine; }
+
+      // The segment's first stored point (its first control, or its end).
+      const Point* point_ = nullptr;
+      // Null when every segment is a line.
+      const SegmentKind* kinds_ = nullptr;
       std::size_t segment_ = 0;
-      // Index of the segment's first stored point (its first control, or its end).
-      std::size_t point_ = 1;
     };
 
     explicit SegmentView(const Subpath& subpath) : subpath_(&subpath) {}
@@ -158,10 +163,18 @@ class Subpath {
     return reinterpret_cast<const SegmentKind*>(block_.points + point_count_);
   }
   std::size_t SegmentCount() const { return curves_ ? block_.segments : point_count_ - 1; }
-  std::size_t PointsOfSegment(std::size_t i) const {
-    return curves_ ? 1 + static_cast<std::size_t>(Kinds()[i]) : 1;
+  // The segment of `kind` whose stored points begin at `p`.
+  static Segment MakeSegment(SegmentKind kind, const Point* p) {
+    switch (kind) {
+      case SegmentKind::kQuadratic:
+        return Segment::Quadratic(p[0], p[1]);
+      case SegmentKind::kCubic:
+        return Segment::Cubic(p[0], p[1], p[2]);
+      case SegmentKind::kLine:
+        break;
+    }
+    return Segment::Line(p[0]);
   }
-  Segment SegmentAt(std::size_t i, std::size_t point) const;
   static Subpath FromSegments(Point start, std::span<const Segment> segments, bool closed);
   void SetInline(const Point* points);
   bool CopyHeader(const Subpath& other);
