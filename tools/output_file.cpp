@@ -2,9 +2,10 @@
 //
 // The temporary is created by mkstemp (a hidden ".NAME.XXXXXX" beside the final
 // file), so two runs writing the same name never share a temporary; the writers
-// reopen it by path and truncate it.
+// reopen it by path (without truncating it: see OpenForWriting).
 #include "output_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,9 +18,30 @@
 
 namespace QorScTool {
 
+int OpenForWriting(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (fd < 0) return -1;
+  struct stat status {};
+  if (fstat(fd, &status) != 0 || (status.st_size > 0 && ftruncate(fd, 0) != 0)) {
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+  }
+  return fd;
+}
+
 BufferedStream::BufferedStream(const std::string& path, std::size_t buffer_bytes)
-    : buffer_(buffer_bytes > 0 ? std::make_unique_for_overwrite<char[]>(buffer_bytes) : nullptr),
-      file_(std::fopen(path.c_str(), "wb")) {
+    : buffer_(buffer_bytes > 0 ? std::make_unique_for_overwrite<char[]>(buffer_bytes) : nullptr) {
+  const int fd = OpenForWriting(path);
+  if (fd >= 0) {
+    file_ = fdopen(fd, "wb");
+    if (file_ == nullptr) {
+      const int error = errno;
+      close(fd);
+      errno = error;
+    }
+  }
   if (file_ == nullptr) {
     throw std::runtime_error("cannot write '" + path + "': " + std::strerror(errno));
   }

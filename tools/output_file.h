@@ -40,11 +40,17 @@ class OutputFile {
   bool committed_ = false;
 };
 
-// A stdio stream writing `path` (created or truncated) through a buffer of its own,
-// so that the kernel sees writes of about a megabyte: glibc ignores setvbuf's size
-// when it allocates the buffer itself (it takes the file system's block size, and
-// a line of a wide page then goes out in two small writes). The buffer outlives the
-// stream: the stream is closed first.
+// Opens `path` for reading and writing, creating it (mode 0666 less the umask) or
+// emptying it, and returns the descriptor; -1 with errno set on failure. A file that
+// is already empty, as a fresh temporary is, is not truncated: ext4 flushes a file
+// truncated to nothing when it is closed, and close() then waits while a page of a
+// gigabyte is handed to the disk (0.1-0.2 s).
+int OpenForWriting(const std::string& path);
+
+// A stdio stream writing `path` (created or emptied, see OpenForWriting) through a buffer of its
+// own, so that the kernel sees writes of about a megabyte: glibc ignores setvbuf's size when it
+// allocates the buffer itself (it takes the file system's block size, and a line of a wide page
+// then goes out in two small writes). The buffer outlives the stream: the stream is closed first.
 class BufferedStream {
  public:
   static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;

@@ -1,16 +1,19 @@
 // libtiff behind TiffWriter and TiffStripEncoder. Errors are collected through a
-// per-handle error handler (TIFFOpenExt, TIFFClientOpenExt) rather than libtiff's
+// per-handle error handler (TIFFFdOpenExt, TIFFClientOpenExt) rather than libtiff's
 // process-wide one, so several files written at once keep their messages apart and
 // nothing is printed behind the tool's back.
 #include "tiff_writer.h"
 
 #include <tiffio.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+
+#include "output_file.h"
 
 namespace QorScTool {
 
@@ -132,9 +135,14 @@ TiffWriter::TiffWriter(const std::filesystem::path& path, const TiffLayout& layo
   TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options, CollectError, &h);
   TIFFOpenOptionsSetWarningHandlerExtR(options, IgnoreWarning, nullptr);
-  h.tiff = TIFFOpenExt(h.path.c_str(), raw > 3.5e9 ? "w8" : "w", options);
+  // libtiff closes the descriptor with the handle; it is ours only when the open fails.
+  const int fd = OpenForWriting(h.path);
+  if (fd >= 0) h.tiff = TIFFFdOpenExt(fd, h.path.c_str(), raw > 3.5e9 ? "w8" : "w", options);
   TIFFOpenOptionsFree(options);
-  if (h.tiff == nullptr) h.Fail("cannot create the file");
+  if (h.tiff == nullptr) {
+    if (fd >= 0) close(fd);
+    h.Fail(fd >= 0 ? "cannot create the file" : std::strerror(errno));
+  }
 
   ApplyLayout(h, layout, layout.height);
   // libtiff complains about NumberOfInks below SamplesPerPixel although an extra

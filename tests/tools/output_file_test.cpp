@@ -71,6 +71,21 @@ TEST(OutputFile, AppearsOnlyWhenCommitted) {
   EXPECT_THROW(QorScTool::OutputFile(dir.Path() / "missing" / "x.tif"), std::runtime_error);
 }
 
+TEST(OutputFile, WritersEmptyAnOlderFile) {
+  TempDir dir;
+  const fs::path path = dir.Path() / "old.pam";
+  std::ofstream(path) << "an older and longer file";
+  {
+    QorScTool::BufferedStream stream(path.string());
+    std::fputs("new", stream.Get());
+    EXPECT_TRUE(stream.Close());
+  }
+  EXPECT_EQ(fs::file_size(path), 3u);
+  EXPECT_EQ(QorScTool::OpenForWriting((dir.Path() / "missing" / "x").string()), -1);
+  EXPECT_THROW(QorScTool::BufferedStream((dir.Path() / "missing" / "x").string()),
+               std::runtime_error);
+}
+
 TEST(OutputFile, FailedRenderLeavesNoFile) {
   TempDir dir;
   const auto page = QorScToolTest::BusyPage();
