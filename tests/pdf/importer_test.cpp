@@ -139,87 +139,55 @@ constexpr Box kLetter{0, 0, 612, 792};
 constexpr Box kA4{0, 0, 595, 842};
 
 // ---------------------------------------------------------------------------------
-// Inheritance through the page tree: root gives MediaBox [0 0 612 792], CropBox
-// [10 10 600 780] and Rotate 90; a middle node gives MediaBox [0 0 400 400] and
-// Rotate 180.
+// Boxes, Rotate and UserUnit. In page_tree.pdf the root gives MediaBox [0 0 612 792],
+// CropBox [10 10 600 780] and Rotate 90, a middle node MediaBox [0 0 400 400] and
+// Rotate 180; boxes.pdf is a flat tree.
 
-TEST(PdfPageTree, PageWithoutAttributesInheritsFromRoot) {
-  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
-  ASSERT_EQ(document.PageCount(), 4u);
-  const Page& page = document.GetPage(0);
-  EXPECT_EQ(page.media_box, kLetter);
-  EXPECT_EQ(page.crop_box, (Box{10, 10, 600, 780}));
-  EXPECT_EQ(page.rotate, 90);
-  EXPECT_EQ(page.user_unit, 1.0);
-  EXPECT_TRUE(document.Warnings().empty());
+TEST(PdfPageGeometry, InheritedClippedAndScaled) {
+  struct Case {
+    const char* file;
+    std::size_t page;
+    Box media, crop;
+    int rotate;
+    double user_unit;
+    const char* what;
+  };
+  const Case cases[] = {
+      {"page_tree.pdf", 0, kLetter, {10, 10, 600, 780}, 90, 1.0, "all from the root"},
+      // The root's crop box, clipped to the media box the middle node gives.
+      {"page_tree.pdf", 1, {0, 0, 400, 400}, {10, 10, 400, 400}, 180, 1.0, "nearest ancestor"},
+      // An explicit 0 beats the inherited 180; "/CropBox null" leaves the root's.
+      {"page_tree.pdf", 2, {0, 0, 200, 300}, {10, 10, 200, 300}, 0, 1.0, "page values, null"},
+      {"page_tree.pdf", 3, {0, 0, 300, 300}, {10, 10, 300, 300}, 90, 1.0, "box by reference"},
+      {"boxes.pdf", 0, kA4, kA4, 0, 1.0, "crop box defaults to media box"},
+      {"boxes.pdf", 1, kA4, {0, 0, 595, 500}, 0, 1.0, "crop box clipped to media box"},
+      {"boxes.pdf", 2, kLetter, {100, 50, 500, 700}, 0, 1.0, "corners in any order"},
+      {"boxes.pdf",
+       3,
+       {-100.5, -200.25, 100.5, 200.25},
+       {-100.5, -200.25, 100.5, 200.25},
+       0,
+       2.5,
+       "real coordinates, large units"},
+      {"boxes.pdf", 4, {0, 0, 1000, 1000}, {100, 100, 200, 200}, 0, 0.5, "small units"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.file << " page " << c.page << ": " << c.what);
+    const Document document = Document::OpenFile(DataFile(c.file));
+    EXPECT_EQ(document.PageCount(), std::string(c.file) == "boxes.pdf" ? 5u : 4u);
+    const Page& page = document.GetPage(c.page);
+    EXPECT_EQ(page.media_box, c.media);
+    EXPECT_EQ(page.crop_box, c.crop);
+    EXPECT_EQ(page.rotate, c.rotate);
+    EXPECT_EQ(page.user_unit, c.user_unit);
+    EXPECT_TRUE(document.Warnings().empty());
+  }
+  const Document boxes = Document::OpenFile(DataFile("boxes.pdf"));
+  EXPECT_EQ(boxes.GetPage(3).media_box.Width() * boxes.GetPage(3).user_unit, 502.5);
 }
 
-TEST(PdfPageTree, NearestAncestorDecides) {
-  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
-  const Page& page = document.GetPage(1);
-  EXPECT_EQ(page.media_box, (Box{0, 0, 400, 400}));
-  EXPECT_EQ(page.rotate, 180);
-  // The root's crop box, clipped to the media box the middle node gives.
-  EXPECT_EQ(page.crop_box, (Box{10, 10, 400, 400}));
-}
-
-TEST(PdfPageTree, PageValuesOverrideAndNullCountsAsAbsent) {
-  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
-  const Page& page = document.GetPage(2);
-  EXPECT_EQ(page.media_box, (Box{0, 0, 200, 300}));
-  EXPECT_EQ(page.rotate, 0);  // an explicit 0 beats the inherited 180
-  // "/CropBox null" on the page: the root's crop box applies.
-  EXPECT_EQ(page.crop_box, (Box{10, 10, 200, 300}));
-}
-
-TEST(PdfPageTree, BoxGivenByReference) {
-  const Document document = Document::OpenFile(DataFile("page_tree.pdf"));
-  const Page& page = document.GetPage(3);
-  EXPECT_EQ(page.media_box, (Box{0, 0, 300, 300}));
-  EXPECT_EQ(page.crop_box, (Box{10, 10, 300, 300}));
-  EXPECT_EQ(page.rotate, 90);
-}
-
-// ---------------------------------------------------------------------------------
-// Boxes and UserUnit on pages of a flat tree.
-
-TEST(PdfBoxes, CropBoxDefaultsToMediaBox) {
-  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
-  ASSERT_EQ(document.PageCount(), 5u);
-  EXPECT_EQ(document.GetPage(0).media_box, kA4);
-  EXPECT_EQ(document.GetPage(0).crop_box, kA4);
-  EXPECT_TRUE(document.Warnings().empty());
-}
-
-TEST(PdfBoxes, CropBoxIsClippedToMediaBox) {
-  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
-  EXPECT_EQ(document.GetPage(1).media_box, kA4);
-  EXPECT_EQ(document.GetPage(1).crop_box, (Box{0, 0, 595, 500}));
-}
-
-TEST(PdfBoxes, CornersMayComeInAnyOrder) {
-  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
-  EXPECT_EQ(document.GetPage(2).media_box, kLetter);
-  EXPECT_EQ(document.GetPage(2).crop_box, (Box{100, 50, 500, 700}));
-}
-
-TEST(PdfBoxes, RealCoordinatesAndUserUnit) {
-  const Document document = Document::OpenFile(DataFile("boxes.pdf"));
-  const Page& large_units = document.GetPage(3);
-  EXPECT_EQ(large_units.media_box, (Box{-100.5, -200.25, 100.5, 200.25}));
-  EXPECT_EQ(large_units.user_unit, 2.5);
-  EXPECT_EQ(large_units.media_box.Width() * large_units.user_unit, 502.5);
-
-  const Page& small_units = document.GetPage(4);
-  EXPECT_EQ(small_units.user_unit, 0.5);
-  EXPECT_EQ(small_units.crop_box, (Box{100, 100, 200, 200}));
-  EXPECT_EQ(document.GetPage(0).user_unit, 1.0);
-}
-
-// ---------------------------------------------------------------------------------
 // Rotate, one value per page (see ROTATIONS in make_test_pdfs.py).
-
-TEST(PdfRotation, NormalisedToQuarterTurns) {
+TEST(PdfPageGeometry, RotateNormalisedToQuarterTurnsAndInvalidValuesWarn) {
   const Document document = Document::OpenFile(DataFile("rotation.pdf"));
   // absent, 0, 90, 180, 270, 360, -90, 450, -540, 3600000090, 45, 90.0, 12.5, /R90,
   // (90), null
@@ -228,10 +196,6 @@ TEST(PdfRotation, NormalisedToQuarterTurns) {
   for (std::size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(document.GetPage(i).rotate, expected[i]) << "page " << i;
   }
-}
-
-TEST(PdfRotation, InvalidValuesWarn) {
-  const Document document = Document::OpenFile(DataFile("rotation.pdf"));
   // 45, 90.0 (honoured but not an integer), 12.5, a name, a string.
   for (std::size_t page : {10u, 11u, 12u, 13u, 14u})
     ExpectSingleWarning(document, page, "/Rotate");
@@ -246,30 +210,29 @@ class PdfMalformed : public ::testing::Test {
   Document document_ = Document::OpenFile(DataFile("malformed.pdf"));
 };
 
-TEST_F(PdfMalformed, BadMediaBoxFallsBackToLetter) {
+TEST_F(PdfMalformed, BadValuesFallBackWithOneWarning) {
   ASSERT_EQ(document_.PageCount(), 14u);
-  // Three numbers, a string, zero width, nothing at all, a missing object as element.
-  for (std::size_t page : {0u, 1u, 2u, 5u, 12u}) {
-    EXPECT_EQ(document_.GetPage(page).media_box, kLetter) << "page " << page;
-    EXPECT_EQ(document_.GetPage(page).crop_box, kLetter) << "page " << page;
-    ExpectSingleWarning(document_, page, "/MediaBox");
-  }
-}
-
-TEST_F(PdfMalformed, BadCropBoxFallsBackToMediaBox) {
-  // A name among the numbers; a box outside the media box.
-  for (std::size_t page : {3u, 4u}) {
-    EXPECT_EQ(document_.GetPage(page).media_box, kA4) << "page " << page;
-    EXPECT_EQ(document_.GetPage(page).crop_box, kA4) << "page " << page;
-    ExpectSingleWarning(document_, page, "/CropBox");
-  }
-}
-
-TEST_F(PdfMalformed, BadUserUnitFallsBackToOne) {
-  // -1, a name, 0.
-  for (std::size_t page : {6u, 7u, 8u}) {
-    EXPECT_EQ(document_.GetPage(page).user_unit, 1.0) << "page " << page;
-    ExpectSingleWarning(document_, page, "/UserUnit");
+  struct Case {
+    std::vector<std::size_t> pages;
+    const char* subject;
+    Box media, crop;
+  };
+  const Case cases[] = {
+      // Three numbers, a string, zero width, nothing at all, a missing object as element.
+      {{0, 1, 2, 5, 12}, "/MediaBox", kLetter, kLetter},
+      // A name among the numbers; a box outside the media box.
+      {{3, 4}, "/CropBox", kA4, kA4},
+      // -1, a name, 0.
+      {{6, 7, 8}, "/UserUnit", kA4, kA4},
+  };
+  for (const Case& c : cases) {
+    for (std::size_t page : c.pages) {
+      SCOPED_TRACE(testing::Message() << c.subject << " page " << page);
+      EXPECT_EQ(document_.GetPage(page).media_box, c.media);
+      EXPECT_EQ(document_.GetPage(page).crop_box, c.crop);
+      EXPECT_EQ(document_.GetPage(page).user_unit, 1.0);
+      ExpectSingleWarning(document_, page, c.subject);
+    }
   }
 }
 
@@ -370,60 +333,34 @@ TEST(PdfOpen, EncryptedWithEmptyUserPasswordOpens) {
   EXPECT_TRUE(document.Warnings().empty());
 }
 
-TEST(PdfOpen, EncryptedWithUserPasswordFails) {
-  const auto path = DataFile("encrypted_user_password.pdf");
-  try {
-    Document::OpenFile(path);
-    FAIL() << "opened without the password";
-  } catch (const ImportError& e) {
-    EXPECT_EQ(e.FileName(), path.string());
-    EXPECT_NE(std::string(e.what()).find(path.string()), std::string::npos) << e.what();
-    EXPECT_NE(e.Reason().find("password"), std::string::npos) << e.what();
-  }
-}
-
-TEST(PdfOpen, MissingFileNamesFileAndReason) {
-  const auto path = DataFile("no_such_file.pdf");
-  try {
-    Document::OpenFile(path);
-    FAIL() << "opened a missing file";
-  } catch (const ImportError& e) {
-    const std::string what = e.what();
-    EXPECT_EQ(e.FileName(), path.string());
-    EXPECT_NE(what.find(path.string()), std::string::npos) << what;
-    EXPECT_NE(what.find("No such file"), std::string::npos) << what;
-  }
-}
-
-TEST(PdfOpen, DirectoryIsNotAPdf) {
-  try {
-    Document::OpenFile(DataFile(""));
-    FAIL() << "opened a directory";
-  } catch (const ImportError& e) {
-    EXPECT_NE(e.Reason().find("directory"), std::string::npos) << e.what();
-  }
-}
-
-TEST(PdfOpen, TextFileIsNotAPdf) {
-  const auto path = DataFile("not_a_pdf.pdf");
-  try {
-    Document::OpenFile(path);
-    FAIL() << "opened a text file";
-  } catch (const ImportError& e) {
-    EXPECT_EQ(e.FileName(), path.string());
-    EXPECT_NE(std::string(e.what()).find("not_a_pdf.pdf"), std::string::npos) << e.what();
-    // qpdf's warning before it gave up says what is wrong.
-    EXPECT_NE(e.Reason().find("PDF header"), std::string::npos) << e.what();
-  }
-}
-
-TEST(PdfOpen, EmptyBufferFailsWithItsName) {
-  try {
-    Document::OpenBuffer({}, "empty upload");
-    FAIL() << "opened nothing";
-  } catch (const ImportError& e) {
-    EXPECT_EQ(e.FileName(), "empty upload");
-    EXPECT_NE(std::string(e.what()).find("empty upload"), std::string::npos);
+TEST(PdfOpen, FailuresNameTheFileAndTheReason) {
+  struct Case {
+    std::string name;  // a path, or a buffer's name
+    std::optional<std::string> buffer;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {DataFile("encrypted_user_password.pdf").string(), std::nullopt, "password"},
+      {DataFile("no_such_file.pdf").string(), std::nullopt, "No such file"},
+      {DataFile("").string(), std::nullopt, "directory"},
+      // qpdf's warning before it gave up says what is wrong.
+      {DataFile("not_a_pdf.pdf").string(), std::nullopt, "PDF header"},
+      {"empty upload", std::string(), ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    try {
+      if (c.buffer) {
+        Document::OpenBuffer(AsBytes(*c.buffer), c.name);
+      } else {
+        Document::OpenFile(c.name);
+      }
+      ADD_FAILURE() << "opened";
+    } catch (const ImportError& e) {
+      EXPECT_EQ(e.FileName(), c.name);
+      EXPECT_NE(std::string(e.what()).find(c.name), std::string::npos) << e.what();
+      EXPECT_NE(e.Reason().find(c.reason), std::string::npos) << e.what();
+    }
   }
 }
 
