@@ -1,26 +1,22 @@
 // Tiled cells: the wrap arithmetic against an oracle that goes through world and
 // pattern space (rotated lattices, negative and non-integer steps, pixel centres on
-// period boundaries), the gather into the source buffers, the raster's size cap,
-// and whole pages rendered through the tiled paint against the same cells laid
-// out one by one.
+// period boundaries), the gather into the source buffers and the raster's size cap.
+// Whole pages through the tiled paint against the same cells drawn one by one are in
+// tests/pdf/content/limits_test.cpp.
 
 #include "paint/tiling_paint_getter.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <vector>
 
 #include "qordoc/document.h"
-#include "scan/collect_objects.h"
-#include "scan/scan_converter.h"
 
 namespace {
 
 using QorSc::CellLattice;
-using QorSc::Options;
 using T = Morv::MilliPointTransformation;
 
 constexpr long long kSize = 64;
@@ -208,141 +204,6 @@ TEST(TilingPaintGetter, GathersValuesAndOpacityAndCapsTheRaster) {
   EXPECT_THROW(QorPaint::TilingPaint(cell.content, T{1, 2, 2, 4, 0, 0}, 1.0, 1.0, {0, 0, 1, 1}),
                std::invalid_argument);
   EXPECT_THROW(QorPaint::TilingPaint(nullptr, T{}, 1.0, 1.0, {0, 0, 1, 1}), std::invalid_argument);
-}
-
-// ---- Whole pages: the tiled paint against the cells laid out one by one ----
-
-struct Pattern {
-  T matrix;  // pattern space (points) to page millipoints
-  double xStep, yStep;
-  Morv::MilliPointRectangle box;
-};
-
-QorDoc::Fillable::Painting Ink(const char* name, float tint) {
-  QorColor::Color color;
-  color.Add(name, tint);
-  QorDoc::Fillable::Painting painting;
-  painting.fill = std::make_shared<const QorPaint::FlatPaint>(color);
-  return painting;
-}
-
-// One cell at lattice offset (i, j): the box as clip, a black disc-like polygon and
-// an orange bar, all placed by the pattern matrix.
-void AddCell(QorDoc::DocumentBuilder& builder, QorDoc::Content& content, const Pattern& p, double i,
-             double j) {
-  const T t = Morv::Compose(p.matrix, T::Translation(i * p.xStep, j * p.yStep));
-  const auto& b = p.box;
-  builder.AddPath(content,
-                  Morv::PathBuilder().Rectangle(b.X(), b.Y(), b.Width(), b.Height()).BuildShared(),
-                  {}, t, true);
-  const double cx = b.X() + b.Width() * 0.45, cy = b.Y() + b.Height() * 0.55;
-  const double r = std::min(b.Width(), b.Height()) * 0.33;
-  Morv::PathBuilder disc;
-  for (int k = 0; k < 12; ++k) {
-    const double a = k * std::numbers::pi / 6.0;
-    if (k == 0) {
-      disc.MoveTo(cx + r * std::cos(a), cy + r * std::sin(a));
-    } else {
-      disc.LineTo(cx + r * std::cos(a), cy + r * std::sin(a));
-    }
-  }
-  builder.AddPath(content, disc.Close().BuildShared(), Ink("Black", 1.0f), t);
-  builder.AddPath(content,
-                  Morv::PathBuilder()
-                      .Rectangle(b.X() - 0.2 * b.Width(), b.Y() + 0.1 * b.Height(), b.Width() * 0.9,
-                                 b.Height() * 0.2)
-                      .BuildShared(),
-                  Ink("Orange", 0.6f), t);
-}
-
-// The painted area: a polygon over most of the page.
-std::shared_ptr<const Morv::Compound> Area() {
-  return Morv::PathBuilder()
-      .MoveTo(4000, 5000)
-      .LineTo(60000, 9000)
-      .LineTo(55000, 60000)
-      .LineTo(9000, 52000)
-      .Close()
-      .BuildShared();
-}
-
-// Both pages' plates, Black then Orange, one byte per pixel.
-std::vector<unsigned char> Render(const QorDoc::Document& document) {
-  Options::SeparationList plates;
-  plates.Add("Black", 0.0f);
-  plates.Add("Orange", 0.0f);
-  const Options options(plates, document.GetSeparationInfo());
-  QorSc::ScanConverter converter(QorSc::CollectObjects(Env(), options, {0, 0, kSize, kSize},
-                                                       *document.GetPages().front(), {},
-                                                       QorSc::kAllSelection));
-  std::vector<unsigned char> line(2 * kSize), all;
-  while (converter.GetLine255PlaneInterleaved(line.data()))
-    all.insert(all.end(), line.begin(), line.end());
-  return all;
-}
-
-std::shared_ptr<const QorDoc::Document> Tiled(const Pattern& p) {
-  QorDoc::DocumentBuilder builder;
-  QorDoc::Content& page = builder.AddPage();
-  QorDoc::Content& cell = builder.AddContent();
-  AddCell(builder, cell, p, 0.0, 0.0);
-  QorDoc::Fillable::Painting painting;
-  painting.fill =
-      std::make_shared<const QorPaint::TilingPaint>(&cell, p.matrix, p.xStep, p.yStep, p.box);
-  builder.AddPath(page, Area(), std::move(painting));
-  return builder.Build();
-}
-
-std::shared_ptr<const QorDoc::Document> Replicated(const Pattern& p) {
-  QorDoc::DocumentBuilder builder;
-  QorDoc::Content& page = builder.AddPage();
-  QorDoc::Content& members = builder.AddContent();
-  builder.AddPath(members, Area(), {}, {}, true);
-  builder.AddGroup(page, members);
-  // Every offset whose cell can reach the page, j then i ascending.
-  for (int j = -40; j <= 40; ++j) {
-    for (int i = -40; i <= 40; ++i) {
-      QorDoc::Content& clipped = builder.AddContent();
-      AddCell(builder, clipped, p, i, j);
-      builder.AddGroup(members, clipped);
-    }
-  }
-  return builder.Build();
-}
-
-double Agreement(const Pattern& p, int& painted) {
-  const auto tiled = Render(*Tiled(p));
-  const auto replicated = Render(*Replicated(p));
-  EXPECT_EQ(tiled.size(), replicated.size());
-  std::size_t same = 0;
-  painted = 0;
-  for (std::size_t k = 0; k < tiled.size(); ++k) {
-    same += tiled[k] == replicated[k];
-    painted += replicated[k] != 0;
-  }
-  return static_cast<double>(same) / static_cast<double>(tiled.size());
-}
-
-TEST(TilingPaintGetter, TiledPagesAgreeWithCellsLaidOutByHand) {
-  int painted = 0;
-  // Pixel-aligned cells: every sample is a pixel, so every pixel agrees.
-  EXPECT_EQ(Agreement({T{1000, 0, 0, 1000, 3000, 2000}, 6.0, 5.0, {0, 0, 6, 5}}, painted), 1.0);
-  EXPECT_GT(painted, 500);
-  EXPECT_EQ(Agreement({T{1000, 0, 0, 1000, 1000, 0}, -8.0, 7.0, {-1, 1, 6, 5}}, painted), 1.0);
-  // Rotated lattices with non-integer and negative steps, cells overlapping their
-  // neighbours: each pixel takes the cell within an eighth of a pixel of its centre.
-  const double rotated =
-      Agreement({Rotated(25.0, 1000.0, 7000.0, 3000.0), 9.3, -7.7, {0, 0, 9.3, 7.7}}, painted);
-  EXPECT_GT(rotated, 0.98);
-  const double overlapping =
-      Agreement({Rotated(-60.0, 1300.0, 20000.0, 9000.0), 6.5, 5.2, {-1, -1, 8, 7}}, painted);
-  EXPECT_GT(overlapping, 0.98);
-  const double skewed =
-      Agreement({T{1100, 300, -500, 900, 2000, 40000}, -4.4, 6.1, {0.3, -0.2, 3.9, 5.5}}, painted);
-  EXPECT_GT(skewed, 0.98);
-  EXPECT_GT(painted, 500);
-  std::printf("agreement: rotated %.4f, overlapping %.4f, skewed %.4f\n", rotated, overlapping,
-              skewed);
 }
 
 }  // namespace

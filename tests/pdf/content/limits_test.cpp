@@ -269,11 +269,12 @@ TEST_F(PageBudget, TilingPatternsAreBoundedBeforeAndWhileTheirCellsRun) {
   EXPECT_EQ(Warnings("the remaining cells are not drawn"), 1u);
 }
 
-// The same patterns drawn cell by cell and, with the cell limit at 16 objects (the
+// The same patterns drawn cell by cell and, with the cell limit at 64 objects (the
 // cell's copies over one period fit, the page's cells do not), through one fill
-// whose cell is rendered once: pixel-aligned cells agree on every pixel, rotated
-// ones with non-integer and negative steps on 99 % of the plate bytes (each pixel
-// takes the cell within an eighth of a pixel of its centre).
+// whose cell is rendered once: pixel-aligned cells agree on every pixel; rotated and
+// skewed ones with non-integer and negative steps, and cells reaching into their
+// neighbours' periods, on 97 % to 99 % of the plate bytes (each pixel takes the cell
+// within an eighth of a pixel of its centre).
 TEST_F(PageBudget, TiledCellsAgreeWithCellsDrawnOneByOne) {
   struct Case {
     const char* dictionary;
@@ -283,6 +284,12 @@ TEST_F(PageBudget, TiledCellsAgreeWithCellsDrawnOneByOne) {
       {"/BBox [0 0 4 4] /XStep 4 /YStep 4 /Matrix [1 0 0 1 0.5 0.25]", 1.0},
       {"/BBox [0 0 3.5 3] /XStep -4.5 /YStep 3.75 /Matrix [1 0 0 1 0 0]", 1.0},
       {"/BBox [0 0 5 4] /XStep -5.3 /YStep 4.1 /Matrix [0.8 0.6 -0.6 0.8 3 1]", 0.98},
+      // Cells a few pixels wide reaching into their neighbours' periods, on a rotated and
+      // on a skewed lattice (one sample per pixel would agree on 97 % and 92 %).
+      {"/BBox [-1 -1 8 7] /XStep 4.5 /YStep 2.2 /Matrix [0.1625 -0.28145 0.28145 0.1625 20 50]",
+       0.99},
+      {"/BBox [0.3 -0.2 4.2 5.3] /XStep -3.4 /YStep 1.6 /Matrix [0.275 0.075 -0.125 0.225 2 40]",
+       0.97},
   };
   for (const Case& c : cases) {
     const QPDFObjectHandle pattern = objects_.Stream(
@@ -294,7 +301,7 @@ TEST_F(PageBudget, TiledCellsAgreeWithCellsDrawnOneByOne) {
     ASSERT_GT(objects_count_, 100u) << "drawn cell by cell";
     const std::vector<unsigned char> cells = Render();
     ImportLimits limits;
-    limits.max_tile_objects = 16;
+    limits.max_tile_objects = 64;
     const std::size_t warnings = warnings_.All().size();
     ASSERT_EQ(Run(fill, "<< >>", limits, patterns), "");
     ASSERT_EQ(objects_count_, 1u) << "one tiled fill";
