@@ -1,6 +1,7 @@
-// Groups and soft masks case by case: knockout, the opaque copy's threshold, draw
-// through, empty boxes, alpha and luminosity masks, transfer functions, black-only
-// masks, mask positions and the halftone label modes.
+// Groups and soft masks case by case where the random scenes of
+// group_compositing_test.cpp do not reach: the opaque copy's threshold, draw
+// through, empty boxes, transfer functions, black-only masks, mask positions and the
+// halftone label modes.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -54,28 +55,6 @@ std::vector<float> RenderLine(const QorDoc::Content& page, long long y,
   return std::vector<float>(line, line + planes * kWidth);
 }
 
-TEST(Knockout, OverlappingHalfOpaqueChildrenShowOnlyTheLater) {
-  QorDoc::DocumentBuilder b;
-  auto& page = b.AddPage();
-  auto& members = b.AddContent();
-  b.AddPath(members, WorldShape(Rect(2, 2, 20, 10)), Fill("Magenta", 1.0f, 0.5f));
-  b.AddPath(members, WorldShape(Rect(10, 2, 30, 10)), Fill("Cyan", 1.0f, 0.5f));
-  b.AddGroup(page, members, T{}, GroupTransparency(1, 1));
-  auto& plain = b.AddContent();
-  b.AddPath(plain, WorldShape(Rect(2, 12, 20, 20)), Fill("Magenta", 1.0f, 0.5f));
-  b.AddPath(plain, WorldShape(Rect(10, 12, 30, 20)), Fill("Cyan", 1.0f, 0.5f));
-  b.AddGroup(page, plain, T{}, GroupTransparency(1, 0));
-  auto doc = b.Build();
-
-  const std::vector<float> knockout = RenderLine(page, 5);
-  EXPECT_EQ(knockout[5 * 3 + 1], 0.5f) << "the first child alone";
-  EXPECT_EQ(knockout[15 * 3 + 0], 0.5f) << "the second child at its own 50 %";
-  EXPECT_EQ(knockout[15 * 3 + 1], 0.0f) << "the first child knocked out";
-  const std::vector<float> blended = RenderLine(page, 15);
-  EXPECT_EQ(blended[15 * 3 + 0], 0.5f);
-  EXPECT_GT(blended[15 * 3 + 1], 0.2f) << "without knockout the first shows through";
-}
-
 TEST(Groups, OpacityJustBelowOneNeverCopies) {
   for (float alpha : {1.0f, 0.99999f}) {
     QorDoc::DocumentBuilder b;
@@ -93,23 +72,6 @@ TEST(Groups, OpacityJustBelowOneNeverCopies) {
       EXPECT_GT(line[10 * 3 + 1], 0.0f) << "blended: a trace of the backdrop stays";
     }
   }
-}
-
-TEST(Groups, AbsentPlatesCarryOverprintThroughIsolatedGroups) {
-  QorDoc::DocumentBuilder b;
-  auto& page = b.AddPage();
-  b.AddPath(page, WorldShape(Rect(0, 0, 40, 20)), Fill("Magenta", 0.8f));
-  auto& members = b.AddContent();
-  QorDoc::Fillable::Painting overprint = Fill("Cyan", 0.6f);
-  auto colour = QorColor::Color{{"Cyan", 0.6f}};
-  colour.SetPaintsNamedColorantsOnly(true);
-  overprint.fill = std::make_shared<QorPaint::FlatPaint>(colour);
-  b.AddPath(members, WorldShape(Rect(5, 5, 30, 15)), overprint);
-  b.AddGroup(page, members, T{}, GroupTransparency(1, 0, 0.5f));
-  auto doc = b.Build();
-  const std::vector<float> line = RenderLine(page, 10);
-  EXPECT_EQ(line[10 * 3 + 1], 0.8f) << "magenta untouched under the overprinting group";
-  EXPECT_EQ(line[10 * 3 + 0], 0.3f);
 }
 
 // Records built directly: a group the collector would have flattened.
@@ -166,26 +128,6 @@ std::vector<float> MaskedLine(const QorDoc::Fillable::Painting& band, const Make
   QorSc::Options options(kPlates, {});
   options.SetHalftoneMode(halftones);
   return RenderLine(page, 3, options);
-}
-
-TEST(SoftMasks, AlphaMasksTakeTheContentsAlpha) {
-  const auto line = MaskedLine(Fill("Black", 1.0f, 0.4f), [](const QorDoc::Content* content) {
-    return std::make_shared<QorBlend::SoftMask>(content, T{}, true);
-  });
-  EXPECT_EQ(line[15 * 3], 0.4f);
-  EXPECT_EQ(line[5 * 3], 0.0f) << "no content: no alpha";
-}
-
-TEST(SoftMasks, LuminosityMasksReadTheContentOverTheBackdropColour) {
-  for (bool white : {false, true}) {
-    QorColor::Color backdrop;
-    if (white) backdrop.Add("Black", 0.0f);
-    const auto line = MaskedLine(Fill("Black", 0.3f), [&](const QorDoc::Content* content) {
-      return std::make_shared<QorBlend::SoftMask>(content, T{}, false, backdrop);
-    });
-    EXPECT_EQ(line[15 * 3], 1.0f - 0.3f);
-    EXPECT_EQ(line[5 * 3], white ? 1.0f : 0.0f) << "the backdrop colour where nothing is";
-  }
 }
 
 TEST(SoftMasks, TransferFunctionsMapTheValues) {
