@@ -187,9 +187,6 @@ TEST_F(ClipTest, OneRectangleAdmitsExactlyItsRuns) {
 
 TEST_F(ClipTest, ElementsIntersect) {
   const ModelScope two{nullptr, {{{kWide}}, {{kTall}}}};
-  const auto clip = Build(two, nullptr);
-  clip->Update(context_, 30);
-  EXPECT_EQ(clip->Runs(), (RunList{{25, 6}}));
   ExpectAllLines(*Build(two, nullptr), two);
 
   // The element starting lowest first: lines above it admit nothing without
@@ -224,31 +221,22 @@ TEST_F(ClipTest, GroupWithoutMembersIsFinishedAndExcludesItsScope) {
   EXPECT_TRUE(group.IsEmpty());
 
   const ModelScope model{nullptr, {{{kTall}}, {{}, true}}};
-  const auto clip = Build(model, nullptr);
-  clip->Update(context_, 10);
-  EXPECT_TRUE(clip->IsExcluded());
-  EXPECT_TRUE(clip->Runs().empty());
+  ExpectAllLines(*Build(model, nullptr), model);
 }
 
 TEST_F(ClipTest, PassingAnElementExcludesTheScopeForTheRestOfThePage) {
   // kWide ends at row 40; kTall and kWedge go on below it.
+  // Asked first for its last line with runs.
   const ModelScope model{nullptr, {{{kTall}}, {{kWedge}}, {{kWide}}}};
   const auto clip = Build(model, nullptr);
-  clip->Update(context_, 39);
-  EXPECT_FALSE(clip->IsExcluded());
-  EXPECT_FALSE(clip->Runs().empty());
-  for (long long line = 40; line < 100; ++line) {
-    clip->Update(context_, line);
-    ASSERT_TRUE(clip->IsExcluded()) << line;
-    ASSERT_TRUE(clip->Runs().empty()) << line;
-  }
+  ASSERT_FALSE(model.Excluded(39));
+  for (long long line = 39; line < 100; ++line)
+    Expect(*clip, model, line);
   // The same when the passed element comes first.
   const ModelScope first{nullptr, {{{kWide}}, {{kTall}}}};
   const auto other = Build(first, nullptr);
-  other->Update(context_, 41);
-  EXPECT_TRUE(other->IsExcluded());
-  other->Update(context_, 50);
-  EXPECT_TRUE(other->IsExcluded());
+  for (long long line : {41, 50})
+    Expect(*other, first, line);
 
   // And when the first element has not started yet on the line where a later one
   // ends: the scope is excluded there already, not only once the first one starts.
