@@ -4,8 +4,7 @@
 //
 // The files under data/ come from make_test_pdfs.py next to this file; each test
 // names the page of the file it checks, and the expected values are the ones that
-// script writes. The corpus tests read /work/shared/corpus in place and are skipped
-// when it is absent.
+// script writes. The shared corpus is read by tests/pdf/content/corpus_test.cpp.
 
 #include "qorpdf/importer.h"
 
@@ -479,44 +478,6 @@ TEST(PdfWarnings, ListIsBounded) {
   EXPECT_EQ(document.DroppedWarningCount(), 25u);
   EXPECT_EQ(document.Warnings().back().page, Document::kMaxWarnings - 1);
   EXPECT_EQ(document.GetPage(kPages - 1).rotate, 0);
-}
-
-// ---------------------------------------------------------------------------------
-// The shared corpus of real files, read in place.
-
-const std::filesystem::path kCorpus = "/work/shared/corpus";
-
-// Above this size a file is only opened and its pages counted, to keep the test fast.
-constexpr std::uintmax_t kFullReadLimit = 8 * 1024 * 1024;
-
-std::vector<std::filesystem::path> CorpusFiles() {
-  std::vector<std::filesystem::path> files;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(kCorpus, error)) {
-    if (entry.is_regular_file() && entry.path().extension() == ".pdf") {
-      files.push_back(entry.path());
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
-TEST(PdfCorpus, EveryFileOpensAndEveryPageReads) {
-  if (!std::filesystem::is_directory(kCorpus)) GTEST_SKIP() << kCorpus << " is absent";
-  const auto files = CorpusFiles();
-  ASSERT_FALSE(files.empty());
-  for (const auto& path : files) {
-    SCOPED_TRACE(path.string());
-    Document document = Document::OpenFile(path);
-    EXPECT_GT(document.PageCount(), 0u);
-    if (std::filesystem::file_size(path) > kFullReadLimit) continue;
-    for (std::size_t i = 0; i < document.PageCount(); ++i) {
-      ExpectValidPage(document.GetPage(i));
-      // Read: the page paints something or says what it left out.
-      EXPECT_TRUE(!Painted(document, i).empty() || !WarningsOf(document, i).empty())
-          << "page " << i;
-    }
-  }
 }
 
 }  // namespace
