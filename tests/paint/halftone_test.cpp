@@ -166,37 +166,33 @@ void Mark(SourcePaintBuffers& buffers) {
   }
 }
 
-TEST(HalftonePaintGetter, KindsUnderLabels) {
-  const auto inner =
-      QorSc::MakeFlatPaintGetter({0.0f, 1.0f, 0.5f, 0.0f}, Kinds({0, 1, 3, 4}), true);
-  const HalftonePaintGetter getter(0.4f, inner, QorSc::kHalftoneLabels);
-  EXPECT_EQ(getter.Kinds(), Kinds({3, 3, 3, 4}));
-  EXPECT_TRUE(getter.HasAbsentComponents());
-  EXPECT_EQ(getter.GetPaintKind(), 1) << "not masked";
-
+// Over a flat getter (Zero, Constant, PerPixel, Absent) and over a masked one.
+TEST(HalftonePaintGetter, KindsUnderLabelsAndFullInk) {
+  for (const bool absent : {true, false}) {
+    const auto inner =
+        QorSc::MakeFlatPaintGetter({0.0f, 1.0f, 0.5f, 0.0f}, Kinds({0, 1, 3, 4}), absent);
+    const HalftonePaintGetter labels(0.4f, inner, QorSc::kHalftoneLabels);
+    EXPECT_EQ(labels.Kinds(), Kinds({3, 3, 3, 4}));
+    const HalftonePaintGetter full_ink(0.4f, inner, QorSc::kHalftoneLabelsFullInk);
+    EXPECT_EQ(full_ink.Kinds(), Kinds({4, 3, 3, 4})) << "no ink, no label";
+    for (const HalftonePaintGetter* getter : {&labels, &full_ink}) {
+      EXPECT_EQ(getter->GetPaintKind(), 1) << "not masked";
+      EXPECT_EQ(getter->HasAbsentComponents(), absent || getter == &full_ink);
+    }
+  }
   const auto present = QorSc::MakeFlatPaintGetter({0.0f, 0.5f}, Kinds({0, 3}), false);
-  const HalftonePaintGetter copied(0.4f, present, QorSc::kHalftoneLabels);
-  EXPECT_FALSE(copied.HasAbsentComponents()) << "the absent flag is the inner getter's";
+  EXPECT_FALSE(HalftonePaintGetter(0.4f, present, QorSc::kHalftoneLabels).HasAbsentComponents())
+      << "the absent flag is the inner getter's";
 
   const auto masked = std::make_shared<MaskGetter>(Kinds({0, 1, 2, 3, 4}), std::vector<float>{});
-  const HalftonePaintGetter overMask(0.4f, masked, QorSc::kHalftoneLabels);
-  EXPECT_EQ(overMask.Kinds(), Kinds({2, 2, 2, 2, 4}));
-  EXPECT_EQ(overMask.GetPaintKind(), 2) << "masked";
-  EXPECT_FALSE(overMask.HasAbsentComponents());
-}
-
-TEST(HalftonePaintGetter, KindsUnderFullInk) {
-  const auto inner =
-      QorSc::MakeFlatPaintGetter({0.0f, 1.0f, 0.5f, 0.0f}, Kinds({0, 1, 3, 4}), false);
-  const HalftonePaintGetter getter(0.4f, inner, QorSc::kHalftoneLabelsFullInk);
-  EXPECT_EQ(getter.Kinds(), Kinds({4, 3, 3, 4})) << "no ink, no label";
-  EXPECT_TRUE(getter.HasAbsentComponents());
-  EXPECT_EQ(getter.GetPaintKind(), 1) << "not masked";
-
-  const auto masked = std::make_shared<MaskGetter>(Kinds({0, 2, 3}), std::vector<float>{});
-  const HalftonePaintGetter overMask(0.4f, masked, QorSc::kHalftoneLabelsFullInk);
-  EXPECT_EQ(overMask.Kinds(), Kinds({4, 3, 3})) << "only the label mode masks";
-  EXPECT_EQ(overMask.GetPaintKind(), 1) << "only the label mode masks";
+  const HalftonePaintGetter labels(0.4f, masked, QorSc::kHalftoneLabels);
+  EXPECT_EQ(labels.Kinds(), Kinds({2, 2, 2, 2, 4}));
+  EXPECT_EQ(labels.GetPaintKind(), 2) << "masked";
+  EXPECT_FALSE(labels.HasAbsentComponents());
+  const auto masked3 = std::make_shared<MaskGetter>(Kinds({0, 2, 3}), std::vector<float>{});
+  const HalftonePaintGetter full_ink(0.4f, masked3, QorSc::kHalftoneLabelsFullInk);
+  EXPECT_EQ(full_ink.Kinds(), Kinds({4, 3, 3})) << "only the label mode masks";
+  EXPECT_EQ(full_ink.GetPaintKind(), 1) << "only the label mode masks";
 }
 
 TEST(HalftonePaintGetter, UnmaskedWritesTheLabelAtRunStartsOnly) {
