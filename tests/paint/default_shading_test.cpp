@@ -56,25 +56,21 @@ TEST(DefaultShading, ProcessOutputConvertsLikeAFlatColour) {
   const Options::SeparationInfo table{QorDoc::Separation::Entry(
       "Gold", QorDoc::Separation::Representation({0.0f, 0.3f, 0.9f, 0.1f}))};
   const Options process(true, table);
-  DefaultShadingPaintGetter getter(Triangle(), env, process, {}, {0, 0, 100, 100}, chains);
   SourcePaintBuffers buffers(4, 0, 100);
   RunList runs{{40, 20}}, painted;
-  getter.Compute({30}, runs, buffers, painted);
-  ASSERT_EQ(painted.size(), 1u);
-  const auto flat = QorSc::DescribeFlatPaint(
-      process, QorColor::Color{{"Gold", 0.25f}, {"Cyan", 0.5f}});
-  for (std::size_t c = 0; c < 4; ++c)
-    EXPECT_EQ(buffers.Component(c)[45], flat.values[c]) << c;
-
-  // Process colorants alone are copied to their plates, to the bit as converted.
-  DefaultShadingPaintGetter direct(Triangle({{"Black", 0}, {"Cyan", 1}}), env, process, {},
-                                   {0, 0, 100, 100}, chains);
-  direct.Compute({30}, runs, buffers, painted);
-  ASSERT_EQ(painted.size(), 1u);
-  const auto process_flat = QorSc::DescribeFlatPaint(
-      process, QorColor::Color{{"Black", 0.25f}, {"Cyan", 0.5f}});
-  for (std::size_t c = 0; c < 4; ++c)
-    EXPECT_EQ(buffers.Component(c)[45], process_flat.values[c]) << c;
+  // A spot through its representation; process colorants alone copied to their
+  // plates, to the bit as converted.
+  for (const char* first : {"Gold", "Black"}) {
+    SCOPED_TRACE(first);
+    DefaultShadingPaintGetter getter(Triangle({{first, 0}, {"Cyan", 1}}), env, process, {},
+                                     {0, 0, 100, 100}, chains);
+    getter.Compute({30}, runs, buffers, painted);
+    ASSERT_EQ(painted.size(), 1u);
+    const auto flat =
+        QorSc::DescribeFlatPaint(process, QorColor::Color{{first, 0.25f}, {"Cyan", 0.5f}});
+    for (std::size_t c = 0; c < 4; ++c)
+      EXPECT_EQ(buffers.Component(c)[45], flat.values[c]) << c;
+  }
   EXPECT_EQ(buffers.Component(3)[45], 0.25f);
 }
 
