@@ -47,109 +47,92 @@ void Mark(SourcePaintBuffers& buffers) {
   }
 }
 
-std::uint8_t KindOfCyanTint(float tint) {
-  const auto d = QorSc::DescribeFlatPaint(SeparationOptions({"Cyan"}), Color{{"Cyan", tint}});
-  EXPECT_EQ(d.values[0], tint);
-  return d.kinds[0];
+Color NamedOnly(Color color) {
+  color.SetPaintsNamedColorantsOnly(true);
+  return color;
+}
+
+Color Registration(float tint, bool named_only = false) {
+  Color all{{"All", tint}};
+  all.SetPaintsAllColorants(true);
+  all.SetPaintsNamedColorantsOnly(named_only);
+  return all;
 }
 
 TEST(FlatPaint, KindThresholdsAreSinglePrecisionConstants) {
-  EXPECT_EQ(KindOfCyanTint(0.0f), QorSc::kKindZero);
-  EXPECT_EQ(KindOfCyanTint(0.000009f), QorSc::kKindZero);
-  EXPECT_EQ(KindOfCyanTint(0.00001f), QorSc::kKindConstant) << "not below the threshold";
-  EXPECT_EQ(KindOfCyanTint(0.5f), QorSc::kKindConstant);
-  EXPECT_EQ(KindOfCyanTint(0.99999f), QorSc::kKindConstant) << "not above the threshold";
-  EXPECT_EQ(KindOfCyanTint(std::nextafter(0.99999f, 1.0f)), QorSc::kKindFull);
-  EXPECT_EQ(KindOfCyanTint(static_cast<float>(0.999995)), QorSc::kKindFull);
-  EXPECT_EQ(KindOfCyanTint(1.0f), QorSc::kKindFull);
+  const struct {
+    float tint;
+    std::uint8_t kind;
+  } cases[] = {{0.0f, QorSc::kKindZero},
+               {0.000009f, QorSc::kKindZero},
+               {0.00001f, QorSc::kKindConstant},  // not below the threshold
+               {0.5f, QorSc::kKindConstant},
+               {0.99999f, QorSc::kKindConstant},  // not above the threshold
+               {std::nextafter(0.99999f, 1.0f), QorSc::kKindFull},
+               {static_cast<float>(0.999995), QorSc::kKindFull},
+               {1.0f, QorSc::kKindFull}};
+  for (const auto& c : cases) {
+    const auto d = QorSc::DescribeFlatPaint(SeparationOptions({"Cyan"}), Color{{"Cyan", c.tint}});
+    EXPECT_EQ(d.values[0], c.tint);
+    EXPECT_EQ(d.kinds[0], c.kind) << c.tint;
+  }
 }
 
-TEST(FlatPaint, SeparationsConvertAndKnockOutByDefault) {
-  const auto d = QorSc::DescribeFlatPaint(SeparationOptions({"Magenta", "Gold", "Yellow", "Spot"}),
-                                          Color{{"Gold", 0.4f}, {"Yellow", 0.5f}});
-  EXPECT_EQ(d.values, (FlatValues{0.0f, 0.4f, 0.5f, 0.0f}));
-  EXPECT_EQ(d.kinds, Kinds({0, 3, 3, 0}));
-  EXPECT_FALSE(d.absent);
-}
-
-TEST(FlatPaint, NamedColorantsOnlyLeavesForeignSeparationsAbsent) {
-  Color color{{"Cyan", 0.5f}, {"Gold", 1.0f}};
-  color.SetPaintsNamedColorantsOnly(true);
-  const auto d =
-      QorSc::DescribeFlatPaint(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}), color);
-  const float cyan = 0.5f;  // Gold has no cyan: layering weight 0 keeps 0.5 exactly
-  EXPECT_EQ(d.values, (FlatValues{cyan, 0.25f, 1.0f, 0.0f}));
-  EXPECT_EQ(d.kinds, Kinds({3, 4, 4, 4}))
-      << "a simulated spot does not reach plates the colour does not name";
-  EXPECT_TRUE(d.absent);
-
-  Color spot{{"Gold", 0.7f}};
-  spot.SetPaintsNamedColorantsOnly(true);
-  const auto s = QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan"}), spot);
-  EXPECT_EQ(s.kinds, Kinds({3, 4}));
-  EXPECT_TRUE(s.absent);
-
-  Color none;
-  none.SetPaintsNamedColorantsOnly(true);
-  const auto n = QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan"}), none);
-  EXPECT_EQ(n.kinds, Kinds({4, 4}));
-  EXPECT_TRUE(n.absent);
-
-  // Names compare exactly.
-  Color lower{{"gold", 0.7f}};
-  lower.SetPaintsNamedColorantsOnly(true);
-  EXPECT_EQ(QorSc::DescribeFlatPaint(SeparationOptions({"Gold"}), lower).kinds, Kinds({4}));
-}
-
-TEST(FlatPaint, NamedColorantsOnlyDoesNotApplyToProcessOrGray) {
-  Color color{{"Gold", 1.0f}};
-  color.SetPaintsNamedColorantsOnly(true);
-  const auto process = QorSc::DescribeFlatPaint(Options(true, kTable), color);
-  EXPECT_EQ(process.kinds, Kinds({0, 3, 3, 0}));
-  EXPECT_FALSE(process.absent);
-  const auto gray = QorSc::DescribeFlatPaint(Options(false, kTable), color);
-  EXPECT_EQ(gray.kinds, Kinds({3}));
-  EXPECT_FALSE(gray.absent);
-}
-
-TEST(FlatPaint, ProcessNeverUsesFull) {
-  const auto d =
-      QorSc::DescribeFlatPaint(Options(true, kTable), Color{{"Cyan", 1.0f}, {"Black", 0.000001f}});
-  EXPECT_EQ(d.values, (FlatValues{1.0f, 0.0f, 0.0f, 0.000001f}));
-  EXPECT_EQ(d.kinds, Kinds({3, 0, 0, 0}));
-
-  QorSc::FlatPaintGetter getter(d);
-  SourcePaintBuffers buffers(4, 0, 12);
-  Mark(buffers);
-  RunList painted;
-  getter.Compute({0}, RunList{{1, 3}, {7, 2}}, buffers, painted);
-  EXPECT_EQ(buffers.Component(0)[1], 1.0f);
-  EXPECT_EQ(buffers.Component(0)[7], 1.0f);
-  EXPECT_EQ(buffers.Component(0)[2], kMarker);
-  EXPECT_EQ(buffers.Component(3)[1], kMarker) << "Zero components are not written";
-}
-
-TEST(FlatPaint, GrayWritesOneBlackPlate) {
-  const auto d = QorSc::DescribeFlatPaint(Options(false, kTable), Color{{"Black", 0.3f}});
-  EXPECT_EQ(d.values, FlatValues{0.3f});
-  EXPECT_EQ(d.kinds, Kinds({3}));
-}
-
-TEST(FlatPaint, RegistrationPaintsEveryPlateAndIsNeverAbsent) {
-  Color all{{"All", 0.6f}};
-  all.SetPaintsAllColorants(true);
-  all.SetPaintsNamedColorantsOnly(true);
-  const auto s = QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan", "Spot"}), all);
-  EXPECT_EQ(s.values, (FlatValues{0.6f, 0.6f, 0.6f}));
-  EXPECT_EQ(s.kinds, Kinds({3, 3, 3}));
-  EXPECT_FALSE(s.absent);
-
-  Color full{{"All", 1.0f}};
-  full.SetPaintsAllColorants(true);
-  EXPECT_EQ(QorSc::DescribeFlatPaint(SeparationOptions({"Gold", "Cyan"}), full).kinds,
-            Kinds({1, 1}));
-  EXPECT_EQ(QorSc::DescribeFlatPaint(Options(true, kTable), full).kinds, Kinds({3, 3, 3, 3}));
-  EXPECT_EQ(QorSc::DescribeFlatPaint(Options(false, kTable), full).values, FlatValues{1.0f});
+// Separations convert and knock out by default; a colour that paints its named
+// colorants only leaves the other separations Absent (a simulated spot does not
+// reach plates the colour does not name, names compare exactly), but not in process
+// or grey output; process output never uses Full; registration paints every plate
+// and is never Absent.
+TEST(FlatPaint, DescriptionsFollowTheOutputAndTheColoursFlags) {
+  const struct {
+    const char* what;
+    Options options;
+    Color colour;
+    std::optional<FlatValues> values;
+    ComponentKinds kinds;
+    std::optional<bool> absent;
+  } cases[] = {
+      {"knockout", SeparationOptions({"Magenta", "Gold", "Yellow", "Spot"}),
+       Color{{"Gold", 0.4f}, {"Yellow", 0.5f}}, FlatValues{0.0f, 0.4f, 0.5f, 0.0f},
+       Kinds({0, 3, 3, 0}), false},
+      // Gold has no cyan: layering weight 0 keeps 0.5 exactly.
+      {"named only", SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}),
+       NamedOnly(Color{{"Cyan", 0.5f}, {"Gold", 1.0f}}), FlatValues{0.5f, 0.25f, 1.0f, 0.0f},
+       Kinds({3, 4, 4, 4}), true},
+      {"named spot", SeparationOptions({"Gold", "Cyan"}), NamedOnly(Color{{"Gold", 0.7f}}),
+       std::nullopt, Kinds({3, 4}), true},
+      {"named nothing", SeparationOptions({"Gold", "Cyan"}), NamedOnly(Color{}), std::nullopt,
+       Kinds({4, 4}), true},
+      {"names exactly", SeparationOptions({"Gold"}), NamedOnly(Color{{"gold", 0.7f}}), std::nullopt,
+       Kinds({4}), std::nullopt},
+      {"named in process", Options(true, kTable), NamedOnly(Color{{"Gold", 1.0f}}), std::nullopt,
+       Kinds({0, 3, 3, 0}), false},
+      {"named in grey", Options(false, kTable), NamedOnly(Color{{"Gold", 1.0f}}), std::nullopt,
+       Kinds({3}), false},
+      {"process", Options(true, kTable), Color{{"Cyan", 1.0f}, {"Black", 0.000001f}},
+       FlatValues{1.0f, 0.0f, 0.0f, 0.000001f}, Kinds({3, 0, 0, 0}), std::nullopt},
+      {"grey", Options(false, kTable), Color{{"Black", 0.3f}}, FlatValues{0.3f}, Kinds({3}),
+       std::nullopt},
+      {"registration", SeparationOptions({"Gold", "Cyan", "Spot"}), Registration(0.6f, true),
+       FlatValues{0.6f, 0.6f, 0.6f}, Kinds({3, 3, 3}), false},
+      {"full registration", SeparationOptions({"Gold", "Cyan"}), Registration(1.0f), std::nullopt,
+       Kinds({1, 1}), std::nullopt},
+      {"process registration", Options(true, kTable), Registration(1.0f), std::nullopt,
+       Kinds({3, 3, 3, 3}), std::nullopt},
+      {"grey registration", Options(false, kTable), Registration(1.0f), FlatValues{1.0f},
+       Kinds({1}), std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const auto d = QorSc::DescribeFlatPaint(c.options, c.colour);
+    if (c.values) {
+      EXPECT_EQ(d.values, *c.values);
+    }
+    EXPECT_EQ(d.kinds, c.kinds);
+    if (c.absent) {
+      EXPECT_EQ(d.absent, *c.absent);
+    }
+  }
 }
 
 TEST(FlatPaint, ComputeWritesConstantsAtRunStartsOnly) {
@@ -170,33 +153,18 @@ TEST(FlatPaint, ComputeWritesConstantsAtRunStartsOnly) {
     EXPECT_EQ(buffers.Component(2)[x], kMarker) << x;
     EXPECT_EQ(buffers.Mask()[x], kMarker) << x;
   }
-}
-
-TEST(FlatPaint, EmptyRunListWritesNothing) {
-  QorSc::FlatPaintGetter getter(
-      QorSc::DescribeFlatPaint(SeparationOptions({"Cyan"}), Color{{"Cyan", 0.5f}}));
-  SourcePaintBuffers buffers(1, 0, 4);
+  // No runs: nothing painted, nothing written.
   Mark(buffers);
-  RunList painted{{0, 2}};
-  getter.Compute({0}, RunList{}, buffers, painted);
+  getter.Compute({6}, RunList{}, buffers, painted);
   EXPECT_TRUE(painted.empty());
-  for (long long x = 0; x < 4; ++x)
-    EXPECT_EQ(buffers.Component(0)[x], kMarker);
-}
-
-TEST(FlatPaint, ExplicitGetterKeepsWhatItIsGiven) {
-  const auto getter = QorSc::MakeFlatPaintGetter({0.5f, 0.0f}, Kinds({3, 4}), true);
-  EXPECT_EQ(getter->Values(), (FlatValues{0.5f, 0.0f}));
-  EXPECT_EQ(getter->Kinds(), Kinds({3, 4}));
-  EXPECT_TRUE(getter->HasAbsentComponents());
+  for (long long x = -4; x < 10; ++x)
+    EXPECT_EQ(buffers.Component(0)[x], kMarker) << x;
 }
 
 TEST(FlatPaint, FullInkShowsOneInTheColourOwnPlates) {
   const Options options = SeparationOptions({"Cyan", "Gold", "Yellow"});
-  Color color{{"Gold", 0.2f}, {"Cyan", 0.3f}};
-  color.SetPaintsNamedColorantsOnly(true);
   FlatPaintGetterCache cache;
-  const auto getter = cache.GetFullInk(options, color);
+  const auto getter = cache.GetFullInk(options, NamedOnly(Color{{"Gold", 0.2f}, {"Cyan", 0.3f}}));
   EXPECT_EQ(getter->Values(), (FlatValues{1.0f, 1.0f, 0.0f}));
   EXPECT_EQ(getter->Kinds(), Kinds({1, 1, 4}));
   EXPECT_TRUE(getter->HasAbsentComponents());
@@ -217,9 +185,7 @@ TEST(FlatPaintGetterCache, EqualColoursShareOneGetter) {
 
   const auto d = cache.Get(options, Color{{"Cyan", 0.25f}});
   EXPECT_NE(a, d);
-  Color overprint{{"Cyan", 0.5f}};
-  overprint.SetPaintsNamedColorantsOnly(true);
-  const auto e = cache.Get(options, overprint);
+  const auto e = cache.Get(options, NamedOnly(Color{{"Cyan", 0.5f}}));
   EXPECT_NE(a, e) << "same values, different kinds and flag";
   EXPECT_EQ(cache.Size(), 3u);
   EXPECT_EQ(cache.GetFullInk(options, Color{{"Cyan", 0.1f}}),
@@ -233,19 +199,13 @@ TEST(FlatPaintGetterCache, PlannedPaintsDescribeTheirColourExactly) {
   const std::vector<Options> outputs{SeparationOptions({"Cyan", "Gold", "Yellow"}),
                                      SeparationOptions({"Magenta", "Black"}), Options(true, kTable),
                                      Options(false, kTable)};
-  std::vector<Color> colours{Color{{"Gold", 0.45f}, {"Cyan", 0.3f}},
-                             Color{{"Gold", 1.25f}, {"Cyan", -0.5f}},
-                             Color{{"Cyan", 0.2f}, {"Magenta", 0.0f}, {"Yellow", 0.6f},
-                                   {"Black", 0.99999f}},
-                             Color{{"Violet", 0.5f}, {"Yellow", 1.0f}}};
-  for (std::size_t i = 0, n = colours.size(); i < n; ++i) {
-    Color overprint = colours[i];
-    overprint.SetPaintsNamedColorantsOnly(true);
-    colours.push_back(overprint);
-  }
-  Color registration{{"All", 0.7f}};
-  registration.SetPaintsAllColorants(true);
-  colours.push_back(registration);
+  std::vector<Color> colours{
+      Color{{"Gold", 0.45f}, {"Cyan", 0.3f}}, Color{{"Gold", 1.25f}, {"Cyan", -0.5f}},
+      Color{{"Cyan", 0.2f}, {"Magenta", 0.0f}, {"Yellow", 0.6f}, {"Black", 0.99999f}},
+      Color{{"Violet", 0.5f}, {"Yellow", 1.0f}}};
+  for (std::size_t i = 0, n = colours.size(); i < n; ++i)
+    colours.push_back(NamedOnly(colours[i]));
+  colours.push_back(Registration(0.7f));
 
   QorPaint::ColorantLists lists;
   for (const Options& options : outputs) {
@@ -270,51 +230,39 @@ TEST(FlatPaintGetterCache, PlannedPaintsDescribeTheirColourExactly) {
   }
 }
 
-// Plans and paints are found by the options' address: options made where
-// forgotten ones were get plans and getters of their own.
-TEST(FlatPaintGetterCache, ForgottenOptionsLeaveNoPlanBehind) {
+// A paint held by objects is found again by its identity, for its options and ink;
+// its getter is the one its colour describes. Plans and paints are found by the
+// options' address: options made where forgotten ones were get their own.
+TEST(FlatPaintGetterCache, SharedPaintsAreFoundAgainUntilTheirOptionsAreForgotten) {
   QorPaint::ColorantLists lists;
   const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
-  const QorPaint::FlatPaint paint(lists.Intern(colour), colour);
-  FlatPaintGetterCache cache;
-  std::optional<Options> options;
-  options.emplace(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}));
-  const std::shared_ptr<const QorPaint::Paint> shared =
-      std::make_shared<const QorPaint::FlatPaint>(paint);
-  const std::vector<std::shared_ptr<const QorPaint::Paint>> objects(4, shared);
-  EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
-  EXPECT_EQ(cache.Get(*options, shared, false)->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
-  cache.Forget(*options);
-  options.emplace(SeparationOptions({"Black"}));  // the same address
-  EXPECT_EQ(cache.Get(*options, paint)->Values(), (FlatValues{0.5f}));
-  EXPECT_EQ(cache.Get(*options, shared, false)->Values(), (FlatValues{0.5f}));
-}
-
-// A paint held by objects is found again by its identity, for its options and
-// ink; its getter is the one its colour describes.
-TEST(FlatPaintGetterCache, SharedPaintsAreFoundAgain) {
-  QorPaint::ColorantLists lists;
-  const Color colour{{"Cyan", 0.25f}, {"Black", 0.5f}};
+  const QorPaint::FlatPaint flat(lists.Intern(colour), colour);
   const std::shared_ptr<const QorPaint::Paint> paint =
-      std::make_shared<const QorPaint::FlatPaint>(lists.Intern(colour), colour);
+      std::make_shared<const QorPaint::FlatPaint>(flat);
   // Held by several objects and their records, as a paint worth keeping is.
   const std::vector<std::shared_ptr<const QorPaint::Paint>> objects(4, paint);
-  const Options cmyk = SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"});
   const Options black = SeparationOptions({"Black"});
+  std::optional<Options> cmyk;
+  cmyk.emplace(SeparationOptions({"Cyan", "Magenta", "Yellow", "Black"}));
   FlatPaintGetterCache cache;
-  const auto getter = cache.Get(cmyk, paint, false);
+  const auto getter = cache.Get(*cmyk, paint, false);
   EXPECT_EQ(getter->Values(), (FlatValues{0.25f, 0.0f, 0.0f, 0.5f}));
-  EXPECT_EQ(cache.Get(cmyk, paint, false), getter);
+  EXPECT_EQ(cache.Get(*cmyk, paint, false), getter);
+  EXPECT_EQ(cache.Get(*cmyk, flat)->Values(), getter->Values());
   EXPECT_EQ(cache.Get(black, paint, false)->Values(), (FlatValues{0.5f}));
-  EXPECT_EQ(cache.Get(cmyk, paint, true)->Values(), (FlatValues{1.0f, 0.0f, 0.0f, 1.0f}));
-  EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
+  EXPECT_EQ(cache.Get(*cmyk, paint, true)->Values(), (FlatValues{1.0f, 0.0f, 0.0f, 1.0f}));
+  EXPECT_EQ(cache.Get(*cmyk, paint, false)->Values(), getter->Values());
   cache.Forget(black);
-  EXPECT_EQ(cache.Get(cmyk, paint, false)->Values(), getter->Values());
+  EXPECT_EQ(cache.Get(*cmyk, paint, false)->Values(), getter->Values());
   // A paint of one object is described, not kept.
   const std::shared_ptr<const QorPaint::Paint> own =
       std::make_shared<const QorPaint::FlatPaint>(lists.Intern(colour), colour);
-  EXPECT_EQ(cache.Get(cmyk, own, false)->Values(), getter->Values());
+  EXPECT_EQ(cache.Get(*cmyk, own, false)->Values(), getter->Values());
   EXPECT_EQ(own.use_count(), 1);
+  cache.Forget(*cmyk);
+  cmyk.emplace(SeparationOptions({"Black"}));  // the same address
+  EXPECT_EQ(cache.Get(*cmyk, flat)->Values(), (FlatValues{0.5f}));
+  EXPECT_EQ(cache.Get(*cmyk, paint, false)->Values(), (FlatValues{0.5f}));
 }
 
 TEST(FlatPaintGetterCache, ManyColoursStayBoundedAndPaintTheirOwnValues) {
