@@ -55,29 +55,38 @@ Color Plates(std::initializer_list<const char*> names) {
   return plates;
 }
 
-TEST(ColorConversion, DirectColorantsGoToTheirOwnPlates) {
-  const Color color{{"Gold", 0.45f}, {"Magenta", 0.7f}};
-  const auto out = ConvertToSeparations(color, Plates({"Magenta", "Gold", "Cyan"}), Table());
-  ASSERT_EQ(out.size(), 3u);
-  EXPECT_EQ(out[0], 0.7f);
-  EXPECT_EQ(out[1], 0.45f) << "a plate of the spot's own name takes it directly";
-  EXPECT_EQ(out[2], 0.0f) << "a spot on its own plate is not also simulated";
+std::shared_ptr<const Morv::Compound> Shape(double x, double y, double width, double height) {
+  return Morv::PathBuilder().Rectangle(x, y, width, height).BuildShared();
 }
 
-TEST(ColorConversion, SpotWithoutPlateIsSimulatedIntoPresentProcessPlates) {
-  const Color color{{"Gold", 0.5f}};
-  const auto out = ConvertToSeparations(color, Plates({"Yellow", "Spot", "Cyan"}), Table());
-  ASSERT_EQ(out.size(), 3u);
-  EXPECT_EQ(out[0], Layer(0.0f, 0.9f, 0.5f));
-  EXPECT_EQ(out[1], 0.0f);
-  EXPECT_EQ(out[2], Layer(0.0f, 0.1f, 0.5f));
-  EXPECT_EQ(out[2], 0.05f);
-}
-
-TEST(ColorConversion, ProcessColorantWithoutPlateContributesNothingElsewhere) {
-  const Color color{{"Cyan", 0.6f}};
-  const auto out = ConvertToSeparations(color, Plates({"Magenta", "Black", "Gold"}), Table());
-  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.0f, 0.0f}));
+// A spot on its own plate is taken directly and not also simulated; one without a
+// plate is simulated into the process plates present; a process ink without a plate,
+// a spot missing from the table and a name of another case contribute nothing.
+TEST(ColorConversion, SeparationsTakeDirectInksAndSimulateSpotsWithoutPlates) {
+  const struct {
+    const char* what;
+    Color color;
+    Color plates;
+    std::vector<float> expected;
+  } cases[] = {
+      {"own plate",
+       Color{{"Gold", 0.45f}, {"Magenta", 0.7f}},
+       Plates({"Magenta", "Gold", "Cyan"}),
+       {0.7f, 0.45f, 0.0f}},
+      {"simulated",
+       Color{{"Gold", 0.5f}},
+       Plates({"Yellow", "Spot", "Cyan"}),
+       {Layer(0.0f, 0.9f, 0.5f), 0.0f, 0.05f}},
+      {"no plate", Color{{"Cyan", 0.6f}}, Plates({"Magenta", "Black", "Gold"}), {0.0f, 0.0f, 0.0f}},
+      {"unknown",
+       Color{{"Unknown", 1.0f}, {"Yellow", 0.3f}},
+       Plates({"Cyan", "Yellow"}),
+       {0.0f, 0.3f}},
+      {"case", Color{{"gold", 1.0f}}, Plates({"Gold", "Cyan"}), {0.0f, 0.0f}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ConvertToSeparations(c.color, c.plates, Table()), c.expected) << c.what;
+  }
 }
 
 TEST(ColorConversion, ContributionsToOnePlateLayer) {
@@ -103,22 +112,6 @@ TEST(ColorConversion, ContributionsToOnePlateLayer) {
   const auto full = ConvertToSeparations(Color{{"Black", 1.0f}, {"Gold", 1.0f}}, Plates({"Black"}),
                                          {Entry("Gold", Rep({0.0f, 0.0f, 0.0f, 1.0f}))});
   EXPECT_EQ(full[0], 1.0f);
-}
-
-TEST(ColorConversion, SpotMissingFromTheTableContributesNothing) {
-  const Color color{{"Unknown", 1.0f}, {"Yellow", 0.3f}};
-  const auto out = ConvertToSeparations(color, Plates({"Cyan", "Yellow"}), Table());
-  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.3f}));
-  const auto cmyk = ConvertToProcess(color, Table());
-  EXPECT_EQ(cmyk, (std::array<float, 4>{0.0f, 0.0f, 0.3f, 0.0f}));
-  EXPECT_EQ(ConvertToGray(Color{{"Unknown", 1.0f}}, Table()), 0.0f);
-}
-
-TEST(ColorConversion, NamesCompareExactly) {
-  const auto out = ConvertToSeparations(Color{{"gold", 1.0f}}, Plates({"Gold", "Cyan"}), Table());
-  EXPECT_EQ(out, (std::vector<float>{0.0f, 0.0f}));
-  EXPECT_EQ(ConvertToProcess(Color{{"cyan", 1.0f}}, Table()),
-            (std::array<float, 4>{0.0f, 0.0f, 0.0f, 0.0f}));
 }
 
 TEST(ColorConversion, IntoABufferStartsFromNoInkAndMatchesTheReturnedValues) {
@@ -199,29 +192,40 @@ TEST(ColorantLists, InternSharesEqualListsAndPaintsKeepTheirColour) {
   EXPECT_THROW(QorPaint::FlatPaint(nullptr, cmyk), std::invalid_argument);
 }
 
+// Process output layers every ink into CMYK (a zero weight leaves a plate unchanged);
+// unknown spots and names of another case add nothing, the table cannot redefine a
+// process colorant, and inks and representations outside [0, 1] are clamped.
 TEST(ColorConversion, ProcessTakesEverythingIntoCmyk) {
-  const Color color{{"Magenta", 0.2f}, {"Teal", 0.5f}, {"Black", 0.1f}};
-  const auto cmyk = ConvertToProcess(color, Table());
-  const std::array<float, 4> expected{
-      Layer(0.0f, 0.8f, 0.5f), Layer(Layer(0.0f, 1.0f, 0.2f), 0.0f, 0.5f), Layer(0.0f, 0.35f, 0.5f),
-      Layer(Layer(0.0f, 1.0f, 0.1f), 0.05f, 0.5f)};
-  EXPECT_EQ(cmyk, expected);
-  EXPECT_EQ(cmyk[1], 0.2f) << "a zero weight leaves the plate unchanged";
-}
-
-TEST(ColorConversion, TableCannotRedefineProcessColorants) {
-  const std::vector<Entry> table{Entry("Cyan", Rep({0.0f, 1.0f, 0.0f, 0.0f}))};
-  EXPECT_EQ(ConvertToProcess(Color{{"Cyan", 0.5f}}, table),
-            (std::array<float, 4>{0.5f, 0.0f, 0.0f, 0.0f}));
-}
-
-TEST(ColorConversion, InksOutsideTheUnitRangeAreClamped) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  const Color color{{"Cyan", 1.5f}, {"Magenta", -0.5f}, {"Yellow", nan}};
-  EXPECT_EQ(ConvertToProcess(color, Table()), (std::array<float, 4>{1.0f, 0.0f, 0.0f, 0.0f}));
-  const std::vector<Entry> table{Entry("Hot", Rep({2.0f, -1.0f, 0.5f, 0.0f}))};
-  EXPECT_EQ(ConvertToProcess(Color{{"Hot", 1.0f}}, table),
-            (std::array<float, 4>{1.0f, 0.0f, 0.5f, 0.0f}));
+  const struct {
+    const char* what;
+    Color color;
+    std::vector<Entry> table;
+    std::array<float, 4> expected;
+  } cases[] = {
+      {"spots",
+       Color{{"Magenta", 0.2f}, {"Teal", 0.5f}, {"Black", 0.1f}},
+       Table(),
+       {Layer(0.0f, 0.8f, 0.5f), 0.2f, Layer(0.0f, 0.35f, 0.5f),
+        Layer(Layer(0.0f, 1.0f, 0.1f), 0.05f, 0.5f)}},
+      {"unknown", Color{{"Unknown", 1.0f}, {"Yellow", 0.3f}}, Table(), {0.0f, 0.0f, 0.3f, 0.0f}},
+      {"case", Color{{"cyan", 1.0f}}, Table(), {0.0f, 0.0f, 0.0f, 0.0f}},
+      {"process",
+       Color{{"Cyan", 0.5f}},
+       {Entry("Cyan", Rep({0.0f, 1.0f, 0.0f, 0.0f}))},
+       {0.5f, 0.0f, 0.0f, 0.0f}},
+      {"inks",
+       Color{{"Cyan", 1.5f}, {"Magenta", -0.5f}, {"Yellow", nan}},
+       Table(),
+       {1.0f, 0.0f, 0.0f, 0.0f}},
+      {"table",
+       Color{{"Hot", 1.0f}},
+       {Entry("Hot", Rep({2.0f, -1.0f, 0.5f, 0.0f}))},
+       {1.0f, 0.0f, 0.5f, 0.0f}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ConvertToProcess(c.color, c.table), c.expected) << c.what;
+  }
 }
 
 TEST(ColorConversion, GrayWeighsProcessInksAndClampsAtFullInk) {
@@ -232,9 +236,8 @@ TEST(ColorConversion, GrayWeighsProcessInksAndClampsAtFullInk) {
   const float gold = 0.3f * Layer(0.0f, 0.1f, 0.5f) + 0.59f * Layer(0.0f, 0.3f, 0.5f) +
                      0.11f * Layer(0.0f, 0.9f, 0.5f) + Layer(0.0f, 0.2f, 0.5f);
   EXPECT_EQ(ConvertToGray(Color{{"Gold", 0.5f}}, Table()), gold);
-}
-
-TEST(ColorConversion, PureBlackStaysBitExact) {
+  EXPECT_EQ(ConvertToGray(Color{{"Unknown", 1.0f}}, Table()), 0.0f);
+  // Pure black stays bit-exact.
   for (float tint : {0.0f, 1e-7f, 0.1f, 0.3f, 0.123456789f, 0.7f, 0.99999994f, 1.0f}) {
     EXPECT_EQ(ConvertToGray(Color{{"Black", tint}}, Table()), tint) << tint;
   }
@@ -244,7 +247,7 @@ TEST(DocumentBuilder, IdentifiersFollowCreationOrderAndLinksPointBack) {
   QorDoc::DocumentBuilder builder;
   QorDoc::Content& first = builder.AddPage();
   QorDoc::Content& second = builder.AddPage();
-  const auto square = Morv::PathBuilder().Rectangle(0, 0, 10, 10).BuildShared();
+  const auto square = Shape(0, 0, 10, 10);
   const auto a = builder.AddPath(first, square, {});
   const auto b = builder.AddPath(second, square, {});
   const auto c = builder.AddPath(first, square, {});
@@ -274,14 +277,13 @@ TEST(DocumentBuilder, RefusesContentOfAnotherDocument) {
   QorDoc::DocumentBuilder one;
   QorDoc::DocumentBuilder other;
   QorDoc::Content& foreign = other.AddPage();
-  EXPECT_THROW(one.AddPath(foreign, Morv::PathBuilder().Rectangle(0, 0, 1, 1).BuildShared(), {}),
-               std::invalid_argument);
+  EXPECT_THROW(one.AddPath(foreign, Shape(0, 0, 1, 1), {}), std::invalid_argument);
 }
 
 TEST(DocumentBuilder, ObjectsPaintedAlikeShareTheirAttributes) {
   QorDoc::DocumentBuilder builder;
   QorDoc::Content& page = builder.AddPage();
-  const auto square = Morv::PathBuilder().Rectangle(0, 0, 10, 10).BuildShared();
+  const auto square = Shape(0, 0, 10, 10);
   const auto ink = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
   const auto screen = builder.AddHalftoneSet("screen");
   const auto faded =
@@ -366,21 +368,7 @@ TEST(DocumentBuilder, HalftonesKeepCreationOrderAndFindByAddress) {
 
 namespace {
 
-TEST(ContentTree, LayerExpressionsAndBoxes) {
-  auto a = std::make_shared<QorDoc::LayerProperties>("A", true);
-  auto b = std::make_shared<QorDoc::LayerProperties>("B", false);
-  const QorDoc::LayerFilter defaults = [](const std::shared_ptr<QorDoc::LayerProperties>& l) {
-    return l->IsVisibleByDefault();
-  };
-  using E = QorDoc::LayerExpression;
-  EXPECT_TRUE(QorDoc::Evaluate(E::Of(a), defaults));
-  EXPECT_FALSE(QorDoc::Evaluate(E::Of(b), defaults));
-  EXPECT_TRUE(QorDoc::Evaluate(E::Not(E::Of(b)), defaults));
-  EXPECT_FALSE(QorDoc::Evaluate(E::And({E::Of(a), E::Of(b)}), defaults));
-  EXPECT_TRUE(QorDoc::Evaluate(E::Or({E::Of(b), E::Of(a)}), defaults));
-  EXPECT_TRUE(QorDoc::Evaluate(E::And({}), defaults));
-  EXPECT_FALSE(QorDoc::Evaluate(E::Or({}), defaults));
-
+TEST(ContentTree, BoxesParentsAndColorants) {
   QorDoc::DocumentBuilder builder;
   auto& page = builder.AddPage();
   auto& members = builder.AddContent();
@@ -388,9 +376,8 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
   stroked.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
   stroked.strokeStyle.width = 2.0;
   stroked.strokeStyle.join = Morv::LineJoin::kBevel;
-  auto path =
-      builder.AddPath(members, Morv::PathBuilder().Rectangle(0.0, 0.0, 10.0, 10.0).BuildShared(),
-                      stroked, Morv::MilliPointTransformation::Translation(5.0, 0.0));
+  auto path = builder.AddPath(members, Shape(0.0, 0.0, 10.0, 10.0), stroked,
+                              Morv::MilliPointTransformation::Translation(5.0, 0.0));
   auto group = builder.AddGroup(page, members, Morv::MilliPointTransformation::Scale(2.0, 2.0));
   auto doc = builder.Build();
   // The geometry box, and the visual box grown by half the stroke width.
@@ -409,8 +396,7 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
   filled.fill = filled.stroke;
   filled.stroke = nullptr;
   QorDoc::DocumentBuilder fills;
-  auto fill_only = fills.AddPath(
-      fills.AddPage(), Morv::PathBuilder().Rectangle(0.0, 0.0, 10.0, 10.0).BuildShared(), filled);
+  auto fill_only = fills.AddPath(fills.AddPage(), Shape(0.0, 0.0, 10.0, 10.0), filled);
   EXPECT_EQ(fill_only->GetStrokeStyle().width, QorDoc::StrokeStyle().width);
   EXPECT_EQ(fill_only->GetBoundingBox(QorDoc::kVisualBox),
             Morv::MilliPointRectangle(0.0, 0.0, 10.0, 10.0));
@@ -418,15 +404,12 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
   // paint the box is all zero.
   QorDoc::DocumentBuilder clipped;
   auto& clip_page = clipped.AddPage();
-  clipped.AddPath(clip_page, Morv::PathBuilder().Rectangle(0.0, 0.0, 100.0, 100.0).BuildShared(),
-                  {}, {}, true);
-  clipped.AddPath(clip_page, Morv::PathBuilder().Rectangle(90.0, 20.0, 30.0, 10.0).BuildShared(),
-                  stroked);
+  clipped.AddPath(clip_page, Shape(0.0, 0.0, 100.0, 100.0), {}, {}, true);
+  clipped.AddPath(clip_page, Shape(90.0, 20.0, 30.0, 10.0), stroked);
   EXPECT_EQ(clip_page.GetBoundingBox(QorDoc::kGeometryBox),
             Morv::MilliPointRectangle(90.0, 20.0, 10.0, 10.0));
   auto& only_clip = clipped.AddContent();
-  clipped.AddPath(only_clip, Morv::PathBuilder().Rectangle(0.0, 0.0, 100.0, 100.0).BuildShared(),
-                  {}, {}, true);
+  clipped.AddPath(only_clip, Shape(0.0, 0.0, 100.0, 100.0), {}, {}, true);
   EXPECT_EQ(only_clip.GetBoundingBox(QorDoc::kGeometryBox), Morv::MilliPointRectangle());
   // The colorants in order of first use, nested contents included.
   QorDoc::DocumentBuilder more;
@@ -436,11 +419,11 @@ TEST(ContentTree, LayerExpressionsAndBoxes) {
   spot.fill =
       std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Gold", 1.0f}, {"Cyan", 0.2f}});
   spot.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
-  more.AddPath(sheet, Morv::PathBuilder().Rectangle(0.0, 0.0, 1.0, 1.0).BuildShared(), spot);
+  more.AddPath(sheet, Shape(0.0, 0.0, 1.0, 1.0), spot);
   QorDoc::Fillable::Painting varnish;
   varnish.fill =
       std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Varnish", 1.0f}, {"Gold", 0.5f}});
-  more.AddPath(inner, Morv::PathBuilder().Rectangle(0.0, 0.0, 1.0, 1.0).BuildShared(), varnish);
+  more.AddPath(inner, Shape(0.0, 0.0, 1.0, 1.0), varnish);
   more.AddGroup(sheet, inner);
   auto sheet_doc = more.Build();
   const QorColor::Color used = sheet.GetSeparations();
@@ -461,19 +444,16 @@ TEST(ContentTree, GroupBoxesKeptAtBuildMatchTheComputedOnes) {
   QorDoc::Fillable::Painting stroked;
   stroked.stroke = std::make_shared<QorPaint::FlatPaint>(QorColor::Color{{"Black", 1.0f}});
   stroked.strokeStyle.width = 3.0;
-  auto square = [](double x, double size) {
-    return Morv::PathBuilder().Rectangle(x, x, size, size).BuildShared();
-  };
   for (const bool inner_first : {false, true}) {
     QorDoc::DocumentBuilder builder;
     QorDoc::Content* inner = inner_first ? &builder.AddContent() : nullptr;
     auto& page = builder.AddPage();
     auto& outer = builder.AddContent();
     if (!inner_first) inner = &builder.AddContent();
-    builder.AddPath(*inner, square(0.0, 10.0), stroked,
+    builder.AddPath(*inner, Shape(0.0, 0.0, 10.0, 10.0), stroked,
                     Morv::MilliPointTransformation::Translation(1.0, 2.0));
-    builder.AddPath(*inner, square(2.0, 4.0), {}, {}, true);
-    builder.AddPath(outer, square(50.0, 5.0), stroked);
+    builder.AddPath(*inner, Shape(2.0, 2.0, 4.0, 4.0), {}, {}, true);
+    builder.AddPath(outer, Shape(50.0, 50.0, 5.0, 5.0), stroked);
     auto inner_group =
         builder.AddGroup(outer, *inner, Morv::MilliPointTransformation::Scale(3.0, 2.0));
     auto outer_group =
@@ -500,6 +480,7 @@ TEST(LayerExpression, EvaluatesAndSharesSubExpressions) {
   };
   using E = QorDoc::LayerExpression;
   EXPECT_TRUE(QorDoc::Evaluate(E::Of(shown), by_default));
+  EXPECT_FALSE(QorDoc::Evaluate(E::Of(hidden), by_default));
   EXPECT_FALSE(QorDoc::Evaluate(E::Not(E::Of(shown)), by_default));
   EXPECT_TRUE(QorDoc::Evaluate(E::And({}), by_default));
   EXPECT_FALSE(QorDoc::Evaluate(E::Or({}), by_default));
