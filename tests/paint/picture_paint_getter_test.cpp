@@ -51,6 +51,16 @@ void Mark(SourcePaintBuffers& buffers) {
   }
 }
 
+// Line `line` of what `getter` paints over the whole target, on marked buffers.
+SourcePaintBuffers PaintedLine(QorSc::PicturePaintGetter& getter, std::size_t components,
+                               long long line, RunList* painted = nullptr) {
+  SourcePaintBuffers buffers(components, 0, kSize);
+  Mark(buffers);
+  RunList runs;
+  getter.Compute({line}, RunList{{0, kSize}}, buffers, painted ? *painted : runs);
+  return buffers;
+}
+
 // The path generator's runs of the placed unit square, one list per line.
 std::vector<RunList> UnitSquareRuns(const T& t, const QorSc::Environment& env, const Box& box) {
   const std::vector<Morv::MilliPointPoint> square = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
@@ -304,7 +314,6 @@ TEST(PicturePaintGetter, LineRangeIsThePathGeneratorsRunOfTheUnitSquare) {
 
 TEST(PicturePaintGetter, UprightFastPathsRepeatSamples) {
   const QorSc::Environment env = Env();
-  const Box box{0, 0, kSize, kSize};
   std::vector<std::uint8_t> samples(64);
   for (std::size_t i = 0; i < samples.size(); ++i)
     samples[i] = static_cast<std::uint8_t>(i * 3 + 1);
@@ -316,11 +325,8 @@ TEST(PicturePaintGetter, UprightFastPathsRepeatSamples) {
     const T t{width, 0.0, 0.0, 10.0, left, 100.0};
     QorSc::PicturePaintGetter getter(picture, env, options, t);
     ASSERT_EQ(getter.GetOrientationCase(), 0);
-    SourcePaintBuffers buffers(1, box.left, box.right);
-    Mark(buffers);
     RunList painted;
-    const long long line = 95;
-    getter.Compute({line}, RunList{{0, kSize}}, buffers, painted);
+    const SourcePaintBuffers buffers = PaintedLine(getter, 1, 95, &painted);
     ASSERT_EQ(painted.size(), 1u);
     for (long long x = painted[0].start; x < painted[0].End(); ++x) {
       const double f = (x + 0.5 - left) / per;
@@ -333,130 +339,99 @@ TEST(PicturePaintGetter, UprightFastPathsRepeatSamples) {
 
 TEST(PicturePaintGetter, CasesDecodeRulesBitsAndLayering) {
   const QorSc::Environment env = Env();
-  const Box box{0, 0, kSize, kSize};
   const Options black = Plates({"Black"});
+  const Options process(true, {});
+  const T at_top{20, 0, 0, 20, 0, 180};
   const auto gray = QorTest::MakeInkPicture(2, 2, {"Black"}, {0, 255, 128, 64});
-
+  auto orientation = [&](const T& t) {
+    return QorSc::PicturePaintGetter(gray, env, black, t).GetOrientationCase();
+  };
   // A whole picture rising less than half a pixel is upright; a quarter turn is case 1.
-  EXPECT_EQ(
-      QorSc::PicturePaintGetter(gray, env, black, T{100, 0.49, 0, 50, 10, 10}).GetOrientationCase(),
-      0);
-  EXPECT_EQ(
-      QorSc::PicturePaintGetter(gray, env, black, T{0, 100, -50, 0, 80, 10}).GetOrientationCase(),
-      1);
-  EXPECT_EQ(
-      QorSc::PicturePaintGetter(gray, env, black, T{70, 70, -30, 30, 80, 10}).GetOrientationCase(),
-      2);
+  EXPECT_EQ(orientation(T{100, 0.49, 0, 50, 10, 10}), 0);
+  EXPECT_EQ(orientation(T{0, 100, -50, 0, 80, 10}), 1);
+  EXPECT_EQ(orientation(T{70, 70, -30, 30, 80, 10}), 2);
 
   // A run outside the parallelogram paints nothing and writes nothing.
   {
     QorSc::PicturePaintGetter getter(gray, env, black, T{20, 0, 0, 20, 10, 150});
-    SourcePaintBuffers buffers(1, box.left, box.right);
+    SourcePaintBuffers buffers(1, 0, kSize);
     Mark(buffers);
     RunList painted;
     getter.Compute({40}, RunList{{100, 50}}, buffers, painted);
     EXPECT_TRUE(painted.empty());
-    for (long long x = box.left; x < box.right; ++x)
+    for (long long x = 0; x < kSize; ++x)
       ASSERT_EQ(buffers.Component(0)[x], kMarker);
   }
 
   // Decode pairs: top-left sample 0, top-right 255, bottom-left 128.
   auto values = [&](QorImg::DecodePair decode) {
     const auto picture = QorTest::MakeInkPicture(2, 2, {"Black"}, {0, 255, 128, 64}, decode);
-    QorSc::PicturePaintGetter getter(picture, env, black, T{20, 0, 0, 20, 0, 180});
-    SourcePaintBuffers buffers(1, box.left, box.right);
-    RunList painted;
-    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    const float top_left = buffers.Component(0)[5], top_right = buffers.Component(0)[15];
-    getter.Compute({15}, RunList{{0, kSize}}, buffers, painted);
-    return std::tuple{top_left, top_right, buffers.Component(0)[5]};
+    QorSc::PicturePaintGetter getter(picture, env, black, at_top);
+    const SourcePaintBuffers top = PaintedLine(getter, 1, 5);
+    return std::tuple{top.Component(0)[5], top.Component(0)[15],
+                      PaintedLine(getter, 1, 15).Component(0)[5]};
   };
-  const auto [i0, i255, i128] = values({1.0f, 0.0f});
-  EXPECT_EQ(i0, 1.0f);
-  EXPECT_EQ(i255, 0.0f);
-  EXPECT_EQ(i128, 127.0f * 0.003921569f);
+  EXPECT_EQ(values({1.0f, 0.0f}), std::tuple(1.0f, 0.0f, 127.0f * 0.003921569f));
   const auto [o0, o255, o128] = values({0.2f, 0.8f});
   EXPECT_EQ(o0, 0.2f);
   EXPECT_EQ(o255, 0.8f);
   EXPECT_NEAR(o128, 0.2 + 0.6 * 128.0 / 255.0, 1e-6);
 
   // 1-bit samples, most significant bit first: 0b10100000 over three columns.
-  {
-    auto bits = std::make_shared<QorImg::PictureBuffer>(3, 1, 1);
-    bits->GetRowPtr(0)[0] = 0xA0;
-    const auto picture = QorTest::MakeBitPicture(bits, "Black");
-    QorSc::PicturePaintGetter getter(picture, env, black, T{30, 0, 0, 10, 0, 190});
-    SourcePaintBuffers buffers(1, box.left, box.right);
-    RunList painted;
-    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    EXPECT_EQ(buffers.Component(0)[5], 1.0f);
-    EXPECT_EQ(buffers.Component(0)[15], 0.0f);
-    EXPECT_EQ(buffers.Component(0)[25], 1.0f);
-  }
+  auto bits = std::make_shared<QorImg::PictureBuffer>(3, 1, 1);
+  bits->GetRowPtr(0)[0] = 0xA0;
+  QorSc::PicturePaintGetter bit_getter(QorTest::MakeBitPicture(bits, "Black"), env, black,
+                                       T{30, 0, 0, 10, 0, 190});
+  const SourcePaintBuffers bit_line = PaintedLine(bit_getter, 1, 5);
+  EXPECT_EQ(bit_line.Component(0)[5], 1.0f);
+  EXPECT_EQ(bit_line.Component(0)[15], 0.0f);
+  EXPECT_EQ(bit_line.Component(0)[25], 1.0f);
 
   // Process output layers channels: two weight-1 channels of 0.5 give 0.75.
-  {
-    const QorImg::DecodePair half{0.5f, 0.5f};
-    const auto picture = QorTest::MakeInkPicture(1, 1, {"Cyan", "Cyan"}, {0, 0}, half);
-    QorSc::PicturePaintGetter getter(picture, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
-    EXPECT_EQ(getter.Kinds(), QorSc::ComponentKinds({2, 0, 0, 0}));
-    SourcePaintBuffers buffers(4, box.left, box.right);
-    RunList painted;
-    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    EXPECT_EQ(buffers.Component(0)[5], 0.75f);
-  }
+  QorSc::PicturePaintGetter two_cyan(
+      QorTest::MakeInkPicture(1, 1, {"Cyan", "Cyan"}, {0, 0}, QorImg::DecodePair{0.5f, 0.5f}), env,
+      process, at_top);
+  EXPECT_EQ(two_cyan.Kinds(), QorSc::ComponentKinds({2, 0, 0, 0}));
+  EXPECT_EQ(PaintedLine(two_cyan, 4, 5).Component(0)[5], 0.75f);
 
   // A process ink alone on its plate is copied, to the bit what layering it onto the
   // empty plate gives; a decode pair's −0 still layers into +0.
-  {
-    const auto cmyk =
-        QorTest::MakeInkPicture(1, 1, {"Cyan", "Magenta", "Yellow", "Black"}, {0, 51, 128, 255});
-    QorSc::PicturePaintGetter getter(cmyk, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
-    SourcePaintBuffers buffers(4, box.left, box.right);
-    RunList painted;
-    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    const std::uint8_t bytes[4] = {0, 51, 128, 255};
-    for (std::size_t c = 0; c < 4; ++c) {
-      const float s = QorImg::IntToComponent(bytes[c]);
-      EXPECT_EQ(buffers.Component(c)[5], 0.0f + 1.0f * s - 0.0f * 1.0f * s) << c;
-      EXPECT_FALSE(std::signbit(buffers.Component(c)[5])) << c;
-    }
-    const QorImg::DecodePair negative_zero{-0.0f, -0.0f};
-    const auto zero = QorTest::MakeInkPicture(1, 1, {"Cyan"}, {0}, negative_zero);
-    QorSc::PicturePaintGetter layered(zero, env, Options(true, {}), T{20, 0, 0, 20, 0, 180});
-    layered.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    EXPECT_EQ(buffers.Component(0)[5], 0.0f);
-    EXPECT_FALSE(std::signbit(buffers.Component(0)[5]));
+  QorSc::PicturePaintGetter cmyk(
+      QorTest::MakeInkPicture(1, 1, {"Cyan", "Magenta", "Yellow", "Black"}, {0, 51, 128, 255}), env,
+      process, at_top);
+  const SourcePaintBuffers cmyk_line = PaintedLine(cmyk, 4, 5);
+  const std::uint8_t bytes[4] = {0, 51, 128, 255};
+  for (std::size_t c = 0; c < 4; ++c) {
+    const float s = QorImg::IntToComponent(bytes[c]);
+    EXPECT_EQ(cmyk_line.Component(c)[5], 0.0f + 1.0f * s - 0.0f * 1.0f * s) << c;
+    EXPECT_FALSE(std::signbit(cmyk_line.Component(c)[5])) << c;
   }
+  QorSc::PicturePaintGetter layered(
+      QorTest::MakeInkPicture(1, 1, {"Cyan"}, {0}, QorImg::DecodePair{-0.0f, -0.0f}), env, process,
+      at_top);
+  const float zero = PaintedLine(layered, 4, 5).Component(0)[5];
+  EXPECT_EQ(zero, 0.0f);
+  EXPECT_FALSE(std::signbit(zero));
 
   // A spot channel without its plate goes through its representation; overprint
   // leaves foreign plates Absent in separation output.
-  {
-    using Entry = QorDoc::Separation::Entry;
-    using Rep = QorDoc::Separation::Representation;
-    Options::SeparationList plates;
-    plates.Add("Cyan", 0.0f);
-    plates.Add("Black", 0.0f);
-    plates.Add("Gold", 0.0f);
-    const Options options(plates, {Entry("Gold", Rep({0.0f, 0.25f, 1.0f, 0.0f})),
-                                   Entry("Teal", Rep({0.5f, 0.0f, 0.0f, 0.0f}))});
-    const auto teal = QorTest::MakeInkPicture(1, 1, {"Teal"}, {255});
-    QorSc::PicturePaintGetter getter(teal, env, options, T{20, 0, 0, 20, 0, 180});
-    EXPECT_EQ(getter.Kinds(), QorSc::ComponentKinds({2, 0, 0}));
-    SourcePaintBuffers buffers(3, box.left, box.right);
-    RunList painted;
-    getter.Compute({5}, RunList{{0, kSize}}, buffers, painted);
-    EXPECT_EQ(buffers.Component(0)[5], 0.5f);
-
-    QorImg::ChannelMapping mapping;
-    mapping.entries.push_back({"Gold", 0, {}});
-    mapping.paintsNamedColorantsOnly = true;
-    const auto gold =
-        std::make_shared<const QorImg::PaintedPicture>(teal->GetPictureData(), mapping);
-    QorSc::PicturePaintGetter spot(gold, env, options, T{20, 0, 0, 20, 0, 180});
-    EXPECT_EQ(spot.Kinds(), QorSc::ComponentKinds({4, 4, 2}));
-    EXPECT_TRUE(spot.HasAbsentComponents());
-  }
+  using Entry = QorDoc::Separation::Entry;
+  using Rep = QorDoc::Separation::Representation;
+  const Options spots(QorColor::Color{{"Cyan", 0.0f}, {"Black", 0.0f}, {"Gold", 0.0f}},
+                      {Entry("Gold", Rep({0.0f, 0.25f, 1.0f, 0.0f})),
+                       Entry("Teal", Rep({0.5f, 0.0f, 0.0f, 0.0f}))});
+  const auto teal = QorTest::MakeInkPicture(1, 1, {"Teal"}, {255});
+  QorSc::PicturePaintGetter simulated(teal, env, spots, at_top);
+  EXPECT_EQ(simulated.Kinds(), QorSc::ComponentKinds({2, 0, 0}));
+  EXPECT_EQ(PaintedLine(simulated, 3, 5).Component(0)[5], 0.5f);
+  QorImg::ChannelMapping mapping;
+  mapping.entries.push_back({"Gold", 0, {}});
+  mapping.paintsNamedColorantsOnly = true;
+  QorSc::PicturePaintGetter gold(
+      std::make_shared<const QorImg::PaintedPicture>(teal->GetPictureData(), mapping), env, spots,
+      at_top);
+  EXPECT_EQ(gold.Kinds(), QorSc::ComponentKinds({4, 4, 2}));
+  EXPECT_TRUE(gold.HasAbsentComponents());
 }
 
 }  // namespace
@@ -510,14 +485,10 @@ TEST(PicturePaintGetter, ConvertedPicturesConvertWhatTheTargetShows) {
     EXPECT_GT(initially, 0u);
     EXPECT_LT(initially, samples.size() * 2 / 5);
     // Every target pixel as from inks converted beforehand, with nothing more converted.
-    SourcePaintBuffers a(1, 0, kSize);
-    SourcePaintBuffers b(1, 0, kSize);
     for (long long line = 0; line < kSize; ++line) {
-      Mark(a);
-      Mark(b);
       RunList pa, pb;
-      getter.Compute({line}, RunList{{0, kSize}}, a, pa);
-      expected.Compute({line}, RunList{{0, kSize}}, b, pb);
+      const SourcePaintBuffers a = PaintedLine(getter, 1, line, &pa);
+      const SourcePaintBuffers b = PaintedLine(expected, 1, line, &pb);
       ASSERT_EQ(pa, pb) << line;
       for (long long x = 0; x < kSize; ++x)
         ASSERT_EQ(a.Component(0)[x], b.Component(0)[x]) << "line " << line << " x " << x;
