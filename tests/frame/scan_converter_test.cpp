@@ -19,6 +19,7 @@
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
 #include "scan/halftone.h"
+#include "test_ramp.h"
 #include "test_scene.h"
 
 namespace {
@@ -268,16 +269,16 @@ TEST(ScanConverter, BytesConvertInSinglePrecision) {
 // ComponentToByte of its float, traces of ink and the 0.5/255 boundary included.
 TEST(ScanConverter, PerPixelBytesMatchTheScalarConversion) {
   Scene scene;
-  QorPaint::ShadingPaint::Common common;
-  common.mapping = QorPaint::SeparationMapping({{"Cyan", 0}, {"Gold", 1}}, false);
-  // Steep powers put many pixels just above 0, where a trace must stay 1.
-  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
-      QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{},
-      std::vector<double>{0.0, 1.0}, std::vector<double>{1.0, 0.0}, 9.0);
   const auto axis = QorScTest::ToWorld({{1.0, 0.0}, {kWidth - 3.0, 0.0}});
   QorDoc::Fillable::Painting painting;
-  painting.fill = std::make_shared<QorPaint::AxialShadingPaint>(
-      common, std::array{axis[0], axis[1]}, ramp, QorPaint::Interval{}, std::array{true, true});
+  // Steep powers put many pixels just above 0, where a trace must stay 1.
+  painting.fill =
+      QorScTest::AxialRamp({QorPaint::SeparationMapping({{"Cyan", 0}, {"Gold", 1}}, false),
+                            {axis[0], axis[1]},
+                            true,
+                            {0.0, 1.0},
+                            {1.0, 0.0},
+                            9.0});
   painting.transparency = QorBlend::Transparency::Opaque();
   scene.Add(Rect(0, 0, kWidth, kHeight), painting);
   painting.transparency =
@@ -325,19 +326,14 @@ TEST(ScanConverter, PixelBytesAreThePlaneBytesInterleaved) {
     };
     Scene scene;
     scene.Add(Rect(10, 2, 200, 12), flat(1.0f, 0.0f));
-    scene.Add(Rect(200, 2, 290, 12), flat(1.0f, 0.0f));  // the same tuple, joined
-    scene.Add(Rect(20, 6, 280, 9), flat(0.5f, 0.5f));    // one byte on every plate
-    scene.Add(Rect(30, 14, 33, 24), flat(0.25f, 1.0f));  // a short stretch
+    scene.Add(Rect(200, 2, 290, 12), flat(1.0f, 0.0f));    // the same tuple, joined
+    scene.Add(Rect(20, 6, 280, 9), flat(0.5f, 0.5f));      // one byte on every plate
+    scene.Add(Rect(30, 14, 33, 24), flat(0.25f, 1.0f));    // a short stretch
     scene.Add(Rect(281, 20, 310, 24), flat(0.25f, 1.0f));  // up to the line's end
-    QorPaint::ShadingPaint::Common common;
-    common.mapping = QorPaint::SeparationMapping({{names.back(), 0}}, false);
-    auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
-        QorPaint::Interval{0.0, 1.0}, std::vector<QorPaint::Interval>{}, std::vector<double>{0.0},
-        std::vector<double>{1.0}, 1.0);
     const auto axis = QorScTest::ToWorld({{40.0, 0.0}, {250.0, 0.0}});
     QorDoc::Fillable::Painting painting;
-    painting.fill = std::make_shared<QorPaint::AxialShadingPaint>(
-        common, std::array{axis[0], axis[1]}, ramp, QorPaint::Interval{}, std::array{true, true});
+    painting.fill = QorScTest::AxialRamp(
+        {QorPaint::SeparationMapping({{names.back(), 0}}, false), {axis[0], axis[1]}, true});
     painting.transparency = QorBlend::Transparency::Opaque();
     scene.Add(Rect(40, 16, 250, 28), painting);
     // Beyond a narrow gap, a second piece: both are interleaved together.
@@ -501,6 +497,30 @@ TEST(ScanConverter, HalftoneLabelsDecodeToTheObjectsSets) {
   EXPECT_FALSE(QorSc::ToHalftoneSet(labels[17], document).has_value()) << "not painted";
 }
 
+// The reference pixels of a scene's objects over `box` (row by row from its top-left),
+// and the objects painting on each line.
+struct ReferenceImage {
+  std::vector<ReferencePixel> pixels;
+  std::vector<std::vector<std::size_t>> hits;
+};
+
+ReferenceImage Reference(const Scene& scene, const std::vector<ReferencePaint>& paints,
+                         const Box& box) {
+  ReferenceImage image{std::vector<ReferencePixel>(box.Width() * box.Height(), ReferencePixel(3)),
+                       std::vector<std::vector<std::size_t>>(box.Height())};
+  for (std::size_t k = 0; k < paints.size(); ++k) {
+    const auto runs = QorScTest::ReferenceRuns({scene.shapes[k]}, 1, box);
+    for (long long y = 0; y < box.Height(); ++y) {
+      if (!runs[y].empty()) image.hits[y].push_back(scene.paths[k]->GetID());
+      for (const QorSc::Run& r : runs[y]) {
+        for (long long x = r.start; x < r.End(); ++x)
+          image.pixels[y * box.Width() + (x - box.left)].Paint(paints[k]);
+      }
+    }
+  }
+  return image;
+}
+
 // Random stacks of rectangles and polygons with process, spot and named-only
 // colours, alphas, blend modes and alpha-is-shape flags, in every output shape,
 // bit for bit against the reference.
@@ -549,19 +569,7 @@ TEST(ScanConverter, MatchesTheReferenceCompositorOnRandomScenes) {
                     paint.alphaIsShape ? 1 : 0));
     }
 
-    // The reference, per pixel, and the objects on each line.
-    std::vector<ReferencePixel> expected(kWidth * kHeight, ReferencePixel(3));
-    std::vector<std::vector<std::size_t>> hits(kHeight);
-    for (std::size_t k = 0; k < paints.size(); ++k) {
-      const auto runs = QorScTest::ReferenceRuns({scene.shapes[k]}, 1, box);
-      for (long long y = 0; y < kHeight; ++y) {
-        if (!runs[y].empty()) hits[y].push_back(scene.paths[k]->GetID());
-        for (const QorSc::Run& r : runs[y]) {
-          for (long long x = r.start; x < r.End(); ++x)
-            expected[y * kWidth + x].Paint(paints[k]);
-        }
-      }
-    }
+    const auto [expected, hits] = Reference(scene, paints, box);
 
     const QorSc::Options options(kPlates, {});
     QorSc::ScanConverter floats(scene.Collect(options, box));
@@ -628,18 +636,7 @@ TEST(ScanConverter, KeptRectanglesMatchTheReferenceWithHitListsBetween) {
                 std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, paint.alpha,
                                                                paint.alpha, 0));
     }
-    std::vector<ReferencePixel> expected(width * box.bottom, ReferencePixel(3));
-    std::vector<std::vector<std::size_t>> hits(box.bottom);
-    for (std::size_t k = 0; k < paints.size(); ++k) {
-      const auto runs = QorScTest::ReferenceRuns({scene.shapes[k]}, 1, box);
-      for (long long l = 0; l < box.bottom; ++l) {
-        if (!runs[l].empty()) hits[l].push_back(scene.paths[k]->GetID());
-        for (const QorSc::Run& r : runs[l]) {
-          for (long long p = r.start; p < r.End(); ++p)
-            expected[l * width + (p - box.left)].Paint(paints[k]);
-        }
-      }
-    }
+    const auto [expected, hits] = Reference(scene, paints, box);
     const QorSc::Options options(kPlates, {});
     QorSc::ScanConverter bytes(scene.Collect(options, box));
     QorSc::ScanConverter mixed(scene.Collect(options, box));
