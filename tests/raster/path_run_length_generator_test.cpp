@@ -8,11 +8,13 @@
 
 #include "raster/path_run_length_generator_builder.h"
 #include "reference_rasterizer.h"
+#include "test_scene.h"
 
 namespace {
 
 using QorSc::RunList;
 using QorScTest::Polygon;
+using QorScTest::Rect;
 using Box = QorMath::Rectangle<long long>;
 
 // Hands out given internal points.
@@ -53,49 +55,37 @@ std::vector<RunList> AllLines(const std::vector<Polygon>& polygons, std::uint32_
   return lines;
 }
 
-Polygon Rect(double x0, double y0, double x1, double y1) {
-  return {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-}
-
-RunList RunsOn(const std::vector<RunList>& lines, const Box& box, long long y) {
-  return lines[y - box.top];
-}
-
 const Box kBox{10, 10, 20, 20};
 
+// Rectangles cover the pixels whose centres they hold: halves round away from zero,
+// also left of the origin; a rectangle wider than the box gives one run over it. The
+// sample band's top edge is strict (y < y0 + 0.5), its bottom edge not (y >= y1 - 0.5).
 TEST(PathRunLengthGenerator, RectanglesCoverPixelCentres) {
-  auto lines = AllLines({Rect(10, 10, 20, 20)}, 1, kBox);
-  for (long long y = 10; y < 20; ++y)
-    EXPECT_EQ(RunsOn(lines, kBox, y), (RunList{{10, 10}}));
-
   const Box wide{0, 0, 40, 40};
-  lines = AllLines({Rect(10.5, 10.5, 20.5, 20.5)}, 1, wide);
-  EXPECT_TRUE(RunsOn(lines, wide, 10).empty());
-  for (long long y = 11; y <= 20; ++y)
-    EXPECT_EQ(RunsOn(lines, wide, y), (RunList{{11, 10}}));
-  EXPECT_TRUE(RunsOn(lines, wide, 21).empty());
-
-  // Halves round away from zero, also left of the origin.
   const Box negative{-30, -30, 0, 0};
-  lines = AllLines({Rect(-20.5, -20.2, -10.5, -10.2)}, 1, negative);
-  EXPECT_EQ(RunsOn(lines, negative, -15), (RunList{{-21, 10}}));
-
-  // Wider than the box: one run over the whole box.
-  lines = AllLines({Rect(-100, 12, 100, 14)}, 1, kBox);
-  EXPECT_EQ(RunsOn(lines, kBox, 12), (RunList{{10, 10}}));
-  EXPECT_EQ(RunsOn(lines, kBox, 13), (RunList{{10, 10}}));
-  EXPECT_TRUE(RunsOn(lines, kBox, 14).empty());
-}
-
-TEST(PathRunLengthGenerator, SampleBandEdges) {
-  // Bit 2 is strict (y < y0 + 0.5), bit 8 is not (y >= y1 - 0.5).
-  auto lines = AllLines({Rect(12, 5, 18, 10.5)}, 1, kBox);
-  EXPECT_EQ(RunsOn(lines, kBox, 10), (RunList{{12, 6}}));
-  EXPECT_TRUE(RunsOn(lines, kBox, 11).empty());
-  lines = AllLines({Rect(12, 19.4, 18, 19.6)}, 1, kBox);
-  EXPECT_EQ(RunsOn(lines, kBox, 19), (RunList{{12, 6}}));
-  lines = AllLines({Rect(12, 19.5, 18, 25)}, 1, kBox);
-  EXPECT_TRUE(RunsOn(lines, kBox, 19).empty());
+  const struct {
+    Polygon rect;
+    Box box;
+    long long first, last;  // lines [first, last] have `runs`
+    RunList runs;
+  } cases[] = {
+      {Rect(10, 10, 20, 20), kBox, 10, 19, {{10, 10}}},
+      {Rect(10.5, 10.5, 20.5, 20.5), wide, 10, 10, {}},
+      {Rect(10.5, 10.5, 20.5, 20.5), wide, 11, 20, {{11, 10}}},
+      {Rect(10.5, 10.5, 20.5, 20.5), wide, 21, 21, {}},
+      {Rect(-20.5, -20.2, -10.5, -10.2), negative, -15, -15, {{-21, 10}}},
+      {Rect(-100, 12, 100, 14), kBox, 12, 13, {{10, 10}}},
+      {Rect(-100, 12, 100, 14), kBox, 14, 14, {}},
+      {Rect(12, 5, 18, 10.5), kBox, 10, 10, {{12, 6}}},
+      {Rect(12, 5, 18, 10.5), kBox, 11, 11, {}},
+      {Rect(12, 19.4, 18, 19.6), kBox, 19, 19, {{12, 6}}},
+      {Rect(12, 19.5, 18, 25), kBox, 19, 19, {}},
+  };
+  for (const auto& c : cases) {
+    const auto lines = AllLines({c.rect}, 1, c.box);
+    for (long long y = c.first; y <= c.last; ++y)
+      EXPECT_EQ(lines[y - c.box.top], c.runs) << c.rect[0].x << "," << c.rect[0].y << " line " << y;
+  }
 }
 
 TEST(PathRunLengthGenerator, SegmentFilterNeverChangesTheOutput) {
@@ -113,7 +103,7 @@ TEST(PathRunLengthGenerator, SegmentFilterNeverChangesTheOutput) {
     EXPECT_EQ(lines, QorScTest::ReferenceRuns(cases[c], 1, kBox)) << "case " << c;
     for (long long y = 10; y < 20; ++y) {
       const RunList expected = (y >= first_line[c] && y < 18) ? RunList{{10, 5}} : RunList{};
-      EXPECT_EQ(RunsOn(lines, kBox, y), expected) << "case " << c << " line " << y;
+      EXPECT_EQ(lines[y - kBox.top], expected) << "case " << c << " line " << y;
     }
   }
 }
@@ -122,12 +112,12 @@ TEST(PathRunLengthGenerator, SpikesVanishOnlyWhenTheyCancel) {
   // A dent down one row and back at the same rounded x adds nothing on line 18.
   const Polygon spike{{12, 12}, {18, 12}, {18, 18}, {15, 18}, {15.1, 19.2}, {15.2, 18.1}, {12, 18}};
   auto lines = AllLines({spike}, 1, kBox);
-  EXPECT_TRUE(RunsOn(lines, kBox, 18).empty());
+  EXPECT_TRUE(lines[18 - kBox.top].empty());
   EXPECT_EQ(lines, QorScTest::ReferenceRuns({spike}, 1, kBox));
   // Crossing the row at different rounded x, the dent covers one pixel.
   const Polygon dent{{12, 12}, {18, 12}, {18, 18}, {15, 18}, {15.5, 19.2}, {16.4, 18.1}, {12, 18}};
   lines = AllLines({dent}, 1, kBox);
-  EXPECT_EQ(RunsOn(lines, kBox, 18), (RunList{{15, 1}}));
+  EXPECT_EQ(lines[18 - kBox.top], (RunList{{15, 1}}));
   EXPECT_EQ(lines, QorScTest::ReferenceRuns({dent}, 1, kBox));
 }
 
@@ -154,7 +144,7 @@ TEST(PathRunLengthGenerator, WindingRulesAndDegenerateShapes) {
 
   // Two abutting rectangles of one compound give one run.
   const auto abutting = AllLines({Rect(10, 10, 15, 20), Rect(15, 10, 20, 20)}, 1, kBox);
-  EXPECT_EQ(RunsOn(abutting, kBox, 15), (RunList{{10, 10}}));
+  EXPECT_EQ(abutting[15 - kBox.top], (RunList{{10, 10}}));
   // A zero-height sliver and a single point give nothing.
   for (const auto& line : AllLines({{{11, 15.2}, {19, 15.2}, {14, 15.2}}, {{12, 12}}}, 1, kBox)) {
     EXPECT_TRUE(line.empty());
