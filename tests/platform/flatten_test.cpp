@@ -49,10 +49,6 @@ P CurveAt(const std::vector<P>& control, double t) {
   return level[0];
 }
 
-double PointDistance(P a, P b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
-}
-
 double SquaredDistance(P a, P b) {
   return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
 }
@@ -66,61 +62,18 @@ double SquaredSegmentDistance(P p, P a, P b) {
   return SquaredDistance(p, {a.x + dx * t, a.y + dy * t});
 }
 
-// A curve with a dense sampling of itself, for distance queries.
-struct SampledCurve {
-  static constexpr int kSamples = 1000;
-  std::vector<P> control;
-  std::vector<P> samples;
-
-  explicit SampledCurve(std::vector<P> c) : control(std::move(c)) {
-    for (int i = 0; i <= kSamples; ++i)
-      samples.push_back(CurveAt(control, double(i) / kSamples));
-  }
-
-  // The nearest sample, refined by golden-section search between its neighbours.
-  double DistanceTo(P p) const {
-    int best = 0;
-    double best_d = std::numeric_limits<double>::infinity();
-    for (int i = 0; i <= kSamples; ++i) {
-      const double d = SquaredDistance(samples[i], p);
-      if (d < best_d) {
-        best_d = d;
-        best = i;
-      }
-    }
-    double lo = std::max(0.0, double(best - 1) / kSamples);
-    double hi = std::min(1.0, double(best + 1) / kSamples);
-    const double g = (std::sqrt(5.0) - 1.0) / 2.0;
-    for (int k = 0; k < 80; ++k) {
-      const double m1 = hi - g * (hi - lo);
-      const double m2 = lo + g * (hi - lo);
-      if (PointDistance(CurveAt(control, m1), p) < PointDistance(CurveAt(control, m2), p)) {
-        hi = m2;
-      } else {
-        lo = m1;
-      }
-    }
-    return std::min(std::sqrt(best_d), PointDistance(CurveAt(control, 0.5 * (lo + hi)), p));
-  }
-};
-
+// A polygon yields exactly its corners (closing is the consumer's work: no repeated
+// start point at the end); a subpath without segments yields its start only.
 TEST(Flatten, PolygonYieldsExactlyItsPoints) {
   const std::vector<MilliPointPoint> corners = {{0.0, 0.0}, {10.0, 0.0}, {10.0, 5.0}, {-3.5, 7.25}};
+  const std::vector<MilliPointPoint> origin = {{0.0, 0.0}};
   for (bool closed : {false, true}) {
     const Subpath s = Subpath::Polygon(corners, closed);
-    // Closing is the consumer's work: no repeated start point at the end.
     EXPECT_EQ(Walk(s, 0.5), corners);
     EXPECT_EQ(Walk(s, 0.0), corners);
+    EXPECT_EQ(Walk(Subpath::Polygon({}, closed), 1.0), origin);
   }
-}
-
-TEST(Flatten, SubpathWithoutSegmentsYieldsItsStartOnly) {
-  const std::vector<MilliPointPoint> origin = {{0.0, 0.0}};
-  EXPECT_EQ(Walk(Subpath::Polygon({}, false), 1.0), origin);
-  EXPECT_EQ(Walk(Subpath::Polygon({}, true), 1.0), origin);
-  const Subpath lone({4.0, -2.0}, {}, true);
-  const std::vector<MilliPointPoint> start = {{4.0, -2.0}};
-  EXPECT_EQ(Walk(lone, 1.0), start);
+  EXPECT_EQ(Walk(Subpath({4.0, -2.0}, {}, true), 1.0), (std::vector<MilliPointPoint>{{4.0, -2.0}}));
 }
 
 TEST(Flatten, IteratorPositionsAndEnd) {
@@ -179,7 +132,9 @@ TEST(Flatten, RandomCurvesStayWithinFlatness) {
                                {control[3].x, control[3].y})
               : Segment::Quadratic({control[1].x, control[1].y}, {control[2].x, control[2].y});
     const Subpath s(start, {segment}, false);
-    const SampledCurve curve(control);
+    std::vector<P> samples;
+    for (int i = 0; i <= 1000; ++i)
+      samples.push_back(CurveAt(control, i / 1000.0));
 
     for (double flatness : {1.0, 10.0, 100.0}) {
       const std::vector<MilliPointPoint> points = Walk(s, flatness);
@@ -188,13 +143,16 @@ TEST(Flatten, RandomCurvesStayWithinFlatness) {
       EXPECT_EQ(points.back(), segment.end);
       EXPECT_EQ(points.size(), 1 + Morv::CurvePieceCount(start, segment, flatness));
 
+      // The points lie on the curve at evenly spaced parameters.
       std::vector<P> polyline;
       for (const MilliPointPoint& q : points) {
         polyline.push_back(FromPoint(q));
-        EXPECT_LE(curve.DistanceTo(polyline.back()), 1e-6) << "round " << round;
+        const P on = CurveAt(control, double(polyline.size() - 1) / double(points.size() - 1));
+        EXPECT_LE(std::hypot(on.x - polyline.back().x, on.y - polyline.back().y), 1e-6)
+            << "round " << round;
       }
       double worst = 0.0;
-      for (const P& c : curve.samples) {
+      for (const P& c : samples) {
         double nearest = std::numeric_limits<double>::infinity();
         for (std::size_t k = 0; k + 1 < polyline.size(); ++k) {
           nearest = std::min(nearest, SquaredSegmentDistance(c, polyline[k], polyline[k + 1]));
