@@ -10,6 +10,7 @@
 #include "paint/flat_paint_getter.h"
 #include "qorpaint/shading_paint.h"
 #include "raster/clip.h"
+#include "test_ramp.h"
 #include "test_scene.h"
 
 namespace {
@@ -22,13 +23,8 @@ std::shared_ptr<const QorPaint::Paint> Flat() {
 }
 
 std::shared_ptr<const QorPaint::Paint> Ramp() {
-  QorPaint::ShadingPaint::Common common;
-  common.mapping = QorPaint::SeparationMapping({{"Cyan", 0}}, false);
-  auto ramp = std::make_shared<QorPaint::ExponentialFunction>(
-      QorPaint::Interval{0, 1}, std::vector<QorPaint::Interval>{}, std::vector<double>{0},
-      std::vector<double>{1}, 1.0);
-  return std::make_shared<QorPaint::AxialShadingPaint>(
-      common, std::array{Morv::MilliPointPoint(10, 0), Morv::MilliPointPoint(30, 0)}, ramp);
+  return QorScTest::AxialRamp({QorPaint::SeparationMapping({{"Cyan", 0}}, false),
+                               {Morv::MilliPointPoint(10, 0), Morv::MilliPointPoint(30, 0)}});
 }
 
 std::unique_ptr<QorSc::FillableObjectInfo> Record(const QorSc::GeometrySource& geometry,
@@ -38,48 +34,43 @@ std::unique_ptr<QorSc::FillableObjectInfo> Record(const QorSc::GeometrySource& g
                                          placement, nullptr, false);
 }
 
+// A box's coverage is the box itself: no shape, no transformation kept. A compound,
+// an outline or a mask (a mask reduced to a tiny box too: its generator covers the
+// box) or a flattened compound is kept with its placement.
 TEST(FillableObjectInfo, KeepsTheShapeItsGeneratorReadsAndNothingElse) {
   const Box box{2, 3, 40, 50};
   const T placed = T::Translation(11.0, -4.0);
-
-  // A box: the coverage is the box itself; no shape, no transformation kept.
-  const QorSc::GeometrySource plain =
-      Record({box, nullptr, nullptr, placed}, Flat())->GetGeometry();
-  EXPECT_EQ(plain.pixelBox, box);
-  EXPECT_EQ(plain.compound, nullptr);
-  EXPECT_EQ(plain.mask, nullptr);
-  EXPECT_EQ(plain.outline, nullptr);
-  EXPECT_EQ(plain.flatCompound, nullptr);
-  EXPECT_EQ(plain.transformation, T{});
-
   const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
-  const QorSc::GeometrySource filled =
-      Record({box, compound, nullptr, placed}, Flat())->GetGeometry();
-  EXPECT_EQ(filled.pixelBox, box);
-  EXPECT_EQ(filled.compound, compound);
-  EXPECT_EQ(filled.transformation, placed);
-
   QorSc::GeometrySource flattened{box, nullptr, nullptr, placed};
   flattened.flatCompound = std::make_shared<QorSc::FlatOutline>();
-  EXPECT_EQ(Record(flattened, Flat())->GetGeometry().flatCompound, flattened.flatCompound);
-  EXPECT_EQ(Record(flattened, Flat())->GetGeometry().compound, nullptr);
-
   QorSc::GeometrySource stroked{box, nullptr, nullptr, placed};
   stroked.outline = std::make_shared<const Morv::StrokeOutline>(
       compound, 1.0, Morv::LineCap::kButt, Morv::LineJoin::kMiter, 10.0, nullptr, 0.1);
-  const QorSc::GeometrySource outline = Record(stroked, Flat())->GetGeometry();
-  EXPECT_EQ(outline.outline, stroked.outline);
-  EXPECT_EQ(outline.transformation, placed);
-
-  // A mask reduced to a tiny box keeps its mask: the mask generator covers the box.
-  const auto bits = std::make_shared<const QorImg::PictureBuffer>(4, 4, 1);
-  const QorSc::GeometrySource masked = Record({box, nullptr, bits, placed}, Flat())->GetGeometry();
-  EXPECT_EQ(masked.mask, bits);
-  EXPECT_EQ(masked.compound, nullptr);
-  EXPECT_EQ(masked.transformation, placed);
+  const QorSc::GeometrySource masked{
+      box, nullptr, std::make_shared<const QorImg::PictureBuffer>(4, 4, 1), placed};
+  const struct {
+    const char* what;
+    QorSc::GeometrySource given;
+    T kept;
+  } cases[] = {{"box", {box, nullptr, nullptr, placed}, T{}},
+               {"compound", {box, compound, nullptr, placed}, placed},
+               {"flattened", flattened, placed},
+               {"outline", stroked, placed},
+               {"mask", masked, placed}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const QorSc::GeometrySource kept = Record(c.given, Flat())->GetGeometry();
+    EXPECT_EQ(kept.pixelBox, box);
+    EXPECT_EQ(kept.compound, c.given.compound);
+    EXPECT_EQ(kept.mask, c.given.mask);
+    EXPECT_EQ(kept.outline, c.given.outline);
+    EXPECT_EQ(kept.flatCompound, c.given.flatCompound);
+    EXPECT_EQ(kept.transformation, c.kept);
+  }
 }
 
-TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVaryAndASoftMaskWhenGiven) {
+// Soft masks are set by collection (its tests check them); a paint is required.
+TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVary) {
   const Box box{0, 0, 10, 10};
   const T placement = T::Translation(7.0, 3.0);
   // A flat paint is the same wherever it is placed.
@@ -89,15 +80,6 @@ TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVaryAndASoftMaskWhenGiven) 
   const auto shaded = Record({box, nullptr, nullptr, {}}, Ramp(), placement);
   EXPECT_EQ(shaded->GetPaintPlacement(), placement);
   EXPECT_EQ(shaded->GetGeometry().pixelBox, box);
-
-  auto mask = std::make_unique<QorSc::SoftMaskRecord>();
-  const QorSc::SoftMaskRecord* given = mask.get();
-  flat->SetSoftMask(std::move(mask));
-  EXPECT_EQ(flat->GetSoftMask(), given);
-  EXPECT_EQ(flat->GetPaintPlacement(), T{});
-  flat->SetSoftMask(nullptr);
-  EXPECT_EQ(flat->GetSoftMask(), nullptr);
-
   EXPECT_THROW(Record({box, nullptr, nullptr, {}}, nullptr), std::invalid_argument);
 }
 
@@ -111,10 +93,11 @@ TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
   QorSc::ConversionPools pools(page.left, page.right);
   QorSc::LineRenderer renderer(env, page, QorSc::Options(plates, {}), nullptr, pools);
   auto with = [&](std::shared_ptr<QorSc::Clip> clip,
-                  std::shared_ptr<const QorBlend::Transparency> t, bool stroke) {
+                  std::shared_ptr<const QorBlend::Transparency> t, bool stroke,
+                  std::shared_ptr<const QorPaint::Paint> paint = Flat()) {
     return QorSc::FillableObjectInfo::Make(nullptr, nullptr, std::move(clip),
-                                           {box, nullptr, nullptr, {}}, Flat(), {}, std::move(t),
-                                           stroke);
+                                           {box, nullptr, nullptr, {}}, std::move(paint), {},
+                                           std::move(t), stroke);
   };
 
   QorSc::OpaqueFlatCopy copy;
@@ -127,10 +110,8 @@ TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
   EXPECT_EQ(copy.constants[0].second, 0.5f);
   // A paint shared by several objects copies what its kept getter copies.
   const auto shared = Flat();
-  const auto first = QorSc::FillableObjectInfo::Make(
-      nullptr, nullptr, nullptr, {box, nullptr, nullptr, {}}, shared, {}, nullptr, false);
-  const auto second = QorSc::FillableObjectInfo::Make(
-      nullptr, nullptr, nullptr, {box, nullptr, nullptr, {}}, shared, {}, nullptr, false);
+  const auto first = with(nullptr, nullptr, false, shared);
+  const auto second = with(nullptr, nullptr, false, shared);
   QorSc::OpaqueFlatCopy again;
   ASSERT_TRUE(first->FlatBoxCopy(renderer, again));
   ASSERT_TRUE(second->FlatBoxCopy(renderer, again));
