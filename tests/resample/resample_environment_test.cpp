@@ -31,12 +31,6 @@ TEST(ResampleEnvironment, ModesGiveFactorAndShift) {
   EXPECT_EQ(Env(10).Factor(), 0u);
   EXPECT_FALSE(Env(10).NeedsShift());
   EXPECT_EQ(Env(-1).Factor(), 0u);
-
-  ResampleEnvironment assigned = Env(0);
-  assigned = Env(4);
-  EXPECT_EQ(assigned.Mode(), 4);
-  EXPECT_EQ(assigned.Factor(), 3u);
-  EXPECT_TRUE(assigned.NeedsShift());
 }
 
 TEST(ResampleEnvironment, BoxesBetweenGrids) {
