@@ -170,41 +170,19 @@ TEST(ScanConverter, LinesWithoutComponentsAreStillLines) {
   }
 }
 
-// A record whose box ends above the first line is dropped unseen.
-class NeverActivated : public QorSc::ObjectInfo {
- public:
-  NeverActivated(int* destroyed) : ObjectInfo({0, 0, 10, 5}), destroyed_(destroyed) {}
-  ~NeverActivated() override { ++*destroyed_; }
-  std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer&) override {
-    ADD_FAILURE() << "activated";
-    return nullptr;
-  }
-
- private:
-  int* destroyed_;
-};
-
-TEST(ScanConverter, RecordsAboveTheFirstLineAreFreedUnseen) {
-  int destroyed = 0;
-  auto container = std::make_unique<QorSc::ObjectInfoContainer>();
-  container->Append(std::make_unique<NeverActivated>(&destroyed));
-  QorSc::ScanConverter converter(QorSc::ObjectCollection(
-      PixelEnvironment(), QorSc::Options(true, {}), Box{0, 10, 10, 20}, std::move(container)));
-  EXPECT_EQ(destroyed, 0);
-  EXPECT_NE(converter.GetLine(), nullptr);
-  EXPECT_EQ(destroyed, 1);
-}
-
-// Forwards to a real record and counts what the renderer asks of it.
+// Forwards to a real record (without one, fails if activated) and counts what the
+// renderer asks of it.
 class Counted : public QorSc::ObjectInfo {
  public:
-  Counted(std::unique_ptr<QorSc::ObjectInfo> inner, int* prefetched, int* destroyed)
-      : ObjectInfo(inner->GetPixelBox()),
-        inner_(std::move(inner)),
-        prefetched_(prefetched),
-        destroyed_(destroyed) {}
+  Counted(std::unique_ptr<QorSc::ObjectInfo> inner, const Box& box, int* prefetched,
+          int* destroyed)
+      : ObjectInfo(box), inner_(std::move(inner)), prefetched_(prefetched), destroyed_(destroyed) {}
   ~Counted() override { ++*destroyed_; }
   std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer& renderer) override {
+    if (!inner_) {
+      ADD_FAILURE() << "activated";
+      return nullptr;
+    }
     inner_->SetIndex(GetIndex());
     return inner_->CreateFiller(renderer);
   }
@@ -215,6 +193,18 @@ class Counted : public QorSc::ObjectInfo {
   int* prefetched_;
   int* destroyed_;
 };
+
+// A record whose box ends above the first line is dropped unseen.
+TEST(ScanConverter, RecordsAboveTheFirstLineAreFreedUnseen) {
+  int prefetched = 0, destroyed = 0;
+  auto container = std::make_unique<QorSc::ObjectInfoContainer>();
+  container->Append(std::make_unique<Counted>(nullptr, Box{0, 0, 10, 5}, &prefetched, &destroyed));
+  QorSc::ScanConverter converter(QorSc::ObjectCollection(
+      PixelEnvironment(), QorSc::Options(true, {}), Box{0, 10, 10, 20}, std::move(container)));
+  EXPECT_EQ(destroyed, 0);
+  EXPECT_NE(converter.GetLine(), nullptr);
+  EXPECT_EQ(destroyed, 1);
+}
 
 // Records are activated in the order of their first lines whatever order they come
 // in, and each stays until the converter ends; records further on are prefetched.
@@ -229,7 +219,8 @@ TEST(ScanConverter, ActivatedRecordsLiveUntilTheEnd) {
       scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 40, 22});
   int prefetched = 0, destroyed = 0;
   for (auto& record : collection.objects->records)
-    record = std::make_unique<Counted>(std::move(record), &prefetched, &destroyed);
+    record = std::make_unique<Counted>(std::move(record), record->GetPixelBox(), &prefetched,
+                                       &destroyed);
   {
     QorSc::ScanConverter converter(std::move(collection));
     for (long long y = 0; y < 22; ++y) {
@@ -413,16 +404,10 @@ TEST(ScanConverter, StretchBytesMatchTheValueByValueConversion) {
 
     // Values just outside [0, 1] still round within [0, 255] (1.003 gives 256, whose
     // low byte 0 is a trace); the others leave int's range.
-    const float outside[] = {-3.0f,
-                             -0.001f,
-                             std::nextafter(0.0f, -1.0f),
-                             std::nextafter(1.0f, 2.0f),
-                             1.001f,
-                             1.003f,
-                             1e30f,
-                             -1e30f,
-                             std::nanf(""),
-                             std::numeric_limits<float>::infinity()};
+    const float below = std::nextafter(0.0f, -1.0f), above = std::nextafter(1.0f, 2.0f);
+    const float nan = std::nanf(""), infinity = std::numeric_limits<float>::infinity();
+    const float outside[] = {-3.0f,  -0.001f, below,  above, 1.001f,
+                             1.003f, 1e30f,   -1e30f, nan,   infinity};
     for (const float odd : outside) {
       for (std::size_t at = 0; at < 32; ++at) {
         std::vector<float> block(inks.begin(), inks.begin() + 64);
