@@ -5,7 +5,6 @@
 #include <random>
 #include <vector>
 
-
 namespace {
 
 using QorSc::LineBuffer;
@@ -66,13 +65,6 @@ TEST(LineBuffer, CoalesceJoinsOnlyWhatReadsTheSame) {
   for (long long x = -10; x < 10; ++x) {
     EXPECT_EQ(Read(line, 1, x), x < 0 ? 0.5f : x < 5 ? 0.25f : 0.0f) << x;
   }
-  // Covering a range leaves one interval over it, and the rest as it was.
-  EXPECT_EQ(line.Cover(-7, 5), 1u);
-  EXPECT_EQ(line.IntervalCount(), 3u);
-  EXPECT_EQ(line.Start(1), -7);
-  EXPECT_EQ(line.End(1), 5);
-  EXPECT_EQ(Read(line, 1, -8), 0.5f);
-  EXPECT_EQ(Read(line, 1, 7), 0.0f);
   line.Reset();
   EXPECT_EQ(line.IntervalCount(), 1u);
   EXPECT_EQ(line.Row(0)[3], QorSc::kStateZero);
