@@ -2,7 +2,8 @@
 // per-pixel oracle (bit for bit), the line range against the path generator's runs
 // of the same unit square, the fast paths of upright pictures, the decode rules,
 // 1-bit samples, soft masks, the layering of process output and the conversion of
-// only the samples a page shows.
+// only the samples a page shows. Pictures through collection and the scan converter
+// have their own tests (the opaque copy's).
 
 #include "paint/picture_paint_getter.h"
 
@@ -17,8 +18,6 @@
 #include "qordoc/document.h"
 #include "raster/path_run_length_generator_builder.h"
 #include "raster/point_enumerator.h"
-#include "scan/collect_objects.h"
-#include "scan/scan_converter.h"
 #include "test_picture.h"
 
 namespace {
@@ -434,13 +433,6 @@ TEST(PicturePaintGetter, CasesDecodeRulesBitsAndLayering) {
   EXPECT_TRUE(gold.HasAbsentComponents());
 }
 
-}  // namespace
-
-namespace {
-
-// A page with one picture through collection and the scan converter: the picture's
-// samples land on their plates, the rest of the page stays blank, and halftone labels
-// mark the picture like any object.
 // One channel into the ink 255 − b, counting the samples it converts.
 class CountingConverter final : public QorImg::PictureConverter {
  public:
@@ -507,38 +499,6 @@ TEST(PicturePaintGetter, ConvertedPicturesConvertWhatTheTargetShows) {
       ASSERT_EQ(wide_a.Component(0)[x], wide_b.Component(0)[x]) << "x " << x;
     EXPECT_GT(converter->converted, initially);
     EXPECT_LE(converter->converted, samples.size());
-  }
-}
-
-TEST(PicturePaintGetter, PicturesRenderThroughTheScanConverter) {
-  QorDoc::DocumentBuilder builder;
-  QorDoc::Content& page = builder.AddPage();
-  // Two by two CMYK samples over 8 × 8 pixels at (2, 2) from the top-left.
-  const auto picture =
-      QorTest::MakeInkPicture(2, 2, {"Cyan", "Magenta", "Yellow", "Black"},
-                              {255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 128});
-  builder.AddImage(page, picture, T{8, 0, 0, 8, 2, 10});
-  const auto document = builder.Build();
-  const QorSc::Environment env(Morv::MilliPointRectangle(0, 0, 20, 20), 20, 20);
-  const Options cmyk(true, document->GetSeparationInfo());
-  QorSc::ScanConverter converter(
-      QorSc::CollectObjects(env, cmyk, {0, 0, 20, 20}, page, {}, QorSc::kAllSelection));
-  std::vector<unsigned char> line(4 * 20);
-  std::vector<std::vector<unsigned char>> lines;
-  while (converter.GetLine255PlaneInterleaved(line.data()))
-    lines.push_back(line);
-  ASSERT_EQ(lines.size(), 20u);
-  auto at = [&](int plate, int x, int y) { return lines[y][plate * 20 + x]; };
-  EXPECT_EQ(at(0, 2, 2), 255);  // top-left sample: cyan
-  EXPECT_EQ(at(1, 9, 5), 255);  // top-right: magenta
-  EXPECT_EQ(at(2, 2, 9), 255);  // bottom-left: yellow
-  EXPECT_EQ(at(3, 9, 9), 128);  // bottom-right: half black
-  EXPECT_EQ(at(0, 6, 2), 0);
-  for (int plate = 0; plate < 4; ++plate) {
-    EXPECT_EQ(at(plate, 1, 5), 0);
-    EXPECT_EQ(at(plate, 10, 5), 0);
-    EXPECT_EQ(at(plate, 5, 1), 0);
-    EXPECT_EQ(at(plate, 5, 10), 0);
   }
 }
 
