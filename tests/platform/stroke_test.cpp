@@ -147,15 +147,6 @@ TEST(Stroke, DefaultToleranceFollowsTheWidth) {
   }
 }
 
-TEST(Stroke, NonPositiveWidthStrokesNothing) {
-  const Compound line = Line(0.0, 0.0, 20.0, 0.0);
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (double width : {0.0, -1.0, nan}) {
-    const Compound out = Morv::Stroke(line, width, LineCap::kRound, LineJoin::kRound, 10.0);
-    EXPECT_TRUE(out.GetSubpaths().empty()) << width;
-  }
-}
-
 struct CornerCase {
   LineJoin join;
   bool near_corner;  // 0.6 out on both axes: 0.85 from the vertex, beyond the bevel
@@ -635,10 +626,16 @@ TEST(Stroke, OutlinesWalkTheSamePiecesAsStroke) {
       EXPECT_EQ(outline.ToCompound().GetSubpaths().size(), expected.GetSubpaths().size());
     }
   }
-  // No width, no pieces and an all-zero box, as Stroke's empty compound has.
-  const Morv::StrokeOutline none(path, 0.0, LineCap::kRound, LineJoin::kRound, 10.0, nullptr, 0.0);
-  EXPECT_EQ(none.PieceCount(), 0u);
-  EXPECT_EQ(none.GetBoundingBox(), Morv::MilliPointRectangle());
+  // No width (or a negative or NaN one): no pieces and an all-zero box.
+  for (double width : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_TRUE(
+        Morv::Stroke(*path, width, LineCap::kRound, LineJoin::kRound, 10.0).GetSubpaths().empty())
+        << width;
+    const Morv::StrokeOutline none(path, width, LineCap::kRound, LineJoin::kRound, 10.0, nullptr,
+                                   0.0);
+    EXPECT_EQ(none.PieceCount(), 0u) << width;
+    EXPECT_EQ(none.GetBoundingBox(), Morv::MilliPointRectangle()) << width;
+  }
 }
 
 // Short solid polylines without round caps are measured: box and piece count are the
