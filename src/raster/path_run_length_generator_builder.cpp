@@ -13,6 +13,12 @@
 
 namespace QorSc {
 
+// The line a y that is not a number rounds to (the lower clamp), which no corner inside
+// a pixel box has.
+static long long NaNLine() {
+  return RoundToPixel(std::numeric_limits<double>::quiet_NaN());
+}
+
 // Without branches: a corner's side of the box is as good as random along an outline.
 inline std::uint32_t PathRunLengthGeneratorBuilder::OutcodeOf(double x, double y) const {
   return (x < sample_x0_ ? kLeftOfSamples : 0u) | (x >= sample_x1_ ? kRightOfSamples : 0u) |
@@ -120,7 +126,7 @@ void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoi
   if (mapped.size() < count) mapped.resize(count);
   env.TransformToInternal(t, points.data(), count, mapped.data());
   const Point<double>* corners = mapped.data();
-  if (count > kMaxSpikelessCorners) {
+  if (count > kMaxSmallCorners) {
     AddCorners(corners, count);
     return;
   }
@@ -130,7 +136,7 @@ void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoi
   // coordinates that overflow) rounds to the lowest line while the box skips it: such
   // a piece, found by that line, goes to AddCorners (with any piece reaching that far
   // up). An x that is not a number meets the same box here as there.
-  long long lines[kMaxSpikelessCorners];
+  long long lines[kMaxSmallCorners];
   double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
   long long top = RoundToPixel(y0), bottom = top;
   lines[0] = top;
@@ -145,7 +151,7 @@ void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoi
     top = std::min(top, line);
     bottom = std::max(bottom, line);
   }
-  if (top == RoundToPixel(std::numeric_limits<double>::quiet_NaN())) {
+  if (top == NaNLine()) {
     AddCorners(corners, count);
     return;
   }
@@ -154,7 +160,7 @@ void PathRunLengthGeneratorBuilder::AddPiece(std::span<const Morv::MilliPointPoi
     return;
   }
   if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_) {
-    if (!AddSpikelessPolygon(corners, count, lines)) AddIndexedPolygon<true>(corners, count);
+    AddSmallInsidePolygon(corners, count, lines);
   } else {
     AddIndexedPolygon<false>(corners, count);
   }
@@ -204,7 +210,18 @@ void PathRunLengthGeneratorBuilder::AddCorners(const Point<double>* corners, std
   // Every corner inside the sample box (as its outcode tells; the comparisons are
   // those of OutcodeOf), so the filter can drop nothing for lying beyond it.
   if (x0 >= sample_x0_ && x1 < sample_x1_ && y0 >= sample_y0_ && y1 < sample_y1_) {
-    AddIndexedPolygon<true>(corners, count);
+    // The box skips a corner that is not a number after the first; its line tells it.
+    long long lines[kMaxSmallCorners];
+    bool small = count <= kMaxSmallCorners;
+    for (std::size_t i = 0; small && i < count; ++i) {
+      lines[i] = RoundToPixel(corners[i].y);
+      small = lines[i] != NaNLine();
+    }
+    if (small) {
+      AddSmallInsidePolygon(corners, count, lines);
+    } else {
+      AddIndexedPolygon<true>(corners, count);
+    }
   } else {
     AddIndexedPolygon<false>(corners, count);
   }
@@ -288,6 +305,80 @@ void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing
   edge.segmentCount = static_cast<std::uint32_t>(count);
   edge.winding = increasing ? -1 : 1;
   edges_.push_back(edge);
+}
+
+// The segment filter's states over a polygon's sides 0 … count − 1: `merge(a, k)` merges
+// side k into pending side a (or cancels both), `commit(k)` hands a side to the chains,
+// and `nothing_committed()` tells whether the chains are still empty. The first side is
+// held back to the end, so that it can still merge with the closing one; a cancelled
+// pair leaves the first pending again while nothing is committed yet. Returns false
+// when nothing was committed.
+template <class MergeSides, class Commit, class NothingCommitted>
+bool PathRunLengthGeneratorBuilder::FilterSides(std::size_t count, MergeSides merge, Commit commit,
+                                                NothingCommitted nothing_committed) {
+  FilterState state = kFirst;
+  std::size_t first_pending = 0;
+  std::size_t last_pending = 0;
+  for (std::size_t k = 1; k < count; ++k) {
+    switch (state) {
+      case kEmpty:
+        first_pending = k;
+        state = kFirst;
+        break;
+      case kFirst:
+        switch (merge(first_pending, k)) {
+          case Merge::kMerged:
+            break;
+          case Merge::kAnnihilated:
+            state = kEmpty;
+            break;
+          case Merge::kApart:
+            last_pending = k;
+            state = kFirstAndLast;
+            break;
+        }
+        break;
+      case kFirstHeld:
+        last_pending = k;
+        state = kFirstAndLast;
+        break;
+      case kFirstAndLast:
+        switch (merge(last_pending, k)) {
+          case Merge::kMerged:
+            break;
+          case Merge::kApart:
+            commit(last_pending);
+            last_pending = k;
+            break;
+          case Merge::kAnnihilated:
+            state = nothing_committed() ? kFirst : kFirstHeld;
+            break;
+        }
+        break;
+    }
+  }
+  switch (state) {
+    case kEmpty:
+    case kFirst:
+      return false;
+    case kFirstHeld:
+      commit(first_pending);
+      break;
+    case kFirstAndLast:
+      switch (merge(last_pending, first_pending)) {
+        case Merge::kMerged:
+          commit(last_pending);
+          break;
+        case Merge::kApart:
+          commit(last_pending);
+          commit(first_pending);
+          break;
+        case Merge::kAnnihilated:
+          break;
+      }
+      break;
+  }
+  return true;
 }
 
 // The segment filter and the chains, over a polygon's sides by index. A side the
@@ -392,68 +483,7 @@ void PathRunLengthGeneratorBuilder::AddIndexedPolygon(const Point<double>* corne
     return MergeInto(sides[a], sides[b]);
   };
 
-  FilterState state = kFirst;
-  std::size_t first_pending = 0;
-  std::size_t last_pending = 0;
-  for (std::size_t k = 1; k < side_count; ++k) {
-    switch (state) {
-      case kEmpty:
-        first_pending = k;
-        state = kFirst;
-        break;
-      case kFirst:
-        switch (merge(first_pending, k)) {
-          case Merge::kMerged:
-            break;
-          case Merge::kAnnihilated:
-            state = kEmpty;
-            break;
-          case Merge::kApart:
-            last_pending = k;
-            state = kFirstAndLast;
-            break;
-        }
-        break;
-      case kFirstHeld:
-        last_pending = k;
-        state = kFirstAndLast;
-        break;
-      case kFirstAndLast:
-        switch (merge(last_pending, k)) {
-          case Merge::kMerged:
-            break;
-          case Merge::kApart:
-            commit(last_pending);
-            last_pending = k;
-            break;
-          case Merge::kAnnihilated:
-            state = first_chain.size == 0 ? kFirst : kFirstHeld;
-            break;
-        }
-        break;
-    }
-  }
-  switch (state) {
-    case kEmpty:
-    case kFirst:
-      return;
-    case kFirstHeld:
-      commit(first_pending);
-      break;
-    case kFirstAndLast:
-      switch (merge(last_pending, first_pending)) {
-        case Merge::kMerged:
-          commit(last_pending);
-          break;
-        case Merge::kApart:
-          commit(last_pending);
-          commit(first_pending);
-          break;
-        case Merge::kAnnihilated:
-          break;
-      }
-      break;
-  }
+  if (!FilterSides(side_count, merge, commit, [&] { return first_chain.size == 0; })) return;
   if (first_chain.size != 0 && current.size != 0 && first_chain.increasing == current.increasing) {
     std::copy_n(first_chain.sides, first_chain.size, current.sides + current.size);
     current.size += first_chain.size;
@@ -464,24 +494,25 @@ void PathRunLengthGeneratorBuilder::AddIndexedPolygon(const Point<double>* corne
   }
 }
 
-// What the indexed filter does with a polygon inside the sample box when no two of its
-// consecutive crossing sides form a spike: nothing merges or vanishes, so it commits
-// the crossing sides S1 … Sm−1 and then S0 (the first is held back to the end). The
-// first chain takes the run of one direction that starts at S1; the current chain
-// takes each following run in turn and stores it when the direction changes; at the
-// end the last run (the one ending at S0) is stored joined to the first when both go
-// the same way, else before it. Here those runs are found from the corners' lines and
-// stored directly, one edge each, in that order: the same edges as the filter's. The
-// spike test is the filter's own, on the same pairs it compares: each crossing side
-// with the next, and the last with the first.
-bool PathRunLengthGeneratorBuilder::AddSpikelessPolygon(const Point<double>* corners,
-                                                        std::size_t count, const long long* lines) {
-  // The crossing sides by their first corner (the closing side last: when the data
-  // close the polygon it joins equal corners and crosses nothing), with the rows they
-  // cross, signed, and their direction as a chain reads it (PathSegment::Increasing).
-  std::uint8_t from[kMaxSpikelessCorners];
-  long long rows[kMaxSpikelessCorners];
-  bool up[kMaxSpikelessCorners];
+// What the indexed filter does with a small polygon inside the sample box, without its
+// side store and chains. Inside the box no side lies beyond it and none merges with
+// another, so the filter only drops the sides that cross no row and cancels spikes:
+// here the crossing sides are listed by their first corner (the closing side last), the
+// filter's states run over their indexes with its own spike test on the pairs it
+// compares, and what it commits is split into runs of one direction in commit order.
+// The first run is what the first chain holds; each later run is what the current chain
+// holds until the direction turns and it is stored; the last run joins the first when
+// both go the same way, else is stored before it. Each run becomes one edge, stored
+// straight from the corners: the same edges, in the same order, as the filter's.
+void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* corners,
+                                                          std::size_t count,
+                                                          const long long* lines) {
+  // The crossing sides with the rows they cross, signed, and their direction as a
+  // chain reads it (PathSegment::Increasing). When the data close the polygon the
+  // closing side joins equal corners and crosses nothing.
+  std::uint8_t from[kMaxSmallCorners];
+  long long rows[kMaxSmallCorners];
+  bool up[kMaxSmallCorners];
   std::size_t m = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t j = i + 1 == count ? 0 : i + 1;
@@ -490,86 +521,94 @@ bool PathRunLengthGeneratorBuilder::AddSpikelessPolygon(const Point<double>* cor
     up[m] = corners[i].y < corners[j].y;
     m += rows[m] != 0 ? 1 : 0;
   }
-  if (m == 0) return true;
+  // A closed polygon crosses each row it leaves again, so it has no single crossing
+  // side; the filter keeps nothing of fewer than two.
+  if (m < 2) return;
   auto end_of = [count](std::size_t corner) { return corner + 1 == count ? 0 : corner + 1; };
-
-  // The filter's spike test needs both sides to cross one row, in opposite directions.
-  for (std::size_t k = 0; k < m; ++k) {
-    const std::size_t next = k + 1 == m ? 0 : k + 1;
-    if ((rows[k] == 1 || rows[k] == -1) && rows[next] == -rows[k]) {
-      auto side = [&](std::size_t s) -> PathSegment {
-        const std::size_t a = from[s];
-        const std::size_t b = end_of(a);
-        return {corners[a].x, corners[a].y, corners[b].x, corners[b].y, 0, lines[a], lines[b]};
-      };
-      if (IsSpike(side(k), side(next))) return false;
-    }
-  }
-
-  // The runs in commit order (side p + 1 at position p, wrapping), as the index of
-  // their first side and their length. Every crossing side is stored once.
-  std::uint8_t run_first[kMaxSpikelessCorners];
-  std::uint8_t run_length[kMaxSpikelessCorners];
-  std::size_t runs = 0;
-  for (std::size_t p = 0; p < m;) {
-    const std::size_t first = p + 1 == m ? 0 : p + 1;
-    std::size_t length = 1;
-    for (std::size_t k = first + 1; p + length < m && up[k == m ? 0 : k] == up[first]; ++k) {
-      ++length;
-    }
-    run_first[runs] = static_cast<std::uint8_t>(first);
-    run_length[runs] = static_cast<std::uint8_t>(length);
-    ++runs;
-    p += length;
-  }
-  // The first run waits in the first chain; the last joins it when they go the same
-  // way, else is stored before it.
-  std::size_t order[kMaxSpikelessCorners];
-  std::size_t edges = 0;
-  for (std::size_t r = 1; r + 1 < runs; ++r)
-    order[edges++] = r;
-  if (runs > 1 && up[run_first[runs - 1]] == up[run_first[0]]) {
-    run_length[runs - 1] = static_cast<std::uint8_t>(run_length[runs - 1] + run_length[0]);
-    order[edges++] = runs - 1;
-  } else {
-    if (runs > 1) order[edges++] = runs - 1;
-    order[edges++] = 0;
-  }
-
-  const std::size_t first_edge = edges_.size();
-  std::size_t segment = segments_.size();
-  edges_.resize(first_edge + edges);
-  segments_.resize(segment + m);
-  Edge* edge = edges_.data() + first_edge;
-  Edge::Segment* out = segments_.data();
-  auto add = [&out, &segment](const Point<double>& s, const Point<double>& e) {
-    const double dxdy = e.y != s.y ? (e.x - s.x) / (e.y - s.y) : 0.0;
-    out[segment++] = {s.x, s.y, e.y, dxdy};
+  // The filter's spike test, asked only of sides that cross one row each, in opposite
+  // directions (it answers no for any other pair).
+  auto cancel = [&](std::size_t a, std::size_t b) {
+    if ((rows[a] != 1 && rows[a] != -1) || rows[b] != -rows[a]) return false;
+    auto side = [&](std::size_t s) -> PathSegment {
+      const std::size_t p = from[s];
+      const std::size_t q = end_of(p);
+      return {corners[p].x, corners[p].y, corners[q].x, corners[q].y, 0, lines[p], lines[q]};
+    };
+    return IsSpike(side(a), side(b));
   };
-  for (std::size_t n = 0; n < edges; ++n) {
-    const std::size_t first = run_first[order[n]];
-    const std::size_t length = run_length[order[n]];
-    std::size_t last = first + length - 1;
-    if (last >= m) last -= m;
-    const bool increasing = up[first];
-    // No NaN reaches here, so a run's lines strictly rise or fall: never a level edge.
-    edge->firstLine = increasing ? lines[from[first]] : lines[end_of(from[last])];
-    edge->endLine = increasing ? lines[end_of(from[last])] : lines[from[first]];
-    edge->firstSegment = static_cast<std::uint32_t>(segment);
-    edge->segmentCount = static_cast<std::uint32_t>(length);
-    edge->winding = increasing ? -1 : 1;
-    ++edge;
+
+  std::uint8_t committed[kMaxSmallCorners];
+  std::size_t n = 0;
+  auto merge = [&](std::size_t a, std::size_t b) {
+    return cancel(a, b) ? Merge::kAnnihilated : Merge::kApart;
+  };
+  auto commit = [&](std::size_t k) { committed[n++] = static_cast<std::uint8_t>(k); };
+  if (!FilterSides(m, merge, commit, [&] { return n == 0; })) return;
+
+  // The runs of one direction in commit order, as their first position and length.
+  std::uint8_t run_start[kMaxSmallCorners];
+  std::uint8_t run_length[kMaxSmallCorners];
+  std::size_t runs = 0;
+  for (std::size_t p = 0; p < n;) {
+    const bool direction = up[committed[p]];
+    std::size_t q = p + 1;
+    while (q < n && up[committed[q]] == direction)
+      ++q;
+    run_start[runs] = static_cast<std::uint8_t>(p);
+    run_length[runs] = static_cast<std::uint8_t>(q - p);
+    ++runs;
+    p = q;
+  }
+  // The chains in the order they are stored; a joined chain reads the commits from
+  // the last run's start round to the first run's end.
+  std::size_t order[kMaxSmallCorners];
+  std::size_t chains = 0;
+  for (std::size_t r = 1; r + 1 < runs; ++r)
+    order[chains++] = r;
+  if (runs > 1 && up[committed[run_start[runs - 1]]] == up[committed[0]]) {
+    run_length[runs - 1] = static_cast<std::uint8_t>(run_length[runs - 1] + run_length[0]);
+    order[chains++] = runs - 1;
+  } else {
+    if (runs > 1) order[chains++] = runs - 1;
+    order[chains++] = 0;
+  }
+
+  // Appended one by one: a resize would value-initialise what is about to be written,
+  // and the stores rarely need to grow.
+  auto add = [this](const Point<double>& s, const Point<double>& e) {
+    const double dxdy = e.y != s.y ? (e.x - s.x) / (e.y - s.y) : 0.0;
+    segments_.push_back({s.x, s.y, e.y, dxdy});
+  };
+  for (std::size_t c = 0; c < chains; ++c) {
+    const std::size_t start = run_start[order[c]];
+    const std::size_t length = run_length[order[c]];
+    auto side_at = [&](std::size_t i) {
+      const std::size_t p = start + i;
+      return committed[p < n ? p : p - n];
+    };
+    const bool increasing = up[side_at(0)];
+    const std::size_t head = from[side_at(0)];
+    const std::size_t tail = end_of(from[side_at(length - 1)]);
+    const long long first_line = increasing ? lines[head] : lines[tail];
+    const long long end_line = increasing ? lines[tail] : lines[head];
+    // Contiguous sides of one direction always cross rows, but sides that a cancelled
+    // spike separated need not: such a chain is no edge, as StoreEdge decides.
+    if (end_line <= first_line) continue;
+    edges_.push_back({static_cast<std::uint32_t>(segments_.size()),
+                      static_cast<std::uint32_t>(length), first_line, end_line,
+                      increasing ? -1 : 1});
     if (increasing) {
-      for (std::size_t i = 0, k = first; i < length; ++i, k = k + 1 == m ? 0 : k + 1) {
-        add(corners[from[k]], corners[end_of(from[k])]);
+      for (std::size_t i = 0; i < length; ++i) {
+        const std::size_t s = from[side_at(i)];
+        add(corners[s], corners[end_of(s)]);
       }
     } else {
-      for (std::size_t i = 0, k = last; i < length; ++i, k = k == 0 ? m - 1 : k - 1) {
-        add(corners[end_of(from[k])], corners[from[k]]);
+      for (std::size_t i = length; i-- > 0;) {
+        const std::size_t s = from[side_at(i)];
+        add(corners[end_of(s)], corners[s]);
       }
     }
   }
-  return true;
 }
 
 }  // namespace QorSc

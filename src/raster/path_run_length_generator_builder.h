@@ -103,17 +103,20 @@ class PathRunLengthGeneratorBuilder {
   template <class Side>
   void StoreEdge(std::size_t count, bool increasing, Side side);
   static bool IsSpike(const PathSegment& a, const PathSegment& b);
+  template <class MergeSides, class Commit, class NothingCommitted>
+  static bool FilterSides(std::size_t count, MergeSides merge, Commit commit,
+                          NothingCommitted nothing_committed);
   // The filter and chains over a polygon of corners by side index; kInside when every
   // corner lies inside the sample box.
   template <bool kInside>
   void AddIndexedPolygon(const Point<double>* corners, std::size_t count);
-  // A polygon of at most kMaxSpikelessCorners corners inside the sample box in which no
-  // two sides form a spike (most stroke pieces): its edges straight from its sides'
-  // runs of one direction, the same as the filter builds, without the filter. `lines`
-  // holds each corner's rounded y. Returns false, having added nothing, when the
-  // polygon has a spike.
-  static constexpr std::size_t kMaxSpikelessCorners = 64;
-  bool AddSpikelessPolygon(const Point<double>* corners, std::size_t count, const long long* lines);
+  // A polygon of at most kMaxSmallCorners corners, all inside the sample box (most
+  // stroke pieces, small glyph contours): the filter's edges built from its crossing
+  // sides by index, without the side store and chains. `lines` holds each corner's
+  // rounded y, none of them from a y that is not a number.
+  static constexpr std::size_t kMaxSmallCorners = 64;
+  void AddSmallInsidePolygon(const Point<double>* corners, std::size_t count,
+                             const long long* lines);
   void ReturnStores();
 
   QorMath::Rectangle<long long> box_;

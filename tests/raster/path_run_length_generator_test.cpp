@@ -60,6 +60,40 @@ std::vector<RunList> AllLines(const std::vector<Polygon>& polygons, std::uint32_
 
 const Box kBox{10, 10, 20, 20};
 
+// Corner polygons are culled on their rounded box, which a point enumerator's polygon
+// is not: only polygons that culling cannot drop build edges to compare.
+bool OutlivesCulling(const Polygon& p) {
+  double x0 = p[0].x, x1 = x0, y0 = p[0].y, y1 = y0;
+  for (const auto& c : p) {
+    x0 = std::min(x0, c.x);
+    x1 = std::max(x1, c.x);
+    y0 = std::min(y0, c.y);
+    y1 = std::max(y1, c.y);
+  }
+  return std::llround(x0) < std::llround(x1) && std::llround(y0) < std::llround(y1);
+}
+
+// Builds `flat` as a flattened outline and `polygons` (the same) through a point
+// enumerator under both winding rules: as many edges, and the reference's runs on every
+// line. Returns the edges built under the last rule.
+std::size_t ExpectTheGeneralEdges(const std::vector<Polygon>& polygons,
+                                  const QorSc::FlatOutline& flat, const Box& box, int round) {
+  std::size_t edges = 0;
+  for (std::uint32_t rule : {0u, 1u}) {
+    const auto general = Build(polygons, rule, box);
+    QorSc::ScratchChains chains;
+    QorSc::PathRunLengthGeneratorBuilder builder(rule, box, chains);
+    builder.AddFlatOutline(flat);
+    const auto corners = builder.Release();
+    EXPECT_EQ(corners->EdgeCount(), general->EdgeCount()) << "round " << round;
+    edges = corners->EdgeCount();
+    const std::vector<RunList> expected = QorScTest::ReferenceRuns(polygons, rule, box);
+    EXPECT_EQ(Lines(*corners, box), expected) << "round " << round;
+    EXPECT_EQ(Lines(*general, box), expected) << "round " << round;
+  }
+  return edges;
+}
+
 // Rectangles cover the pixels whose centres they hold: halves round away from zero,
 // also left of the origin; a rectangle wider than the box gives one run over it. The
 // sample band's top edge is strict (y < y0 + 0.5), its bottom edge not (y >= y1 - 0.5).
@@ -249,32 +283,58 @@ TEST(PathRunLengthGenerator, CornerPolygonsBuildTheGeneralEdges) {
         }
       }
       if (unit(random) < 0.3) p.push_back(p.front());  // closed by its data
-      // Corners are culled on their rounded box, which a point enumerator's polygon
-      // is not: keep only polygons that culling cannot drop, so the edges compare.
-      double x0 = p[0].x, x1 = x0, y0 = p[0].y, y1 = y0;
-      for (const auto& c : p) {
-        x0 = std::min(x0, c.x);
-        x1 = std::max(x1, c.x);
-        y0 = std::min(y0, c.y);
-        y1 = std::max(y1, c.y);
-      }
-      if (std::llround(x0) >= std::llround(x1) || std::llround(y0) >= std::llround(y1)) continue;
+      if (!OutlivesCulling(p)) continue;
       polygons.push_back(p);
       flat.points.insert(flat.points.end(), p.begin(), p.end());
       flat.ends.push_back(flat.points.size());
     }
-    for (std::uint32_t rule : {0u, 1u}) {
-      const auto general = Build(polygons, rule, box);
-      QorSc::ScratchChains chains;
-      QorSc::PathRunLengthGeneratorBuilder builder(rule, box, chains);
-      builder.AddFlatOutline(flat);
-      const auto corners = builder.Release();
-      ASSERT_EQ(corners->EdgeCount(), general->EdgeCount()) << "round " << round;
-      const std::vector<RunList> expected = QorScTest::ReferenceRuns(polygons, rule, box);
-      ASSERT_EQ(Lines(*corners, box), expected) << "round " << round;
-      ASSERT_EQ(Lines(*general, box), expected) << "round " << round;
-    }
+    ExpectTheGeneralEdges(polygons, flat, box, round);
+    ASSERT_FALSE(HasFailure());
   }
+}
+
+// Small polygons inside the sample box take their own road to the edges; with spikes
+// side by side, at the first side, at the closing side and right after one another,
+// cancelled pairs leave sides of one chain apart (or a chain that crosses no row), and
+// the edges must still be the filter's: as many, with the same runs on every line.
+TEST(PathRunLengthGenerator, SmallPolygonsWithSpikesBuildTheFilteredEdges) {
+  std::mt19937 random(31);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  const Box box{0, 0, 30, 30};
+  std::size_t edges = 0;
+  for (int round = 0; round < 1500; ++round) {
+    Polygon p;
+    const int corners = 3 + static_cast<int>(unit(random) * 58);
+    auto place = [&] { return 3.0 + unit(random) * 24.0; };
+    p.push_back({place(), place()});
+    while (static_cast<int>(p.size()) < corners) {
+      const QorSc::Point<double> at = p.back();
+      const double r = unit(random);
+      if (r < 0.5 && at.y > 3.0 && at.y < 26.0) {
+        // One row down or up and back, at nearly the same x (a spike) or a pixel
+        // apart (a dent that covers one).
+        const double row = unit(random) < 0.5 ? 1.0 : -1.0;
+        const double apart = unit(random) < 0.8 ? 0.05 : 1.0;
+        p.push_back({at.x + 0.02, std::floor(at.y + 0.5) + row * 0.6});
+        p.push_back({at.x + apart, at.y + (unit(random) - 0.5) * 0.4});
+      } else if (r < 0.7) {
+        p.push_back({at.x + (unit(random) - 0.5) * 3.0, at.y + (unit(random) - 0.5) * 3.0});
+      } else {
+        p.push_back({place(), place()});
+      }
+    }
+    if (round % 3 == 0) {
+      // A spike across the closing side.
+      p.insert(p.begin(), {p.front().x - 0.01, std::floor(p.front().y + 0.5) + 0.6});
+    }
+    if (!OutlivesCulling(p)) continue;
+    QorSc::FlatOutline flat;
+    flat.points = p;
+    flat.ends = {p.size()};
+    edges += ExpectTheGeneralEdges({p}, flat, box, round);
+    ASSERT_FALSE(HasFailure());
+  }
+  EXPECT_GT(edges, 8000u);
 }
 
 }  // namespace
@@ -318,11 +378,11 @@ TEST(PathRunLengthGenerator, ManyThinPiecesMatchTheReference) {
   }
 }
 
-// A stroke's pieces go to the edge builder without the segment filter when no two of
-// their sides form a spike; they must build exactly as many edges as the filter makes
-// of the same pieces placed the same way (as a flattened outline, which is culled on
-// its corners too) and the same runs on every line. Thin strokes a pixel or two wide, dots, caps
-// and joins of every style cross one row and back at every turn, so the spike test decides often.
+// A stroke's pieces are mapped and culled by the builder itself; they must build
+// exactly as many edges as the same pieces placed the same way (as a flattened
+// outline, which is culled on its corners too) and the same runs on every line. Thin
+// strokes a pixel or two wide, dots, caps and joins of every style cross one row and
+// back at every turn, so the spike test decides often.
 TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
   // One world unit per pixel over a 60 × 60 target (y flipped).
   const QorSc::Environment env(Morv::MilliPointRectangle(0.0, 0.0, 60.0, 60.0), 60, 60);
