@@ -527,23 +527,34 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   auto end_of = [count](std::size_t corner) { return corner + 1 == count ? 0 : corner + 1; };
   // The filter's spike test, asked only of sides that cross one row each, in opposite
   // directions (it answers no for any other pair).
-  auto cancel = [&](std::size_t a, std::size_t b) {
-    if ((rows[a] != 1 && rows[a] != -1) || rows[b] != -rows[a]) return false;
-    auto side = [&](std::size_t s) -> PathSegment {
-      const std::size_t p = from[s];
-      const std::size_t q = end_of(p);
-      return {corners[p].x, corners[p].y, corners[q].x, corners[q].y, 0, lines[p], lines[q]};
-    };
-    return IsSpike(side(a), side(b));
+  auto may_cancel = [&rows](std::size_t a, std::size_t b) {
+    return (rows[a] == 1 || rows[a] == -1) && rows[b] == -rows[a];
   };
-
+  // Only neighbours are compared until a pair cancels, so without a neighbouring pair
+  // that may cancel the filter commits every side in order, the first last.
+  bool spikes = false;
+  for (std::size_t k = 0; k < m && !spikes; ++k)
+    spikes = may_cancel(k, k + 1 == m ? 0 : k + 1);
   std::uint8_t committed[kMaxSmallCorners];
   std::size_t n = 0;
-  auto merge = [&](std::size_t a, std::size_t b) {
-    return cancel(a, b) ? Merge::kAnnihilated : Merge::kApart;
-  };
-  auto commit = [&](std::size_t k) { committed[n++] = static_cast<std::uint8_t>(k); };
-  if (!FilterSides(m, merge, commit, [&] { return n == 0; })) return;
+  if (!spikes) {
+    for (std::size_t k = 1; k < m; ++k)
+      committed[n++] = static_cast<std::uint8_t>(k);
+    committed[n++] = 0;
+  } else {
+    // Inlined by force: GCC otherwise keeps a call per compared pair.
+    auto merge = [&](std::size_t a, std::size_t b) __attribute__((always_inline)) {
+      if (!may_cancel(a, b)) return Merge::kApart;
+      auto side = [&](std::size_t s) -> PathSegment {
+        const std::size_t p = from[s];
+        const std::size_t q = end_of(p);
+        return {corners[p].x, corners[p].y, corners[q].x, corners[q].y, 0, lines[p], lines[q]};
+      };
+      return IsSpike(side(a), side(b)) ? Merge::kAnnihilated : Merge::kApart;
+    };
+    auto commit = [&](std::size_t k) { committed[n++] = static_cast<std::uint8_t>(k); };
+    if (!FilterSides(m, merge, commit, [&] { return n == 0; })) return;
+  }
 
   // The runs of one direction in commit order, as their first position and length.
   std::uint8_t run_start[kMaxSmallCorners];
