@@ -102,11 +102,30 @@ double Distance(const Point& p, const Point& q) {
 }
 
 // p != q: distinct doubles have a non-zero difference, so the length is positive.
-Vec Direction(const Point& p, const Point& q) {
+Vec Direction(const Point& p, const Point& q, double* length = nullptr) {
   const double dx = q.x.Value() - p.x.Value();
   const double dy = q.y.Value() - p.y.Value();
-  const double length = std::hypot(dx, dy);
-  return {dx / length, dy / length};
+  const double norm = std::hypot(dx, dy);
+  if (length != nullptr) *length = norm;
+  return {dx / norm, dy / norm};
+}
+
+// At least the largest coordinate magnitude of a point: a sum, so that NaN carries
+// through where std::max would drop it.
+double Magnitude(const Point& p) {
+  return std::fabs(p.x.Value()) + std::fabs(p.y.Value());
+}
+
+// Whether a piece built counter-clockwise whose narrowest extent is `span` keeps its
+// orientation, and an area far above what Flush takes for a sliver, however its
+// corners round: when its coordinates and its own size (bounded by `largest`) stay
+// within 2^30 spans, each corner is off by at most about 2^-21 of the span. Flush would
+// pass such a piece on as it is, so it is handed on without measuring it (most
+// rectangles, one-step joins and dots). NaN and infinite values fail the comparison;
+// the lower bound keeps the span far from the subnormal numbers, where products lose
+// their precision.
+bool IsUnmistakable(double span, double largest) {
+  return span >= 0x1p-900 && largest <= span * 0x1p30;
 }
 
 struct Vertex {
@@ -249,14 +268,16 @@ class OutlineWriter {
   void DrawDot(const Point& p, Vec along);
 
  private:
-  void Rectangle(const Point& p, const Point& q, Vec u);
+  void Rectangle(const Point& p, const Point& q, Vec u, double length);
   void Join(const Point& v, Vec u0, Vec u1, bool smooth);
   void Cap(const Point& p, Vec u, bool start);
   void EmitDash(Vec along);
   void AppendArc(const Point& centre, Vec from, Vec to, double sweep);
   bool IsBelowOneArcStep(double cosine);
   void Disc(const Point& centre, Vec along);
+  void Wedge(const Point& v, Vec a, Vec b, double cross);
   void Flush();
+  void Emit();
 
   double half_;
   double arc_step_;
@@ -277,8 +298,9 @@ void OutlineWriter::Polyline(const Vertex* v, std::size_t n, bool closed) {
   for (std::size_t i = 0; i < pieces; ++i) {
     const Point& p = v[i].p;
     const Point& q = v[(i + 1) % n].p;
-    const Vec u = Direction(p, q);
-    Rectangle(p, q, u);
+    double length;
+    const Vec u = Direction(p, q, &length);
+    Rectangle(p, q, u, length);
     if (i == 0) {
       first = u;
     } else {
@@ -358,14 +380,18 @@ void OutlineWriter::DrawDot(const Point& p, Vec along) {
   }
 }
 
-void OutlineWriter::Rectangle(const Point& p, const Point& q, Vec u) {
+void OutlineWriter::Rectangle(const Point& p, const Point& q, Vec u, double length) {
   const Vec left = LeftNormal(u);
   const Vec right = Negated(left);
   scratch_.push_back(Offset(p, right, half_));
   scratch_.push_back(Offset(q, right, half_));
   scratch_.push_back(Offset(q, left, half_));
   scratch_.push_back(Offset(p, left, half_));
-  Flush();
+  if (IsUnmistakable(std::min(length, half_), Magnitude(p) + Magnitude(q) + length + half_)) {
+    Emit();
+  } else {
+    Flush();
+  }
 }
 
 // The join fills the gap between the two rectangles on the outer side of the turn;
@@ -382,14 +408,13 @@ void OutlineWriter::Join(const Point& v, Vec u0, Vec u1, bool smooth) {
 
   LineJoin style = smooth ? LineJoin::kRound : join_;
   if (style == LineJoin::kRound) {
-    scratch_.push_back(v);
     if (IsBelowOneArcStep(cosine)) {
       // The arc of one step, without its angle: most joins of a flattened curve.
-      scratch_.push_back(Offset(v, a, half_));
-      scratch_.push_back(Offset(v, b, half_));
-    } else {
-      AppendArc(v, a, b, cross == 0.0 ? std::numbers::pi : std::atan2(cross, cosine));
+      Wedge(v, a, b, cross);
+      return;
     }
+    scratch_.push_back(v);
+    AppendArc(v, a, b, cross == 0.0 ? std::numbers::pi : std::atan2(cross, cosine));
     Flush();
     return;
   }
@@ -409,6 +434,26 @@ void OutlineWriter::Join(const Point& v, Vec u0, Vec u1, bool smooth) {
       Flush();
       return;
     }
+  }
+  Wedge(v, a, b, cross);
+}
+
+// The triangle of a bevel or of a one-step round join: the vertex and the ends of the
+// two pieces' outer sides. Its area is half_² · |cross| / 2; it is counter-clockwise for
+// a left turn and listed backwards for a right turn, as Flush would reverse it.
+void OutlineWriter::Wedge(const Point& v, Vec a, Vec b, double cross) {
+  if (IsUnmistakable(half_ * std::fabs(cross), Magnitude(v) + half_)) {
+    if (cross > 0.0) {
+      scratch_.push_back(v);
+      scratch_.push_back(Offset(v, a, half_));
+      scratch_.push_back(Offset(v, b, half_));
+    } else {
+      scratch_.push_back(Offset(v, b, half_));
+      scratch_.push_back(Offset(v, a, half_));
+      scratch_.push_back(v);
+    }
+    Emit();
+    return;
   }
   scratch_.push_back(v);
   scratch_.push_back(Offset(v, a, half_));
@@ -479,7 +524,17 @@ void OutlineWriter::Disc(const Point& centre, Vec along) {
     const TurnStep step = tabled != nullptr ? tabled[i] : StepOf(turn, i, count);
     scratch_.push_back(Offset(centre, Rotated(along, step), half_));
   }
-  Flush();
+  // At least eight corners on the circle: the area is at least 2.8 half_².
+  if (IsUnmistakable(half_, Magnitude(centre))) {
+    Emit();
+  } else {
+    Flush();
+  }
+}
+
+void OutlineWriter::Emit() {
+  sink_.Piece({scratch_.begin(), scratch_.size()});
+  scratch_.clear();
 }
 
 // Emits the buffered convex polygon with positive area. One whose area is lost in the
