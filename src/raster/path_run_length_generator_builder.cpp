@@ -511,12 +511,14 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   // chain reads it (PathSegment::Increasing). When the data close the polygon the
   // closing side joins equal corners and crosses nothing.
   std::uint8_t from[kMaxSmallCorners];
+  std::uint8_t to[kMaxSmallCorners];
   long long rows[kMaxSmallCorners];
   bool up[kMaxSmallCorners];
   std::size_t m = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t j = i + 1 == count ? 0 : i + 1;
     from[m] = static_cast<std::uint8_t>(i);
+    to[m] = static_cast<std::uint8_t>(j);
     rows[m] = lines[j] - lines[i];
     up[m] = corners[i].y < corners[j].y;
     m += rows[m] != 0 ? 1 : 0;
@@ -524,7 +526,6 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   // A closed polygon crosses each row it leaves again, so it has no single crossing
   // side; the filter keeps nothing of fewer than two.
   if (m < 2) return;
-  auto end_of = [count](std::size_t corner) { return corner + 1 == count ? 0 : corner + 1; };
   // The filter's spike test, asked only of sides that cross one row each, in opposite
   // directions (it answers no for any other pair).
   auto may_cancel = [&rows](std::size_t a, std::size_t b) {
@@ -535,7 +536,9 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   bool spikes = false;
   for (std::size_t k = 0; k < m && !spikes; ++k)
     spikes = may_cancel(k, k + 1 == m ? 0 : k + 1);
-  std::uint8_t committed[kMaxSmallCorners];
+  // Room for the first run's commits again behind the last, where a joined chain reads
+  // them.
+  std::uint8_t committed[2 * kMaxSmallCorners];
   std::size_t n = 0;
   if (!spikes) {
     for (std::size_t k = 1; k < m; ++k)
@@ -547,7 +550,7 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
       if (!may_cancel(a, b)) return Merge::kApart;
       auto side = [&](std::size_t s) -> PathSegment {
         const std::size_t p = from[s];
-        const std::size_t q = end_of(p);
+        const std::size_t q = to[s];
         return {corners[p].x, corners[p].y, corners[q].x, corners[q].y, 0, lines[p], lines[q]};
       };
       return IsSpike(side(a), side(b)) ? Merge::kAnnihilated : Merge::kApart;
@@ -571,12 +574,13 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
     p = q;
   }
   // The chains in the order they are stored; a joined chain reads the commits from
-  // the last run's start round to the first run's end.
+  // the last run's start on into the copy of the first run.
   std::size_t order[kMaxSmallCorners];
   std::size_t chains = 0;
   for (std::size_t r = 1; r + 1 < runs; ++r)
     order[chains++] = r;
   if (runs > 1 && up[committed[run_start[runs - 1]]] == up[committed[0]]) {
+    std::copy_n(committed, run_length[0], committed + n);
     run_length[runs - 1] = static_cast<std::uint8_t>(run_length[runs - 1] + run_length[0]);
     order[chains++] = runs - 1;
   } else {
@@ -591,15 +595,11 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
     segments_.push_back({s.x, s.y, e.y, dxdy});
   };
   for (std::size_t c = 0; c < chains; ++c) {
-    const std::size_t start = run_start[order[c]];
+    const std::uint8_t* chain = committed + run_start[order[c]];
     const std::size_t length = run_length[order[c]];
-    auto side_at = [&](std::size_t i) {
-      const std::size_t p = start + i;
-      return committed[p < n ? p : p - n];
-    };
-    const bool increasing = up[side_at(0)];
-    const std::size_t head = from[side_at(0)];
-    const std::size_t tail = end_of(from[side_at(length - 1)]);
+    const bool increasing = up[chain[0]];
+    const std::size_t head = from[chain[0]];
+    const std::size_t tail = to[chain[length - 1]];
     const long long first_line = increasing ? lines[head] : lines[tail];
     const long long end_line = increasing ? lines[tail] : lines[head];
     // Contiguous sides of one direction always cross rows, but sides that a cancelled
@@ -609,15 +609,11 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
                       static_cast<std::uint32_t>(length), first_line, end_line,
                       increasing ? -1 : 1});
     if (increasing) {
-      for (std::size_t i = 0; i < length; ++i) {
-        const std::size_t s = from[side_at(i)];
-        add(corners[s], corners[end_of(s)]);
-      }
+      for (std::size_t i = 0; i < length; ++i)
+        add(corners[from[chain[i]]], corners[to[chain[i]]]);
     } else {
-      for (std::size_t i = length; i-- > 0;) {
-        const std::size_t s = from[side_at(i)];
-        add(corners[end_of(s)], corners[s]);
-      }
+      for (std::size_t i = length; i-- > 0;)
+        add(corners[to[chain[i]]], corners[from[chain[i]]]);
     }
   }
 }
