@@ -514,28 +514,30 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   std::uint8_t to[kMaxSmallCorners];
   long long rows[kMaxSmallCorners];
   bool up[kMaxSmallCorners];
+  // The filter's spike test, asked only of sides that cross one row each, in opposite
+  // directions (it answers no for any other pair).
+  auto may_cancel = [](long long a, long long b) { return (a == 1 || a == -1) && b == -a; };
+  // Only neighbours are compared until a pair cancels, so without a neighbouring pair
+  // that may cancel the filter commits every side in order, the first last. The pairs
+  // are looked at while the sides are listed, the last with the first after them.
+  bool spikes = false;
+  long long previous_rows = 0;  // of the last crossing side listed
   std::size_t m = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t j = i + 1 == count ? 0 : i + 1;
+    const long long crossed = lines[j] - lines[i];
     from[m] = static_cast<std::uint8_t>(i);
     to[m] = static_cast<std::uint8_t>(j);
-    rows[m] = lines[j] - lines[i];
+    rows[m] = crossed;
     up[m] = corners[i].y < corners[j].y;
-    m += rows[m] != 0 ? 1 : 0;
+    spikes |= may_cancel(previous_rows, crossed);
+    previous_rows = crossed != 0 ? crossed : previous_rows;
+    m += crossed != 0 ? 1 : 0;
   }
   // A closed polygon crosses each row it leaves again, so it has no single crossing
   // side; the filter keeps nothing of fewer than two.
   if (m < 2) return;
-  // The filter's spike test, asked only of sides that cross one row each, in opposite
-  // directions (it answers no for any other pair).
-  auto may_cancel = [&rows](std::size_t a, std::size_t b) {
-    return (rows[a] == 1 || rows[a] == -1) && rows[b] == -rows[a];
-  };
-  // Only neighbours are compared until a pair cancels, so without a neighbouring pair
-  // that may cancel the filter commits every side in order, the first last.
-  bool spikes = false;
-  for (std::size_t k = 0; k < m && !spikes; ++k)
-    spikes = may_cancel(k, k + 1 == m ? 0 : k + 1);
+  spikes |= may_cancel(rows[m - 1], rows[0]);
   // Room for the first run's commits again behind the last, where a joined chain reads
   // them.
   std::uint8_t committed[2 * kMaxSmallCorners];
@@ -547,7 +549,7 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
   } else {
     // Inlined by force: GCC otherwise keeps a call per compared pair.
     auto merge = [&](std::size_t a, std::size_t b) __attribute__((always_inline)) {
-      if (!may_cancel(a, b)) return Merge::kApart;
+      if (!may_cancel(rows[a], rows[b])) return Merge::kApart;
       auto side = [&](std::size_t s) -> PathSegment {
         const std::size_t p = from[s];
         const std::size_t q = to[s];
