@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -158,6 +159,69 @@ TEST(Subpath, CopiesAndMovesAcrossBothStorageForms) {
   const Subpath pentagon = originals[4].Transformed(Morv::MilliPointTransformation::Translation(1, 1));
   EXPECT_EQ(pentagon.VectorPoints().back(), Point(1, 4));
   EXPECT_EQ(pentagon.GetBoundingBox(), Morv::MilliPointRectangle(1, 1, 4, 5));
+}
+
+// What a compound holds, subpath by subpath: closed flag, then its segments.
+using Shape = std::vector<std::pair<bool, std::vector<Segment>>>;
+
+Shape ShapeOf(const Morv::Compound& c) {
+  Shape shape;
+  for (const Subpath& s : c.GetSubpaths()) {
+    std::vector<Segment> segments = {Segment::Line(s.Start())};
+    for (const Segment& seg : s.Segments())
+      segments.push_back(seg);
+    shape.emplace_back(s.IsClosed(), std::move(segments));
+  }
+  return shape;
+}
+
+// A closed subpath waits in the builder until something follows it: a segment after
+// a close starts a new subpath at the closed one's start, a second close or a lone
+// move adds nothing, the first curve keeps the lines before it, and the shared and
+// plain builds give the same subpaths, boxes and rule, leaving nothing behind.
+TEST(Compound, BuilderEndsSubpathsAsPdfContentDoes) {
+  using Build = std::function<void(Morv::PathBuilder&)>;
+  const std::vector<std::pair<Build, Shape>> cases = {
+      {[](Morv::PathBuilder& b) { b.Rectangle(1, 2, 3, 4); },
+       {{true, {Segment::Line({1, 2}), Segment::Line({4, 2}), Segment::Line({4, 6}),
+                Segment::Line({1, 6})}}}},
+      {[](Morv::PathBuilder& b) { b.MoveTo(0, 0).LineTo(5, 0).Close().LineTo(0, 7); },
+       {{true, {Segment::Line({0, 0}), Segment::Line({5, 0})}},
+        {false, {Segment::Line({0, 0}), Segment::Line({0, 7})}}}},
+      {[](Morv::PathBuilder& b) { b.MoveTo(0, 0).LineTo(5, 0).Close().Close().MoveTo(9, 9); },
+       {{true, {Segment::Line({0, 0}), Segment::Line({5, 0})}}}},
+      {[](Morv::PathBuilder& b) { b.MoveTo(3, 3).Close().MoveTo(4, 4); }, {}},
+      {[](Morv::PathBuilder& b) { b.LineTo(2, 0); },
+       {{false, {Segment::Line({0, 0}), Segment::Line({2, 0})}}}},
+      {[](Morv::PathBuilder& b) {
+         b.MoveTo(0, 0).LineTo(1, 0).LineTo(1, 1).QuadTo(0, 2, 0, 1).Close();
+       },
+       {{true, {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
+                Segment::Quadratic({0, 2}, {0, 1})}}}},
+      {[](Morv::PathBuilder& b) { b.Rectangle(0, 0, 1, 1).Rectangle(5, 5, -1, 2).Close(); },
+       {{true, {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
+                Segment::Line({0, 1})}},
+        {true, {Segment::Line({5, 5}), Segment::Line({4, 5}), Segment::Line({4, 7}),
+                Segment::Line({5, 7})}}}},
+      {[](Morv::PathBuilder& b) { b.Polygon({{0, 0}, {2, 0}, {2, 2}, {1, 3}, {0, 2}}); },
+       {{true, {Segment::Line({0, 0}), Segment::Line({2, 0}), Segment::Line({2, 2}),
+                Segment::Line({1, 3}), Segment::Line({0, 2})}}}},
+  };
+  Morv::PathBuilder builder;
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const auto& [make, expected] = cases[i];
+    make(builder);
+    const Morv::Compound plain = builder.Build(Morv::kEvenOdd);
+    EXPECT_EQ(ShapeOf(plain), expected) << i;
+    EXPECT_EQ(plain.GetWindingRule(), Morv::kEvenOdd) << i;
+    make(builder);
+    const auto shared = builder.BuildShared(Morv::kEvenOdd);
+    EXPECT_EQ(ShapeOf(*shared), expected) << i;
+    EXPECT_EQ(shared->GetWindingRule(), Morv::kEvenOdd) << i;
+    EXPECT_EQ(shared->GetBoundingBox(), plain.GetBoundingBox()) << i;
+    EXPECT_TRUE(builder.BuildShared()->GetSubpaths().empty()) << i;
+    EXPECT_TRUE(builder.Build().GetSubpaths().empty()) << i;
+  }
 }
 
 }  // namespace

@@ -20,7 +20,10 @@ Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
   several.box = box.Rectangle();
 }
 
-Compound::Compound(Subpath subpath, std::uint32_t windingRule)
+Compound::Compound(const Subpath& subpath, std::uint32_t windingRule)
+    : winding_rule_(windingRule), subpaths_(subpath) {}
+
+Compound::Compound(Subpath&& subpath, std::uint32_t windingRule)
     : winding_rule_(windingRule), subpaths_(std::move(subpath)) {}
 
 std::span<const Subpath> Compound::GetSubpaths() const {
@@ -57,17 +60,23 @@ const std::shared_ptr<const Compound>& GetUnityPdfRectangleCompound() {
 }
 
 PathBuilder& PathBuilder::MoveTo(double x, double y) {
-  FinishSubpath(false);
+  FinishSubpath();
   start_ = Point(x, y);
   points_.push_back(start_);
   open_ = true;
   return *this;
 }
 
+// A segment after a close (or before any move) starts a new subpath at the start.
+// The first curve gives every earlier segment its kind, a line.
 void PathBuilder::Append(Subpath::SegmentKind kind, std::initializer_list<Point> points) {
   if (!open_) MoveTo(start_.x.Value(), start_.y.Value());
+  if (kind != Subpath::SegmentKind::kLine && !curves_) {
+    kinds_.assign(points_.size() - 1, Subpath::SegmentKind::kLine);
+    curves_ = true;
+  }
   points_.insert(points_.end(), points);
-  kinds_.push_back(kind);
+  if (curves_) kinds_.push_back(kind);
 }
 
 PathBuilder& PathBuilder::LineTo(double x, double y) {
@@ -77,28 +86,38 @@ PathBuilder& PathBuilder::LineTo(double x, double y) {
 
 PathBuilder& PathBuilder::QuadTo(double cx, double cy, double x, double y) {
   Append(Subpath::SegmentKind::kQuadratic, {Point(cx, cy), Point(x, y)});
-  curves_ = true;
   return *this;
 }
 
 PathBuilder& PathBuilder::CurveTo(double c1x, double c1y, double c2x, double c2y, double x,
                                   double y) {
   Append(Subpath::SegmentKind::kCubic, {Point(c1x, c1y), Point(c2x, c2y), Point(x, y)});
-  curves_ = true;
   return *this;
 }
 
+// The closed subpath is held in the scratch space; a lone move is dropped. After a
+// close the current point is the start again, as in PDF.
 PathBuilder& PathBuilder::Close() {
-  FinishSubpath(true);
+  if (held_) return *this;
+  if (open_ && points_.size() > 1) {
+    held_ = true;
+    open_ = false;
+    return *this;
+  }
+  ClearScratch();
   return *this;
 }
 
+// The same points as a move, three lines and a close, written at once.
 PathBuilder& PathBuilder::Rectangle(double x, double y, double width, double height) {
-  return MoveTo(x, y)
-      .LineTo(x + width, y)
-      .LineTo(x + width, y + height)
-      .LineTo(x, y + height)
-      .Close();
+  FinishSubpath();
+  start_ = Point(x, y);
+  points_.push_back(start_);
+  points_.push_back(Point(x + width, y));
+  points_.push_back(Point(x + width, y + height));
+  points_.push_back(Point(x, y + height));
+  held_ = true;
+  return *this;
 }
 
 PathBuilder& PathBuilder::Polygon(const std::vector<Point>& points) {
@@ -109,11 +128,17 @@ PathBuilder& PathBuilder::Polygon(const std::vector<Point>& points) {
   return Close();
 }
 
-// One subpath (most paths) moves into the compound; several get a vector of their
-// exact number. The builder's own vectors keep their capacity for the next path.
+// A path of one subpath (most paths) is made straight from the scratch space; several
+// get a vector of their exact number. The builder's own vectors keep their capacity
+// for the next path.
 Compound PathBuilder::Build(std::uint32_t windingRule) {
-  FinishSubpath(false);
   start_ = Point();
+  if (OnlyScratch()) {
+    Compound compound(ScratchSubpath(held_), windingRule);
+    ClearScratch();
+    return compound;
+  }
+  FinishSubpath();
   if (subpaths_.size() == 1) {
     Compound compound(std::move(subpaths_.front()), windingRule);
     subpaths_.clear();
@@ -126,24 +151,36 @@ Compound PathBuilder::Build(std::uint32_t windingRule) {
   return compound;
 }
 
+// The subpath goes into the shared block directly: a compound moved in would move its
+// subpath once more.
 std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRule) {
-  return std::make_shared<const Compound>(Build(windingRule));
+  if (!OnlyScratch()) return std::make_shared<const Compound>(Build(windingRule));
+  start_ = Point();
+  auto compound = std::make_shared<const Compound>(ScratchSubpath(held_), windingRule);
+  ClearScratch();
+  return compound;
 }
 
-// A subpath with no segment (a lone move) marks nothing and is dropped. After a
-// close the current point is the start again, as in PDF. The subpath is made straight
-// from the builder's scratch: a polygon of up to four corners allocates nothing, a
-// larger one exactly its points (and kinds, with curves) in one block.
-void PathBuilder::FinishSubpath(bool closed) {
-  if (open_ && !kinds_.empty()) {
-    subpaths_.push_back(Subpath(points_, curves_ ? std::span<const Subpath::SegmentKind>(kinds_)
-                                                 : std::span<const Subpath::SegmentKind>(),
-                                closed));
-  }
+// A polygon of up to four corners allocates nothing, a larger subpath exactly its
+// points (and kinds, with curves) in one block.
+Subpath PathBuilder::ScratchSubpath(bool closed) const {
+  return Subpath(points_,
+                 curves_ ? std::span<const Subpath::SegmentKind>(kinds_)
+                         : std::span<const Subpath::SegmentKind>(),
+                 closed);
+}
+
+void PathBuilder::FinishSubpath() {
+  if (held_ || (open_ && points_.size() > 1)) subpaths_.push_back(ScratchSubpath(held_));
+  ClearScratch();
+}
+
+void PathBuilder::ClearScratch() {
   points_.clear();
   kinds_.clear();
   curves_ = false;
   open_ = false;
+  held_ = false;
 }
 
 }  // namespace Morv

@@ -25,7 +25,8 @@ class Compound {
 
   Compound() = default;
   Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule);
-  Compound(Subpath subpath, std::uint32_t windingRule);
+  Compound(const Subpath& subpath, std::uint32_t windingRule);
+  Compound(Subpath&& subpath, std::uint32_t windingRule);
 
   std::uint32_t GetWindingRule() const { return winding_rule_; }
   std::span<const Subpath> GetSubpaths() const;
@@ -72,17 +73,28 @@ class PathBuilder {
   std::shared_ptr<const Compound> BuildShared(std::uint32_t windingRule = kNonZero);
 
  private:
-  void FinishSubpath(bool closed);
+  // Moves the subpath in the scratch space (open, or held closed) to the finished
+  // ones; a lone move is dropped.
+  void FinishSubpath();
   void Append(Subpath::SegmentKind kind, std::initializer_list<Point> points);
+  // The scratch subpath, when it is the path's only one: built straight from the
+  // scratch space, without passing through the finished list.
+  bool OnlyScratch() const { return subpaths_.empty() && (held_ || (open_ && points_.size() > 1)); }
+  Subpath ScratchSubpath(bool closed) const;
+  void ClearScratch();
 
-  // Scratch kept across paths: the finished subpaths, and the open one as its start,
-  // controls and ends with one kind per segment.
+  // Scratch kept across paths: the finished subpaths, and the last one as its start,
+  // controls and ends. Kinds are kept only once a curve arrives (one per segment);
+  // a straight subpath's segments are its points after the start. A closed subpath
+  // stays in the scratch space (held) until something follows it, so that a path of
+  // one closed subpath (a rectangle) is built as directly as an open one.
   std::vector<Subpath> subpaths_;
   Point start_;
   std::vector<Point> points_;
   std::vector<Subpath::SegmentKind> kinds_;
   bool curves_ = false;
   bool open_ = false;
+  bool held_ = false;
 };
 
 }  // namespace Morv
