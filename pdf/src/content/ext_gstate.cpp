@@ -147,7 +147,8 @@ void ContentInterpreter::ApplyExtGState(QPDFObjectHandle dictionary) {
   }
 }
 
-std::shared_ptr<const QorBlend::Transparency> ContentInterpreter::CurrentTransparency() const {
+const std::shared_ptr<const QorBlend::Transparency>& ContentInterpreter::CurrentTransparency()
+    const {
   const GraphicsState& gs = frame_->gs;
   if (gs.transparency) return gs.transparency;
   if (gs.blend_mode == QorBlend::kNormal && gs.non_separable == QorBlend::kSeparable &&

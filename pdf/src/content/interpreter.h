@@ -185,7 +185,8 @@ class ContentInterpreter {
   void SetExtGState(const std::vector<Operand>& operands);
   void ApplyExtGState(QPDFObjectHandle dictionary);
   void SetDash(const std::vector<Operand>& operands);
-  std::shared_ptr<const QorBlend::Transparency> CurrentTransparency() const;
+  // Kept in the graphics state once made: every painted object asks.
+  const std::shared_ptr<const QorBlend::Transparency>& CurrentTransparency() const;
   std::shared_ptr<const QorBlend::SoftMask> ReadSoftMask(QPDFObjectHandle mask);
 
   // Paths.

@@ -116,16 +116,16 @@ QorDoc::Fillable::Painting ContentInterpreter::MakePainting(bool fill, bool stro
   return PaintingInState(fill, stroke);
 }
 
+// Made in place: a default painting's opaque transparency, assigned over, would cost
+// two reference counts per object.
 QorDoc::Fillable::Painting ContentInterpreter::PaintingInState(bool fill, bool stroke) const {
   const GraphicsState& gs = frame_->gs;
-  QorDoc::Fillable::Painting painting;
-  if (fill) painting.fill = PaintOf(gs.fill, gs.fill_overprint);
-  if (stroke) {
-    painting.stroke = PaintOf(gs.stroke, gs.stroke_overprint);
-    painting.strokeStyle = gs.stroke_style;
-  }
-  painting.transparency = CurrentTransparency();
-  return painting;
+  return QorDoc::Fillable::Painting{
+      .fill = fill ? PaintOf(gs.fill, gs.fill_overprint) : nullptr,
+      .stroke = stroke ? PaintOf(gs.stroke, gs.stroke_overprint) : nullptr,
+      .strokeStyle = stroke ? gs.stroke_style : QorDoc::StrokeStyle{},
+      .halftone = nullptr,
+      .transparency = CurrentTransparency()};
 }
 
 void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close) {
@@ -139,7 +139,7 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     TakePath(fill_rule);
     return;
   }
-  const auto compound = TakePath(fill_rule);
+  auto compound = TakePath(fill_rule);
   if (glyph_clip_ && fill) AddToGlyphClip(compound, f.gs.ctm);
   if (glyph_clip_ && stroke) {
     AddToGlyphClip(StrokeOutline(*compound, f.gs.stroke_style, f.gs.ctm), f.gs.ctm);
@@ -149,7 +149,9 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
   } else if ((fill || stroke) && CountObject()) {
     QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
     if (painting.fill || painting.stroke) {
-      context_.builder.AddPath(*f.gs.target, compound, std::move(painting), f.gs.ctm);
+      // The path object takes the compound unless a clip by it follows.
+      context_.builder.AddPath(*f.gs.target, clip ? compound : std::move(compound),
+                               std::move(painting), f.gs.ctm);
     }
   }
   if (clip) {
