@@ -4,6 +4,7 @@
 #include "content/interpreter.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <exception>
 #include <new>
@@ -29,8 +30,19 @@ constexpr std::uint32_t Key(std::string_view op) {
 // Operators that build a path or set plain graphics state make no call into qpdf, so
 // leave no file warnings to collect after them; the check is a call into qpdf, and
 // these are most of the operators of a page of many objects.
+// One-letter operators answer from a table: a search of the letters was a library
+// call per operator.
+constexpr std::array<bool, 256> MakeNoFileLetters() {
+  std::array<bool, 256> letters{};
+  for (const char c : std::string_view("mlcvyhWqQwJjMdi"))
+    letters[static_cast<unsigned char>(c)] = true;
+  return letters;
+}
+
+constexpr std::array<bool, 256> kNoFileLetters = MakeNoFileLetters();
+
 bool CallsNoFile(std::string_view op) {
-  if (op.size() == 1) return std::string_view("mlcvyhWqQwJjMdi").find(op[0]) != op.npos;
+  if (op.size() == 1) return kNoFileLetters[static_cast<unsigned char>(op[0])];
   return op == "re" || op == "W*" || op == "cm";
 }
 
