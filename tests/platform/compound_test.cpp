@@ -224,4 +224,37 @@ TEST(Compound, BuilderEndsSubpathsAsPdfContentDoes) {
   }
 }
 
+// The builder gives back an earlier compound only for the very same bits.
+TEST(Compound, BuilderTakesAnEarlierCompoundOnlyForTheSameBits) {
+  using Build = void (*)(Morv::PathBuilder&);
+  const Build cases[] = {
+      [](Morv::PathBuilder& b) { b.MoveTo(1, 1).LineTo(5, 5); },
+      [](Morv::PathBuilder& b) { b.MoveTo(1, 1).LineTo(5, 5).Close(); },
+      [](Morv::PathBuilder& b) { b.MoveTo(-0.0, 1).LineTo(5, 5); },
+      [](Morv::PathBuilder& b) { b.MoveTo(0, 1).LineTo(5, 5); },
+      [](Morv::PathBuilder& b) { b.MoveTo(0, 0).QuadTo(1, 1, 2, 0).QuadTo(3, 1, 4, 0); },
+      [](Morv::PathBuilder& b) { b.MoveTo(0, 0).CurveTo(1, 1, 2, 0, 3, 1).LineTo(4, 0); },
+      [](Morv::PathBuilder& b) { b.Rectangle(0, 0, 2, 2).Rectangle(3, 3, 1, 1); },
+      [](Morv::PathBuilder& b) { b.MoveTo(7, 7); },
+  };
+  Morv::PathBuilder builder;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    cases[i](builder);
+    const auto built = builder.BuildShared(Morv::kNonZero);
+    for (std::size_t j = 0; j < std::size(cases); ++j) {
+      for (const std::uint32_t rule : {Morv::kNonZero, Morv::kEvenOdd}) {
+        cases[j](builder);
+        // Several subpaths, or none, are always built afresh.
+        const bool same = i == j && rule == Morv::kNonZero && i < 6;
+        EXPECT_EQ(builder.TakeIfSame(*built, rule), same) << i << " " << j << " " << rule;
+        // Taken or not, the next path starts from an empty builder.
+        if (same) {
+          EXPECT_TRUE(builder.Build().GetSubpaths().empty());
+        }
+        builder.Build();
+      }
+    }
+  }
+}
+
 }  // namespace

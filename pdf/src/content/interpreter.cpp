@@ -205,8 +205,10 @@ void ContentInterpreter::RunNested(QPDFObjectHandle stream, const std::string& d
                                    QPDFObjectHandle resources, GraphicsState initial) {
   std::string data;
   if (!ReadContent(stream, description, data)) return;
-  running_.push_back(stream.getObjGen());
-  RunStream(std::move(data), description, resources, std::move(initial));
+  const QPDFObjGen id = stream.getObjGen();
+  running_.push_back(id);
+  RunStream(std::move(data), description, resources, std::move(initial),
+            id.isIndirect() ? &stream_paths_[id] : nullptr);
   running_.pop_back();
 }
 
@@ -217,8 +219,11 @@ void ContentInterpreter::StopPage(const std::string& reason) {
 }
 
 void ContentInterpreter::RunStream(std::string data, const std::string& description,
-                                   QPDFObjectHandle resources, GraphicsState initial) {
+                                   QPDFObjectHandle resources, GraphicsState initial,
+                                   StreamPaths* paths) {
   Frame frame;
+  frame.paths = paths;
+  frame.paths_recording = paths != nullptr && paths->empty();
   frame.resources = resources.isDictionary() ? resources : QPDFObjectHandle::newDictionary();
   frame.gs = std::move(initial);
   frame.default_ctm = frame.gs.ctm;

@@ -149,10 +149,15 @@ class ContentInterpreter {
  private:
   struct Frame;
 
+  // The paths one run of a stream made, in order (see stream_paths_).
+  using StreamPaths = std::vector<std::shared_ptr<const Morv::Compound>>;
+
   // Runs one content stream with its own graphics-state stack, starting from
-  // `initial`. Depth counts nested forms, glyphs and masks.
+  // `initial`. Depth counts nested forms, glyphs and masks. With `paths`, the run
+  // records its paths there when it is empty, and otherwise takes each path from it
+  // that it builds the same.
   void RunStream(std::string data, const std::string& description, QPDFObjectHandle resources,
-                 GraphicsState initial);
+                 GraphicsState initial, StreamPaths* paths = nullptr);
   // PDF's initial graphics state (black in DeviceGray, nothing else set), drawing
   // into `target` under `ctm`: a page's, an annotation's, a soft mask's.
   GraphicsState InitialState(const Matrix& ctm, QorDoc::Content& target) const;
@@ -363,6 +368,11 @@ class ContentInterpreter {
   static constexpr std::size_t kKeptFormBytes = std::size_t{16} << 20;
   std::map<QPDFObjGen, DecodedStream> kept_forms_;
   std::size_t kept_form_bytes_ = 0;
+  // The paths of the first run of each nested stream: a later run of the same form or
+  // glyph procedure (a plot's form placed twice, a Type3 glyph shown many times) takes
+  // the very compound again where it builds one bit for bit the same, instead of
+  // allocating another.
+  std::map<QPDFObjGen, StreamPaths> stream_paths_;
   std::set<std::string> unsupported_reported_;
   Morv::MilliPointRectangle page_box_;  // the displayed page in world coordinates
   std::map<QPDFObjGen, std::shared_ptr<const PatternCell>> cells_;  // by tiling pattern

@@ -44,6 +44,11 @@ struct ContentInterpreter::Frame {
   double subpath_y = 0.0;
   bool path_limit_reported = false;
   std::optional<std::uint32_t> pending_clip;  // W or W*: the winding rule
+  // The paths of this stream's first run (ContentInterpreter::stream_paths_), which
+  // this run records or else offers in turn to TakePath; null for a page's content.
+  StreamPaths* paths = nullptr;
+  bool paths_recording = false;
+  std::size_t paths_at = 0;  // the next one to offer
 
   // The text object.
   bool in_text = false;

@@ -99,12 +99,22 @@ void ContentInterpreter::PathOperator(std::string_view op, const std::vector<Ope
 
 std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t rule) {
   Frame& f = *frame_;
-  // Building empties the builder and keeps its scratch space for the next path.
-  auto compound = f.path.BuildShared(rule);
   f.path_points = 0;
   f.path_empty = true;
   f.has_current_point = false;
   f.path_limit_reported = false;
+  // Building empties the builder and keeps its scratch space for the next path.
+  if (f.paths == nullptr) return f.path.BuildShared(rule);
+  // A stream's later run is offered the path its first run made at the same turn;
+  // anything not the same, bit for bit, is built.
+  StreamPaths& paths = *f.paths;
+  if (!f.paths_recording && f.paths_at < paths.size() &&
+      f.path.TakeIfSame(*paths[f.paths_at], rule)) {
+    return paths[f.paths_at++];
+  }
+  auto compound = f.path.BuildShared(rule);
+  if (f.paths_recording) paths.push_back(compound);
+  ++f.paths_at;
   return compound;
 }
 

@@ -1,6 +1,7 @@
 #include "morv/compound.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace Morv {
@@ -159,6 +160,22 @@ std::shared_ptr<const Compound> PathBuilder::BuildShared(std::uint32_t windingRu
   auto compound = std::make_shared<const Compound>(ScratchSubpath(held_), windingRule);
   ClearScratch();
   return compound;
+}
+
+bool PathBuilder::TakeIfSame(const Compound& compound, std::uint32_t windingRule) {
+  if (!OnlyScratch() || compound.GetWindingRule() != windingRule) return false;
+  const std::span<const Subpath> subpaths = compound.GetSubpaths();
+  if (subpaths.size() != 1) return false;
+  const Subpath& s = subpaths.front();
+  // Bits, not values: a -0 where the other has 0 must give the other path.
+  if (s.point_count_ != points_.size() || s.curves_ != curves_ || s.closed_ != held_ ||
+      std::memcmp(s.Data(), points_.data(), points_.size() * sizeof(Point)) != 0 ||
+      (curves_ && std::memcmp(s.Kinds(), kinds_.data(), kinds_.size()) != 0)) {
+    return false;
+  }
+  start_ = Point();
+  ClearScratch();
+  return true;
 }
 
 // A polygon of up to four corners allocates nothing, a larger subpath exactly its

@@ -71,6 +71,10 @@ class PathBuilder {
   // empty, as if new, and reuses its scratch space for the next path.
   Compound Build(std::uint32_t windingRule = kNonZero);
   std::shared_ptr<const Compound> BuildShared(std::uint32_t windingRule = kNonZero);
+  // Whether the path so far is `compound` bit for bit (one subpath of the same points,
+  // segment kinds and closing, under `windingRule`); if so the builder is emptied as
+  // by a build, and the caller may take `compound` instead of building another.
+  bool TakeIfSame(const Compound& compound, std::uint32_t windingRule);
 
  private:
   // Moves the subpath in the scratch space (open, or held closed) to the finished
