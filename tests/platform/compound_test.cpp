@@ -156,7 +156,8 @@ TEST(Subpath, CopiesAndMovesAcrossBothStorageForms) {
   const Subpath shifted = curve.Transformed(Morv::MilliPointTransformation::Translation(10, 1));
   EXPECT_EQ(shifted.Segments()[2], Segment::Cubic({14, -6}, {15, 2}, {16, 1}));
   EXPECT_EQ(shifted.GetBoundingBox(), Morv::MilliPointRectangle(10, -6, 6, 16));
-  const Subpath pentagon = originals[4].Transformed(Morv::MilliPointTransformation::Translation(1, 1));
+  const Subpath pentagon =
+      originals[4].Transformed(Morv::MilliPointTransformation::Translation(1, 1));
   EXPECT_EQ(pentagon.VectorPoints().back(), Point(1, 4));
   EXPECT_EQ(pentagon.GetBoundingBox(), Morv::MilliPointRectangle(1, 1, 4, 5));
 }
@@ -183,8 +184,9 @@ TEST(Compound, BuilderEndsSubpathsAsPdfContentDoes) {
   using Build = std::function<void(Morv::PathBuilder&)>;
   const std::vector<std::pair<Build, Shape>> cases = {
       {[](Morv::PathBuilder& b) { b.Rectangle(1, 2, 3, 4); },
-       {{true, {Segment::Line({1, 2}), Segment::Line({4, 2}), Segment::Line({4, 6}),
-                Segment::Line({1, 6})}}}},
+       {{true,
+         {Segment::Line({1, 2}), Segment::Line({4, 2}), Segment::Line({4, 6}),
+          Segment::Line({1, 6})}}}},
       {[](Morv::PathBuilder& b) { b.MoveTo(0, 0).LineTo(5, 0).Close().LineTo(0, 7); },
        {{true, {Segment::Line({0, 0}), Segment::Line({5, 0})}},
         {false, {Segment::Line({0, 0}), Segment::Line({0, 7})}}}},
@@ -196,16 +198,22 @@ TEST(Compound, BuilderEndsSubpathsAsPdfContentDoes) {
       {[](Morv::PathBuilder& b) {
          b.MoveTo(0, 0).LineTo(1, 0).LineTo(1, 1).QuadTo(0, 2, 0, 1).Close();
        },
-       {{true, {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
-                Segment::Quadratic({0, 2}, {0, 1})}}}},
+       {{true,
+         {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
+          Segment::Quadratic({0, 2}, {0, 1})}}}},
       {[](Morv::PathBuilder& b) { b.Rectangle(0, 0, 1, 1).Rectangle(5, 5, -1, 2).Close(); },
-       {{true, {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
-                Segment::Line({0, 1})}},
-        {true, {Segment::Line({5, 5}), Segment::Line({4, 5}), Segment::Line({4, 7}),
-                Segment::Line({5, 7})}}}},
-      {[](Morv::PathBuilder& b) { b.Polygon({{0, 0}, {2, 0}, {2, 2}, {1, 3}, {0, 2}}); },
-       {{true, {Segment::Line({0, 0}), Segment::Line({2, 0}), Segment::Line({2, 2}),
-                Segment::Line({1, 3}), Segment::Line({0, 2})}}}},
+       {{true,
+         {Segment::Line({0, 0}), Segment::Line({1, 0}), Segment::Line({1, 1}),
+          Segment::Line({0, 1})}},
+        {true,
+         {Segment::Line({5, 5}), Segment::Line({4, 5}), Segment::Line({4, 7}),
+          Segment::Line({5, 7})}}}},
+      {[](Morv::PathBuilder& b) {
+         b.Polygon({{0, 0}, {2, 0}, {2, 2}, {1, 3}, {0, 2}});
+       },
+       {{true,
+         {Segment::Line({0, 0}), Segment::Line({2, 0}), Segment::Line({2, 2}),
+          Segment::Line({1, 3}), Segment::Line({0, 2})}}}},
   };
   Morv::PathBuilder builder;
   for (std::size_t i = 0; i < cases.size(); ++i) {

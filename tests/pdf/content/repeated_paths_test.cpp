@@ -29,12 +29,13 @@ void CollectPaths(const QorDoc::Content& content, std::vector<const QorDoc::Path
 TEST(RepeatedPaths, ASecondPlacementSharesTheFirstOnesCompounds) {
   PdfObjects objects;
   WarningList warnings;
-  const QPDFObjectHandle form = objects.Stream(
-      "<< /Type /XObject /Subtype /Form /BBox [0 0 50 50] >>",
-      "1 1 m 5 5 l S 0 0 3 3 re f 1 1 m 2 2 l 3 1 l h f* 1 1 m 5 5 l S");
+  const QPDFObjectHandle form =
+      objects.Stream("<< /Type /XObject /Subtype /Form /BBox [0 0 50 50] >>",
+                     "1 1 m 5 5 l S 0 0 3 3 re f 1 1 m 2 2 l 3 1 l h f* 1 1 m 5 5 l S");
   QPDFObjectHandle page = objects.Parse("<< /Type /Page /MediaBox [0 0 100 100] >>");
-  page.replaceKey("/Contents", objects.Stream("<< >>", "/F Do q 2 0 0 2 0 0 cm /F Do Q "
-                                                        "1 1 m 5 5 l S"));
+  page.replaceKey("/Contents", objects.Stream("<< >>",
+                                              "/F Do q 2 0 0 2 0 0 cm /F Do Q "
+                                              "1 1 m 5 5 l S"));
   page.replaceKey("/Resources",
                   objects.Parse("<< /XObject << /F " + PdfObjects::Ref(form) + " >> >>"));
   const test::PageRun run(objects.pdf, warnings, page);
