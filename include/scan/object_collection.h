@@ -21,6 +21,7 @@ namespace QorSc {
 class IntervalsFiller;
 class LineRenderer;
 struct OpaqueFlatCopy;
+struct FlatShape;
 
 // One collected object: where it lies in target pixels and how it becomes its
 // filler when the scan line reaches the top of its pixel box. The converter numbers
@@ -41,6 +42,13 @@ class QORSC_API ObjectInfo {
   // without a filler, and returns true. False for every other object (the
   // default), which CreateFiller then activates.
   virtual bool FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy);
+  // For an object of any shape, clipped or not, in one opaque flat colour with
+  // nothing else to draw (no soft mask, halftone label or blending): writes what its
+  // paint copies into `shape`, builds its run-length generator there (reusing the
+  // path generator the shape keeps) and names its clip, and returns true; the
+  // renderer then draws the copy over the generator's runs without a filler. False
+  // for every other object (the default); the shape's copy may have been written.
+  virtual bool FlatShapeCopy(LineRenderer& renderer, FlatShape& shape);
   // Asks the memory system for what CreateFiller will read first, a few records
   // ahead of activation: records are activated by first line, far from the order
   // in which they and their document objects were made.

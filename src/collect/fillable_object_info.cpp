@@ -9,6 +9,7 @@
 #include "collect/tiling_cell.h"
 #include "composite/elementary_filler.h"
 #include "composite/soft_mask_state.h"
+#include "frame/flat_shape.h"
 #include "frame/line_renderer.h"
 #include "paint/flat_paint_getter.h"
 #include "paint/halftone_label.h"
@@ -195,19 +196,31 @@ void FillableObjectInfo::Prefetch() const {
   if (shape_kind_ != ShapeKind::kBox) __builtin_prefetch(GetShape().pointer.get());
 }
 
-bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
-  // What CreateFiller would make a filler whose every line is the box's one run,
-  // copied: no label wraps the paint, and nothing restricts or blends the copy.
-  if (shape_kind_ != ShapeKind::kBox || paint_->GetType() != QorPaint::kFlatPaint ||
-      GetSoftMask() != nullptr || (clip_ != nullptr && clip_->HasElements()) ||
+bool FillableObjectInfo::CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const {
+  // What CreateFiller would make a filler that copies its paint over every run: no
+  // label wraps the paint, and nothing blends or masks the copy.
+  if (paint_->GetType() != QorPaint::kFlatPaint || GetSoftMask() != nullptr ||
       renderer.GetOptions().GetHalftoneMode() != kHalftoneNone) {
     return false;
   }
-  const QorMath::Rectangle<long long>& box = GetPixelBox();
-  if (box.left >= box.right) return false;
   // Flat getters are opaque wherever they paint (paint kind 1).
   const bool absent = renderer.Pools().FlatPaints().CopyOf(renderer.GetOptions(), paint_, copy);
   return CopiesOpaque(*transparency_, stroke_, 1, absent);
+}
+
+bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
+  // A filler whose every line is the box's one run, unrestricted.
+  if (shape_kind_ != ShapeKind::kBox || (clip_ != nullptr && clip_->HasElements())) return false;
+  const QorMath::Rectangle<long long>& box = GetPixelBox();
+  if (box.left >= box.right) return false;
+  return CopiesOpaqueFlat(renderer, copy);
+}
+
+bool FillableObjectInfo::FlatShapeCopy(LineRenderer& renderer, FlatShape& shape) {
+  if (!CopiesOpaqueFlat(renderer, shape)) return false;
+  shape.generator = &CreateRunLengthGenerator(GetGeometry(), renderer, shape.path, shape.other);
+  shape.clip = clip_ != nullptr && clip_->HasElements() ? clip_.get() : nullptr;
+  return true;
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {

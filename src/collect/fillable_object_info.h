@@ -61,6 +61,7 @@ class FillableObjectInfo : public ObjectInfo {
 
   std::unique_ptr<IntervalsFiller> CreateFiller(LineRenderer& renderer) override;
   bool FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) override;
+  bool FlatShapeCopy(LineRenderer& renderer, FlatShape& shape) override;
   void Prefetch() const override;
 
   // The source as given, less what its generator never reads: a box source keeps no
@@ -103,6 +104,9 @@ class FillableObjectInfo : public ObjectInfo {
     std::unique_ptr<SoftMaskRecord> softMask;
   };
   Rare& MakeRare();
+  // What FlatBoxCopy and FlatShapeCopy share: whether the object paints an opaque
+  // flat copy whatever its coverage, written into `copy` when it does.
+  bool CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const;
   // The shape of a record whose kind is not kBox.
   const Shape& GetShape() const;
 

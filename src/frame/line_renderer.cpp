@@ -83,7 +83,7 @@ LineRenderer::Active::Active(IntervalsFiller& f, std::size_t planes)
       steady(copy != nullptr && copy->row.size() == planes && clip == nullptr &&
              generator->HasSteadyRuns()) {}
 
-void LineRenderer::Activate(long long y) {
+void LineRenderer::Activate(long long y, bool flatShapes) {
   const std::size_t first_new = active_.size();
   const auto first_line = static_cast<std::uint64_t>(y - pixel_box_.top) << 32;
   for (; next_ < order_.size() && order_[next_].key < first_line + (std::uint64_t{1} << 32);
@@ -105,7 +105,7 @@ void LineRenderer::Activate(long long y) {
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
-      if (!ActivateFlatBox(record)) {
+      if (!ActivateFlatBox(record) && !(flatShapes && ActivateFlatShape(record))) {
         std::unique_ptr<IntervalsFiller>& filler = fillers_[order_[next_].key & kIndexBits];
         filler = record.CreateFiller(*this);
         active_.emplace_back(*filler, ColourPlanes() + 3);
@@ -151,18 +151,22 @@ void LineRenderer::Activate(long long y) {
   has_retired_ = false;
 }
 
+FlatShape& LineRenderer::SpareFlatShape() {
+  if (free_flat_shapes_.empty()) {
+    // The free list then has room for every shape there is: giving one back never
+    // allocates.
+    free_flat_shapes_.reserve(flat_shapes_.size() + 1);
+    free_flat_shapes_.push_back(&flat_shapes_.emplace_back());
+  }
+  return *free_flat_shapes_.back();
+}
+
 bool LineRenderer::ActivateFlatBox(ObjectInfo& record) {
   // Settled runs number the box's pixels in 32 bits.
   if (!narrow_) return false;
-  if (free_box_copies_.empty()) {
-    // The free list then has room for every copy there is: giving one back never
-    // allocates.
-    free_box_copies_.reserve(box_copies_.size() + 1);
-    free_box_copies_.push_back(&box_copies_.emplace_back());
-  }
-  OpaqueFlatCopy& copy = *free_box_copies_.back();
+  FlatShape& copy = SpareFlatShape();
   if (!record.FlatBoxCopy(*this, copy) || copy.row.size() != ColourPlanes() + 3) return false;
-  free_box_copies_.pop_back();
+  free_flat_shapes_.pop_back();
   // The entry a box filler's would be once settled on its first line: a box
   // generator's run is the box's columns on every line of it.
   const QorMath::Rectangle<long long>& box = record.GetPixelBox();
@@ -178,26 +182,42 @@ bool LineRenderer::ActivateFlatBox(ObjectInfo& record) {
   return true;
 }
 
+bool LineRenderer::ActivateFlatShape(ObjectInfo& record) {
+  FlatShape& shape = SpareFlatShape();
+  if (!record.FlatShapeCopy(*this, shape)) return false;
+  if (shape.row.size() != ColourPlanes() + 3) {
+    shape.Finish();
+    return false;
+  }
+  free_flat_shapes_.pop_back();
+  // The entry its filler's would be: a flat copy that hides what it covers. It is
+  // never settled (only a box generator keeps its run, and an unclipped box is a
+  // flat box).
+  Active& a = active_.emplace_back();
+  a.generator = shape.generator;
+  a.clip = shape.clip;
+  a.copy = &shape;
+  a.index = record.GetIndex();
+  a.may_be_hidden = true;
+  a.hides = true;
+  return true;
+}
+
 void LineRenderer::Release(const Active& a) {
   if (a.filler != nullptr) {
     fillers_[a.index].reset();
   } else if (a.copy != nullptr) {
-    // A flat box's copy is one of box_copies_, which the renderer owns and writes.
-    free_box_copies_.push_back(const_cast<OpaqueFlatCopy*>(a.copy));
+    FlatShape& shape = FlatShapeOf(a);
+    shape.Finish();
+    free_flat_shapes_.push_back(&shape);
   }
 }
 
-void LineRenderer::MakeFiller(Active& a, long long y) {
+void LineRenderer::MakeFiller(Active& a) {
   Release(a);
   std::unique_ptr<IntervalsFiller>& filler = fillers_[a.index];
   filler = pending_[a.index]->CreateFiller(*this);
-  const Active box = a;
   a = Active(*filler, ColourPlanes() + 3);
-  a.generator->GenerateRuns(y);
-  a.runs = &a.generator->Runs();
-  a.settled = true;
-  a.run = box.run;
-  a.bottom = box.bottom;
 }
 
 void LineRenderer::DropRetired() {
@@ -210,13 +230,19 @@ void LineRenderer::DropRetired() {
 
 void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::size_t>* hits) {
   current_line_ = y;
-  Activate(y);
+  const bool settled_fit = line.Planes() == ColourPlanes() + 3 && line.Left() == pixel_box_.left &&
+                           line.Right() == pixel_box_.right;
+  // A line that draws through fillers makes them at once rather than flat shapes
+  // that would need them at once.
+  const bool fillers_only = hits != nullptr || !settled_fit;
+  Activate(y, !fillers_only);
   // Every object's runs first, so that objects hidden under later ones are known.
   bool retired = false;
   std::size_t drawn = 0;
-  const bool settled_fit = line.Planes() == ColourPlanes() + 3 && line.Left() == pixel_box_.left &&
-                           line.Right() == pixel_box_.right;
   for (Active& a : active_) {
+    // A flat shape on a line that needs its filler (a flat box keeps its settled run
+    // below).
+    if (a.filler == nullptr && a.generator != nullptr && fillers_only) MakeFiller(a);
     if (a.settled) {
       // What its generator would say: the same run until the box ends.
       if (y >= a.bottom) {
@@ -228,8 +254,14 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       if (y + 1 == a.bottom && a.filler != nullptr) __builtin_prefetch(&fillers_[a.index], 1);
       if (a.filler != nullptr) {
         a.runs = &a.generator->Runs();
-      } else if (hits != nullptr || !settled_fit) {
-        MakeFiller(a, y);
+      } else if (fillers_only) {
+        const Active box = a;
+        MakeFiller(a);
+        a.generator->GenerateRuns(y);
+        a.runs = &a.generator->Runs();
+        a.settled = true;
+        a.run = box.run;
+        a.bottom = box.bottom;
       } else {
         // Drawn from its settled run alone (ResolveOcclusion), never read.
         a.runs = &no_runs_;
@@ -257,8 +289,10 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       const RunList& admitted = a.clip->Runs();
       if (runs->empty() || admitted.size() != 1 || runs->front().start < admitted.front().start ||
           runs->back().End() > admitted.front().End()) {
-        IntersectRuns(*runs, admitted, a.filler->ClippedRuns());
-        runs = &a.filler->ClippedRuns();
+        RunList& clipped =
+            a.filler != nullptr ? a.filler->ClippedRuns() : FlatShapeOf(a).clipped;
+        IntersectRuns(*runs, admitted, clipped);
+        runs = &clipped;
       }
     }
     if (runs->empty()) continue;
@@ -295,6 +329,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
 void LineRenderer::Retire(Active& a) {
   Release(a);
   a.filler = nullptr;
+  a.generator = nullptr;
   a.copy = nullptr;
   a.runs = nullptr;
 }

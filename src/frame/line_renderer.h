@@ -7,7 +7,10 @@
 // by painting index. An object that is just its box in an opaque flat colour
 // becomes no filler: its entry holds the box's run and its paint's copy, settled
 // from its first line (a filler is made for it only if a line needs one: hit lists,
-// or a line of other planes or span). Activated records are kept, and freed
+// or a line of other planes or span). An opaque flat object of any other shape
+// becomes no filler either: its entry draws its paint's copy over the runs of a
+// generator the renderer keeps and reuses (FlatShape), unless the line it starts on
+// needs fillers. Activated records are kept, and freed
 // together with the renderer in the order they were made. Per line every active object advances its
 // generator and clip, and its filler composites it over its (clipped) runs, lowest index first. The
 // renderer is also the context the fillers and generators see: environment, pixel box, options,
@@ -23,6 +26,7 @@
 #include "composite/line_buffer.h"
 #include "composite/opaque_flat_batch.h"
 #include "frame/conversion_pools.h"
+#include "frame/flat_shape.h"
 #include "paint/flat_paint_getter.h"
 #include "qorcolor/cmyk.h"
 #include "raster/line_context.h"
@@ -57,11 +61,14 @@ class LineRenderer : public LineContext {
   struct Active {
     Active() = default;  // a place in the merge's buffer
     Active(IntervalsFiller& filler, std::size_t planes);
-    // Null for a flat box (then copy is not) and once retired (then neither is set).
+    // Null for a flat box or shape (then copy is not) and once retired (then
+    // neither is set).
     IntervalsFiller* filler = nullptr;
-    RunLengthGenerator* generator = nullptr;  // the filler's
+    // The filler's, or a flat shape's; null for a flat box.
+    RunLengthGenerator* generator = nullptr;
     Clip* clip = nullptr;                     // null when the scope clips nothing
-    const OpaqueFlatCopy* copy = nullptr;     // the filler's flat copy, if any
+    // The filler's flat copy, if any, or a flat box's or shape's FlatShape.
+    const OpaqueFlatCopy* copy = nullptr;
     const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
     // A settled object's one run as bits of the batch's union (SettledRun) and the
     // line its box ends on.
@@ -82,13 +89,27 @@ class LineRenderer : public LineContext {
   void OrderByKey(std::size_t lastLine);
   // Adds the records whose first line is `y` to the active list, which then holds
   // no entry retired on an earlier line.
-  void Activate(long long y);
-  // Activates `record` at line `y` as a flat box when it is one (FlatBoxPaint) and
-  // the box's run can be settled; false otherwise.
+  // `flatShapes`: the line takes flat copies without fillers (ActivateFlatShape).
+  void Activate(long long y, bool flatShapes);
+  // Activates `record` as a flat box when it is one (FlatBoxCopy) and the box's run
+  // can be settled; false otherwise.
   bool ActivateFlatBox(ObjectInfo& record);
-  // Gives a flat box its filler, for a line that cannot take its settled run.
-  void MakeFiller(Active& a, long long y);
-  // Gives back what an active entry draws with: its filler, or a flat box's copy.
+  // Activates `record` as a flat shape when it is one (FlatShapeCopy); false
+  // otherwise.
+  bool ActivateFlatShape(ObjectInfo& record);
+  // The flat shape the next flat box or shape takes (the last given back).
+  FlatShape& SpareFlatShape();
+  // The flat shape of a flat box's or shape's entry: its copy is that shape's.
+  static FlatShape& FlatShapeOf(const Active& a) {
+    // Every such copy is one of flat_shapes_, which the renderer owns and writes.
+    return static_cast<FlatShape&>(const_cast<OpaqueFlatCopy&>(*a.copy));
+  }
+  // Gives a flat box or shape its filler, for a line that needs one (hit lists, or
+  // other planes or span): the record's filler, whose generator starts at the
+  // line it is first asked for, as the one it replaces would read there.
+  void MakeFiller(Active& a);
+  // Gives back what an active entry draws with: its filler, or a flat box's or
+  // shape's FlatShape.
   void Release(const Active& a);
   void DropRetired();
   // Walks the line's objects from the last painted: drops from runs_ the objects
@@ -133,12 +154,12 @@ class LineRenderer : public LineContext {
   bool has_retired_ = false;    // active_ holds retired entries
   OpaqueFlatBatch flat_batch_;  // what opaque flat copies cover and leave visible
   const RunList no_runs_;       // the runs of a flat box without a filler: never read
-  // The copies of the active flat boxes, reused through a free list: a box takes
-  // the one given back last, still in the cache, and none is made per object once
-  // there are as many as boxes cross one line. A deque, so that entries keep their
-  // copy's address as it grows.
-  std::deque<OpaqueFlatCopy> box_copies_;
-  std::vector<OpaqueFlatCopy*> free_box_copies_;
+  // What the active flat boxes and shapes draw with, reused through a free list: an
+  // object takes the one given back last, still in the cache, and none is made per
+  // object once there are as many as such objects cross one line. A deque, so that
+  // entries keep their copy's address as it grows.
+  std::deque<FlatShape> flat_shapes_;
+  std::vector<FlatShape*> free_flat_shapes_;
   ConversionPools* pools_;
 };
 

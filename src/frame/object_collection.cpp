@@ -10,6 +10,10 @@ bool ObjectInfo::FlatBoxCopy(LineRenderer& /*renderer*/, OpaqueFlatCopy& /*copy*
   return false;
 }
 
+bool ObjectInfo::FlatShapeCopy(LineRenderer& /*renderer*/, FlatShape& /*shape*/) {
+  return false;
+}
+
 ObjectCollection::ObjectCollection(const Environment& env, const Options& opts,
                                    const QorMath::Rectangle<long long>& box,
                                    std::unique_ptr<ObjectInfoContainer> container)

@@ -150,31 +150,61 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env, const Box& li
   return source;
 }
 
-std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
-                                                             const LineContext& context) {
+namespace {
+
+// The path generator of a source with a compound, a flattened compound or an
+// outline, built into `path` (reset, or made when null); false for other sources.
+bool BuildPathGenerator(const GeometrySource& source, const LineContext& context,
+                        std::unique_ptr<PathRunLengthGenerator>& path) {
   if (source.compound) {
     PathRunLengthGeneratorBuilder builder(source.compound->GetWindingRule(), source.pixelBox,
-                                          context.GetScratchChains());
+                                          context.GetScratchChains(), std::move(path));
     builder.AddCompound(*source.compound, context.GetEnvironment(), source.transformation);
-    return builder.Release();
+    path = builder.Release();
+    return true;
   }
   if (source.flatCompound) {
     PathRunLengthGeneratorBuilder builder(source.flatCompound->windingRule, source.pixelBox,
-                                          context.GetScratchChains());
+                                          context.GetScratchChains(), std::move(path));
     builder.AddFlatOutline(*source.flatCompound);
-    return builder.Release();
+    path = builder.Release();
+    return true;
   }
   if (source.outline) {
     PathRunLengthGeneratorBuilder builder(Morv::kNonZero, source.pixelBox,
-                                          context.GetScratchChains());
+                                          context.GetScratchChains(), std::move(path));
     builder.AddOutline(*source.outline, context.GetEnvironment(), source.transformation);
-    return builder.Release();
+    path = builder.Release();
+    return true;
   }
+  return false;
+}
+
+std::unique_ptr<RunLengthGenerator> CreateOtherGenerator(const GeometrySource& source,
+                                                         const LineContext& context) {
   if (source.mask) {
     return std::make_unique<ImageMaskRunLengthGenerator>(
         source.pixelBox, source.mask, source.transformation, context.GetEnvironment());
   }
   return std::make_unique<BoxRunLengthGenerator>(source.pixelBox);
+}
+
+}  // namespace
+
+std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
+                                                             const LineContext& context) {
+  std::unique_ptr<PathRunLengthGenerator> path;
+  if (BuildPathGenerator(source, context, path)) return path;
+  return CreateOtherGenerator(source, context);
+}
+
+RunLengthGenerator& CreateRunLengthGenerator(const GeometrySource& source,
+                                             const LineContext& context,
+                                             std::unique_ptr<PathRunLengthGenerator>& path,
+                                             std::unique_ptr<RunLengthGenerator>& other) {
+  if (BuildPathGenerator(source, context, path)) return *path;
+  other = CreateOtherGenerator(source, context);
+  return *other;
 }
 
 }  // namespace QorSc

@@ -64,4 +64,12 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env,
 std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
                                                              const LineContext& context);
 
+// The same for a caller that keeps generators from object to object: a path
+// generator is built in `path`, reusing the storage of the one already there (made
+// when null), any other in `other`. Returns the generator built.
+RunLengthGenerator& CreateRunLengthGenerator(const GeometrySource& source,
+                                             const LineContext& context,
+                                             std::unique_ptr<PathRunLengthGenerator>& path,
+                                             std::unique_ptr<RunLengthGenerator>& other);
+
 }  // namespace QorSc

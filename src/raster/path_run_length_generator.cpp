@@ -62,6 +62,34 @@ PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
                                                const QorMath::Rectangle<long long>& box)
     : RunLengthGenerator(box), winding_rule_(windingRule) {}
 
+void PathRunLengthGenerator::Reset(std::uint32_t windingRule,
+                                   const QorMath::Rectangle<long long>& box) {
+  x0_ = box.left;
+  y0_ = box.top;
+  x1_ = box.right;
+  y1_ = box.bottom;
+  runs_.clear();
+  last_line_ = -1;
+  state_ = kNotStarted;
+  steady_ = false;
+  winding_rule_ = windingRule;
+  edges_ = nullptr;
+  edge_count_ = 0;
+  segments_ = nullptr;
+  next_ = 0;
+  last_end_line_ = 0;
+  active_count_ = 0;
+  // A line of a large shape once needed many entries; the next shape is likely small.
+  if (active_capacity_ > kKeptActiveEntries) {
+    active_.reset();
+    active_capacity_ = 0;
+  }
+  if (scratch_capacity_ > kKeptActiveEntries) {
+    scratch_.reset();
+    scratch_capacity_ = 0;
+  }
+}
+
 void PathRunLengthGenerator::FitLinesToEdges() {
   long long first = y1_;
   long long end = y0_;
@@ -177,15 +205,19 @@ void PathRunLengthGenerator::Grow(std::size_t count) {
 // The edges of an outline are many and their first lines few (a long stroke's
 // pieces start on every line it crosses), so a counting sort by line, which keeps
 // the order built among equals, does in three passes what a comparison sort needs
-// log n for. Edges and segments share one block: a page of many small shapes
-// allocates and frees it once per shape.
+// log n for. Edges and segments share one block, allocated once per shape, or not
+// at all when a reset generator's block holds them.
 void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
                                       const std::vector<Edge::Segment>& segments) {
   static_assert(alignof(Edge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
                 sizeof(Edge) % alignof(Edge::Segment) == 0);
   const std::size_t count = edges.size();
-  store_ = std::make_unique_for_overwrite<std::byte[]>(count * sizeof(Edge) +
-                                                       segments.size() * sizeof(Edge::Segment));
+  const std::size_t bytes = count * sizeof(Edge) + segments.size() * sizeof(Edge::Segment);
+  // A reset generator keeps its store while it fits and wastes little.
+  if (bytes > store_capacity_ || store_capacity_ > 4 * bytes + kKeptStoreSlack) {
+    store_ = std::make_unique_for_overwrite<std::byte[]>(bytes);
+    store_capacity_ = bytes;
+  }
   edges_ = reinterpret_cast<Edge*>(store_.get());
   edge_count_ = count;
   auto* segment_store = reinterpret_cast<Edge::Segment*>(store_.get() + count * sizeof(Edge));

@@ -36,6 +36,12 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
 
   void GenerateRuns(long long line) override;
 
+  // Makes this a new generator over `box` without edges, as constructed, keeping its
+  // storage for the next edges (a renderer hands the generator of a finished object
+  // to the next one): the edge store and the active entries are reused while they
+  // fit and are not far larger than needed.
+  void Reset(std::uint32_t windingRule, const QorMath::Rectangle<long long>& box);
+
   std::size_t EdgeCount() const { return edge_count_; }
 
   // Narrows the lines of the box to those the edges cross: no other line can hold a
@@ -75,6 +81,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   };
 
   static constexpr std::size_t kActiveReserve = 64;
+  // Storage kept across Reset up to this much beyond what the next shape needs.
+  static constexpr std::size_t kKeptStoreSlack = 4096;
+  static constexpr std::size_t kKeptActiveEntries = 1024;
   static constexpr std::size_t kCountingSortMinimum = 16;
 
   void Activate();
@@ -92,8 +101,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void EmitTwo();
 
   // The edges, by first line, then the segments of every edge (each edge's
-  // contiguous): one allocation per generator, freed with it.
+  // contiguous): one allocation per generator, freed with it or reused by Reset.
   std::unique_ptr<std::byte[]> store_;
+  std::size_t store_capacity_ = 0;  // bytes
   Edge* edges_ = nullptr;
   std::size_t edge_count_ = 0;
   const Edge::Segment* segments_ = nullptr;

@@ -32,13 +32,23 @@ inline PathRunLengthGeneratorBuilder::Corner PathRunLengthGeneratorBuilder::Corn
 
 PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
     std::uint32_t windingRule, const QorMath::Rectangle<long long>& box, ScratchChains& chains)
+    : PathRunLengthGeneratorBuilder(windingRule, box, chains, nullptr) {}
+
+PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
+    std::uint32_t windingRule, const QorMath::Rectangle<long long>& box, ScratchChains& chains,
+    std::unique_ptr<PathRunLengthGenerator> generator)
     : box_(box),
       sample_x0_(static_cast<double>(box.left) + 0.5),
       sample_y0_(static_cast<double>(box.top) + 0.5),
       sample_x1_(static_cast<double>(box.right) - 0.5),
       sample_y1_(static_cast<double>(box.bottom) - 0.5),
       chains_(chains),
-      generator_(std::make_unique<PathRunLengthGenerator>(windingRule, box)) {
+      generator_(std::move(generator)) {
+  if (generator_) {
+    generator_->Reset(windingRule, box);
+  } else {
+    generator_ = std::make_unique<PathRunLengthGenerator>(windingRule, box);
+  }
   edges_.swap(chains.edges);
   segments_.swap(chains.segments);
   edges_.clear();

@@ -52,6 +52,10 @@ class PathRunLengthGeneratorBuilder {
  public:
   PathRunLengthGeneratorBuilder(std::uint32_t windingRule, const QorMath::Rectangle<long long>& box,
                                 ScratchChains& chains);
+  // Builds into `generator` (reset, keeping its storage) instead of a new one.
+  PathRunLengthGeneratorBuilder(std::uint32_t windingRule, const QorMath::Rectangle<long long>& box,
+                                ScratchChains& chains,
+                                std::unique_ptr<PathRunLengthGenerator> generator);
 
   // Adds every subpath whose transformed bounding box meets the pixel box.
   void AddCompound(const Morv::Compound& compound, const Environment& env,

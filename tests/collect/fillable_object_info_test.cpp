@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "collect/group_object_info.h"
+#include "frame/flat_shape.h"
 #include "frame/line_renderer.h"
 #include "paint/flat_paint_getter.h"
 #include "qorpaint/shading_paint.h"
@@ -83,15 +84,26 @@ TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVary) {
   EXPECT_THROW(Record({box, nullptr, nullptr, {}}, nullptr), std::invalid_argument);
 }
 
+// Line renderers of a 64-pixel page of two plates, plain and with halftone labels.
+struct Page {
+  static QorSc::Options Labelled(QorSc::Options options) {
+    options.SetHalftoneMode(QorSc::kHalftoneLabels);
+    return options;
+  }
+  const Box box{0, 0, 64, 64};
+  const QorSc::Environment env = QorScTest::PixelEnvironment();
+  const QorSc::Options options{QorColor::Color{{"Cyan", 0.0f}, {"Magenta", 0.0f}}, {}};
+  QorSc::ConversionPools pools{box.left, box.right};
+  QorSc::LineRenderer renderer{env, box, options, nullptr, pools};
+  QorSc::LineRenderer labels{env, box, Labelled(options), nullptr, pools};
+};
+
 // Only a box in an opaque, Normal, flat colour with nothing else to draw is one:
 // the renderer then copies the paint's row over the box without a filler.
 TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
   const Box box{2, 3, 40, 50};
-  const Box page{0, 0, 64, 64};
-  const QorSc::Environment env = QorScTest::PixelEnvironment();
-  const QorColor::Color plates{{"Cyan", 0.0f}, {"Magenta", 0.0f}};
-  QorSc::ConversionPools pools(page.left, page.right);
-  QorSc::LineRenderer renderer(env, page, QorSc::Options(plates, {}), nullptr, pools);
+  Page page;
+  QorSc::LineRenderer& renderer = page.renderer;
   auto with = [&](std::shared_ptr<QorSc::Clip> clip,
                   std::shared_ptr<const QorBlend::Transparency> t, bool stroke,
                   std::shared_ptr<const QorPaint::Paint> paint = Flat()) {
@@ -146,10 +158,63 @@ TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
       << "no columns";
 
   // Halftone labels wrap the paint.
-  QorSc::Options labelled(plates, {});
-  labelled.SetHalftoneMode(QorSc::kHalftoneLabels);
-  QorSc::LineRenderer labels(env, page, labelled, nullptr, pools);
-  EXPECT_FALSE(with(nullptr, nullptr, false)->FlatBoxCopy(labels, copy));
+  EXPECT_FALSE(with(nullptr, nullptr, false)->FlatBoxCopy(page.labels, copy));
+}
+
+// Any shape in an opaque flat colour, clipped or not, is drawn without a filler: the
+// record writes the copy, builds its generator into the renderer's shape (reusing
+// the path generator there) and names its clip; anything that blends, masks or
+// labels is not.
+TEST(FillableObjectInfo, FlatShapesAreOpaqueFlatObjectsOfAnyShape) {
+  const Box box{2, 3, 40, 50};
+  Page page;
+  QorSc::LineRenderer& renderer = page.renderer;
+  const auto compound = Morv::PathBuilder().Rectangle(5, 20, 30, 40).BuildShared();
+  const auto clipped = std::make_shared<QorSc::Clip>(nullptr);
+  clipped->AddElement(std::make_unique<QorSc::ClipGroup>());
+  auto with = [&](std::shared_ptr<QorSc::Clip> clip, std::shared_ptr<const QorPaint::Paint> paint,
+                  std::shared_ptr<const QorBlend::Transparency> t) {
+    return QorSc::FillableObjectInfo::Make(nullptr, nullptr, std::move(clip),
+                                           {box, compound, nullptr, {}}, std::move(paint), {},
+                                           std::move(t), false);
+  };
+
+  QorSc::FlatShape shape;
+  ASSERT_TRUE(with(nullptr, Flat(), nullptr)->FlatShapeCopy(renderer, shape));
+  const QorSc::ComponentKinds row{QorSc::kKindConstant, QorSc::kKindZero, QorSc::kKindFull,
+                                  QorSc::kKindFull, QorSc::kKindFull};
+  EXPECT_EQ(shape.row, row);
+  ASSERT_NE(shape.path, nullptr);
+  EXPECT_EQ(shape.generator, shape.path.get()) << "a compound builds a path generator";
+  EXPECT_EQ(shape.clip, nullptr);
+  const QorSc::PathRunLengthGenerator* first = shape.path.get();
+  shape.Finish();
+  ASSERT_TRUE(with(clipped, Flat(), nullptr)->FlatShapeCopy(renderer, shape));
+  EXPECT_EQ(shape.path.get(), first) << "the kept path generator is built again";
+  EXPECT_EQ(shape.clip, clipped.get());
+  shape.Finish();
+
+  // A box with a clip has a box generator, freed when its object finishes.
+  ASSERT_TRUE(QorSc::FillableObjectInfo::Make(nullptr, nullptr, clipped,
+                                              {box, nullptr, nullptr, {}}, Flat(), {}, nullptr,
+                                              false)
+                  ->FlatShapeCopy(renderer, shape));
+  ASSERT_NE(shape.other, nullptr);
+  EXPECT_EQ(shape.generator, shape.other.get());
+  shape.Finish();
+  EXPECT_EQ(shape.other, nullptr);
+  EXPECT_EQ(shape.path.get(), first);
+
+  EXPECT_FALSE(with(nullptr, Ramp(), nullptr)->FlatShapeCopy(renderer, shape));
+  EXPECT_FALSE(with(nullptr, Flat(),
+                    std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 0.5f,
+                                                                   0))
+                   ->FlatShapeCopy(renderer, shape));
+  const auto masked = with(nullptr, Flat(), nullptr);
+  masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
+  EXPECT_FALSE(masked->FlatShapeCopy(renderer, shape));
+  EXPECT_FALSE(with(nullptr, Flat(), nullptr)->FlatShapeCopy(page.labels, shape));
+  EXPECT_EQ(shape.generator, nullptr) << "nothing built for an object that is not one";
 }
 
 }  // namespace

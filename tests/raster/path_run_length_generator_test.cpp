@@ -244,6 +244,44 @@ TEST(PathRunLengthGenerator, MatchesTheReferenceOnRandomPolygons) {
   }
 }
 
+// A generator handed from shape to shape (reset, keeping its storage) reads as a
+// fresh one for each: large shapes then small and back, other boxes and rules, a
+// shape without edges, the last one left partway down before the next, lines
+// skipped.
+TEST(PathRunLengthGenerator, AResetGeneratorReadsAsAFreshOne) {
+  std::mt19937 random(424242);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  QorSc::ScratchChains chains;
+  std::unique_ptr<QorSc::PathRunLengthGenerator> kept;
+  for (int round = 0; round < 300; ++round) {
+    const long long bx = static_cast<long long>(unit(random) * 20);
+    const long long by = static_cast<long long>(unit(random) * 20);
+    const Box box{bx, by, bx + 1 + static_cast<long long>(unit(random) * 40),
+                  by + 1 + static_cast<long long>(unit(random) * 40)};
+    // Every tenth shape has hundreds of corners, so that later ones reuse a store and
+    // active entries far larger than they need.
+    const int points = round % 10 == 0 ? 400 : 1 + static_cast<int>(unit(random) * 8);
+    const double spread = round % 10 == 0 ? 60.0 : 2.0 + unit(random) * 20.0;
+    Polygon p;
+    for (int k = 0; k < points; ++k)
+      p.push_back({bx + unit(random) * 40 + (unit(random) - 0.5) * spread,
+                   by + unit(random) * 40 + (unit(random) - 0.5) * spread});
+    if (round % 17 == 0) p.resize(1);  // no edges at all
+    const std::uint32_t rule = round % 2;
+    QorSc::PathRunLengthGeneratorBuilder builder(rule, box, chains, std::move(kept));
+    ListEnumerator e(p);
+    builder.AddPoints(e);
+    kept = builder.Release();
+    const auto reference = QorScTest::ReferenceRuns({p}, rule, box);
+    // Lines skipped now and then; some shapes are left before their last line.
+    const long long stop = round % 3 == 0 ? box.top + (box.bottom - box.top) / 2 : box.bottom;
+    for (long long y = box.top; y < stop; y += 1 + (round % 4 == 1 ? y % 3 : 0)) {
+      kept->GenerateRuns(y);
+      ASSERT_EQ(kept->Runs(), reference[y - box.top]) << "round " << round << " line " << y;
+    }
+  }
+}
+
 // Polygons given as corners (stroke pieces, glyph contours) are culled on their
 // corners and, when those lie inside the sample box, filtered without outcodes; they
 // must build as many edges as the same polygons through a point enumerator (no
