@@ -285,10 +285,11 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         continue;
       }
       // Most clipped objects lie inside one run of their clip (a plot's frame, a
-      // page's box): their runs are the intersection as they stand.
+      // page's box): their runs are the intersection as they stand, as are no runs.
       const RunList& admitted = a.clip->Runs();
-      if (runs->empty() || admitted.size() != 1 || runs->front().start < admitted.front().start ||
-          runs->back().End() > admitted.front().End()) {
+      if (!runs->empty() &&
+          (admitted.size() != 1 || runs->front().start < admitted.front().start ||
+           runs->back().End() > admitted.front().End())) {
         RunList& clipped =
             a.filler != nullptr ? a.filler->ClippedRuns() : FlatShapeOf(a).clipped;
         IntersectRuns(*runs, admitted, clipped);
