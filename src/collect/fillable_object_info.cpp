@@ -153,6 +153,32 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
   return source;
 }
 
+GeometryRef FillableObjectInfo::GetGeometryRef() const {
+  static const Morv::MilliPointTransformation identity{};
+  GeometryRef ref{GetPixelBox(), nullptr, nullptr, nullptr, nullptr, &identity};
+  if (shape_kind_ == ShapeKind::kBox) return ref;
+  const Shape& shape = GetShape();
+  ref.transformation = &shape.transformation;
+  const void* pointer = shape.pointer.get();
+  switch (shape_kind_) {
+    case ShapeKind::kBox:
+      break;
+    case ShapeKind::kCompound:
+      ref.compound = static_cast<const Morv::Compound*>(pointer);
+      break;
+    case ShapeKind::kFlatCompound:
+      ref.flatCompound = static_cast<const FlatOutline*>(pointer);
+      break;
+    case ShapeKind::kOutline:
+      ref.outline = static_cast<const Morv::StrokeOutline*>(pointer);
+      break;
+    case ShapeKind::kMask:
+      ref.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
+      break;
+  }
+  return ref;
+}
+
 const Morv::MilliPointTransformation& FillableObjectInfo::GetPaintPlacement() const {
   static const Morv::MilliPointTransformation identity{};
   return rare_ ? rare_->paintPlacement : identity;
@@ -218,7 +244,7 @@ bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& cop
 
 bool FillableObjectInfo::FlatShapeCopy(LineRenderer& renderer, FlatShape& shape) {
   if (!CopiesOpaqueFlat(renderer, shape)) return false;
-  shape.generator = &CreateRunLengthGenerator(GetGeometry(), renderer, shape.path, shape.other);
+  shape.generator = &CreateRunLengthGenerator(GetGeometryRef(), renderer, shape.path, shape.other);
   shape.clip = clip_ != nullptr && clip_->HasElements() ? clip_.get() : nullptr;
   return true;
 }

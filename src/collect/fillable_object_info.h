@@ -68,6 +68,8 @@ class FillableObjectInfo : public ObjectInfo {
   // transformation (identity here), and of compound, flattened compound, outline and
   // mask only the first, the one the generator uses, is kept.
   GeometrySource GetGeometry() const;
+  // The same by reference, valid while the record lives.
+  GeometryRef GetGeometryRef() const;
   bool IsStroke() const { return stroke_; }
   const std::shared_ptr<const QorPaint::Paint>& GetPaint() const { return paint_; }
   // The identity for a flat paint, which is the same wherever it is placed.

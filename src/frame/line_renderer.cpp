@@ -93,8 +93,11 @@ void LineRenderer::Activate(long long y, bool flatShapes) {
     // reads), then for what its filler reads, before they are needed.
     if (next_ + kPrefetchRecord < order_.size()) {
       const auto* ahead = reinterpret_cast<const char*>(order_[next_ + kPrefetchRecord].record);
+      // Records are 16-byte aligned, not 64: their last bytes (a shape's
+      // transformation) may lie on one more line than their size fills.
       for (std::size_t offset = 0; offset < kPrefetchRecordBytes; offset += 64)
         __builtin_prefetch(ahead + offset);
+      __builtin_prefetch(ahead + kPrefetchRecordBytes - 1);
     }
     if (next_ + kPrefetchReads < order_.size()) {
       order_[next_ + kPrefetchReads].record->Prefetch();
@@ -287,11 +290,9 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       // Most clipped objects lie inside one run of their clip (a plot's frame, a
       // page's box): their runs are the intersection as they stand, as are no runs.
       const RunList& admitted = a.clip->Runs();
-      if (!runs->empty() &&
-          (admitted.size() != 1 || runs->front().start < admitted.front().start ||
-           runs->back().End() > admitted.front().End())) {
-        RunList& clipped =
-            a.filler != nullptr ? a.filler->ClippedRuns() : FlatShapeOf(a).clipped;
+      if (!runs->empty() && (admitted.size() != 1 || runs->front().start < admitted.front().start ||
+                             runs->back().End() > admitted.front().End())) {
+        RunList& clipped = a.filler != nullptr ? a.filler->ClippedRuns() : FlatShapeOf(a).clipped;
         IntersectRuns(*runs, admitted, clipped);
         runs = &clipped;
       }

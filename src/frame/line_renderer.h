@@ -66,7 +66,7 @@ class LineRenderer : public LineContext {
     IntervalsFiller* filler = nullptr;
     // The filler's, or a flat shape's; null for a flat box.
     RunLengthGenerator* generator = nullptr;
-    Clip* clip = nullptr;                     // null when the scope clips nothing
+    Clip* clip = nullptr;  // null when the scope clips nothing
     // The filler's flat copy, if any, or a flat box's or shape's FlatShape.
     const OpaqueFlatCopy* copy = nullptr;
     const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
@@ -130,7 +130,7 @@ class LineRenderer : public LineContext {
   // How far ahead of activation a record, then what its filler reads, is prefetched.
   static constexpr std::size_t kPrefetchRecord = 16;
   static constexpr std::size_t kPrefetchReads = 8;
-  static constexpr std::size_t kPrefetchRecordBytes = 192;  // fillable records: 120, 184
+  static constexpr std::size_t kPrefetchRecordBytes = 184;  // fillable records: 120, 184
 
   // A record's place in the activation order: its first line (from the box's top,
   // clamped to the box) in the high half of the key, its painting index in the low

@@ -196,10 +196,8 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& option
 
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(
     const Options& options, const std::shared_ptr<const QorPaint::Paint>& paint, bool fullInk) {
-  const auto address = reinterpret_cast<std::uintptr_t>(paint.get());
-  PaintSlot& slot = paints_[(address >> 4) % kPaintSlots];
-  if (slot.getter && slot.paint == paint && slot.options == &options && slot.fullInk == fullInk)
-    return slot.getter;
+  PaintSlot& slot = SlotOf(*paint);
+  if (slot.Keeps(options, paint, fullInk)) return slot.getter;
   const auto& flat = static_cast<const QorPaint::FlatPaint&>(*paint);
   // A paint held only by its object and the object's record will not be asked for
   // again: keeping it would cost the slot's upkeep for nothing.
@@ -214,6 +212,13 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(
 bool FlatPaintGetterCache::CopyOf(const Options& options,
                                   const std::shared_ptr<const QorPaint::Paint>& paint,
                                   OpaqueFlatCopy& copy) {
+  // A paint kept in its slot is copied from its getter, found by the paint's address
+  // alone: the reference count, on a line of its own, is read only for the others.
+  const PaintSlot& slot = SlotOf(*paint);
+  if (slot.Keeps(options, paint, false)) {
+    copy = slot.getter->Copy();
+    return slot.getter->HasAbsentComponents();
+  }
   if (paint.use_count() <= kPrivateUses) {
     // Equal descriptions copy the same: a Constant value is never a zero, the one
     // value two equal descriptions may hold with different bits.

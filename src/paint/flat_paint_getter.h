@@ -177,7 +177,15 @@ class FlatPaintGetterCache {
     std::shared_ptr<const QorPaint::Paint> paint;
     bool fullInk = false;
     std::shared_ptr<FlatPaintGetter> getter;
+
+    bool Keeps(const Options& o, const std::shared_ptr<const QorPaint::Paint>& p, bool full) const {
+      return getter && paint == p && options == &o && fullInk == full;
+    }
   };
+  // The slot a paint is kept in, by its address.
+  PaintSlot& SlotOf(const QorPaint::Paint& paint) {
+    return paints_[(reinterpret_cast<std::uintptr_t>(&paint) >> 4) % kPaintSlots];
+  }
 
   std::array<Slot, kSlots> slots_;
   std::array<PaintSlot, kPaintSlots> paints_;

@@ -154,52 +154,57 @@ namespace {
 
 // The path generator of a source with a compound, a flattened compound or an
 // outline, built into `path` (reset, or made when null); false for other sources.
-bool BuildPathGenerator(const GeometrySource& source, const LineContext& context,
+bool BuildPathGenerator(const GeometryRef& source, const LineContext& context,
                         std::unique_ptr<PathRunLengthGenerator>& path) {
-  if (source.compound) {
+  if (source.compound != nullptr) {
     PathRunLengthGeneratorBuilder builder(source.compound->GetWindingRule(), source.pixelBox,
                                           context.GetScratchChains(), std::move(path));
-    builder.AddCompound(*source.compound, context.GetEnvironment(), source.transformation);
+    builder.AddCompound(*source.compound, context.GetEnvironment(), *source.transformation);
     path = builder.Release();
     return true;
   }
-  if (source.flatCompound) {
+  if (source.flatCompound != nullptr) {
     PathRunLengthGeneratorBuilder builder(source.flatCompound->windingRule, source.pixelBox,
                                           context.GetScratchChains(), std::move(path));
     builder.AddFlatOutline(*source.flatCompound);
     path = builder.Release();
     return true;
   }
-  if (source.outline) {
+  if (source.outline != nullptr) {
     PathRunLengthGeneratorBuilder builder(Morv::kNonZero, source.pixelBox,
                                           context.GetScratchChains(), std::move(path));
-    builder.AddOutline(*source.outline, context.GetEnvironment(), source.transformation);
+    builder.AddOutline(*source.outline, context.GetEnvironment(), *source.transformation);
     path = builder.Release();
     return true;
   }
   return false;
 }
 
-std::unique_ptr<RunLengthGenerator> CreateOtherGenerator(const GeometrySource& source,
+std::unique_ptr<RunLengthGenerator> CreateOtherGenerator(const GeometryRef& source,
                                                          const LineContext& context) {
   if (source.mask) {
     return std::make_unique<ImageMaskRunLengthGenerator>(
-        source.pixelBox, source.mask, source.transformation, context.GetEnvironment());
+        source.pixelBox, source.mask, *source.transformation, context.GetEnvironment());
   }
   return std::make_unique<BoxRunLengthGenerator>(source.pixelBox);
 }
 
 }  // namespace
 
-std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
-                                                             const LineContext& context) {
-  std::unique_ptr<PathRunLengthGenerator> path;
-  if (BuildPathGenerator(source, context, path)) return path;
-  return CreateOtherGenerator(source, context);
+GeometryRef RefOf(const GeometrySource& source) {
+  return {source.pixelBox,      source.compound.get(), source.flatCompound.get(),
+          source.outline.get(), source.mask,           &source.transformation};
 }
 
-RunLengthGenerator& CreateRunLengthGenerator(const GeometrySource& source,
-                                             const LineContext& context,
+std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
+                                                             const LineContext& context) {
+  const GeometryRef ref = RefOf(source);
+  std::unique_ptr<PathRunLengthGenerator> path;
+  if (BuildPathGenerator(ref, context, path)) return path;
+  return CreateOtherGenerator(ref, context);
+}
+
+RunLengthGenerator& CreateRunLengthGenerator(const GeometryRef& source, const LineContext& context,
                                              std::unique_ptr<PathRunLengthGenerator>& path,
                                              std::unique_ptr<RunLengthGenerator>& other) {
   if (BuildPathGenerator(source, context, path)) return *path;

@@ -64,11 +64,23 @@ GeometrySource MakeImageMaskGeometrySource(const Environment& env,
 std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
                                                              const LineContext& context);
 
+// What a generator reads of a geometry source, by reference: a record hands its
+// shape over this way without taking its shared references, whose counts lie on
+// cache lines of their own, far from anything else activation reads.
+struct GeometryRef {
+  QorMath::Rectangle<long long> pixelBox;
+  const Morv::Compound* compound = nullptr;
+  const FlatOutline* flatCompound = nullptr;
+  const Morv::StrokeOutline* outline = nullptr;
+  std::shared_ptr<const QorImg::PictureBuffer> mask{};             // kept by its generator
+  const Morv::MilliPointTransformation* transformation = nullptr;  // never null
+};
+GeometryRef RefOf(const GeometrySource& source);
+
 // The same for a caller that keeps generators from object to object: a path
 // generator is built in `path`, reusing the storage of the one already there (made
 // when null), any other in `other`. Returns the generator built.
-RunLengthGenerator& CreateRunLengthGenerator(const GeometrySource& source,
-                                             const LineContext& context,
+RunLengthGenerator& CreateRunLengthGenerator(const GeometryRef& source, const LineContext& context,
                                              std::unique_ptr<PathRunLengthGenerator>& path,
                                              std::unique_ptr<RunLengthGenerator>& other);
 

@@ -206,10 +206,10 @@ TEST(FillableObjectInfo, FlatShapesAreOpaqueFlatObjectsOfAnyShape) {
   EXPECT_EQ(shape.path.get(), first);
 
   EXPECT_FALSE(with(nullptr, Ramp(), nullptr)->FlatShapeCopy(renderer, shape));
-  EXPECT_FALSE(with(nullptr, Flat(),
-                    std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 0.5f,
-                                                                   0))
-                   ->FlatShapeCopy(renderer, shape));
+  EXPECT_FALSE(
+      with(nullptr, Flat(),
+           std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 0.5f, 0))
+          ->FlatShapeCopy(renderer, shape));
   const auto masked = with(nullptr, Flat(), nullptr);
   masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
   EXPECT_FALSE(masked->FlatShapeCopy(renderer, shape));

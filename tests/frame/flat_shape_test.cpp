@@ -41,8 +41,9 @@ QorSc::ObjectCollection CollectClipped(QorScTest::Scene& scene,
           QorSc::MakeGeometrySource(env, box, QorScTest::WorldShape(*clips[k]), {})));
     }
     container->Append(QorSc::FillableObjectInfo::Make(
-        &path, &path, std::move(clip), QorSc::MakeGeometrySource(env, box, path.DefiningCompound(), {}),
-        path.GetFillPaint(), Morv::MilliPointTransformation{}, path.GetTransparency(), false));
+        &path, &path, std::move(clip),
+        QorSc::MakeGeometrySource(env, box, path.DefiningCompound(), {}), path.GetFillPaint(),
+        Morv::MilliPointTransformation{}, path.GetTransparency(), false));
   }
   return QorSc::ObjectCollection(env, options, box, std::move(container));
 }
@@ -66,8 +67,8 @@ TEST(FlatShapes, ClippedAndUnclippedShapesMatchTheReferenceWithHitListsBetween) 
         shape.push_back({cx + (unit(random) - 0.5) * reach, cy + (unit(random) - 0.5) * reach});
       if (unit(random) < 0.4f) {
         const double x0 = coord(random), y0 = coord(random) * kHeight / kWidth;
-        clips.push_back(QorScTest::Rect(x0, y0, x0 + 5 + unit(random) * 25,
-                                        y0 + 3 + unit(random) * 15));
+        clips.push_back(
+            QorScTest::Rect(x0, y0, x0 + 5 + unit(random) * 25, y0 + 3 + unit(random) * 15));
       } else {
         clips.emplace_back();
       }
