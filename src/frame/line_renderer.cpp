@@ -154,16 +154,6 @@ void LineRenderer::Activate(long long y, bool flatShapes) {
   has_retired_ = false;
 }
 
-FlatShape& LineRenderer::SpareFlatShape() {
-  if (free_flat_shapes_.empty()) {
-    // The free list then has room for every shape there is: giving one back never
-    // allocates.
-    free_flat_shapes_.reserve(flat_shapes_.size() + 1);
-    free_flat_shapes_.push_back(&flat_shapes_.emplace_back());
-  }
-  return *free_flat_shapes_.back();
-}
-
 bool LineRenderer::ActivateFlatBox(ObjectInfo& record) {
   // Settled runs number the box's pixels in 32 bits.
   if (!narrow_) return false;
@@ -242,10 +232,13 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
   // Every object's runs first, so that objects hidden under later ones are known.
   bool retired = false;
   std::size_t drawn = 0;
+  if (fillers_only) {
+    // Flat shapes take their fillers (a flat box keeps its settled run below).
+    for (Active& a : active_) {
+      if (a.filler == nullptr && a.generator != nullptr) MakeFiller(a);
+    }
+  }
   for (Active& a : active_) {
-    // A flat shape on a line that needs its filler (a flat box keeps its settled run
-    // below).
-    if (a.filler == nullptr && a.generator != nullptr && fillers_only) MakeFiller(a);
     if (a.settled) {
       // What its generator would say: the same run until the box ends.
       if (y >= a.bottom) {

@@ -98,7 +98,15 @@ class LineRenderer : public LineContext {
   // otherwise.
   bool ActivateFlatShape(ObjectInfo& record);
   // The flat shape the next flat box or shape takes (the last given back).
-  FlatShape& SpareFlatShape();
+  FlatShape& SpareFlatShape() {
+    if (free_flat_shapes_.empty()) {
+      // The free list then has room for every shape there is: giving one back never
+      // allocates.
+      free_flat_shapes_.reserve(flat_shapes_.size() + 1);
+      free_flat_shapes_.push_back(&flat_shapes_.emplace_back());
+    }
+    return *free_flat_shapes_.back();
+  }
   // The flat shape of a flat box's or shape's entry: its copy is that shape's.
   static FlatShape& FlatShapeOf(const Active& a) {
     // Every such copy is one of flat_shapes_, which the renderer owns and writes.
