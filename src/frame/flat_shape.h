@@ -6,9 +6,9 @@
 // copy, so the renderer needs only its runs: its run-length generator, its clip and
 // the copy, kept here. The renderer owns these and hands each to the next such
 // object once the last has finished (it derives from the copy so that the active
-// entry's copy names it): the path generator is reset and keeps its storage, so a
-// page of many small shapes allocates nothing per object once there are as many as
-// cross one line. Invariants: `generator` is null (the object's whole pixel box,
+// entry's copy names it): a small path generator is reset and keeps its storage,
+// so a page of many small shapes allocates nothing per object once there are as
+// many as cross one line. Invariants: `generator` is null (the object's whole pixel box,
 // unclipped) or one of `path` and `other`; `clip` is the record's, which outlives
 // the object's activity.
 #pragma once
@@ -33,11 +33,16 @@ struct FlatShape : OpaqueFlatCopy {
   // The runs of the line being drawn after the clip.
   RunList clipped;
 
-  // Forgets the object, keeping the path generator's storage.
+  // A path generator holding more than this is freed with its object: the long
+  // outlines of a page of strokes would otherwise keep their edges in idle shapes.
+  static constexpr std::size_t kKeptGeneratorBytes = 8192;
+
+  // Forgets the object, keeping the path generator's storage when it is small.
   void Finish() {
     generator = nullptr;
     clip = nullptr;
     other.reset();
+    if (path != nullptr && path->StorageBytes() > kKeptGeneratorBytes) path.reset();
   }
 };
 

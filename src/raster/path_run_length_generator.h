@@ -43,6 +43,11 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void Reset(std::uint32_t windingRule, const QorMath::Rectangle<long long>& box);
 
   std::size_t EdgeCount() const { return edge_count_; }
+  // The storage of edges and active entries it holds, in bytes: what keeping it
+  // for a later Reset keeps.
+  std::size_t StorageBytes() const {
+    return store_capacity_ + (active_capacity_ + scratch_capacity_) * sizeof(ActiveEdge);
+  }
 
   // Narrows the lines of the box to those the edges cross: no other line can hold a
   // run, so the generator starts at its first crossed line and finishes after its

@@ -2,6 +2,8 @@
 // polygons among see-through ones, some inside a clip, against the per-pixel
 // reference; with hit lists on two of every three lines of another converter (which
 // then gives such objects their fillers partway down) and byte lines in between.
+#include "frame/flat_shape.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -9,6 +11,7 @@
 #include "collect/fillable_object_info.h"
 #include "frame/component_byte.h"
 #include "raster/clip.h"
+#include "raster/path_run_length_generator_builder.h"
 #include "reference_compositor.h"
 #include "reference_rasterizer.h"
 #include "scan/scan_converter.h"
@@ -122,6 +125,43 @@ TEST(FlatShapes, ClippedAndUnclippedShapesMatchTheReferenceWithHitListsBetween) 
     }
     EXPECT_FALSE(bytes.GetLine255PlaneInterleaved(out.data()));
   }
+}
+
+// A finished shape keeps a small path generator for the next (its storage reused)
+// and frees a large one, so that idle shapes hold no long outline's edges.
+TEST(FlatShapes, FinishingKeepsOnlySmallPathGenerators) {
+  QorSc::ScratchChains chains;
+  const Box box{0, 0, 4000, 4000};
+  auto build = [&](std::size_t corners) {
+    QorSc::PathRunLengthGeneratorBuilder builder(1, box, chains);
+    std::vector<QorSc::Point<double>> points;
+    for (std::size_t k = 0; k < corners; ++k)  // a zigzag: one edge per corner
+      points.push_back({static_cast<double>(k % 2) * 7.0 + 1.0, static_cast<double>(k) * 3.0});
+    struct List final : QorSc::PointEnumerator {
+      const std::vector<QorSc::Point<double>>* points;
+      std::size_t next = 0;
+      bool Next(QorSc::Point<double>& out) override {
+        if (next == points->size()) return false;
+        out = (*points)[next++];
+        return true;
+      }
+    } list;
+    list.points = &points;
+    builder.AddPoints(list);
+    return builder.Release();
+  };
+  QorSc::FlatShape shape;
+  shape.path = build(8);
+  shape.generator = shape.path.get();
+  const QorSc::PathRunLengthGenerator* small = shape.path.get();
+  shape.Finish();
+  EXPECT_EQ(shape.path.get(), small);
+  EXPECT_EQ(shape.generator, nullptr);
+  shape.path = build(1000);
+  ASSERT_GT(shape.path->StorageBytes(), QorSc::FlatShape::kKeptGeneratorBytes);
+  shape.generator = shape.path.get();
+  shape.Finish();
+  EXPECT_EQ(shape.path, nullptr);
 }
 
 }  // namespace
