@@ -194,9 +194,24 @@ bool SameStyle(const StrokeStyle& a, const StrokeStyle& b) {
 
 }  // namespace
 
+ContentObject::ContentObject(const Morv::MilliPointTransformation& t, bool clipping,
+                             ObjectSharing* shareWith)
+    : clipping_(clipping) {
+  static const auto identity = std::make_shared<const Morv::MilliPointTransformation>();
+  if (shareWith != nullptr && shareWith->transformation != nullptr &&
+      Morv::IdenticalBits(*shareWith->transformation, t)) {
+    transformation_ = shareWith->transformation;
+    return;
+  }
+  transformation_ = Morv::IdenticalBits(*identity, t)
+                        ? identity
+                        : std::make_shared<const Morv::MilliPointTransformation>(t);
+  if (shareWith != nullptr) shareWith->transformation = transformation_;
+}
+
 Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting&& painting,
-                   std::shared_ptr<const Attributes>* shareWith)
-    : ContentObject(t, clipping), fill_(std::move(painting.fill)) {
+                   ObjectSharing* shareWith)
+    : ContentObject(t, clipping, shareWith), fill_(std::move(painting.fill)) {
   if (!painting.transparency) painting.transparency = QorBlend::Transparency::Opaque();
   // The style is kept only when stroked: a fill's is the default one.
   if (!painting.stroke) painting.strokeStyle = StrokeStyle{};
@@ -205,19 +220,19 @@ Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Paint
     attributes_ = NoAttributes();
     return;
   }
-  if (shareWith != nullptr && *shareWith != nullptr) {
-    const Attributes& last = **shareWith;
+  if (shareWith != nullptr && shareWith->attributes != nullptr) {
+    const Attributes& last = *shareWith->attributes;
     if (last.stroke == painting.stroke && last.halftone == painting.halftone &&
         last.transparency == painting.transparency &&
         SameStyle(last.strokeStyle, painting.strokeStyle)) {
-      attributes_ = *shareWith;
+      attributes_ = shareWith->attributes;
       return;
     }
   }
   attributes_ = std::make_shared<const Attributes>(
       Attributes{std::move(painting.stroke), std::move(painting.strokeStyle),
                  std::move(painting.halftone), std::move(painting.transparency)});
-  if (shareWith != nullptr) *shareWith = attributes_;
+  if (shareWith != nullptr) shareWith->attributes = attributes_;
 }
 
 const std::shared_ptr<const Fillable::Attributes>& Fillable::NoAttributes() {

@@ -64,7 +64,7 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
                                                      const Morv::MilliPointTransformation& t,
                                                      bool clipping) {
   auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping,
-                                     &last_attributes_);
+                                     &last_);
   Adopt(content, path);
   return path;
 }
@@ -73,7 +73,7 @@ std::shared_ptr<const Text> DocumentBuilder::MakeText(
     std::vector<std::shared_ptr<const Morv::Compound>> glyphs, Fillable::Painting painting,
     const Morv::MilliPointTransformation& t) {
   auto text =
-      std::make_shared<Text>(std::move(glyphs), t, std::move(painting), false, &last_attributes_);
+      std::make_shared<Text>(std::move(glyphs), t, std::move(painting), false, &last_);
   text->id_ = NextId();
   return text;
 }
@@ -82,7 +82,7 @@ std::shared_ptr<const Text> DocumentBuilder::AddText(
     Content& content, std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t, bool clipping) {
   auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping,
-                                     &last_attributes_);
+                                     &last_);
   Adopt(content, text);
   return text;
 }
@@ -90,7 +90,7 @@ std::shared_ptr<const Text> DocumentBuilder::AddText(
 std::shared_ptr<const TextGroup> DocumentBuilder::AddTextGroup(
     Content& content, std::vector<std::shared_ptr<const Text>> texts,
     const Morv::MilliPointTransformation& t, bool clipping) {
-  auto group = std::make_shared<TextGroup>(std::move(texts), t, clipping);
+  auto group = std::make_shared<TextGroup>(std::move(texts), t, clipping, &last_);
   Adopt(content, group);
   // The texts of a group answer for their content and parent through it.
   for (const auto& text : group->GetTexts()) {
@@ -103,7 +103,7 @@ std::shared_ptr<const ImageMask> DocumentBuilder::AddImageMask(
     Content& content, std::shared_ptr<const QorImg::PictureBuffer> mask,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t) {
   auto image =
-      std::make_shared<ImageMask>(std::move(mask), t, std::move(painting), &last_attributes_);
+      std::make_shared<ImageMask>(std::move(mask), t, std::move(painting), &last_);
   Adopt(content, image);
   return image;
 }
@@ -125,7 +125,8 @@ std::shared_ptr<const Image> DocumentBuilder::AddImage(
     std::shared_ptr<const QorBlend::Transparency> transparency,
     std::shared_ptr<HalftoneSet> halftone) {
   auto image =
-      std::make_shared<Image>(std::move(picture), t, std::move(transparency), std::move(halftone));
+      std::make_shared<Image>(std::move(picture), t, std::move(transparency),
+                             std::move(halftone), &last_);
   Adopt(content, image);
   return image;
 }
@@ -133,7 +134,7 @@ std::shared_ptr<const Image> DocumentBuilder::AddImage(
 std::shared_ptr<const Group> DocumentBuilder::AddGroup(
     Content& content, Content& members, const Morv::MilliPointTransformation& t,
     std::shared_ptr<const QorBlend::Transparency> transparency) {
-  auto group = std::make_shared<Group>(&members, t, std::move(transparency));
+  auto group = std::make_shared<Group>(&members, t, std::move(transparency), &last_);
   Own(members, *group);
   Adopt(content, group);
   return group;
@@ -162,7 +163,7 @@ std::shared_ptr<const Document> DocumentBuilder::Build() {
   std::shared_ptr<const Document> built(document_.release());
   document_.reset(new Document());
   next_id_ = 1;
-  last_attributes_.reset();
+  last_ = ObjectSharing{};
   return built;
 }
 

@@ -31,6 +31,7 @@ namespace QorDoc {
 class DocumentBuilder;
 class Group;
 class Layer;
+struct ObjectSharing;
 class Path;
 class Text;
 class TextGroup;
@@ -104,7 +105,7 @@ class ContentObject {
   // The group or layer this object is a member of; null at the top of a page.
   const ContentObject* GetParent() const { return content_ ? content_->GetOwner() : nullptr; }
   // The object's own placement inside its content.
-  const Morv::MilliPointTransformation& GetTransformation() const { return transformation_; }
+  const Morv::MilliPointTransformation& GetTransformation() const { return *transformation_; }
   // A clipping object restricts the other members of its content instead of painting.
   bool IsClippingObject() const { return clipping_; }
   // The box of the given kind in the content's coordinates (own transformation
@@ -114,14 +115,20 @@ class ContentObject {
   virtual void Accept(ConstVisitorBase& visitor) const = 0;
 
  protected:
-  ContentObject(const Morv::MilliPointTransformation& t, bool clipping)
-      : transformation_(t), clipping_(clipping) {}
+  // `shareWith`, when given, holds the transformation of an earlier object (or
+  // null): this object shares it when its own is the same, bit for bit, and
+  // otherwise leaves its own there for the next object. The identity is one block
+  // for all objects.
+  ContentObject(const Morv::MilliPointTransformation& t, bool clipping,
+                ObjectSharing* shareWith = nullptr);
 
  private:
   friend class DocumentBuilder;
 
   const Content* content_ = nullptr;
-  Morv::MilliPointTransformation transformation_;
+  // Shared, never null: the objects of a page are mostly placed alike (every path
+  // under one matrix), and six doubles were a third of a rectangle's path object.
+  std::shared_ptr<const Morv::MilliPointTransformation> transformation_;
   // 32 bits (the builder refuses more objects) beside the flag: pages of many small
   // objects hold one of these per object.
   std::uint32_t id_ = 0;
@@ -178,9 +185,9 @@ class Fillable : public ContentObject {
  protected:
   // `shareWith`, when given, holds the attributes of an earlier object (or null):
   // this object shares them when its own are the same, bit for bit, and otherwise
-  // leaves its own there for the next object.
+  // leaves its own there for the next object; the transformation likewise.
   Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting&& painting,
-           std::shared_ptr<const Attributes>* shareWith);
+           ObjectSharing* shareWith);
 
   // `box` in own coordinates, grown by the stroke's reach for the visual kind when
   // stroked, then placed by the own transformation.
@@ -201,7 +208,7 @@ class Path final : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
        Painting&& painting, bool clipping = false,
-       std::shared_ptr<const Attributes>* shareWith = nullptr)
+       ObjectSharing* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
 
   const std::shared_ptr<const Morv::Compound>& DefiningCompound() const { return compound_; }
@@ -217,7 +224,7 @@ class Text final : public Fillable {
  public:
   Text(std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
        const Morv::MilliPointTransformation& t, Painting&& painting, bool clipping = false,
-       std::shared_ptr<const Attributes>* shareWith = nullptr)
+       ObjectSharing* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), glyphs_(std::move(glyphs)) {}
 
   const std::vector<std::shared_ptr<const Morv::Compound>>& OriginalCompounds() const {
@@ -234,8 +241,8 @@ class Text final : public Fillable {
 class TextGroup final : public ContentObject {
  public:
   TextGroup(std::vector<std::shared_ptr<const Text>> texts, const Morv::MilliPointTransformation& t,
-            bool clipping = false)
-      : ContentObject(t, clipping), texts_(std::move(texts)) {}
+            bool clipping = false, ObjectSharing* shareWith = nullptr)
+      : ContentObject(t, clipping, shareWith), texts_(std::move(texts)) {}
 
   const std::vector<std::shared_ptr<const Text>>& GetTexts() const { return texts_; }
   Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
@@ -245,13 +252,21 @@ class TextGroup final : public ContentObject {
   std::vector<std::shared_ptr<const Text>> texts_;
 };
 
+// What the builder keeps of the last objects it made, for the next ones to share
+// when equal to the bit.
+struct ObjectSharing {
+  std::shared_ptr<const Morv::MilliPointTransformation> transformation;
+  // The last fillable object's attributes that were not the empty block.
+  std::shared_ptr<const Fillable::Attributes> attributes;
+};
+
 // A 1-bit mask painted with the fill paint where its samples are set; the own
 // transformation places the unit square (row 0 at the top).
 class ImageMask final : public Fillable {
  public:
   ImageMask(std::shared_ptr<const QorImg::PictureBuffer> mask,
             const Morv::MilliPointTransformation& t, Painting&& painting,
-            std::shared_ptr<const Attributes>* shareWith = nullptr)
+            ObjectSharing* shareWith = nullptr)
       : Fillable(t, false, std::move(painting), shareWith), mask_(std::move(mask)) {}
 
   const std::shared_ptr<const QorImg::PictureBuffer>& GetMask() const { return mask_; }
@@ -269,8 +284,8 @@ class Image final : public ContentObject {
   Image(std::shared_ptr<const QorImg::PaintedPicture> picture,
         const Morv::MilliPointTransformation& t,
         std::shared_ptr<const QorBlend::Transparency> transparency,
-        std::shared_ptr<HalftoneSet> halftone = nullptr)
-      : ContentObject(t, false),
+        std::shared_ptr<HalftoneSet> halftone = nullptr, ObjectSharing* shareWith = nullptr)
+      : ContentObject(t, false, shareWith),
         picture_(std::move(picture)),
         transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()),
         halftone_(std::move(halftone)) {}
@@ -296,8 +311,9 @@ class Image final : public ContentObject {
 class Group final : public ContentObject {
  public:
   Group(const Content* members, const Morv::MilliPointTransformation& t,
-        std::shared_ptr<const QorBlend::Transparency> transparency)
-      : ContentObject(t, false),
+        std::shared_ptr<const QorBlend::Transparency> transparency,
+        ObjectSharing* shareWith = nullptr)
+      : ContentObject(t, false, shareWith),
         members_(members),
         transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()) {}
 

@@ -105,9 +105,10 @@ class DocumentBuilder {
   std::unique_ptr<Document> document_;
   std::vector<std::shared_ptr<HalftoneSet>> halftones_;
   std::uint32_t next_id_ = 1;
-  // The attributes of the last fillable object that had any: consecutive objects
-  // painted alike (a plot's strokes, a paragraph's glyphs) share them.
-  std::shared_ptr<const Fillable::Attributes> last_attributes_;
+  // The transformation of the last object and the attributes of the last fillable
+  // object that had any: consecutive objects placed or painted alike (a page's
+  // paths under one matrix, a plot's strokes, a paragraph's glyphs) share them.
+  ObjectSharing last_;
 };
 
 }  // namespace QorDoc

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 
 #include "morv/coordinates.h"
 #include "morv/singular_transformation.h"
@@ -86,6 +87,15 @@ constexpr RectangleBase<CS> TransformedBoundingBox(const TransformationBase<CS>&
     }
   }
   return RectangleBase<CS>(x0, y0, x1 - x0, y1 - y0);
+}
+
+// Equal to the bit (unlike ==, 0 and -0 differ and a NaN equals itself): the test
+// for holders of equal transformations to keep one shared copy without changing a
+// single result.
+template <class CS>
+bool IdenticalBits(const TransformationBase<CS>& x, const TransformationBase<CS>& y) {
+  static_assert(sizeof(TransformationBase<CS>) == 6 * sizeof(double));
+  return std::memcmp(&x, &y, sizeof x) == 0;
 }
 
 using MilliPointTransformation = TransformationBase<MilliPointCoordinateSystem>;
