@@ -62,16 +62,18 @@ class FillableObjectInfo::Shaped final : public FillableObjectInfo {
   const Shape shape;
 };
 
-// With the allocator's 8-byte header a box record of at most 120 bytes takes one
-// 128-byte chunk (a page of 100 000 rectangles holds as many records).
-static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 120);
+// With the allocator's 8-byte header a box record of at most 104 bytes takes one
+// 112-byte chunk (a page of 100 000 rectangles holds as many records), and a record
+// with a shape one 144-byte chunk (see GetShape).
+static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 104);
 
 std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
     std::shared_ptr<Clip> clip, const GeometrySource& geometry,
     std::shared_ptr<const QorPaint::Paint> paint,
     const Morv::MilliPointTransformation& paintPlacement,
-    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke) {
+    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
+    std::shared_ptr<const Morv::MilliPointTransformation>* sharedTransformation) {
   // The first shape in the order CreateRunLengthGenerator tries them: the one it uses.
   std::shared_ptr<const void> pointer;
   ShapeKind kind = ShapeKind::kBox;
@@ -93,8 +95,16 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
         documentObject, contentObject, std::move(clip), geometry.pixelBox, kind, std::move(paint),
         paintPlacement, std::move(transparency), stroke));
   }
+  std::shared_ptr<const Morv::MilliPointTransformation> transformation;
+  if (sharedTransformation != nullptr && *sharedTransformation != nullptr &&
+      Morv::IdenticalBits(**sharedTransformation, geometry.transformation)) {
+    transformation = *sharedTransformation;
+  } else {
+    transformation = std::make_shared<const Morv::MilliPointTransformation>(geometry.transformation);
+    if (sharedTransformation != nullptr) *sharedTransformation = transformation;
+  }
   return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,
-                                  kind, Shape{std::move(pointer), geometry.transformation},
+                                  kind, Shape{std::move(pointer), std::move(transformation)},
                                   std::move(paint), paintPlacement, std::move(transparency),
                                   stroke);
 }
@@ -109,12 +119,19 @@ FillableObjectInfo::FillableObjectInfo(
       stroke_(stroke),
       shape_kind_(shapeKind),
       document_object_(documentObject),
-      content_object_(contentObject),
       paint_(std::move(paint)),
-      clip_(std::move(clip)),
-      transparency_(transparency ? std::move(transparency) : QorBlend::Transparency::Opaque()) {
+      clip_(std::move(clip)) {
   if (!paint_) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
   if (paint_->GetType() != QorPaint::kFlatPaint) MakeRare().paintPlacement = paintPlacement;
+  if (contentObject != documentObject) {
+    Rare& rare = MakeRare();
+    rare.ownContentObject = true;
+    rare.contentObject = contentObject;
+  }
+  if (!transparency) transparency = QorBlend::Transparency::Opaque();
+  if (documentObject == nullptr || transparency != documentObject->GetTransparency()) {
+    MakeRare().transparency = std::move(transparency);
+  }
 }
 
 FillableObjectInfo::~FillableObjectInfo() = default;
@@ -124,7 +141,16 @@ FillableObjectInfo::Rare& FillableObjectInfo::MakeRare() {
   return *rare_;
 }
 
+const QorDoc::ContentObject* FillableObjectInfo::GetContentObject() const {
+  return rare_ && rare_->ownContentObject ? rare_->contentObject : document_object_;
+}
+
+const std::shared_ptr<const QorBlend::Transparency>& FillableObjectInfo::GetTransparency() const {
+  return rare_ && rare_->transparency ? rare_->transparency : document_object_->GetTransparency();
+}
+
 const FillableObjectInfo::Shape& FillableObjectInfo::GetShape() const {
+  static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 136);
   // Make gives every record of another kind than kBox this layout.
   return static_cast<const Shaped*>(this)->shape;
 }
@@ -133,7 +159,7 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
   GeometrySource source{GetPixelBox(), nullptr, nullptr, {}};
   if (shape_kind_ == ShapeKind::kBox) return source;
   const Shape& shape = GetShape();
-  source.transformation = shape.transformation;
+  source.transformation = *shape.transformation;
   switch (shape_kind_) {
     case ShapeKind::kBox:
       break;
@@ -158,7 +184,7 @@ GeometryRef FillableObjectInfo::GetGeometryRef() const {
   GeometryRef ref{GetPixelBox(), nullptr, nullptr, nullptr, nullptr, &identity};
   if (shape_kind_ == ShapeKind::kBox) return ref;
   const Shape& shape = GetShape();
-  ref.transformation = &shape.transformation;
+  ref.transformation = shape.transformation.get();
   const void* pointer = shape.pointer.get();
   switch (shape_kind_) {
     case ShapeKind::kBox:
@@ -231,7 +257,7 @@ bool FillableObjectInfo::CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy
   }
   // Flat getters are opaque wherever they paint (paint kind 1).
   const bool absent = renderer.Pools().FlatPaints().CopyOf(renderer.GetOptions(), paint_, copy);
-  return CopiesOpaque(*transparency_, stroke_, 1, absent);
+  return CopiesOpaque(*GetTransparency(), stroke_, 1, absent);
 }
 
 bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
@@ -255,7 +281,7 @@ std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& 
       renderer, MakePaintGetter(paint_, GetPaintPlacement(), renderer),
       {document_object_,
        document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
-       content_object_, clip_, GetIndex(), geometry, transparency_, stroke_},
+       GetContentObject(), clip_, GetIndex(), geometry, GetTransparency(), stroke_},
       rare_ ? std::move(rare_->softMask) : nullptr);
 }
 

@@ -50,12 +50,16 @@ class FillableObjectInfo : public ObjectInfo {
   // A record of the size `geometry` needs: a box source (coverage is the pixel box)
   // keeps neither shape nor transformation. Throws std::invalid_argument without a
   // paint.
+  // `sharedTransformation`, when given, holds the shape transformation of an earlier
+  // record (or null): a record with a shape shares it when its own is the same, bit
+  // for bit, and otherwise leaves its own there for the next record.
   static std::unique_ptr<FillableObjectInfo> Make(
       const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
       std::shared_ptr<const QorPaint::Paint> paint,
       const Morv::MilliPointTransformation& paintPlacement,
-      std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
+      std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
+      std::shared_ptr<const Morv::MilliPointTransformation>* sharedTransformation = nullptr);
 
   ~FillableObjectInfo() override;
 
@@ -75,7 +79,9 @@ class FillableObjectInfo : public ObjectInfo {
   // The identity for a flat paint, which is the same wherever it is placed.
   const Morv::MilliPointTransformation& GetPaintPlacement() const;
   const std::shared_ptr<Clip>& GetClip() const { return clip_; }
-  const QorDoc::ContentObject* GetContentObject() const { return content_object_; }
+  // The document object's own unless the record was given others.
+  const QorDoc::ContentObject* GetContentObject() const;
+  const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const;
 
   // The collected content of the object's soft mask, if it has one.
   void SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask);
@@ -87,7 +93,8 @@ class FillableObjectInfo : public ObjectInfo {
   enum class ShapeKind : std::uint8_t { kBox, kCompound, kFlatCompound, kOutline, kMask };
   struct Shape {
     std::shared_ptr<const void> pointer;
-    Morv::MilliPointTransformation transformation;
+    // Shared: the shapes of a page are mostly placed alike (a plot's strokes).
+    std::shared_ptr<const Morv::MilliPointTransformation> transformation;
   };
 
   FillableObjectInfo(const QorDoc::Fillable* documentObject,
@@ -100,10 +107,14 @@ class FillableObjectInfo : public ObjectInfo {
  private:
   class Shaped;
   // What few records need, in a block of their own: the placement of a paint that
-  // varies over the page, and a soft mask.
+  // varies over the page, a soft mask, and a content object or transparency other
+  // than the document object's (fill components, a shading's opaque unit).
   struct Rare {
     Morv::MilliPointTransformation paintPlacement;
     std::unique_ptr<SoftMaskRecord> softMask;
+    bool ownContentObject = false;
+    const QorDoc::ContentObject* contentObject = nullptr;
+    std::shared_ptr<const QorBlend::Transparency> transparency;
   };
   Rare& MakeRare();
   // What FlatBoxCopy and FlatShapeCopy share: whether the object paints an opaque
@@ -113,15 +124,14 @@ class FillableObjectInfo : public ObjectInfo {
   const Shape& GetShape() const;
 
   // Kept small on purpose (a page holds one record per object, all alive at its first
-  // line): the two bytes sit in the base's tail padding, and a box record is 120
-  // bytes, one 128-byte allocator chunk.
+  // line): the two bytes sit in the base's tail padding, the content object and the
+  // transparency are the document object's (kept apart only when they differ), and
+  // a box record is 96 bytes, one 112-byte allocator chunk.
   bool stroke_;
   ShapeKind shape_kind_;
   const QorDoc::Fillable* document_object_;
-  const QorDoc::ContentObject* content_object_;
   std::shared_ptr<const QorPaint::Paint> paint_;
   std::shared_ptr<Clip> clip_;
-  std::shared_ptr<const QorBlend::Transparency> transparency_;
   std::unique_ptr<Rare> rare_;
 };
 

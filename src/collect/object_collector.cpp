@@ -304,7 +304,8 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
           transparency, stroke));
     }
     auto record = FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint,
-                                           Current(), transparency, stroke);
+                                           Current(), transparency, stroke,
+                                           &last_shape_transformation_);
     record->SetSoftMask(CollectSoftMask(transparency));
     Append(std::move(record));
     return;
@@ -420,7 +421,7 @@ bool ObjectCollector::VisitImageMask(const QorDoc::ImageMask& mask) {
   auto record = FillableObjectInfo::Make(
       &mask, &mask, clips_.back(),
       MakeImageMaskGeometrySource(env_, clip_boxes_.back(), mask.GetMask(), t), mask.GetFillPaint(),
-      Current(), mask.GetTransparency(), false);
+      Current(), mask.GetTransparency(), false, &last_shape_transformation_);
   record->SetSoftMask(CollectSoftMask(mask.GetTransparency()));
   Append(std::move(record));
   return false;

@@ -120,6 +120,9 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // The dropout search's storage, kept from text to text (mutable: a scratch store,
   // not state of the collection).
   mutable DropoutScratch dropout_scratch_;
+  // The shape transformation of the last record with a shape, which the next shares
+  // when equal (a plot's strokes hold one).
+  std::shared_ptr<const Morv::MilliPointTransformation> last_shape_transformation_;
 };
 
 }  // namespace QorSc
