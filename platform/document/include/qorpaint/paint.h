@@ -2,11 +2,12 @@
 // tiled cells of content. Immutable, shared by std::shared_ptr<const>.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <utility>
-
-#include <boost/container/small_vector.hpp>
 
 #include "qorcolor/color_list.h"
 #include "qorpaint/colorant_list.h"
@@ -31,10 +32,11 @@ class Paint {
 // One colour everywhere: ink tints per colorant, with the overprint flags of the
 // colour list. The colorant names live in a shared ColorantList (interned by the
 // importer, so the many paints of one colour space point at one list); the paint
-// keeps the tints, inline for up to four colorants.
+// keeps the tints, inline for up to four colorants. A page may hold a paint per
+// object, so the paint is 56 bytes: with its shared count, one 80-byte allocator
+// chunk.
 class FlatPaint final : public Paint {
  public:
-  using Tints = boost::container::small_vector<QorColor::Component, 4>;
 
   // A colour with a colorant list of its own.
   explicit FlatPaint(const QorColor::Color& color);
@@ -42,13 +44,17 @@ class FlatPaint final : public Paint {
   // colorants in its order (as ColorantLists::Intern gives); a list of another
   // length is std::invalid_argument.
   FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color);
+  FlatPaint(const FlatPaint& other);
+  FlatPaint& operator=(const FlatPaint&) = delete;
 
   int GetType() const override { return kFlatPaint; }
 
   const ColorantList& GetColorants() const { return *colorants_; }
   const std::shared_ptr<const ColorantList>& GetSharedColorants() const { return colorants_; }
   // One tint per colorant, in the list's order.
-  std::span<const QorColor::Component> GetTints() const { return {tints_.data(), tints_.size()}; }
+  std::span<const QorColor::Component> GetTints() const {
+    return {count_ <= kInlineTints ? inline_tints_.data() : more_tints_.get(), count_};
+  }
   bool PaintsNamedColorantsOnly() const { return named_only_; }
   bool PaintsAllColorants() const { return all_; }
 
@@ -56,8 +62,13 @@ class FlatPaint final : public Paint {
   QorColor::Color GetColor() const;
 
  private:
+  static constexpr std::size_t kInlineTints = 4;
+
   std::shared_ptr<const ColorantList> colorants_;
-  Tints tints_;
+  // Up to four tints inline, more in a block of their own.
+  std::array<QorColor::Component, kInlineTints> inline_tints_{};
+  std::unique_ptr<QorColor::Component[]> more_tints_;
+  std::uint32_t count_ = 0;
   bool named_only_ = false;
   bool all_ = false;
 };
