@@ -1,6 +1,8 @@
 // FillableObjectInfo keeps only what activation reads: the round trip of each kind
 // of geometry source, the paint placement and soft mask of the records that need
-// them, and which records activate as flat boxes without a filler.
+// them, the document object's content object and transparency unless given others,
+// shape transformations shared between records, and which records activate as flat
+// boxes without a filler.
 #include "collect/fillable_object_info.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +11,7 @@
 #include "frame/flat_shape.h"
 #include "frame/line_renderer.h"
 #include "paint/flat_paint_getter.h"
+#include "qordoc/document.h"
 #include "qorpaint/shading_paint.h"
 #include "raster/clip.h"
 #include "test_ramp.h"
@@ -82,6 +85,73 @@ TEST(FillableObjectInfo, KeepsAPlacementForPaintsThatVary) {
   EXPECT_EQ(shaded->GetPaintPlacement(), placement);
   EXPECT_EQ(shaded->GetGeometry().pixelBox, box);
   EXPECT_THROW(Record({box, nullptr, nullptr, {}}, nullptr), std::invalid_argument);
+}
+
+TEST(FillableObjectInfo, TakesContentObjectAndTransparencyFromTheDocumentObjectUnlessGivenOthers) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  const auto square = Morv::PathBuilder().Rectangle(0, 0, 10, 10).BuildShared();
+  QorDoc::Fillable::Painting painting;
+  painting.fill = Flat();
+  painting.transparency =
+      std::make_shared<const QorBlend::Transparency>(QorBlend::kMultiply, 0.5f, 1.0f, 0);
+  const auto path = builder.AddPath(page, square, std::move(painting));
+  const auto other = builder.AddPath(page, square, {});
+  const QorSc::GeometrySource geometry{Box{0, 0, 10, 10}, nullptr, nullptr, {}};
+  auto make = [&](const QorDoc::ContentObject* content,
+                  std::shared_ptr<const QorBlend::Transparency> t) {
+    return QorSc::FillableObjectInfo::Make(path.get(), content, nullptr, geometry, Flat(), {},
+                                           std::move(t), false);
+  };
+
+  const auto own = make(path.get(), path->GetTransparency());
+  EXPECT_EQ(own->GetContentObject(), path.get());
+  EXPECT_EQ(own->GetTransparency(), path->GetTransparency());
+  // A shading's opaque unit: the object's transparency goes to the group instead.
+  const auto opaque = make(path.get(), nullptr);
+  EXPECT_EQ(opaque->GetTransparency(), QorBlend::Transparency::Opaque());
+  // Fill components name another object for selection.
+  const auto selected = make(other.get(), path->GetTransparency());
+  EXPECT_EQ(selected->GetContentObject(), other.get());
+  EXPECT_EQ(selected->GetTransparency(), path->GetTransparency());
+  const auto none = make(nullptr, path->GetTransparency());
+  EXPECT_EQ(none->GetContentObject(), nullptr);
+  // Without a document object everything given is kept.
+  const auto bare = QorSc::FillableObjectInfo::Make(nullptr, other.get(), nullptr, geometry, Flat(),
+                                                    {}, path->GetTransparency(), true);
+  EXPECT_EQ(bare->GetContentObject(), other.get());
+  EXPECT_EQ(bare->GetTransparency(), path->GetTransparency());
+  EXPECT_TRUE(bare->IsStroke());
+}
+
+TEST(FillableObjectInfo, RecordsPlacedAlikeShareTheirShapeTransformation) {
+  const Box box{0, 0, 10, 10};
+  const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
+  const T placed{3.0, 0.0, 0.0, -3.0, 0.5, 30.0};
+  std::shared_ptr<const T> last;
+  auto make = [&](const T& t) {
+    return QorSc::FillableObjectInfo::Make(nullptr, nullptr, nullptr, {box, compound, nullptr, t},
+                                           Flat(), {}, nullptr, false, &last);
+  };
+  const auto first = make(placed);
+  ASSERT_NE(last, nullptr);
+  const T* kept = last.get();
+  const auto second = make(placed);
+  EXPECT_EQ(last.get(), kept);
+  EXPECT_EQ(last.use_count(), 3) << "both records and the collector's last";
+  T negative_zero = placed;
+  negative_zero.b = -0.0;
+  const auto third = make(negative_zero);
+  EXPECT_NE(last.get(), kept);
+  EXPECT_TRUE(Morv::IdenticalBits(third->GetGeometry().transformation, negative_zero));
+  EXPECT_TRUE(Morv::IdenticalBits(second->GetGeometry().transformation, placed));
+  // A box keeps no shape and leaves the last transformation alone.
+  const T* before = last.get();
+  const auto boxed = QorSc::FillableObjectInfo::Make(
+      nullptr, nullptr, nullptr, {box, nullptr, nullptr, placed}, Flat(), {}, nullptr, false,
+      &last);
+  EXPECT_EQ(last.get(), before);
+  EXPECT_EQ(boxed->GetGeometry().transformation, T{});
 }
 
 // Line renderers of a 64-pixel page of two plates, plain and with halftone labels.
