@@ -100,7 +100,8 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
       Morv::IdenticalBits(**sharedTransformation, geometry.transformation)) {
     transformation = *sharedTransformation;
   } else {
-    transformation = std::make_shared<const Morv::MilliPointTransformation>(geometry.transformation);
+    transformation =
+        std::make_shared<const Morv::MilliPointTransformation>(geometry.transformation);
     if (sharedTransformation != nullptr) *sharedTransformation = transformation;
   }
   return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,

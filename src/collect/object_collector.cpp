@@ -303,9 +303,9 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
           transparency, stroke));
     }
-    auto record = FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint,
-                                           Current(), transparency, stroke,
-                                           &last_shape_transformation_);
+    auto record =
+        FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
+                                 transparency, stroke, &last_shape_transformation_);
     record->SetSoftMask(CollectSoftMask(transparency));
     Append(std::move(record));
     return;

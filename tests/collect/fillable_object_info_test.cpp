@@ -147,9 +147,9 @@ TEST(FillableObjectInfo, RecordsPlacedAlikeShareTheirShapeTransformation) {
   EXPECT_TRUE(Morv::IdenticalBits(second->GetGeometry().transformation, placed));
   // A box keeps no shape and leaves the last transformation alone.
   const T* before = last.get();
-  const auto boxed = QorSc::FillableObjectInfo::Make(
-      nullptr, nullptr, nullptr, {box, nullptr, nullptr, placed}, Flat(), {}, nullptr, false,
-      &last);
+  const auto boxed =
+      QorSc::FillableObjectInfo::Make(nullptr, nullptr, nullptr, {box, nullptr, nullptr, placed},
+                                      Flat(), {}, nullptr, false, &last);
   EXPECT_EQ(last.get(), before);
   EXPECT_EQ(boxed->GetGeometry().transformation, T{});
 }

@@ -17,7 +17,9 @@ namespace {
 
 using T = Morv::MilliPointTransformation;
 
-bool SameBits(const T& x, const T& y) { return Morv::IdenticalBits(x, y); }
+bool SameBits(const T& x, const T& y) {
+  return Morv::IdenticalBits(x, y);
+}
 
 TEST(DocumentSharing, ObjectsPlacedAlikeShareOneTransformationAndKeepEveryBit) {
   QorDoc::DocumentBuilder builder;

@@ -63,8 +63,7 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
                                                      Fillable::Painting painting,
                                                      const Morv::MilliPointTransformation& t,
                                                      bool clipping) {
-  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping,
-                                     &last_);
+  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping, &last_);
   Adopt(content, path);
   return path;
 }
@@ -72,8 +71,7 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
 std::shared_ptr<const Text> DocumentBuilder::MakeText(
     std::vector<std::shared_ptr<const Morv::Compound>> glyphs, Fillable::Painting painting,
     const Morv::MilliPointTransformation& t) {
-  auto text =
-      std::make_shared<Text>(std::move(glyphs), t, std::move(painting), false, &last_);
+  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), false, &last_);
   text->id_ = NextId();
   return text;
 }
@@ -81,8 +79,7 @@ std::shared_ptr<const Text> DocumentBuilder::MakeText(
 std::shared_ptr<const Text> DocumentBuilder::AddText(
     Content& content, std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t, bool clipping) {
-  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping,
-                                     &last_);
+  auto text = std::make_shared<Text>(std::move(glyphs), t, std::move(painting), clipping, &last_);
   Adopt(content, text);
   return text;
 }
@@ -102,8 +99,7 @@ std::shared_ptr<const TextGroup> DocumentBuilder::AddTextGroup(
 std::shared_ptr<const ImageMask> DocumentBuilder::AddImageMask(
     Content& content, std::shared_ptr<const QorImg::PictureBuffer> mask,
     Fillable::Painting painting, const Morv::MilliPointTransformation& t) {
-  auto image =
-      std::make_shared<ImageMask>(std::move(mask), t, std::move(painting), &last_);
+  auto image = std::make_shared<ImageMask>(std::move(mask), t, std::move(painting), &last_);
   Adopt(content, image);
   return image;
 }
@@ -124,9 +120,8 @@ std::shared_ptr<const Image> DocumentBuilder::AddImage(
     const Morv::MilliPointTransformation& t,
     std::shared_ptr<const QorBlend::Transparency> transparency,
     std::shared_ptr<HalftoneSet> halftone) {
-  auto image =
-      std::make_shared<Image>(std::move(picture), t, std::move(transparency),
-                             std::move(halftone), &last_);
+  auto image = std::make_shared<Image>(std::move(picture), t, std::move(transparency),
+                                       std::move(halftone), &last_);
   Adopt(content, image);
   return image;
 }

@@ -18,7 +18,8 @@ FlatPaint::FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorCol
   // Counted, not compared name by name: the interner hands out lists made from the
   // very names, and a page makes a paint per object.
   if (!colorants_ || colorants_->Size() != color.Size()) {
-    throw std::invalid_argument("flat paint: the colorant list does not name the colour's colorants");
+    throw std::invalid_argument(
+        "flat paint: the colorant list does not name the colour's colorants");
   }
   if (color.Size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("flat paint: too many colorants");

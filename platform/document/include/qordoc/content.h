@@ -207,8 +207,7 @@ class Fillable : public ContentObject {
 class Path final : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
-       Painting&& painting, bool clipping = false,
-       ObjectSharing* shareWith = nullptr)
+       Painting&& painting, bool clipping = false, ObjectSharing* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
 
   const std::shared_ptr<const Morv::Compound>& DefiningCompound() const { return compound_; }

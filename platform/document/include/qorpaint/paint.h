@@ -37,7 +37,6 @@ class Paint {
 // chunk.
 class FlatPaint final : public Paint {
  public:
-
   // A colour with a colorant list of its own.
   explicit FlatPaint(const QorColor::Color& color);
   // A colour whose colorant names are `colorants`, which must name the colour's
