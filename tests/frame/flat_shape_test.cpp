@@ -9,7 +9,7 @@
 #include <random>
 
 #include "collect/fillable_object_info.h"
-#include "frame/component_byte.h"
+#include "converter_lines.h"
 #include "raster/clip.h"
 #include "raster/path_run_length_generator_builder.h"
 #include "reference_compositor.h"
@@ -107,23 +107,8 @@ TEST(FlatShapes, ClippedAndUnclippedShapesMatchTheReferenceWithHitListsBetween) 
     const QorSc::Options options(kPlates, {});
     QorSc::ScanConverter bytes(CollectClipped(scene, clips, options, box));
     QorSc::ScanConverter mixed(CollectClipped(scene, clips, options, box));
-    std::vector<unsigned char> out(3 * width), mixed_out(3 * width);
-    for (long long y = 0; y < kHeight; ++y) {
-      ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data()));
-      if (y % 3 != 2) {
-        ASSERT_EQ(mixed.GetObjectsOnNextLine(), hits[y]) << "round " << round << " line " << y;
-      } else {
-        ASSERT_TRUE(mixed.GetLine255PlaneInterleaved(mixed_out.data()));
-        ASSERT_EQ(mixed_out, out) << "round " << round << " line " << y;
-      }
-      for (long long x = 0; x < width; ++x) {
-        for (int s = 0; s < 3; ++s) {
-          ASSERT_EQ(out[s * width + x], QorSc::ComponentToByte(expected[y * width + x].colour[s]))
-              << "round " << round << " pixel " << x + box.left << "," << y << " plane " << s;
-        }
-      }
-    }
-    EXPECT_FALSE(bytes.GetLine255PlaneInterleaved(out.data()));
+    QorScTest::ExpectBytesAndHitsMatch(bytes, mixed, expected, hits, width, kHeight, box.left,
+                                       round);
   }
 }
 

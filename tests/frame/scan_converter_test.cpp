@@ -14,6 +14,7 @@
 
 #include "composite/blend_term.h"
 #include "composite/intervals_filler.h"
+#include "converter_lines.h"
 #include "frame/component_byte.h"
 #include "qorpaint/shading_paint.h"
 #include "reference_compositor.h"
@@ -174,8 +175,7 @@ TEST(ScanConverter, LinesWithoutComponentsAreStillLines) {
 // renderer asks of it.
 class Counted : public QorSc::ObjectInfo {
  public:
-  Counted(std::unique_ptr<QorSc::ObjectInfo> inner, const Box& box, int* prefetched,
-          int* destroyed)
+  Counted(std::unique_ptr<QorSc::ObjectInfo> inner, const Box& box, int* prefetched, int* destroyed)
       : ObjectInfo(box), inner_(std::move(inner)), prefetched_(prefetched), destroyed_(destroyed) {}
   ~Counted() override { ++*destroyed_; }
   std::unique_ptr<QorSc::IntervalsFiller> CreateFiller(QorSc::LineRenderer& renderer) override {
@@ -625,23 +625,8 @@ TEST(ScanConverter, KeptRectanglesMatchTheReferenceWithHitListsBetween) {
     const QorSc::Options options(kPlates, {});
     QorSc::ScanConverter bytes(scene.Collect(options, box));
     QorSc::ScanConverter mixed(scene.Collect(options, box));
-    std::vector<unsigned char> out(3 * width), mixed_out(3 * width);
-    for (long long l = 0; l < box.bottom; ++l) {
-      ASSERT_TRUE(bytes.GetLine255PlaneInterleaved(out.data()));
-      if (l % 3 != 2) {
-        ASSERT_EQ(mixed.GetObjectsOnNextLine(), hits[l]) << "round " << round << " line " << l;
-      } else {
-        ASSERT_TRUE(mixed.GetLine255PlaneInterleaved(mixed_out.data()));
-        ASSERT_EQ(mixed_out, out) << "round " << round << " line " << l;
-      }
-      for (long long p = 0; p < width; ++p) {
-        for (int s = 0; s < 3; ++s) {
-          ASSERT_EQ(out[s * width + p], QorSc::ComponentToByte(expected[l * width + p].colour[s]))
-              << "round " << round << " pixel " << p + box.left << "," << l << " plane " << s;
-        }
-      }
-    }
-    EXPECT_FALSE(bytes.GetLine255PlaneInterleaved(out.data()));
+    QorScTest::ExpectBytesAndHitsMatch(bytes, mixed, expected, hits, width, box.bottom, box.left,
+                                       round);
   }
 }
 
