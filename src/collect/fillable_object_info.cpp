@@ -2,6 +2,7 @@
 
 #include "collect/fillable_object_info.h"
 
+#include <bit>
 #include <stdexcept>
 #include <string>
 
@@ -45,6 +46,28 @@ std::shared_ptr<PaintGetter> MakePaintGetter(const std::shared_ptr<const QorPain
                          " cannot be rendered yet");
 }
 
+bool SameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+// Whether an outline strokes with the object's own style, so that the record can
+// keep the path alone and take the rest from the object when it is activated.
+bool StrokesWithStyle(const Morv::StrokeOutline& outline, const QorDoc::StrokeStyle& style) {
+  if (outline.GetPath() == nullptr || outline.GetCap() != style.cap ||
+      outline.GetJoin() != style.join || !SameBits(outline.GetMiterLimit(), style.miterLimit)) {
+    return false;
+  }
+  const Morv::DashPattern* dash = outline.GetDash();
+  if (dash == nullptr || style.dash.array.empty()) {
+    return dash == nullptr && style.dash.array.empty();
+  }
+  return dash->array == style.dash.array && SameBits(dash->phase, style.dash.phase);
+}
+
+const Morv::DashPattern* DashOf(const QorDoc::StrokeStyle& style) {
+  return style.dash.array.empty() ? nullptr : &style.dash;
+}
+
 }  // namespace
 
 // A record with a shape: the shape follows the common part in the same block.
@@ -73,7 +96,7 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     std::shared_ptr<const QorPaint::Paint> paint,
     const Morv::MilliPointTransformation& paintPlacement,
     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
-    std::shared_ptr<const Morv::MilliPointTransformation>* sharedTransformation) {
+    std::shared_ptr<const ShapePlacement>* sharedPlacement) {
   // The first shape in the order CreateRunLengthGenerator tries them: the one it uses.
   std::shared_ptr<const void> pointer;
   ShapeKind kind = ShapeKind::kBox;
@@ -84,8 +107,14 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     pointer = geometry.flatCompound;
     kind = ShapeKind::kFlatCompound;
   } else if (geometry.outline) {
-    pointer = geometry.outline;
-    kind = ShapeKind::kOutline;
+    if (stroke && documentObject != nullptr &&
+        StrokesWithStyle(*geometry.outline, documentObject->GetStrokeStyle())) {
+      pointer = geometry.outline->GetPath();
+      kind = ShapeKind::kStroke;
+    } else {
+      pointer = geometry.outline;
+      kind = ShapeKind::kOutline;
+    }
   } else if (geometry.mask) {
     pointer = geometry.mask;
     kind = ShapeKind::kMask;
@@ -95,17 +124,26 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
         documentObject, contentObject, std::move(clip), geometry.pixelBox, kind, std::move(paint),
         paintPlacement, std::move(transparency), stroke));
   }
-  std::shared_ptr<const Morv::MilliPointTransformation> transformation;
-  if (sharedTransformation != nullptr && *sharedTransformation != nullptr &&
-      Morv::IdenticalBits(**sharedTransformation, geometry.transformation)) {
-    transformation = *sharedTransformation;
+  ShapePlacement own{geometry.transformation};
+  if (kind == ShapeKind::kStroke) {
+    own.strokeWidth = geometry.outline->GetWidth();
+    own.strokeTolerance = geometry.outline->GetTolerance();
+  }
+  // Only a stroke kept by reference reads the width and flatness.
+  auto same = [&](const ShapePlacement& p) {
+    return Morv::IdenticalBits(p.transformation, own.transformation) &&
+           (kind != ShapeKind::kStroke || (SameBits(p.strokeWidth, own.strokeWidth) &&
+                                           SameBits(p.strokeTolerance, own.strokeTolerance)));
+  };
+  std::shared_ptr<const ShapePlacement> placement;
+  if (sharedPlacement != nullptr && *sharedPlacement != nullptr && same(**sharedPlacement)) {
+    placement = *sharedPlacement;
   } else {
-    transformation =
-        std::make_shared<const Morv::MilliPointTransformation>(geometry.transformation);
-    if (sharedTransformation != nullptr) *sharedTransformation = transformation;
+    placement = std::make_shared<const ShapePlacement>(own);
+    if (sharedPlacement != nullptr) *sharedPlacement = placement;
   }
   return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,
-                                  kind, Shape{std::move(pointer), std::move(transformation)},
+                                  kind, Shape{std::move(pointer), std::move(placement)},
                                   std::move(paint), paintPlacement, std::move(transparency),
                                   stroke);
 }
@@ -160,7 +198,8 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
   GeometrySource source{GetPixelBox(), nullptr, nullptr, {}};
   if (shape_kind_ == ShapeKind::kBox) return source;
   const Shape& shape = GetShape();
-  source.transformation = *shape.transformation;
+  const ShapePlacement& placement = *shape.placement;
+  source.transformation = placement.transformation;
   switch (shape_kind_) {
     case ShapeKind::kBox:
       break;
@@ -173,6 +212,13 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
     case ShapeKind::kOutline:
       source.outline = std::static_pointer_cast<const Morv::StrokeOutline>(shape.pointer);
       break;
+    case ShapeKind::kStroke: {
+      const QorDoc::StrokeStyle& style = document_object_->GetStrokeStyle();
+      source.outline = std::make_shared<const Morv::StrokeOutline>(
+          std::static_pointer_cast<const Morv::Compound>(shape.pointer), placement.strokeWidth,
+          style.cap, style.join, style.miterLimit, DashOf(style), placement.strokeTolerance);
+      break;
+    }
     case ShapeKind::kMask:
       source.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
       break;
@@ -180,12 +226,13 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
   return source;
 }
 
-GeometryRef FillableObjectInfo::GetGeometryRef() const {
+GeometryRef FillableObjectInfo::GetGeometryRef(std::optional<Morv::StrokeOutline>& stroke) const {
   static const Morv::MilliPointTransformation identity{};
   GeometryRef ref{GetPixelBox(), nullptr, nullptr, nullptr, nullptr, &identity};
   if (shape_kind_ == ShapeKind::kBox) return ref;
   const Shape& shape = GetShape();
-  ref.transformation = shape.transformation.get();
+  const ShapePlacement& placement = *shape.placement;
+  ref.transformation = &placement.transformation;
   const void* pointer = shape.pointer.get();
   switch (shape_kind_) {
     case ShapeKind::kBox:
@@ -199,6 +246,14 @@ GeometryRef FillableObjectInfo::GetGeometryRef() const {
     case ShapeKind::kOutline:
       ref.outline = static_cast<const Morv::StrokeOutline*>(pointer);
       break;
+    case ShapeKind::kStroke: {
+      const QorDoc::StrokeStyle& style = document_object_->GetStrokeStyle();
+      stroke.emplace(Morv::StrokeOutline::Borrowing(
+          *static_cast<const Morv::Compound*>(pointer), placement.strokeWidth, style.cap,
+          style.join, style.miterLimit, DashOf(style), placement.strokeTolerance));
+      ref.outline = &*stroke;
+      break;
+    }
     case ShapeKind::kMask:
       ref.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
       break;
@@ -271,13 +326,16 @@ bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& cop
 
 bool FillableObjectInfo::FlatShapeCopy(LineRenderer& renderer, FlatShape& shape) {
   if (!CopiesOpaqueFlat(renderer, shape)) return false;
-  shape.generator = &CreateRunLengthGenerator(GetGeometryRef(), renderer, shape.path, shape.other);
+  std::optional<Morv::StrokeOutline> stroke;
+  shape.generator =
+      &CreateRunLengthGenerator(GetGeometryRef(stroke), renderer, shape.path, shape.other);
   shape.clip = clip_ != nullptr && clip_->HasElements() ? clip_.get() : nullptr;
   return true;
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
-  const GeometrySource geometry = GetGeometry();
+  std::optional<Morv::StrokeOutline> stroke;
+  const GeometryRef geometry = GetGeometryRef(stroke);
   return CreateElementaryFiller(
       renderer, MakePaintGetter(paint_, GetPaintPlacement(), renderer),
       {document_object_,

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "qorblend/transparency.h"
 #include "qordoc/content.h"
@@ -36,7 +37,7 @@ struct ElementaryFillerParts {
   const QorDoc::ContentObject* contentObject;
   std::shared_ptr<Clip> clip;
   std::uint32_t index;
-  const GeometrySource& geometry;
+  const GeometryRef& geometry;
   std::shared_ptr<const QorBlend::Transparency> transparency;
   bool stroke;
 };
@@ -47,19 +48,32 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
 
 class FillableObjectInfo : public ObjectInfo {
  public:
+  // Where a record's shape is placed, shared by records placed alike (a plot's
+  // strokes hold one): the shape transformation and, for a stroke kept as its
+  // document object's path and style, the width it is stroked with (after the
+  // minimal stroke width) and the flatness of its curves in the path's units.
+  struct ShapePlacement {
+    Morv::MilliPointTransformation transformation;
+    double strokeWidth = 0.0;
+    double strokeTolerance = 0.0;
+  };
+
   // A record of the size `geometry` needs: a box source (coverage is the pixel box)
   // keeps neither shape nor transformation. Throws std::invalid_argument without a
   // paint.
-  // `sharedTransformation`, when given, holds the shape transformation of an earlier
-  // record (or null): a record with a shape shares it when its own is the same, bit
-  // for bit, and otherwise leaves its own there for the next record.
+  // A stroke outline whose path is shared and whose cap, join, miter limit and dash
+  // are the document object's keeps only its path (and its width and flatness in the
+  // placement): it is stroked again from the document object's style at activation.
+  // `sharedPlacement`, when given, holds the shape placement of an earlier record (or
+  // null): a record with a shape shares it when its own is the same, bit for bit, and
+  // otherwise leaves its own there for the next record.
   static std::unique_ptr<FillableObjectInfo> Make(
       const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
       std::shared_ptr<const QorPaint::Paint> paint,
       const Morv::MilliPointTransformation& paintPlacement,
       std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
-      std::shared_ptr<const Morv::MilliPointTransformation>* sharedTransformation = nullptr);
+      std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr);
 
   ~FillableObjectInfo() override;
 
@@ -70,10 +84,12 @@ class FillableObjectInfo : public ObjectInfo {
 
   // The source as given, less what its generator never reads: a box source keeps no
   // transformation (identity here), and of compound, flattened compound, outline and
-  // mask only the first, the one the generator uses, is kept.
+  // mask only the first, the one the generator uses, is kept. A stroke kept by
+  // reference comes back as an outline of its own.
   GeometrySource GetGeometry() const;
-  // The same by reference, valid while the record lives.
-  GeometryRef GetGeometryRef() const;
+  // The same by reference, valid while the record and `stroke` live: a stroke kept by
+  // reference is made in `stroke`, borrowing the path and style.
+  GeometryRef GetGeometryRef(std::optional<Morv::StrokeOutline>& stroke) const;
   bool IsStroke() const { return stroke_; }
   const std::shared_ptr<const QorPaint::Paint>& GetPaint() const { return paint_; }
   // The identity for a flat paint, which is the same wherever it is placed.
@@ -89,12 +105,13 @@ class FillableObjectInfo : public ObjectInfo {
 
  protected:
   // Which of a source's shapes a record holds; kBox: none, the pixel box is the
-  // coverage, and the record is a plain FillableObjectInfo.
-  enum class ShapeKind : std::uint8_t { kBox, kCompound, kFlatCompound, kOutline, kMask };
+  // coverage, and the record is a plain FillableObjectInfo. kStroke: the path of a
+  // stroke whose style is the document object's.
+  enum class ShapeKind : std::uint8_t { kBox, kCompound, kFlatCompound, kOutline, kStroke, kMask };
   struct Shape {
     std::shared_ptr<const void> pointer;
     // Shared: the shapes of a page are mostly placed alike (a plot's strokes).
-    std::shared_ptr<const Morv::MilliPointTransformation> transformation;
+    std::shared_ptr<const ShapePlacement> placement;
   };
 
   FillableObjectInfo(const QorDoc::Fillable* documentObject,

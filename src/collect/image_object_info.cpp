@@ -37,8 +37,8 @@ std::unique_ptr<IntervalsFiller> ImageObjectInfo::CreateFiller(LineRenderer& ren
       renderer,
       std::make_shared<PicturePaintGetter>(picture_, renderer.GetEnvironment(),
                                            renderer.GetOptions(), transformation_),
-      {image_, image_ != nullptr ? image_->GetHalftoneSet().get() : nullptr, content_object_,
-       clip_, GetIndex(), geometry_, transparency_, false},
+      {image_, image_ != nullptr ? image_->GetHalftoneSet().get() : nullptr, content_object_, clip_,
+       GetIndex(), RefOf(geometry_), transparency_, false},
       std::move(soft_mask_));
 }
 

@@ -303,9 +303,8 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
           transparency, stroke));
     }
-    auto record =
-        FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
-                                 transparency, stroke, &last_shape_transformation_);
+    auto record = FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint,
+                                           Current(), transparency, stroke, &last_shape_placement_);
     record->SetSoftMask(CollectSoftMask(transparency));
     Append(std::move(record));
     return;
@@ -353,11 +352,13 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
     // would allow.
     // The outline is kept as the path and its style and stroked again when its record
     // is activated: held as pieces, the strokes of a page of long thin curves took
-    // hundreds of megabytes. A one-piece outline is kept as a compound, which an
-    // axis-aligned rectangle needs to become a box. Only short polylines without round
-    // caps are walked here (to find their pieces); any other outline is boxed by its
-    // path's box grown by its reach, which may be larger than the outline's own box but
-    // never misses a piece, and a larger box changes no run.
+    // hundreds of megabytes. The record keeps only the path, reading the style from
+    // the object (this outline lives just long enough to box the stroke). A one-piece
+    // outline is kept as a compound, which an axis-aligned rectangle needs to become
+    // a box. Only short polylines without round caps are walked here (to find their
+    // pieces); any other outline is boxed by its path's box grown by its reach, which
+    // may be larger than the outline's own box but never misses a piece, and a larger
+    // box changes no run.
     const auto stroke = std::make_shared<const Morv::StrokeOutline>(
         outline.Compound(), StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
         style.dash.array.empty() ? nullptr : &style.dash,
@@ -421,7 +422,7 @@ bool ObjectCollector::VisitImageMask(const QorDoc::ImageMask& mask) {
   auto record = FillableObjectInfo::Make(
       &mask, &mask, clips_.back(),
       MakeImageMaskGeometrySource(env_, clip_boxes_.back(), mask.GetMask(), t), mask.GetFillPaint(),
-      Current(), mask.GetTransparency(), false, &last_shape_transformation_);
+      Current(), mask.GetTransparency(), false, &last_shape_placement_);
   record->SetSoftMask(CollectSoftMask(mask.GetTransparency()));
   Append(std::move(record));
   return false;

@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "collect/fillable_object_info.h"
 #include "collect/group_object_info.h"
 #include "qordoc/content.h"
 #include "raster/clip.h"
@@ -120,9 +121,9 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // The dropout search's storage, kept from text to text (mutable: a scratch store,
   // not state of the collection).
   mutable DropoutScratch dropout_scratch_;
-  // The shape transformation of the last record with a shape, which the next shares
-  // when equal (a plot's strokes hold one).
-  std::shared_ptr<const Morv::MilliPointTransformation> last_shape_transformation_;
+  // The shape placement of the last record with a shape, which the next shares when
+  // equal (a plot's strokes hold one).
+  std::shared_ptr<const FillableObjectInfo::ShapePlacement> last_shape_placement_;
 };
 
 }  // namespace QorSc

@@ -198,10 +198,14 @@ GeometryRef RefOf(const GeometrySource& source) {
 
 std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometrySource& source,
                                                              const LineContext& context) {
-  const GeometryRef ref = RefOf(source);
+  return CreateRunLengthGenerator(RefOf(source), context);
+}
+
+std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometryRef& source,
+                                                             const LineContext& context) {
   std::unique_ptr<PathRunLengthGenerator> path;
-  if (BuildPathGenerator(ref, context, path)) return path;
-  return CreateOtherGenerator(ref, context);
+  if (BuildPathGenerator(source, context, path)) return path;
+  return CreateOtherGenerator(source, context);
 }
 
 RunLengthGenerator& CreateRunLengthGenerator(const GeometryRef& source, const LineContext& context,

@@ -77,6 +77,9 @@ struct GeometryRef {
 };
 GeometryRef RefOf(const GeometrySource& source);
 
+std::unique_ptr<RunLengthGenerator> CreateRunLengthGenerator(const GeometryRef& source,
+                                                             const LineContext& context);
+
 // The same for a caller that keeps generators from object to object: a path
 // generator is built in `path`, reusing the storage of the one already there (made
 // when null), any other in `other`. Returns the generator built.

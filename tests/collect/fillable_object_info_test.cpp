@@ -128,14 +128,14 @@ TEST(FillableObjectInfo, RecordsPlacedAlikeShareTheirShapeTransformation) {
   const Box box{0, 0, 10, 10};
   const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
   const T placed{3.0, 0.0, 0.0, -3.0, 0.5, 30.0};
-  std::shared_ptr<const T> last;
+  std::shared_ptr<const QorSc::FillableObjectInfo::ShapePlacement> last;
   auto make = [&](const T& t) {
     return QorSc::FillableObjectInfo::Make(nullptr, nullptr, nullptr, {box, compound, nullptr, t},
                                            Flat(), {}, nullptr, false, &last);
   };
   const auto first = make(placed);
   ASSERT_NE(last, nullptr);
-  const T* kept = last.get();
+  const auto* kept = last.get();
   const auto second = make(placed);
   EXPECT_EQ(last.get(), kept);
   EXPECT_EQ(last.use_count(), 3) << "both records and the collector's last";
@@ -146,7 +146,7 @@ TEST(FillableObjectInfo, RecordsPlacedAlikeShareTheirShapeTransformation) {
   EXPECT_TRUE(Morv::IdenticalBits(third->GetGeometry().transformation, negative_zero));
   EXPECT_TRUE(Morv::IdenticalBits(second->GetGeometry().transformation, placed));
   // A box keeps no shape and leaves the last transformation alone.
-  const T* before = last.get();
+  const auto* before = last.get();
   const auto boxed =
       QorSc::FillableObjectInfo::Make(nullptr, nullptr, nullptr, {box, nullptr, nullptr, placed},
                                       Flat(), {}, nullptr, false, &last);

@@ -691,12 +691,14 @@ double StrokeReach(double width, LineCap cap, LineJoin join, double miterLimit) 
 StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap,
                              LineJoin join, double miterLimit, const DashPattern* dash,
                              double tolerance)
-    : path_(std::move(path)),
+    : owned_path_(std::move(path)),
+      path_(owned_path_.get()),
       width_(width),
       cap_(cap),
       join_(join),
       miter_limit_(miterLimit),
-      dash_(dash != nullptr ? std::make_unique<const DashPattern>(*dash) : nullptr),
+      owned_dash_(dash != nullptr ? std::make_unique<const DashPattern>(*dash) : nullptr),
+      dash_(owned_dash_.get()),
       tolerance_(tolerance) {
   const bool strokes = width > 0.0 && std::isfinite(width);
   const double reach = StrokeReach(width, cap, join, miterLimit);
@@ -732,12 +734,29 @@ StrokeOutline::StrokeOutline(std::shared_ptr<const Compound> path, double width,
                                       box.Height() + 2.0 * grow);
 }
 
+StrokeOutline::StrokeOutline(Borrowed, const Compound& path, double width, LineCap cap,
+                             LineJoin join, double miterLimit, const DashPattern* dash,
+                             double tolerance)
+    : path_(&path),
+      width_(width),
+      cap_(cap),
+      join_(join),
+      miter_limit_(miterLimit),
+      dash_(dash),
+      tolerance_(tolerance) {}
+
+StrokeOutline StrokeOutline::Borrowing(const Compound& path, double width, LineCap cap,
+                                       LineJoin join, double miterLimit, const DashPattern* dash,
+                                       double tolerance) {
+  return StrokeOutline(Borrowed{}, path, width, cap, join, miterLimit, dash, tolerance);
+}
+
 void StrokeOutline::Walk(OutlineSink& sink) const {
-  StrokePieces(*path_, width_, cap_, join_, miter_limit_, dash_.get(), tolerance_, sink);
+  StrokePieces(*path_, width_, cap_, join_, miter_limit_, dash_, tolerance_, sink);
 }
 
 Compound StrokeOutline::ToCompound() const {
-  return Stroke(*path_, width_, cap_, join_, miter_limit_, dash_.get(), tolerance_);
+  return Stroke(*path_, width_, cap_, join_, miter_limit_, dash_, tolerance_);
 }
 
 }  // namespace Morv

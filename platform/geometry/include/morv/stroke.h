@@ -65,6 +65,13 @@ class StrokeOutline {
   StrokeOutline(std::shared_ptr<const Compound> path, double width, LineCap cap, LineJoin join,
                 double miterLimit, const DashPattern* dash, double tolerance);
 
+  // An outline to walk at once, of a path and dash kept by their owner (a document
+  // object, which outlives the walk): nothing is copied, measured or boxed, and the
+  // box is empty. A record keeps a stroke as its path and style and makes one of
+  // these only when it is activated.
+  static StrokeOutline Borrowing(const Compound& path, double width, LineCap cap, LineJoin join,
+                                 double miterLimit, const DashPattern* dash, double tolerance);
+
   void Walk(OutlineSink& sink) const;
   // The outline as Stroke returns it.
   Compound ToCompound() const;
@@ -77,15 +84,30 @@ class StrokeOutline {
   // The number of pieces when measured; 0 otherwise.
   std::size_t PieceCount() const { return pieces_; }
 
+  // What makes the outline. The path is null for a borrowing outline.
+  const std::shared_ptr<const Compound>& GetPath() const { return owned_path_; }
+  double GetWidth() const { return width_; }
+  LineCap GetCap() const { return cap_; }
+  LineJoin GetJoin() const { return join_; }
+  double GetMiterLimit() const { return miter_limit_; }
+  // Null for a solid stroke.
+  const DashPattern* GetDash() const { return dash_; }
+  double GetTolerance() const { return tolerance_; }
+
  private:
-  std::shared_ptr<const Compound> path_;
+  struct Borrowed {};
+  StrokeOutline(Borrowed, const Compound& path, double width, LineCap cap, LineJoin join,
+                double miterLimit, const DashPattern* dash, double tolerance);
+
+  std::shared_ptr<const Compound> owned_path_;
+  const Compound* path_;
   double width_;
   LineCap cap_;
   LineJoin join_;
   double miter_limit_;
-  // Kept only when dashed: a page of marks holds one outline per mark until it is
-  // activated, and most are solid.
-  std::unique_ptr<const DashPattern> dash_;
+  // A copy is kept only when dashed and not borrowed.
+  std::unique_ptr<const DashPattern> owned_dash_;
+  const DashPattern* dash_;
   double tolerance_;
   MilliPointRectangle bounding_box_;
   // Measured outlines are short polylines of a few pieces.
