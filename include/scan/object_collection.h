@@ -55,15 +55,36 @@ class QORSC_API ObjectInfo {
   virtual void Prefetch() const {}
 
   // Right and bottom exclusive.
-  const QorMath::Rectangle<long long>& GetPixelBox() const { return pixel_box_; }
+  QorMath::Rectangle<long long> GetPixelBox() const { return {left_, top_, right_, bottom_}; }
   std::uint32_t GetIndex() const { return index_; }
   void SetIndex(std::uint32_t index) { index_ = index; }
 
  protected:
-  explicit ObjectInfo(const QorMath::Rectangle<long long>& pixelBox) : pixel_box_(pixelBox) {}
+  // Throws std::out_of_range for a box that is not empty and reaches beyond 32-bit
+  // coordinates; an empty one is kept as the empty box at the origin.
+  explicit ObjectInfo(const QorMath::Rectangle<long long>& pixelBox) {
+    if (Fits(pixelBox.left) && Fits(pixelBox.top) && Fits(pixelBox.right) &&
+        Fits(pixelBox.bottom)) {
+      left_ = static_cast<std::int32_t>(pixelBox.left);
+      top_ = static_cast<std::int32_t>(pixelBox.top);
+      right_ = static_cast<std::int32_t>(pixelBox.right);
+      bottom_ = static_cast<std::int32_t>(pixelBox.bottom);
+    } else {
+      FarBox(pixelBox);
+    }
+  }
 
  private:
-  QorMath::Rectangle<long long> pixel_box_;
+  static bool Fits(long long v) { return v >= INT32_MIN && v <= INT32_MAX; }
+  // Keeps an empty box beyond the 32-bit range as the empty box; throws for any other.
+  static void FarBox(const QorMath::Rectangle<long long>& pixelBox);
+
+  // 32-bit sides: a page holds one record per object until its first line, and no
+  // line of a real page is two billion pixels long or that far down.
+  std::int32_t left_ = 0;
+  std::int32_t top_ = 0;
+  std::int32_t right_ = 0;
+  std::int32_t bottom_ = 0;
   std::uint32_t index_ = 0;
 };
 

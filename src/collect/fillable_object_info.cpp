@@ -85,10 +85,10 @@ class FillableObjectInfo::Shaped final : public FillableObjectInfo {
   const Shape shape;
 };
 
-// With the allocator's 8-byte header a box record of at most 104 bytes takes one
-// 112-byte chunk (a page of 100 000 rectangles holds as many records), and a record
-// with a shape one 144-byte chunk (see GetShape).
-static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 104);
+// With the allocator's 8-byte header a box record of at most 88 bytes takes one
+// 96-byte chunk (a page of 100 000 rectangles holds as many records), and a record
+// with a shape one 128-byte chunk (see GetShape).
+static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 88);
 
 std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
@@ -189,7 +189,7 @@ const std::shared_ptr<const QorBlend::Transparency>& FillableObjectInfo::GetTran
 }
 
 const FillableObjectInfo::Shape& FillableObjectInfo::GetShape() const {
-  static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 136);
+  static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 120);
   // Make gives every record of another kind than kBox this layout.
   return static_cast<const Shaped*>(this)->shape;
 }
@@ -319,7 +319,7 @@ bool FillableObjectInfo::CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy
 bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
   // A filler whose every line is the box's one run, unrestricted.
   if (shape_kind_ != ShapeKind::kBox || (clip_ != nullptr && clip_->HasElements())) return false;
-  const QorMath::Rectangle<long long>& box = GetPixelBox();
+  const QorMath::Rectangle<long long> box = GetPixelBox();
   if (box.left >= box.right) return false;
   return CopiesOpaqueFlat(renderer, copy);
 }

@@ -143,7 +143,10 @@ class FillableObjectInfo : public ObjectInfo {
   // Kept small on purpose (a page holds one record per object, all alive at its first
   // line): the two bytes sit in the base's tail padding, the content object and the
   // transparency are the document object's (kept apart only when they differ), and
-  // a box record is 96 bytes, one 112-byte allocator chunk.
+  // a box record is 80 bytes, one 96-byte allocator chunk. The paint is held, not
+  // read through the document object: its reference count tells the flat paint
+  // cache whether other objects share it (objects share their stroke paints through
+  // one attribute block).
   bool stroke_;
   ShapeKind shape_kind_;
   const QorDoc::Fillable* document_object_;

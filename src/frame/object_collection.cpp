@@ -1,8 +1,16 @@
 #include "scan/object_collection.h"
 
+#include <stdexcept>
 #include <utility>
 
 namespace QorSc {
+
+void ObjectInfo::FarBox(const QorMath::Rectangle<long long>& pixelBox) {
+  // Only a caller's own pixel box can be that far out: collection culls against it.
+  if (!pixelBox.IsEmpty()) {
+    throw std::out_of_range("qorsc: pixel boxes are limited to 32-bit coordinates");
+  }
+}
 
 ObjectInfo::~ObjectInfo() = default;
 
