@@ -243,10 +243,11 @@ TEST(CollectObjects, MinimalStrokeWidthScalesThinStrokes) {
   // The outline is 1/s = 72/√2 = 50.91169 millipoints wide. Its three pieces (the
   // line and two caps) are kept as the path and style, not as a compound, and being
   // round-capped it is boxed by its reach (plus a margin far below a pixel), not walked.
-  EXPECT_EQ(record->GetGeometry().compound, nullptr);
-  ASSERT_NE(record->GetGeometry().outline, nullptr);
-  EXPECT_FALSE(record->GetGeometry().outline->Measured());
-  const auto& box = record->GetGeometry().outline->GetBoundingBox();
+  const QorSc::GeometrySource geometry = record->GetGeometry();
+  EXPECT_EQ(geometry.compound, nullptr);
+  ASSERT_NE(geometry.outline, nullptr);
+  EXPECT_FALSE(geometry.outline->Measured());
+  const auto& box = geometry.outline->GetBoundingBox();
   EXPECT_GE(box.Height(), 50.91169);
   EXPECT_NEAR(box.Height(), 50.91169, 1e-3);
 }
