@@ -85,9 +85,28 @@ class FillableObjectInfo::Shaped final : public FillableObjectInfo {
   const Shape shape;
 };
 
+// A record whose shape is its path's own compound: only the placement is held.
+class FillableObjectInfo::PathShaped final : public FillableObjectInfo {
+ public:
+  PathShaped(const QorDoc::Path* path, const QorDoc::ContentObject* contentObject,
+             std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox,
+             ShapeKind kind, std::shared_ptr<const ShapePlacement> placement,
+             std::shared_ptr<const QorPaint::Paint> paint,
+             const Morv::MilliPointTransformation& paintPlacement,
+             std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
+      : FillableObjectInfo(path, contentObject, std::move(clip), pixelBox, kind, std::move(paint),
+                           paintPlacement, std::move(transparency), stroke),
+        placement(std::move(placement)) {
+    shape_is_path_ = true;
+  }
+
+  const std::shared_ptr<const ShapePlacement> placement;
+};
+
 // With the allocator's 8-byte header a box record of at most 88 bytes takes one
 // 96-byte chunk (a page of 100 000 rectangles holds as many records), and a record
-// with a shape one 128-byte chunk (see GetShape).
+// with a shape one 128-byte chunk, or 112 when its shape is its path's (see
+// Placement).
 static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 88);
 
 std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
@@ -96,7 +115,7 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     std::shared_ptr<const QorPaint::Paint> paint,
     const Morv::MilliPointTransformation& paintPlacement,
     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
-    std::shared_ptr<const ShapePlacement>* sharedPlacement) {
+    std::shared_ptr<const ShapePlacement>* sharedPlacement, const QorDoc::Path* path) {
   // The first shape in the order CreateRunLengthGenerator tries them: the one it uses.
   std::shared_ptr<const void> pointer;
   ShapeKind kind = ShapeKind::kBox;
@@ -141,6 +160,13 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
   } else {
     placement = std::make_shared<const ShapePlacement>(own);
     if (sharedPlacement != nullptr) *sharedPlacement = placement;
+  }
+  if (path != nullptr && path == documentObject &&
+      (kind == ShapeKind::kCompound || kind == ShapeKind::kStroke) &&
+      pointer.get() == path->DefiningCompound().get()) {
+    return std::make_unique<PathShaped>(path, contentObject, std::move(clip), geometry.pixelBox,
+                                        kind, std::move(placement), std::move(paint),
+                                        paintPlacement, std::move(transparency), stroke);
   }
   return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,
                                   kind, Shape{std::move(pointer), std::move(placement)},
@@ -188,39 +214,52 @@ const std::shared_ptr<const QorBlend::Transparency>& FillableObjectInfo::GetTran
   return rare_ && rare_->transparency ? rare_->transparency : document_object_->GetTransparency();
 }
 
-const FillableObjectInfo::Shape& FillableObjectInfo::GetShape() const {
+const FillableObjectInfo::ShapePlacement& FillableObjectInfo::Placement() const {
   static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 120);
-  // Make gives every record of another kind than kBox this layout.
-  return static_cast<const Shaped*>(this)->shape;
+  static_assert(sizeof(void*) != 8 || sizeof(PathShaped) <= 104);
+  // Make gives every record of another kind than kBox one of these layouts.
+  return shape_is_path_ ? *static_cast<const PathShaped*>(this)->placement
+                        : *static_cast<const Shaped*>(this)->shape.placement;
+}
+
+const void* FillableObjectInfo::ShapePointer() const {
+  return shape_is_path_
+             ? static_cast<const QorDoc::Path*>(document_object_)->DefiningCompound().get()
+             : static_cast<const Shaped*>(this)->shape.pointer.get();
+}
+
+std::shared_ptr<const void> FillableObjectInfo::SharedShapePointer() const {
+  if (shape_is_path_) return static_cast<const QorDoc::Path*>(document_object_)->DefiningCompound();
+  return static_cast<const Shaped*>(this)->shape.pointer;
 }
 
 GeometrySource FillableObjectInfo::GetGeometry() const {
   GeometrySource source{GetPixelBox(), nullptr, nullptr, {}};
   if (shape_kind_ == ShapeKind::kBox) return source;
-  const Shape& shape = GetShape();
-  const ShapePlacement& placement = *shape.placement;
+  const ShapePlacement& placement = Placement();
+  const std::shared_ptr<const void> pointer = SharedShapePointer();
   source.transformation = placement.transformation;
   switch (shape_kind_) {
     case ShapeKind::kBox:
       break;
     case ShapeKind::kCompound:
-      source.compound = std::static_pointer_cast<const Morv::Compound>(shape.pointer);
+      source.compound = std::static_pointer_cast<const Morv::Compound>(pointer);
       break;
     case ShapeKind::kFlatCompound:
-      source.flatCompound = std::static_pointer_cast<const FlatOutline>(shape.pointer);
+      source.flatCompound = std::static_pointer_cast<const FlatOutline>(pointer);
       break;
     case ShapeKind::kOutline:
-      source.outline = std::static_pointer_cast<const Morv::StrokeOutline>(shape.pointer);
+      source.outline = std::static_pointer_cast<const Morv::StrokeOutline>(pointer);
       break;
     case ShapeKind::kStroke: {
       const QorDoc::StrokeStyle& style = document_object_->GetStrokeStyle();
       source.outline = std::make_shared<const Morv::StrokeOutline>(
-          std::static_pointer_cast<const Morv::Compound>(shape.pointer), placement.strokeWidth,
-          style.cap, style.join, style.miterLimit, DashOf(style), placement.strokeTolerance);
+          std::static_pointer_cast<const Morv::Compound>(pointer), placement.strokeWidth, style.cap,
+          style.join, style.miterLimit, DashOf(style), placement.strokeTolerance);
       break;
     }
     case ShapeKind::kMask:
-      source.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
+      source.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(pointer);
       break;
   }
   return source;
@@ -230,10 +269,9 @@ GeometryRef FillableObjectInfo::GetGeometryRef(std::optional<Morv::StrokeOutline
   static const Morv::MilliPointTransformation identity{};
   GeometryRef ref{GetPixelBox(), nullptr, nullptr, nullptr, nullptr, &identity};
   if (shape_kind_ == ShapeKind::kBox) return ref;
-  const Shape& shape = GetShape();
-  const ShapePlacement& placement = *shape.placement;
+  const ShapePlacement& placement = Placement();
   ref.transformation = &placement.transformation;
-  const void* pointer = shape.pointer.get();
+  const void* pointer = ShapePointer();
   switch (shape_kind_) {
     case ShapeKind::kBox:
       break;
@@ -255,7 +293,7 @@ GeometryRef FillableObjectInfo::GetGeometryRef(std::optional<Morv::StrokeOutline
       break;
     }
     case ShapeKind::kMask:
-      ref.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(shape.pointer);
+      ref.mask = std::static_pointer_cast<const QorImg::PictureBuffer>(SharedShapePointer());
       break;
   }
   return ref;
@@ -301,7 +339,8 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
 void FillableObjectInfo::Prefetch() const {
   __builtin_prefetch(document_object_);
   __builtin_prefetch(paint_.get());
-  if (shape_kind_ != ShapeKind::kBox) __builtin_prefetch(GetShape().pointer.get());
+  // A path's own compound is found through the document object, fetched above.
+  if (shape_kind_ != ShapeKind::kBox && !shape_is_path_) __builtin_prefetch(ShapePointer());
 }
 
 bool FillableObjectInfo::CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const {

@@ -66,14 +66,17 @@ class FillableObjectInfo : public ObjectInfo {
   // placement): it is stroked again from the document object's style at activation.
   // `sharedPlacement`, when given, holds the shape placement of an earlier record (or
   // null): a record with a shape shares it when its own is the same, bit for bit, and
-  // otherwise leaves its own there for the next record.
+  // otherwise leaves its own there for the next record. `path`, when it is the
+  // document object, names the path whose own compound a compound or stroke shape
+  // may be: the record then reads it from the path instead of holding it.
   static std::unique_ptr<FillableObjectInfo> Make(
       const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
       std::shared_ptr<const QorPaint::Paint> paint,
       const Morv::MilliPointTransformation& paintPlacement,
       std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
-      std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr);
+      std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr,
+      const QorDoc::Path* path = nullptr);
 
   ~FillableObjectInfo() override;
 
@@ -123,6 +126,7 @@ class FillableObjectInfo : public ObjectInfo {
 
  private:
   class Shaped;
+  class PathShaped;
   // What few records need, in a block of their own: the placement of a paint that
   // varies over the page, a soft mask, and a content object or transparency other
   // than the document object's (fill components, a shading's opaque unit).
@@ -137,8 +141,11 @@ class FillableObjectInfo : public ObjectInfo {
   // What FlatBoxCopy and FlatShapeCopy share: whether the object paints an opaque
   // flat copy whatever its coverage, written into `copy` when it does.
   bool CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const;
-  // The shape of a record whose kind is not kBox.
-  const Shape& GetShape() const;
+  // The shape of a record whose kind is not kBox: its placement, and the compound,
+  // outline or mask, held or read from the path.
+  const ShapePlacement& Placement() const;
+  const void* ShapePointer() const;
+  std::shared_ptr<const void> SharedShapePointer() const;
 
   // Kept small on purpose (a page holds one record per object, all alive at its first
   // line): the two bytes sit in the base's tail padding, the content object and the
@@ -149,6 +156,8 @@ class FillableObjectInfo : public ObjectInfo {
   // one attribute block).
   bool stroke_;
   ShapeKind shape_kind_;
+  // The shape is the document object's (a path's) own compound, not held.
+  bool shape_is_path_ = false;
   const QorDoc::Fillable* document_object_;
   std::shared_ptr<const QorPaint::Paint> paint_;
   std::shared_ptr<Clip> clip_;

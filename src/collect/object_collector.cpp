@@ -283,8 +283,8 @@ std::vector<Morv::MilliPointPoint> ObjectCollector::DropoutSquares(
 }
 
 void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
-                                   const std::shared_ptr<const QorPaint::Paint>& paint,
-                                   bool stroke) {
+                                   const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke,
+                                   const QorDoc::Path* path) {
   // Most objects are flat: their type says so without a cast through the hierarchy.
   const auto* shading = paint->GetType() == QorPaint::kFlatPaint
                             ? nullptr
@@ -303,8 +303,9 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
           transparency, stroke));
     }
-    auto record = FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint,
-                                           Current(), transparency, stroke, &last_shape_placement_);
+    auto record =
+        FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
+                                 transparency, stroke, &last_shape_placement_, path);
     record->SetSoftMask(CollectSoftMask(transparency));
     Append(std::move(record));
     return;
@@ -334,7 +335,8 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
 }
 
 void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outline,
-                                  const Transformation& own, bool glyphs) {
+                                  const Transformation& own, bool glyphs,
+                                  const QorDoc::Path* path) {
   const Transformation t = Morv::Compose(Current(), own);
   const Box& clip_box = clip_boxes_.back();
   if (object.GetFillPaint()) {
@@ -343,7 +345,7 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
     const GeometrySource geometry = glyphs
                                         ? GlyphGeometry(outline, t)
                                         : MakeGeometrySource(env_, clip_box, outline.Compound(), t);
-    AppendShaded(object, geometry, object.GetFillPaint(), false);
+    AppendShaded(object, geometry, object.GetFillPaint(), false, path);
   }
   if (object.GetStrokePaint()) {
     const QorDoc::StrokeStyle& style = object.GetStrokeStyle();
@@ -368,7 +370,7 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
             ? MakeGeometrySource(env_, clip_box,
                                  std::make_shared<const Morv::Compound>(stroke->ToCompound()), t)
             : MakeGeometrySource(env_, clip_box, stroke, t);
-    AppendShaded(object, geometry, object.GetStrokePaint(), true);
+    AppendShaded(object, geometry, object.GetStrokePaint(), true, path);
   }
 }
 
@@ -378,7 +380,7 @@ bool ObjectCollector::VisitPath(const QorDoc::Path& path) {
     return false;
   }
   Outline outline(path.DefiningCompound());
-  AddFillable(path, outline, path.GetTransformation(), false);
+  AddFillable(path, outline, path.GetTransformation(), false, &path);
   return false;
 }
 

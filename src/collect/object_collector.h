@@ -70,8 +70,11 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
       const std::shared_ptr<const QorBlend::Transparency>& transparency) const;
   // The record of the object's fill or stroke paint; a shaded paint's background
   // goes just before it, or both go in one group when the object has transparency.
+  // `path` is the object when it is a path, whose own compound a record may read
+  // instead of holding.
   void AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
-                    const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke);
+                    const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke,
+                    const QorDoc::Path* path);
   // The geometry of a fillable object: a compound, or a lone text's glyphs, which
   // are merged into one compound only when something needs it (a stroke, or a fill
   // that the flattened glyphs cannot serve).
@@ -96,7 +99,8 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // Fill and stroke records of a fillable object whose geometry is `outline`;
   // `glyphs` marks text outlines, whose fill gets its dropout pixels.
   void AddFillable(const QorDoc::Fillable& object, Outline& outline,
-                   const Morv::MilliPointTransformation& own, bool glyphs);
+                   const Morv::MilliPointTransformation& own, bool glyphs,
+                   const QorDoc::Path* path = nullptr);
   // The fill geometry of the glyphs `outline` placed by `t`. With a minimal stroke
   // width set, the glyphs plus a small square on each dropout pixel: thin stems get
   // the hairline guarantee, and SetMinimalStrokeWidth(0) leaves outlines exact.
