@@ -6,10 +6,11 @@
 // is a stroke, its clip scope and the document object it came from. A page holds
 // one record per object from collection to its first line, so a record is only as
 // large as its object needs: a box (most objects of pages of many objects) keeps no
-// shape or transformation, and paint placements and soft masks, which few objects
-// have, go in a block of their own. Activation turns it into an
-// ElementaryObjectIntervalsFiller: paint getter (with the halftone label when labels
-// are asked for), run-length generator, filler.
+// shape or transformation, a stroke keeps its path and reads its style from the
+// document object, a path's own compound is read through the path, and paint
+// placements and soft masks, which few objects have, go in a block of their own. Activation turns
+// it into an ElementaryObjectIntervalsFiller: paint getter (with the halftone label when labels are
+// asked for), run-length generator, filler.
 #pragma once
 
 #include <cstdint>
