@@ -165,13 +165,21 @@ std::shared_ptr<const ColorSpace> ContentInterpreter::WithDefault(
 std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorState& color,
                                                                    bool overprint) const {
   if (color.paint_made) return color.paint;
-  color.paint_made = true;
-  color.paint.reset();
   if (color.pattern) {
+    color.paint_made = true;
     color.paint = ShadingPatternPaint(color, overprint);
     return color.paint;
   }
-  if (!color.space || color.space->PaintsNothing()) return nullptr;
+  std::optional<QorPaint::FlatPaint> flat = NewFlatPaint(color, overprint);
+  if (flat) color.paint = std::make_shared<const QorPaint::FlatPaint>(std::move(*flat));
+  return color.paint;
+}
+
+std::optional<QorPaint::FlatPaint> ContentInterpreter::NewFlatPaint(const ColorState& color,
+                                                                    bool overprint) const {
+  color.paint_made = true;
+  color.paint.reset();
+  if (!color.space || color.space->PaintsNothing()) return std::nullopt;
 
   QorColor::Color ink = color.space->ToInk(color.components);
   if (overprint) {
@@ -188,9 +196,8 @@ std::shared_ptr<const QorPaint::Paint> ContentInterpreter::PaintOf(const ColorSt
     ink.SetPaintsNamedColorantsOnly(false);
   }
   // Nothing left to paint: an overprinting colour that names no colorant.
-  if (ink.Empty()) return nullptr;
-  color.paint = std::make_shared<const QorPaint::FlatPaint>(context_.colorants.Intern(ink), ink);
-  return color.paint;
+  if (ink.Empty()) return std::nullopt;
+  return QorPaint::FlatPaint(context_.colorants.Intern(ink), ink);
 }
 
 }  // namespace QorPdf::internal

@@ -198,6 +198,12 @@ class ContentInterpreter {
   void PathOperator(std::string_view op, const std::vector<Operand>& operands);
   void Paint(bool fill, bool stroke, std::uint32_t fill_rule, bool close);
   std::shared_ptr<const Morv::Compound> TakePath(std::uint32_t rule);
+  // Ends the current path for building or taking.
+  void EndPath();
+  // Paints the current path flat or shaded as one object (not tiled, no glyph clip);
+  // returns its compound when `keep` (for a clip by the same path).
+  std::shared_ptr<const Morv::Compound> PaintPath(bool fill, bool stroke, std::uint32_t rule,
+                                                  bool keep);
   // Not const: a shading pattern with its own graphics state paints under it.
   QorDoc::Fillable::Painting MakePainting(bool fill, bool stroke);
   // The painting from the graphics state as it stands.
@@ -211,6 +217,10 @@ class ContentInterpreter {
   // Colour.
   void ColorOperator(std::string_view op, const std::vector<Operand>& operands);
   std::shared_ptr<const QorPaint::Paint> PaintOf(const ColorState& color, bool overprint) const;
+  // The flat paint of a colour that is not a pattern, made now for the caller to place;
+  // marks the colour's paint made and leaves the cache empty for the caller to fill.
+  // Nothing when the colour paints nothing.
+  std::optional<QorPaint::FlatPaint> NewFlatPaint(const ColorState& color, bool overprint) const;
   // The space a device family stands for in the current stream: the Default space of
   // its resources, else of the streams around it, else the device space.
   // Const: the answers are kept in the frames, which the interpreter points to.

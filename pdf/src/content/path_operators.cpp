@@ -97,12 +97,17 @@ void ContentInterpreter::PathOperator(std::string_view op, const std::vector<Ope
   f.path_empty = false;
 }
 
-std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t rule) {
+void ContentInterpreter::EndPath() {
   Frame& f = *frame_;
   f.path_points = 0;
   f.path_empty = true;
   f.has_current_point = false;
   f.path_limit_reported = false;
+}
+
+std::shared_ptr<const Morv::Compound> ContentInterpreter::TakePath(std::uint32_t rule) {
+  Frame& f = *frame_;
+  EndPath();
   // Building empties the builder and keeps its scratch space for the next path.
   if (f.paths == nullptr) return f.path.BuildShared(rule);
   // A stream's later run is offered the path its first run made at the same turn;
@@ -149,19 +154,25 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     TakePath(fill_rule);
     return;
   }
-  auto compound = TakePath(fill_rule);
-  if (glyph_clip_ && fill) AddToGlyphClip(compound, f.gs.ctm);
-  if (glyph_clip_ && stroke) {
-    AddToGlyphClip(StrokeOutline(*compound, f.gs.stroke_style, f.gs.ctm), f.gs.ctm);
-  }
-  if ((fill && PaintedApart(f.gs.fill)) || (stroke && PaintedApart(f.gs.stroke))) {
-    PaintPathTiled(compound, fill, stroke);
-  } else if ((fill || stroke) && CountObject()) {
-    QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
-    if (painting.fill || painting.stroke) {
-      // The path object takes the compound unless a clip by it follows.
-      context_.builder.AddPath(*f.gs.target, clip ? compound : std::move(compound),
-                               std::move(painting), f.gs.ctm);
+  const bool apart = (fill && PaintedApart(f.gs.fill)) || (stroke && PaintedApart(f.gs.stroke));
+  std::shared_ptr<const Morv::Compound> compound;
+  if (!glyph_clip_ && !apart) {
+    compound = PaintPath(fill, stroke, fill_rule, clip.has_value());
+  } else {
+    compound = TakePath(fill_rule);
+    if (glyph_clip_ && fill) AddToGlyphClip(compound, f.gs.ctm);
+    if (glyph_clip_ && stroke) {
+      AddToGlyphClip(StrokeOutline(*compound, f.gs.stroke_style, f.gs.ctm), f.gs.ctm);
+    }
+    if (apart) {
+      PaintPathTiled(compound, fill, stroke);
+    } else if ((fill || stroke) && CountObject()) {
+      QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
+      if (painting.fill || painting.stroke) {
+        // The path object takes the compound unless a clip by it follows.
+        context_.builder.AddPath(*f.gs.target, clip ? compound : std::move(compound),
+                                 std::move(painting), f.gs.ctm);
+      }
     }
   }
   if (clip) {
@@ -174,6 +185,52 @@ void ContentInterpreter::Paint(bool fill, bool stroke, std::uint32_t fill_rule, 
     }
     Clip(std::move(clip_path), f.gs.ctm);
   }
+}
+
+// The object is built with its compound in one block, and with its fill paint too
+// when that is a flat colour not made yet (on a page of many objects each in its own
+// colour, every object): one allocation where there were three. A later run of a
+// recorded stream takes the compounds its first run made instead.
+std::shared_ptr<const Morv::Compound> ContentInterpreter::PaintPath(bool fill, bool stroke,
+                                                                    std::uint32_t rule, bool keep) {
+  Frame& f = *frame_;
+  const GraphicsState& gs = f.gs;
+  const bool replaying = f.paths != nullptr && !f.paths_recording;
+  if (!(fill || stroke)) return TakePath(rule);
+  if (replaying) {
+    auto compound = TakePath(rule);
+    if (!CountObject()) return compound;
+    QorDoc::Fillable::Painting painting = MakePainting(fill, stroke);
+    if (painting.fill || painting.stroke) {
+      context_.builder.AddPath(*gs.target, keep ? compound : std::move(compound),
+                               std::move(painting), gs.ctm);
+    }
+    return compound;
+  }
+  if (!CountObject()) return TakePath(rule);
+  EndPath();
+  Morv::Compound built = f.path.Build(rule);
+  const bool fill_made_here = fill && !gs.fill.pattern && !gs.fill.paint_made;
+  std::optional<QorPaint::FlatPaint> own_fill =
+      fill_made_here ? NewFlatPaint(gs.fill, gs.fill_overprint) : std::nullopt;
+  QorDoc::Fillable::Painting painting =
+      fill_made_here ? PaintingInState(false, stroke) : MakePainting(fill, stroke);
+  std::shared_ptr<const Morv::Compound> compound;
+  if (own_fill || painting.fill || painting.stroke) {
+    const bool own = own_fill.has_value();
+    auto path = context_.builder.AddPathInOneBlock(
+        *gs.target, std::move(built), std::move(own_fill), std::move(painting), gs.ctm);
+    // Later objects of the same colour share the paint, and so this object's block.
+    if (own) gs.fill.paint = path->GetFillPaint();
+    if (keep || f.paths_recording) compound = path->DefiningCompound();
+  } else {
+    compound = std::make_shared<const Morv::Compound>(std::move(built));
+  }
+  if (f.paths_recording) {
+    f.paths->push_back(compound);
+    ++f.paths_at;
+  }
+  return compound;
 }
 
 void ContentInterpreter::PaintPathTiled(const std::shared_ptr<const Morv::Compound>& compound,

@@ -68,6 +68,15 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
   return path;
 }
 
+std::shared_ptr<const Path> DocumentBuilder::AddPathInOneBlock(
+    Content& content, Morv::Compound&& compound, std::optional<QorPaint::FlatPaint>&& fill,
+    Fillable::Painting painting, const Morv::MilliPointTransformation& t, bool clipping) {
+  auto path = Path::MakeInOneBlock(std::move(compound), std::move(fill), t, std::move(painting),
+                                   clipping, &last_);
+  Adopt(content, path);
+  return path;
+}
+
 std::shared_ptr<const Text> DocumentBuilder::MakeText(
     std::vector<std::shared_ptr<const Morv::Compound>> glyphs, Fillable::Painting painting,
     const Morv::MilliPointTransformation& t) {

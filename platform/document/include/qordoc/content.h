@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "morv/compound.h"
@@ -133,6 +134,11 @@ class ContentObject {
   // objects hold one of these per object.
   std::uint32_t id_ = 0;
   bool clipping_;
+
+ protected:
+  // What a path keeps in its own block (Fillable::kOwnCompound and kOwnFill), in the
+  // byte beside the flag that would otherwise be padding.
+  std::uint8_t own_parts_ = 0;
 };
 
 // How a stroke is drawn: PDF's line width, cap, join, miter limit and dashes.
@@ -162,7 +168,11 @@ class Fillable : public ContentObject {
     std::shared_ptr<const QorBlend::Transparency> transparency;
   };
 
-  const std::shared_ptr<const QorPaint::Paint>& GetFillPaint() const { return fill_; }
+  // By value: a path that holds its fill paint in its own block hands out a
+  // reference to that block.
+  std::shared_ptr<const QorPaint::Paint> GetFillPaint() const {
+    return own_parts_ & kOwnFill ? OwnFillPaint() : fill_;
+  }
   const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const {
     return GetAttributes().stroke;
   }
@@ -189,6 +199,10 @@ class Fillable : public ContentObject {
   Fillable(const Morv::MilliPointTransformation& t, bool clipping, Painting&& painting,
            ObjectSharing* shareWith);
 
+  // Set in own_parts_ by a path whose compound, or fill paint, lives in its own block.
+  static constexpr std::uint8_t kOwnCompound = 1;
+  static constexpr std::uint8_t kOwnFill = 2;
+
   // `box` in own coordinates, grown by the stroke's reach for the visual kind when
   // stroked, then placed by the own transformation.
   Morv::MilliPointRectangle PlaceBox(const Morv::MilliPointRectangle& box, int kind) const;
@@ -197,25 +211,61 @@ class Fillable : public ContentObject {
   // The one block of every object without attributes of its own.
   static const std::shared_ptr<const Attributes>& NoAttributes();
   const Attributes& GetAttributes() const { return *attributes_; }
+  std::shared_ptr<const QorPaint::Paint> OwnFillPaint() const;
 
+  // Null when the fill paint is the path's own (kOwnFill).
   std::shared_ptr<const QorPaint::Paint> fill_;
   // Never null; NoAttributes() for the usual fill-only object: most objects of a page
   // are fills, and the style with its dash vector would be the largest part of each.
   std::shared_ptr<const Attributes> attributes_;
 };
 
-class Path final : public Fillable {
+// A path is made either over a compound shared with others, or (MakeInOneBlock) as
+// one block with its compound and, optionally, its flat fill paint: a page of many
+// small objects then costs one allocation per object instead of three, each with its
+// shared count and the allocator's header.
+class Path : public Fillable {
  public:
   Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
        Painting&& painting, bool clipping = false, ObjectSharing* shareWith = nullptr)
       : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
+  ~Path() override;
 
-  const std::shared_ptr<const Morv::Compound>& DefiningCompound() const { return compound_; }
+  // One block for the path and `compound`, and for `fill` too when given (which then
+  // paints in place of `painting.fill`). The block lives while any reference to the
+  // path, its compound or its fill paint does.
+  static std::shared_ptr<Path> MakeInOneBlock(Morv::Compound&& compound,
+                                              std::optional<QorPaint::FlatPaint>&& fill,
+                                              const Morv::MilliPointTransformation& t,
+                                              Painting&& painting, bool clipping = false,
+                                              ObjectSharing* shareWith = nullptr);
+
+  // By value: a compound in the path's own block is handed out as a reference to the
+  // block. GetCompound() reads it without touching a shared count.
+  std::shared_ptr<const Morv::Compound> DefiningCompound() const;
+  const Morv::Compound& GetCompound() const;
   Morv::MilliPointRectangle GetBoundingBox(int kind) const override;
   void Accept(ConstVisitorBase& visitor) const override { visitor.VisitPath(*this); }
 
+ protected:
+  // For the block types of MakeInOneBlock, which set own_parts_ and self_.
+  struct InOneBlock {};
+  Path(InOneBlock, const Morv::MilliPointTransformation& t, Painting&& painting, bool clipping,
+       ObjectSharing* shareWith)
+      : Fillable(t, clipping, std::move(painting), shareWith), self_() {
+    own_parts_ = kOwnCompound;
+  }
+
  private:
-  std::shared_ptr<const Morv::Compound> compound_;
+  friend class Fillable;
+
+  // The compound when shared with others; the way back to the path's own block
+  // otherwise (own_parts_ & kOwnCompound): a shared reference to its own block would
+  // keep the block alive forever.
+  union {
+    std::shared_ptr<const Morv::Compound> compound_;
+    std::weak_ptr<const Path> self_;
+  };
 };
 
 // Text as outlines: one compound per glyph, already placed in text space.

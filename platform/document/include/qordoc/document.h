@@ -66,6 +66,14 @@ class DocumentBuilder {
                                       Fillable::Painting painting,
                                       const Morv::MilliPointTransformation& t = {},
                                       bool clipping = false);
+  // The same, with the path's compound (and `fill`, when given, as its fill paint in
+  // place of `painting.fill`) in the object's own block: one allocation for what the
+  // object alone owns (see Path::MakeInOneBlock).
+  std::shared_ptr<const Path> AddPathInOneBlock(Content& content, Morv::Compound&& compound,
+                                                std::optional<QorPaint::FlatPaint>&& fill,
+                                                Fillable::Painting painting,
+                                                const Morv::MilliPointTransformation& t = {},
+                                                bool clipping = false);
   std::shared_ptr<const Text> AddText(Content& content,
                                       std::vector<std::shared_ptr<const Morv::Compound>> glyphs,
                                       Fillable::Painting painting,

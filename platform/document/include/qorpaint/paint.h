@@ -44,6 +44,7 @@ class FlatPaint final : public Paint {
   // length is std::invalid_argument.
   FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color);
   FlatPaint(const FlatPaint& other);
+  FlatPaint(FlatPaint&& other) noexcept = default;
   FlatPaint& operator=(const FlatPaint&) = delete;
 
   int GetType() const override { return kFlatPaint; }
