@@ -114,4 +114,64 @@ TEST(PathInOneBlock, TheBlockLivesWhileAnyOfItsPartsIsHeld) {
   EXPECT_TRUE(watch.expired());
 }
 
+// The compound keeps one subpath or several in one slot, the flat paint its tints or
+// their block: every copy, move and assignment between the kinds keeps every part.
+TEST(PathInOneBlock, CompoundsAndPaintsCopyAndMoveEveryPart) {
+  const Morv::Compound one = Morv::PathBuilder().Rectangle(1, 2, 3, 4).Build(Morv::kEvenOdd);
+  const Morv::Compound two = Morv::PathBuilder()
+                                 .Rectangle(1, 2, 3, 4)
+                                 .MoveTo(9, 9)
+                                 .CurveTo(10, 9, 11, 10, 12, 12)
+                                 .Build(7);
+  const auto same = [](const Morv::Compound& a, const Morv::Compound& b) {
+    if (a.GetWindingRule() != b.GetWindingRule() ||
+        a.GetSubpaths().size() != b.GetSubpaths().size() ||
+        !SameBox(a.GetBoundingBox(), b.GetBoundingBox())) {
+      return false;
+    }
+    for (std::size_t i = 0; i < a.GetSubpaths().size(); ++i) {
+      const Morv::Subpath& x = a.GetSubpaths()[i];
+      const Morv::Subpath& y = b.GetSubpaths()[i];
+      if (!(x.Start() == y.Start()) || !(x.Segments() == y.Segments()) ||
+          x.IsClosed() != y.IsClosed()) {
+        return false;
+      }
+    }
+    return true;
+  };
+  ASSERT_EQ(one.GetSubpaths().size(), 1u);
+  ASSERT_EQ(two.GetSubpaths().size(), 2u);
+  EXPECT_EQ(two.GetWindingRule(), 7u);
+  for (const Morv::Compound* source : {&one, &two}) {
+    Morv::Compound copy(*source);
+    EXPECT_TRUE(same(copy, *source));
+    Morv::Compound moved(std::move(copy));
+    EXPECT_TRUE(same(moved, *source));
+    for (const Morv::Compound* other : {&one, &two}) {
+      Morv::Compound assigned(*other);
+      assigned = *source;
+      EXPECT_TRUE(same(assigned, *source));
+      Morv::Compound target(*other);
+      target = std::move(assigned);
+      EXPECT_TRUE(same(target, *source));
+    }
+  }
+  const Morv::Compound empty;
+  EXPECT_TRUE(empty.GetSubpaths().empty());
+  EXPECT_EQ(empty.GetWindingRule(), Morv::kNonZero);
+  EXPECT_TRUE(same(Morv::Compound(empty), empty));
+
+  QorColor::Color six = Cmyk(0.1f, 0.2f, 0.3f, 0.4f);
+  six.Add("Orange", 0.5f);
+  six.Add("Green", 0.6f);
+  for (const QorColor::Color& color : {Cmyk(0.1f, 0.2f, 0.3f, 0.4f), six}) {
+    QorPaint::FlatPaint paint(color);
+    QorPaint::FlatPaint copy(paint);
+    const QorPaint::FlatPaint moved(std::move(paint));
+    EXPECT_EQ(moved.GetColor(), color);
+    EXPECT_EQ(copy.GetColor(), color);
+    EXPECT_TRUE(paint.GetTints().empty());
+  }
+}
+
 }  // namespace

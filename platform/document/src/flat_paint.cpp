@@ -24,32 +24,49 @@ FlatPaint::FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorCol
   if (color.Size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("flat paint: too many colorants");
   }
-  count_ = static_cast<std::uint32_t>(color.Size());
   QorColor::Component* tints = inline_tints_.data();
-  if (count_ > kInlineTints) {
-    more_tints_ = std::make_unique<QorColor::Component[]>(count_);
-    tints = more_tints_.get();
+  if (color.Size() > kInlineTints) {
+    more_tints_ = new QorColor::Component[color.Size()];
+    tints = more_tints_;
   }
+  count_ = static_cast<std::uint32_t>(color.Size());
   for (std::size_t i = 0; i < count_; ++i)
     tints[i] = color.GetTint(i);
 }
 
 FlatPaint::FlatPaint(const FlatPaint& other)
+    : Paint(other), colorants_(other.colorants_), named_only_(other.named_only_), all_(other.all_) {
+  if (other.count_ > kInlineTints) {
+    more_tints_ = new QorColor::Component[other.count_];
+    std::copy(other.more_tints_, other.more_tints_ + other.count_, more_tints_);
+  } else {
+    inline_tints_ = other.inline_tints_;
+  }
+  count_ = other.count_;
+}
+
+// The source is left without tints, so that it frees nothing.
+FlatPaint::FlatPaint(FlatPaint&& other) noexcept
     : Paint(other),
-      colorants_(other.colorants_),
-      inline_tints_(other.inline_tints_),
+      colorants_(std::move(other.colorants_)),
       count_(other.count_),
       named_only_(other.named_only_),
       all_(other.all_) {
-  if (other.more_tints_) {
-    more_tints_ = std::make_unique<QorColor::Component[]>(count_);
-    std::copy(other.more_tints_.get(), other.more_tints_.get() + count_, more_tints_.get());
+  if (count_ > kInlineTints) {
+    more_tints_ = other.more_tints_;
+  } else {
+    inline_tints_ = other.inline_tints_;
   }
+  other.count_ = 0;
 }
 
-// With the shared count's 16 bytes and the allocator's 8-byte header, one 80-byte
+FlatPaint::~FlatPaint() {
+  if (count_ > kInlineTints) delete[] more_tints_;
+}
+
+// With the shared count's 16 bytes and the allocator's 8-byte header, one 64-byte
 // chunk per paint.
-static_assert(sizeof(void*) != 8 || sizeof(FlatPaint) <= 56);
+static_assert(sizeof(void*) != 8 || sizeof(FlatPaint) <= 48);
 
 QorColor::Color FlatPaint::GetColor() const {
   QorColor::Color color;

@@ -3,56 +3,111 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 namespace Morv {
 
 Compound::Compound(std::vector<Subpath> subpaths, std::uint32_t windingRule)
     : winding_rule_(windingRule) {
   if (subpaths.size() == 1) {
-    subpaths_.emplace<Subpath>(std::move(subpaths.front()));
+    new (&single_) Subpath(std::move(subpaths.front()));
+    single_held_ = true;
     return;
   }
-  Several& several = std::get<Several>(subpaths_);
-  several.subpaths = std::move(subpaths);
-  if (several.subpaths.empty()) return;
+  new (&several_) Several{std::move(subpaths), MilliPointRectangle()};
+  if (several_.subpaths.empty()) return;
   BoxUnion box;
-  for (const Subpath& s : several.subpaths)
+  for (const Subpath& s : several_.subpaths)
     box.Add(s.GetBoundingBox());
-  several.box = box.Rectangle();
+  several_.box = box.Rectangle();
 }
 
 Compound::Compound(const Subpath& subpath, std::uint32_t windingRule)
-    : winding_rule_(windingRule), subpaths_(subpath) {}
+    : single_(subpath), winding_rule_(windingRule), single_held_(true) {}
 
 Compound::Compound(Subpath&& subpath, std::uint32_t windingRule)
-    : winding_rule_(windingRule), subpaths_(std::move(subpath)) {}
+    : single_(std::move(subpath)), winding_rule_(windingRule), single_held_(true) {}
+
+Compound::Compound(const Compound& other) {
+  CopyFrom(other);
+}
+
+Compound::Compound(Compound&& other) noexcept {
+  StealFrom(other);
+}
+
+Compound& Compound::operator=(const Compound& other) {
+  if (this != &other) {
+    Compound copy(other);
+    Release();
+    StealFrom(copy);
+  }
+  return *this;
+}
+
+Compound& Compound::operator=(Compound&& other) noexcept {
+  if (this != &other) {
+    Release();
+    StealFrom(other);
+  }
+  return *this;
+}
+
+void Compound::Release() {
+  if (single_held_) {
+    single_.~Subpath();
+  } else {
+    several_.~Several();
+  }
+}
+
+void Compound::CopyFrom(const Compound& other) {
+  if (other.single_held_) {
+    new (&single_) Subpath(other.single_);
+  } else {
+    new (&several_) Several(other.several_);
+  }
+  winding_rule_ = other.winding_rule_;
+  single_held_ = other.single_held_;
+}
+
+// The source keeps a valid (moved-from) member of the same kind.
+void Compound::StealFrom(Compound& other) {
+  if (other.single_held_) {
+    new (&single_) Subpath(std::move(other.single_));
+  } else {
+    new (&several_) Several(std::move(other.several_));
+  }
+  winding_rule_ = other.winding_rule_;
+  single_held_ = other.single_held_;
+}
 
 std::span<const Subpath> Compound::GetSubpaths() const {
-  if (const Subpath* single = std::get_if<Subpath>(&subpaths_))
-    return std::span<const Subpath>(single, 1);
-  return std::get<Several>(subpaths_).subpaths;
+  if (single_held_) return std::span<const Subpath>(&single_, 1);
+  return several_.subpaths;
 }
 
 // A single subpath's box goes through the union too: its far side is corner plus
 // size, which need not give back the subpath's own size bit for bit.
 MilliPointRectangle Compound::GetBoundingBox() const {
-  if (const Subpath* single = std::get_if<Subpath>(&subpaths_)) {
+  if (single_held_) {
     BoxUnion box;
-    box.Add(single->GetBoundingBox());
+    box.Add(single_.GetBoundingBox());
     return box.Rectangle();
   }
-  return std::get<Several>(subpaths_).box;
+  return several_.box;
 }
 
 Compound Compound::Transformed(const MilliPointTransformation& t) const {
-  if (const Subpath* single = std::get_if<Subpath>(&subpaths_))
-    return Compound(single->Transformed(t), winding_rule_);
+  if (single_held_) return Compound(single_.Transformed(t), winding_rule_);
   std::vector<Subpath> out;
-  out.reserve(GetSubpaths().size());
-  for (const Subpath& s : GetSubpaths())
+  out.reserve(several_.subpaths.size());
+  for (const Subpath& s : several_.subpaths)
     out.push_back(s.Transformed(t));
   return Compound(std::move(out), winding_rule_);
 }
+
+static_assert(sizeof(void*) != 8 || sizeof(Compound) <= 80);
 
 const std::shared_ptr<const Compound>& GetUnityPdfRectangleCompound() {
   static const std::shared_ptr<const Compound> square =

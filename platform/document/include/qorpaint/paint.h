@@ -33,8 +33,8 @@ class Paint {
 // colour list. The colorant names live in a shared ColorantList (interned by the
 // importer, so the many paints of one colour space point at one list); the paint
 // keeps the tints, inline for up to four colorants. A page may hold a paint per
-// object, so the paint is 56 bytes: with its shared count, one 80-byte allocator
-// chunk.
+// object, so the paint is 48 bytes: with its shared count, one 64-byte allocator
+// chunk, and less still inside a path's own block.
 class FlatPaint final : public Paint {
  public:
   // A colour with a colorant list of its own.
@@ -44,8 +44,9 @@ class FlatPaint final : public Paint {
   // length is std::invalid_argument.
   FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color);
   FlatPaint(const FlatPaint& other);
-  FlatPaint(FlatPaint&& other) noexcept = default;
+  FlatPaint(FlatPaint&& other) noexcept;
   FlatPaint& operator=(const FlatPaint&) = delete;
+  ~FlatPaint() override;
 
   int GetType() const override { return kFlatPaint; }
 
@@ -53,7 +54,7 @@ class FlatPaint final : public Paint {
   const std::shared_ptr<const ColorantList>& GetSharedColorants() const { return colorants_; }
   // One tint per colorant, in the list's order.
   std::span<const QorColor::Component> GetTints() const {
-    return {count_ <= kInlineTints ? inline_tints_.data() : more_tints_.get(), count_};
+    return {count_ <= kInlineTints ? inline_tints_.data() : more_tints_, count_};
   }
   bool PaintsNamedColorantsOnly() const { return named_only_; }
   bool PaintsAllColorants() const { return all_; }
@@ -65,9 +66,11 @@ class FlatPaint final : public Paint {
   static constexpr std::size_t kInlineTints = 4;
 
   std::shared_ptr<const ColorantList> colorants_;
-  // Up to four tints inline, more in a block of their own.
-  std::array<QorColor::Component, kInlineTints> inline_tints_{};
-  std::unique_ptr<QorColor::Component[]> more_tints_;
+  // Up to four tints inline, more in a block of their own (owned; count_ tells which).
+  union {
+    std::array<QorColor::Component, kInlineTints> inline_tints_{};
+    QorColor::Component* more_tints_;
+  };
   std::uint32_t count_ = 0;
   bool named_only_ = false;
   bool all_ = false;
