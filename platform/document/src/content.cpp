@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <unordered_set>
 
@@ -249,47 +250,78 @@ Rect Fillable::PlaceBox(const Rect& box, int kind) const {
   return Morv::TransformedBoundingBox(GetTransformation(), visual);
 }
 
+Fillable::~Fillable() {
+  if (own_parts_ & kOwnFill) {
+    own_block_.~weak_ptr();
+  } else {
+    fill_.~shared_ptr();
+  }
+}
+
+void Fillable::HoldOwnFill(const std::shared_ptr<const Fillable>& block) {
+  fill_.~shared_ptr();
+  new (&own_block_) std::weak_ptr<const Fillable>(block);
+  own_parts_ |= kOwnFill;
+}
+
 namespace {
 
-// The blocks of Path::MakeInOneBlock: the path first, then what it owns alone.
-class PathWithCompound : public Path {
+// The three ways a path is kept: over a shared compound, in one block with its
+// compound (the block found again through `self`), and in one block with its compound
+// and fill paint (the block found again through the fill paint's slot).
+class PathOverShared final : public Path {
+ public:
+  PathOverShared(std::shared_ptr<const Morv::Compound> compound,
+                 const Morv::MilliPointTransformation& t, Fillable::Painting&& painting,
+                 bool clipping, ObjectSharing* shareWith)
+      : Path(t, std::move(painting), clipping, shareWith), compound(std::move(compound)) {}
+
+  const std::shared_ptr<const Morv::Compound> compound;
+};
+
+class PathWithCompound final : public Path {
  public:
   PathWithCompound(Morv::Compound&& compound, const Morv::MilliPointTransformation& t,
                    Fillable::Painting&& painting, bool clipping, ObjectSharing* shareWith)
-      : Path(InOneBlock{}, t, std::move(painting), clipping, shareWith),
-        compound(std::move(compound)) {}
+      : Path(t, std::move(painting), clipping, shareWith), compound(std::move(compound)) {
+    own_parts_ = kOwnCompound;
+  }
 
+  std::weak_ptr<const Path> self;
   const Morv::Compound compound;
 };
 
-class PathWithFill final : public PathWithCompound {
+class PathWithFill final : public Path {
  public:
   PathWithFill(Morv::Compound&& compound, QorPaint::FlatPaint&& fill,
                const Morv::MilliPointTransformation& t, Fillable::Painting&& painting,
                bool clipping, ObjectSharing* shareWith)
-      : PathWithCompound(std::move(compound), t, std::move(painting), clipping, shareWith),
+      : Path(t, std::move(painting), clipping, shareWith),
+        compound(std::move(compound)),
         fill(std::move(fill)) {
-    own_parts_ |= kOwnFill;
+    own_parts_ = kOwnCompound;
   }
 
+  std::shared_ptr<const void> Block() const { return OwnBlock().lock(); }
+
+  const Morv::Compound compound;
   const QorPaint::FlatPaint fill;
 };
 
 // A rectangle filled with a colour of its own, the most common object of a dense page,
-// is one 240-byte allocator chunk with the block's shared count (three chunks of
+// is one 224-byte allocator chunk with the block's shared count (three chunks of
 // 112, 112 and 80 bytes apart); a path with its compound alone one of 192.
-static_assert(sizeof(void*) != 8 || sizeof(Path) <= 88);
+static_assert(sizeof(void*) != 8 || sizeof(PathOverShared) <= 88);
 static_assert(sizeof(void*) != 8 || sizeof(PathWithCompound) <= 168);
-static_assert(sizeof(void*) != 8 || sizeof(PathWithFill) <= 216);
+static_assert(sizeof(void*) != 8 || sizeof(PathWithFill) <= 200);
 
 }  // namespace
 
-Path::~Path() {
-  if (own_parts_ & kOwnCompound) {
-    self_.~weak_ptr();
-  } else {
-    compound_.~shared_ptr();
-  }
+std::shared_ptr<Path> Path::Make(std::shared_ptr<const Morv::Compound> compound,
+                                 const Morv::MilliPointTransformation& t, Painting&& painting,
+                                 bool clipping, ObjectSharing* shareWith) {
+  return std::make_shared<PathOverShared>(std::move(compound), t, std::move(painting), clipping,
+                                          shareWith);
 }
 
 std::shared_ptr<Path> Path::MakeInOneBlock(Morv::Compound&& compound,
@@ -297,33 +329,38 @@ std::shared_ptr<Path> Path::MakeInOneBlock(Morv::Compound&& compound,
                                            const Morv::MilliPointTransformation& t,
                                            Painting&& painting, bool clipping,
                                            ObjectSharing* shareWith) {
-  std::shared_ptr<Path> path;
   if (fill) {
     painting.fill = nullptr;
-    path = std::make_shared<PathWithFill>(std::move(compound), std::move(*fill), t,
-                                          std::move(painting), clipping, shareWith);
-  } else {
-    path = std::make_shared<PathWithCompound>(std::move(compound), t, std::move(painting), clipping,
-                                              shareWith);
+    auto path = std::make_shared<PathWithFill>(std::move(compound), std::move(*fill), t,
+                                               std::move(painting), clipping, shareWith);
+    path->HoldOwnFill(path);
+    return path;
   }
-  path->self_ = path;
+  auto path = std::make_shared<PathWithCompound>(std::move(compound), t, std::move(painting),
+                                                 clipping, shareWith);
+  path->self = path;
   return path;
 }
 
 std::shared_ptr<const Morv::Compound> Path::DefiningCompound() const {
-  if (!(own_parts_ & kOwnCompound)) return compound_;
-  return std::shared_ptr<const Morv::Compound>(
-      self_.lock(), &static_cast<const PathWithCompound&>(*this).compound);
+  if (!(own_parts_ & kOwnCompound)) return static_cast<const PathOverShared&>(*this).compound;
+  if (own_parts_ & kOwnFill) {
+    const auto& path = static_cast<const PathWithFill&>(*this);
+    return std::shared_ptr<const Morv::Compound>(path.Block(), &path.compound);
+  }
+  const auto& path = static_cast<const PathWithCompound&>(*this);
+  return std::shared_ptr<const Morv::Compound>(path.self.lock(), &path.compound);
 }
 
 const Morv::Compound& Path::GetCompound() const {
-  return own_parts_ & kOwnCompound ? static_cast<const PathWithCompound&>(*this).compound
-                                   : *compound_;
+  if (!(own_parts_ & kOwnCompound)) return *static_cast<const PathOverShared&>(*this).compound;
+  if (own_parts_ & kOwnFill) return static_cast<const PathWithFill&>(*this).compound;
+  return static_cast<const PathWithCompound&>(*this).compound;
 }
 
 std::shared_ptr<const QorPaint::Paint> Fillable::OwnFillPaint() const {
   const auto& path = static_cast<const PathWithFill&>(*this);
-  return std::shared_ptr<const QorPaint::Paint>(path.self_.lock(), &path.fill);
+  return std::shared_ptr<const QorPaint::Paint>(path.Block(), &path.fill);
 }
 
 Rect Path::GetBoundingBox(int kind) const {

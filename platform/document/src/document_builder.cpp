@@ -63,7 +63,7 @@ std::shared_ptr<const Path> DocumentBuilder::AddPath(Content& content,
                                                      Fillable::Painting painting,
                                                      const Morv::MilliPointTransformation& t,
                                                      bool clipping) {
-  auto path = std::make_shared<Path>(std::move(compound), t, std::move(painting), clipping, &last_);
+  auto path = Path::Make(std::move(compound), t, std::move(painting), clipping, &last_);
   Adopt(content, path);
   return path;
 }

@@ -173,6 +173,7 @@ class Fillable : public ContentObject {
   std::shared_ptr<const QorPaint::Paint> GetFillPaint() const {
     return own_parts_ & kOwnFill ? OwnFillPaint() : fill_;
   }
+  ~Fillable() override;
   const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const {
     return GetAttributes().stroke;
   }
@@ -203,6 +204,11 @@ class Fillable : public ContentObject {
   static constexpr std::uint8_t kOwnCompound = 1;
   static constexpr std::uint8_t kOwnFill = 2;
 
+  // For a path whose fill paint is its own: the slot of the (null) fill paint then
+  // leads back to the path's block.
+  void HoldOwnFill(const std::shared_ptr<const Fillable>& block);
+  const std::weak_ptr<const Fillable>& OwnBlock() const { return own_block_; }
+
   // `box` in own coordinates, grown by the stroke's reach for the visual kind when
   // stroked, then placed by the own transformation.
   Morv::MilliPointRectangle PlaceBox(const Morv::MilliPointRectangle& box, int kind) const;
@@ -213,24 +219,27 @@ class Fillable : public ContentObject {
   const Attributes& GetAttributes() const { return *attributes_; }
   std::shared_ptr<const QorPaint::Paint> OwnFillPaint() const;
 
-  // Null when the fill paint is the path's own (kOwnFill).
-  std::shared_ptr<const QorPaint::Paint> fill_;
+  // The fill paint, or (kOwnFill) the way back to the path's own block, which a
+  // shared reference would keep alive forever.
+  union {
+    std::shared_ptr<const QorPaint::Paint> fill_;
+    std::weak_ptr<const Fillable> own_block_;
+  };
   // Never null; NoAttributes() for the usual fill-only object: most objects of a page
   // are fills, and the style with its dash vector would be the largest part of each.
   std::shared_ptr<const Attributes> attributes_;
 };
 
-// A path is made either over a compound shared with others, or (MakeInOneBlock) as
-// one block with its compound and, optionally, its flat fill paint: a page of many
+// A path is made either over a compound shared with others (Make), or (MakeInOneBlock)
+// as one block with its compound and, optionally, its flat fill paint: a page of many
 // small objects then costs one allocation per object instead of three, each with its
-// shared count and the allocator's header.
+// shared count and the allocator's header. Where the compound is kept depends on how
+// the path was made, so paths are made by these two alone.
 class Path : public Fillable {
  public:
-  Path(std::shared_ptr<const Morv::Compound> compound, const Morv::MilliPointTransformation& t,
-       Painting&& painting, bool clipping = false, ObjectSharing* shareWith = nullptr)
-      : Fillable(t, clipping, std::move(painting), shareWith), compound_(std::move(compound)) {}
-  ~Path() override;
-
+  static std::shared_ptr<Path> Make(std::shared_ptr<const Morv::Compound> compound,
+                                    const Morv::MilliPointTransformation& t, Painting&& painting,
+                                    bool clipping = false, ObjectSharing* shareWith = nullptr);
   // One block for the path and `compound`, and for `fill` too when given (which then
   // paints in place of `painting.fill`). The block lives while any reference to the
   // path, its compound or its fill paint does.
@@ -248,24 +257,9 @@ class Path : public Fillable {
   void Accept(ConstVisitorBase& visitor) const override { visitor.VisitPath(*this); }
 
  protected:
-  // For the block types of MakeInOneBlock, which set own_parts_ and self_.
-  struct InOneBlock {};
-  Path(InOneBlock, const Morv::MilliPointTransformation& t, Painting&& painting, bool clipping,
+  Path(const Morv::MilliPointTransformation& t, Painting&& painting, bool clipping,
        ObjectSharing* shareWith)
-      : Fillable(t, clipping, std::move(painting), shareWith), self_() {
-    own_parts_ = kOwnCompound;
-  }
-
- private:
-  friend class Fillable;
-
-  // The compound when shared with others; the way back to the path's own block
-  // otherwise (own_parts_ & kOwnCompound): a shared reference to its own block would
-  // keep the block alive forever.
-  union {
-    std::shared_ptr<const Morv::Compound> compound_;
-    std::weak_ptr<const Path> self_;
-  };
+      : Fillable(t, clipping, std::move(painting), shareWith) {}
 };
 
 // Text as outlines: one compound per glyph, already placed in text space.
