@@ -163,7 +163,7 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
   }
   if (path != nullptr && path == documentObject &&
       (kind == ShapeKind::kCompound || kind == ShapeKind::kStroke) &&
-      pointer.get() == path->DefiningCompound().get()) {
+      pointer.get() == &path->GetCompound()) {
     return std::make_unique<PathShaped>(path, contentObject, std::move(clip), geometry.pixelBox,
                                         kind, std::move(placement), std::move(paint),
                                         paintPlacement, std::move(transparency), stroke);
@@ -224,7 +224,7 @@ const FillableObjectInfo::ShapePlacement& FillableObjectInfo::Placement() const 
 
 const void* FillableObjectInfo::ShapePointer() const {
   return shape_is_path_
-             ? static_cast<const QorDoc::Path*>(document_object_)->DefiningCompound().get()
+             ? &static_cast<const QorDoc::Path*>(document_object_)->GetCompound()
              : static_cast<const Shaped*>(this)->shape.pointer.get();
 }
 
