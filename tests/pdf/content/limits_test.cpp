@@ -106,6 +106,56 @@ TEST(DecodeStream, StopsAtTheConsumersLimitAndAtImplausibleExpansion) {
   EXPECT_THROW(DecodeResource(chained), std::runtime_error);
 }
 
+TEST(DecodeStream, WholeFlateStreamsMatchTheStreamingDecoder) {
+  PdfObjects objects;
+  std::string text;
+  for (int i = 0; i < 200000; ++i)
+    text += std::to_string(i % 977) + (i % 7 == 0 ? " 0 l\n" : " ");
+  const std::string deflated = Deflated(text);
+  // Forms of a lone Flate filter, and a stream inflating far past its first room.
+  const std::string runs(std::size_t{3} << 20, 'r');
+  const std::string cases[][2] = {{"<< /Filter /FlateDecode >>", text},
+                                  {"<< /Filter [/FlateDecode] /DecodeParms null >>", text},
+                                  {"<< /Filter [/FlateDecode] /DecodeParms [null] >>", text},
+                                  {"<< /Filter /FlateDecode >>", runs}};
+  for (const auto& [dictionary, data] : cases) {
+    const DecodedStream decoded =
+        DecodeStream(objects.Stream(dictionary, Deflated(data)), kMaxContentBytes,
+                     qpdf_dl_generalized);
+    EXPECT_EQ(decoded.data, data) << dictionary;
+    EXPECT_FALSE(decoded.truncated || decoded.damaged) << dictionary;
+  }
+
+  // A limit of exactly the decoded size is no truncation; one byte less is.
+  QPDFObjectHandle flate = objects.Stream("<< /Filter /FlateDecode >>", deflated);
+  EXPECT_EQ(DecodeStream(flate, text.size(), qpdf_dl_generalized).data, text);
+  EXPECT_FALSE(DecodeStream(flate, text.size(), qpdf_dl_generalized).truncated);
+  const DecodedStream short_of_one = DecodeStream(flate, text.size() - 1, qpdf_dl_generalized);
+  EXPECT_TRUE(short_of_one.truncated);
+  EXPECT_EQ(short_of_one.data, text.substr(0, text.size() - 1));
+
+  // Damage (a stream cut short, a wrong checksum) and bytes after the stream's end
+  // give what qpdf's own decoding gives, flags included.
+  std::string bad_sum = deflated;
+  bad_sum.back() = static_cast<char>(bad_sum.back() ^ 0x55);
+  for (const std::string& stored :
+       {deflated.substr(0, deflated.size() / 2), bad_sum, deflated + "\r\n"}) {
+    QPDFObjectHandle stream = objects.Stream("<< /Filter /FlateDecode >>", stored);
+    Pl_Buffer buffer("expected");
+    const bool success = stream.pipeStreamData(&buffer, nullptr, 0, qpdf_dl_generalized, true);
+    const std::unique_ptr<Buffer> bytes(buffer.getBuffer());
+    const std::string expected(reinterpret_cast<const char*>(bytes->getBuffer()),
+                               bytes->getSize());
+    const DecodedStream decoded = DecodeStream(stream, kMaxContentBytes, qpdf_dl_generalized);
+    EXPECT_EQ(decoded.data, expected);
+    EXPECT_EQ(decoded.damaged, !success);
+    EXPECT_FALSE(decoded.truncated);
+  }
+
+  // Not decoded at all below the generalized level.
+  EXPECT_EQ(DecodeStream(flate, kMaxContentBytes, qpdf_dl_none).data, deflated);
+}
+
 TEST(DecodeStream, ImageBytesPadsRowsAndRefusesOverflow) {
   EXPECT_EQ(ImageBytes(8, 8, 1, 1, 1000), 8u);
   EXPECT_EQ(ImageBytes(9, 2, 1, 1, 1000), 4u);
