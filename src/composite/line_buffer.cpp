@@ -194,8 +194,23 @@ void LineBuffer::CoverPieces(const std::vector<CoverPiece>& pieces) {
   // their place with one move of what follows.
   const std::size_t first = Find(pieces.front().start);
   const std::size_t last = Find(pieces.back().end - 1);
-  scratch_keys_.clear();
-  scratch_rows_.clear();
+  // At most every piece, an interval starting in each gap before a piece and after
+  // the last, and every old interval: the scratch only grows, and is written
+  // through pointers without a capacity test per interval.
+  const std::size_t most = 2 * pieces.size() + (last - first + 1) + 1;
+  if (scratch_keys_.size() < most) {
+    scratch_keys_.resize(most);
+    scratch_rows_.resize(most * planes_);
+  }
+  long long* keys = scratch_keys_.data();
+  std::uint8_t* rows = scratch_rows_.data();
+  const std::size_t planes = planes_;
+  const auto append = [&](long long key, const std::uint8_t* row) {
+    *keys++ = key;
+    for (std::size_t p = 0; p < planes; ++p)
+      rows[p] = row[p];
+    rows += planes;
+  };
   std::size_t i = first;
   long long x = keys_[first];
   // What lies between pieces keeps the old intervals; one that now starts inside an
@@ -206,23 +221,20 @@ void LineBuffer::CoverPieces(const std::vector<CoverPiece>& pieces) {
       while (keys_[i + 1] <= x)
         ++i;
       if (x != keys_[i]) CarryConstants(i, x);
-      scratch_keys_.push_back(x);
-      scratch_rows_.insert(scratch_rows_.end(), Row(i), Row(i) + planes_);
+      append(x, Row(i));
       x = std::min(keys_[i + 1], limit);
     }
   };
   for (const CoverPiece& piece : pieces) {
     keep(piece.start);
-    scratch_keys_.push_back(piece.start);
-    scratch_rows_.insert(scratch_rows_.end(), piece.row, piece.row + planes_);
+    append(piece.start, piece.row);
     x = piece.end;
   }
   keep(keys_[last + 1]);
-  Resize(first, last - first + 1, scratch_keys_.size());
-  std::copy(scratch_keys_.begin(), scratch_keys_.end(),
-            keys_.begin() + static_cast<std::ptrdiff_t>(first));
-  std::copy(scratch_rows_.begin(), scratch_rows_.end(),
-            rows_.begin() + static_cast<std::ptrdiff_t>(first * planes_));
+  const auto count = static_cast<std::size_t>(keys - scratch_keys_.data());
+  Resize(first, last - first + 1, count);
+  std::copy(scratch_keys_.data(), keys, keys_.begin() + static_cast<std::ptrdiff_t>(first));
+  std::copy(scratch_rows_.data(), rows, rows_.begin() + static_cast<std::ptrdiff_t>(first * planes));
 }
 
 void LineBuffer::Coalesce() {
