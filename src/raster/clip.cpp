@@ -65,9 +65,7 @@ bool Clip::HasElements() const {
   return false;
 }
 
-void Clip::Update(const LineContext& context, long long line) {
-  // Every object under the scope asks for each line; the first asker computes it.
-  if (line == line_) return;
+void Clip::Compute(const LineContext& context, long long line) {
   line_ = line;
   runs_.clear();
   if (excluded_) return;

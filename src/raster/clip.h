@@ -100,14 +100,19 @@ class Clip {
   bool HasElements() const;
 
   // Makes the admitted runs of `line` current. Repeated calls for one line keep the
-  // first result, so that every object under the scope shares one computation.
-  void Update(const LineContext& context, long long line);
+  // first result, so that every object under the scope shares one computation (the
+  // test inline: a plot's thousands of marks under one frame ask on every line).
+  void Update(const LineContext& context, long long line) {
+    if (line != line_) Compute(context, line);
+  }
 
   const RunList& Runs() const { return runs_; }
   // Admits nothing on the current line nor on any later one.
   bool IsExcluded() const { return excluded_; }
 
  private:
+  // Update for a line not yet computed.
+  void Compute(const LineContext& context, long long line);
   // Intersects the runs with the elements from `first` on, until one is finished.
   void ApplyElements(const LineContext& context, long long line, std::size_t first);
   void Exclude();
