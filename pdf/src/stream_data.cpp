@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -98,17 +98,16 @@ bool InflateWhole(QPDFObjectHandle stream, std::size_t limit, Bytes& out) {
   // buffer too small is found out early and the stream inflated again.
   constexpr std::size_t kFirstInflation = 4;
   constexpr std::size_t kLeastRoom = std::size_t{64} << 10;
-  std::size_t room = std::min(limit, std::max(kLeastRoom, stored > limit / kFirstInflation
-                                                              ? limit
-                                                              : stored * kFirstInflation));
+  std::size_t room = std::min(
+      limit,
+      std::max(kLeastRoom, stored > limit / kFirstInflation ? limit : stored * kFirstInflation));
   for (;;) {
     // Not zeroed: a large block is mapped on its own and only what is written is touched.
     const std::unique_ptr<char[]> buffer(new char[room]);
     std::size_t used = 0;
     std::size_t written = 0;
-    const libdeflate_result result =
-        libdeflate_zlib_decompress_ex(decompressor.get(), raw->getBuffer(), stored, buffer.get(),
-                                      room, &used, &written);
+    const libdeflate_result result = libdeflate_zlib_decompress_ex(
+        decompressor.get(), raw->getBuffer(), stored, buffer.get(), room, &used, &written);
     if (result == LIBDEFLATE_SUCCESS) {
       if (used != stored) return false;
       out.assign(buffer.get(), buffer.get() + written);
@@ -130,8 +129,7 @@ void Decode(QPDFObjectHandle stream, std::size_t limit, qpdf_stream_decode_level
     const std::size_t expansion = stored > limit / kMaxExpansion ? limit : stored * kMaxExpansion;
     effective = std::min(limit, std::max(expansion, kMinExpansionLimit));
   }
-  if (level != qpdf_dl_none && PlainFlate(stream.getDict()) &&
-      InflateWhole(stream, effective, out))
+  if (level != qpdf_dl_none && PlainFlate(stream.getDict()) && InflateWhole(stream, effective, out))
     return;
   // A large stream arrives in many pieces: room for the usual inflation up front saves
   // copying (and touching afresh) the data at each doubling of the string. Only for

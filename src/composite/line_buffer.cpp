@@ -234,7 +234,8 @@ void LineBuffer::CoverPieces(const std::vector<CoverPiece>& pieces) {
   const auto count = static_cast<std::size_t>(keys - scratch_keys_.data());
   Resize(first, last - first + 1, count);
   std::copy(scratch_keys_.data(), keys, keys_.begin() + static_cast<std::ptrdiff_t>(first));
-  std::copy(scratch_rows_.data(), rows, rows_.begin() + static_cast<std::ptrdiff_t>(first * planes));
+  std::copy(scratch_rows_.data(), rows,
+            rows_.begin() + static_cast<std::ptrdiff_t>(first * planes));
 }
 
 void LineBuffer::Coalesce() {

@@ -119,9 +119,8 @@ TEST(DecodeStream, WholeFlateStreamsMatchTheStreamingDecoder) {
                                   {"<< /Filter [/FlateDecode] /DecodeParms [null] >>", text},
                                   {"<< /Filter /FlateDecode >>", runs}};
   for (const auto& [dictionary, data] : cases) {
-    const DecodedStream decoded =
-        DecodeStream(objects.Stream(dictionary, Deflated(data)), kMaxContentBytes,
-                     qpdf_dl_generalized);
+    const DecodedStream decoded = DecodeStream(objects.Stream(dictionary, Deflated(data)),
+                                               kMaxContentBytes, qpdf_dl_generalized);
     EXPECT_EQ(decoded.data, data) << dictionary;
     EXPECT_FALSE(decoded.truncated || decoded.damaged) << dictionary;
   }
@@ -144,8 +143,7 @@ TEST(DecodeStream, WholeFlateStreamsMatchTheStreamingDecoder) {
     Pl_Buffer buffer("expected");
     const bool success = stream.pipeStreamData(&buffer, nullptr, 0, qpdf_dl_generalized, true);
     const std::unique_ptr<Buffer> bytes(buffer.getBuffer());
-    const std::string expected(reinterpret_cast<const char*>(bytes->getBuffer()),
-                               bytes->getSize());
+    const std::string expected(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
     const DecodedStream decoded = DecodeStream(stream, kMaxContentBytes, qpdf_dl_generalized);
     EXPECT_EQ(decoded.data, expected);
     EXPECT_EQ(decoded.damaged, !success);
