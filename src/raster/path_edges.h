@@ -82,6 +82,8 @@ struct ScratchChains {
   // exactly sized arrays once it is finished.
   std::vector<Edge> edges;
   std::vector<Edge::Segment> segments;
+  // The order the generator copies the edges in.
+  std::vector<std::uint32_t> order;
 };
 
 }  // namespace QorSc

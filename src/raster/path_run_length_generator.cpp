@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
+#include <new>
 
 namespace QorSc {
 namespace {
@@ -40,11 +42,6 @@ void SortNearlySorted(T* first, T* from, T* last, Less less) {
   }
 }
 
-// By first line, then in the order built (the segment ranges ascend with it).
-bool ByFirstLine(const Edge& a, const Edge& b) {
-  return a.firstLine != b.firstLine ? a.firstLine < b.firstLine : a.firstSegment < b.firstSegment;
-}
-
 }  // namespace
 
 void PathRunLengthGenerator::ActiveEdge::NextSegment(double ys) {
@@ -73,11 +70,17 @@ void PathRunLengthGenerator::Reset(std::uint32_t windingRule,
   state_ = kNotStarted;
   steady_ = false;
   winding_rule_ = windingRule;
-  edges_ = nullptr;
+  // The first block stays for the next edges (SetEdges decides whether they fit).
+  FreeBlocksFrom(1);
+  block_count_ = 0;
+  released_ = 0;
   edge_count_ = 0;
-  segments_ = nullptr;
-  next_ = 0;
+  first_line_ = 0;
   last_end_line_ = 0;
+  take_ = nullptr;
+  take_block_ = 0;
+  take_line_ = kNoLine;
+  release_line_ = kNoLine;
   active_count_ = 0;
   // A line of a large shape once needed many entries; the next shape is likely small.
   if (active_capacity_ > kKeptActiveEntries) {
@@ -94,7 +97,7 @@ void PathRunLengthGenerator::FitLinesToEdges() {
   long long first = y1_;
   long long end = y0_;
   if (edge_count_ != 0) {
-    first = std::min(first, edges_[0].firstLine);  // sorted by first line
+    first = std::min(first, first_line_);
     end = std::max(end, last_end_line_);
   }
   const long long top = std::max(y0_, first);
@@ -174,7 +177,8 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
     UpdateActiveEdges(line, ys);
   }
   last_line_ = line;
-  if (next_ < edge_count_ && edges_[next_].firstLine <= line) TakeNewEdges(line, ys);
+  if (take_line_ <= line) TakeNewEdges(line, ys);
+  if (release_line_ <= line) ReleasePassedBlocks(line);
   if (winding_rule_ == 1) {
     EmitRuns<true>();
   } else {
@@ -183,11 +187,10 @@ void PathRunLengthGenerator::GenerateRuns(long long line) {
 }
 
 void PathRunLengthGenerator::Activate() {
-  next_ = 0;
   active_count_ = 0;
-  // Few edges of a long outline cross one line: room for a typical line's worth, not
-  // for every edge (that was most of a page of long strokes' memory); a line that
-  // needs more grows the array to its high-water mark.
+  // Few edges of a long outline cross one line: room for a few, not for every edge
+  // (that was most of a page of long strokes' memory, and 64 entries each still a
+  // tenth of it); a line that needs more grows the array to its high-water mark.
   Reserve(std::min<std::size_t>(edge_count_, kActiveReserve));
   state_ = kActive;
 }
@@ -202,64 +205,202 @@ void PathRunLengthGenerator::Grow(std::size_t count) {
   active_capacity_ = capacity;
 }
 
+std::size_t PathRunLengthGenerator::StorageBytes() const {
+  return block_bytes_ + (active_capacity_ + scratch_capacity_) * sizeof(ActiveEdge);
+}
+
+std::size_t PathRunLengthGenerator::HeldBlocks() const {
+  return static_cast<std::size_t>(std::count_if(blocks_.begin(), blocks_.end(),
+                                                [](const Block& b) { return b.bytes != nullptr; }));
+}
+
+// Only the first block_count_ blocks (and the first) ever hold storage.
+void PathRunLengthGenerator::FreeBlocksFrom(std::size_t first) {
+  for (std::size_t b = first; b < block_count_; ++b) {
+    block_bytes_ -= blocks_[b].capacity;
+    blocks_[b].bytes.reset();
+    blocks_[b].capacity = 0;
+  }
+}
+
 // The edges of an outline are many and their first lines few (a long stroke's
 // pieces start on every line it crosses), so a counting sort by line, which keeps
 // the order built among equals, does in three passes what a comparison sort needs
-// log n for. Edges and segments share one block, allocated once per shape, or not
-// at all when a reset generator's block holds them.
+// log n for. It counts bytes rather than edges: each line's edges then have their
+// place in a block, and each edge is written there once with its segments. Blocks
+// close at the end of a line once they hold an eighth of the whole (at least
+// kMinBlockBytes), so there are at most kMaxBlocks + 1 and a small shape has one,
+// reused from a reset generator when it fits.
 void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
-                                      const std::vector<Edge::Segment>& segments) {
-  static_assert(alignof(Edge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
-                sizeof(Edge) % alignof(Edge::Segment) == 0);
+                                      const std::vector<Edge::Segment>& segments,
+                                      std::vector<std::uint32_t>& order) {
   const std::size_t count = edges.size();
-  const std::size_t bytes = count * sizeof(Edge) + segments.size() * sizeof(Edge::Segment);
-  // A reset generator keeps its store while it fits and wastes little.
-  if (bytes > store_capacity_ || store_capacity_ > 4 * bytes + kKeptStoreSlack) {
-    store_ = std::make_unique_for_overwrite<std::byte[]>(bytes);
-    store_capacity_ = bytes;
-  }
-  edges_ = reinterpret_cast<Edge*>(store_.get());
+  FreeBlocksFrom(1);
+  block_count_ = 0;
+  released_ = 0;
   edge_count_ = count;
-  auto* segment_store = reinterpret_cast<Edge::Segment*>(store_.get() + count * sizeof(Edge));
-  std::copy(segments.begin(), segments.end(), segment_store);
-  segments_ = segment_store;
-  next_ = 0;
-  long long low = count != 0 ? edges[0].firstLine : 0;
+  take_ = nullptr;
+  take_block_ = 0;
+  take_line_ = kNoLine;
+  release_line_ = kNoLine;
+  if (count == 0) {
+    first_line_ = 0;
+    last_end_line_ = 0;
+    return;
+  }
+  long long low = edges[0].firstLine;
   long long high = low;
-  long long end = count != 0 ? edges[0].endLine : 0;
+  long long end = edges[0].endLine;
   for (const Edge& edge : edges) {
     low = std::min(low, edge.firstLine);
     high = std::max(high, edge.firstLine);
     end = std::max(end, edge.endLine);
   }
+  first_line_ = low;
   last_end_line_ = end;
+  auto bytes_of = [](const Edge& edge) {
+    return sizeof(StoredEdge) + edge.segmentCount * sizeof(Edge::Segment);
+  };
+  const std::size_t total = count * sizeof(StoredEdge) + segments.size() * sizeof(Edge::Segment);
+  const std::size_t target = std::max(kMinBlockBytes, total / kMaxBlocks);
+  auto write = [&segments, &bytes_of](const Edge& edge, std::byte* out) {
+    auto* stored =
+        ::new (out) StoredEdge{edge.firstLine, edge.endLine, edge.segmentCount, edge.winding};
+    std::memcpy(static_cast<void*>(stored + 1), segments.data() + edge.firstSegment,
+                edge.segmentCount * sizeof(Edge::Segment));
+    return out + bytes_of(edge);
+  };
   // The lines come from rounded coordinates, so their range may be anything (and
   // only its unsigned form cannot overflow).
   const unsigned long long range =
       static_cast<unsigned long long>(high) - static_cast<unsigned long long>(low);
   if (count < kCountingSortMinimum || range >= 4 * count) {
-    std::copy(edges.begin(), edges.end(), edges_);
-    std::sort(edges_, edges_ + count, ByFirstLine);
+    // Built order is ascending index order: equal lines keep it.
+    if (order.size() < count) order.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+      order[i] = static_cast<std::uint32_t>(i);
+    std::sort(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(count),
+              [&edges](std::uint32_t a, std::uint32_t b) {
+                return edges[a].firstLine != edges[b].firstLine
+                           ? edges[a].firstLine < edges[b].firstLine
+                           : a < b;
+              });
+    std::size_t filled = 0;
+    for (std::size_t k = 0; k < count; ++k) {
+      filled += bytes_of(edges[order[k]]);
+      if (filled >= target || k + 1 == count) {
+        blocks_[block_count_++].size = filled;
+        filled = 0;
+      }
+    }
+    AllocateBlocks();
+    std::size_t b = 0;
+    std::byte* out = blocks_[0].bytes.get();
+    for (std::size_t k = 0; k < count; ++k) {
+      if (out == blocks_[b].bytes.get() + blocks_[b].size) out = blocks_[++b].bytes.get();
+      out = write(edges[order[k]], out);
+    }
+    FinishBlocks();
     return;
   }
-  // Small shapes (dots, glyphs, short strokes) count on the stack.
+  // Small shapes (dots, glyphs, short strokes) count on the stack. A line's slot holds
+  // the bytes of its edges, then where they start in their block, then the address
+  // the next of them goes to.
   constexpr std::size_t kInlineLines = 256;
-  std::array<std::uint32_t, kInlineLines> inline_starts;
-  std::vector<std::uint32_t> heap_starts;
-  const std::size_t slots = static_cast<std::size_t>(range) + 2;
-  std::uint32_t* starts = inline_starts.data();
-  if (slots > kInlineLines) {
-    heap_starts.resize(slots);
-    starts = heap_starts.data();
+  std::array<std::uintptr_t, kInlineLines> inline_slots;
+  std::vector<std::uintptr_t> heap_slots;
+  const std::size_t lines = static_cast<std::size_t>(range) + 1;
+  std::uintptr_t* at = inline_slots.data();
+  if (lines > kInlineLines) {
+    heap_slots.resize(lines);  // zeroed
+    at = heap_slots.data();
+  } else {
+    std::fill(at, at + lines, std::uintptr_t{0});
   }
-  std::fill(starts, starts + slots, 0u);
   for (const Edge& edge : edges)
-    ++starts[static_cast<std::size_t>(edge.firstLine - low) + 1];
-  for (std::size_t i = 1; i < slots; ++i)
-    starts[i] += starts[i - 1];
-  // Built order is ascending segment order, so equal lines keep ByFirstLine's order.
-  for (const Edge& edge : edges)
-    edges_[starts[static_cast<std::size_t>(edge.firstLine - low)]++] = edge;
+    at[static_cast<std::size_t>(edge.firstLine - low)] += bytes_of(edge);
+  std::array<std::size_t, kMaxBlocks + 2> first_line_of{};  // of each block, as a slot
+  std::size_t filled = 0;
+  for (std::size_t line = 0; line < lines; ++line) {
+    const std::uintptr_t bytes = at[line];
+    at[line] = filled;
+    filled += bytes;
+    if (filled >= target || line + 1 == lines) {
+      blocks_[block_count_].size = filled;
+      first_line_of[++block_count_] = line + 1;
+      filled = 0;
+    }
+  }
+  AllocateBlocks();
+  for (std::size_t b = 0; b < block_count_; ++b) {
+    const auto base = reinterpret_cast<std::uintptr_t>(blocks_[b].bytes.get());
+    for (std::size_t line = first_line_of[b]; line < first_line_of[b + 1]; ++line)
+      at[line] += base;
+  }
+  for (const Edge& edge : edges) {
+    std::uintptr_t& next = at[static_cast<std::size_t>(edge.firstLine - low)];
+    next = reinterpret_cast<std::uintptr_t>(write(edge, reinterpret_cast<std::byte*>(next)));
+  }
+  FinishBlocks();
+}
+
+void PathRunLengthGenerator::AllocateBlocks() {
+  for (std::size_t b = 0; b < block_count_; ++b) {
+    Block& block = blocks_[b];
+    // A reset generator keeps its first block while it fits and wastes little.
+    if (block.size > block.capacity || block.capacity > 4 * block.size + kKeptStoreSlack) {
+      block.bytes = std::make_unique_for_overwrite<std::byte[]>(block.size);
+      block_bytes_ += block.size - block.capacity;
+      block.capacity = block.size;
+    }
+  }
+}
+
+// Each block's reach (the largest end line of its edges and of those before), and the
+// first edge to take. The last block is never freed by the lines, so its reach is not
+// needed.
+void PathRunLengthGenerator::FinishBlocks() {
+  long long reach = std::numeric_limits<long long>::lowest();
+  for (std::size_t b = 0; b + 1 < block_count_; ++b) {
+    Block& block = blocks_[b];
+    const auto* edge = reinterpret_cast<const StoredEdge*>(block.bytes.get());
+    const auto* last = reinterpret_cast<const StoredEdge*>(block.bytes.get() + block.size);
+    for (; edge != last; edge = edge->Next())
+      reach = std::max(reach, edge->endLine);
+    block.endLine = reach;
+  }
+  take_ = reinterpret_cast<const StoredEdge*>(blocks_[0].bytes.get());
+  take_line_ = take_->firstLine;
+  release_line_ = block_count_ > 1 ? blocks_[0].endLine : kNoLine;
+}
+
+inline void PathRunLengthGenerator::AdvanceTake(const StoredEdge* edge) {
+  const StoredEdge* next = edge->Next();
+  const Block& block = blocks_[take_block_];
+  if (reinterpret_cast<const std::byte*>(next) == block.bytes.get() + block.size) {
+    if (++take_block_ == block_count_) {
+      take_ = nullptr;
+      take_line_ = kNoLine;
+      return;
+    }
+    next = reinterpret_cast<const StoredEdge*>(blocks_[take_block_].bytes.get());
+  }
+  take_ = next;
+  take_line_ = next->firstLine;
+}
+
+// Runs after the line took its new edges: a block whose edges all ended by this line
+// has had them all taken (each starts above its end), and the active entries of those
+// edges are gone.
+void PathRunLengthGenerator::ReleasePassedBlocks(long long line) {
+  while (released_ + 1 < block_count_ && blocks_[released_].endLine <= line) {
+    Block& block = blocks_[released_];
+    block.bytes.reset();
+    block_bytes_ -= block.capacity;
+    block.capacity = 0;
+    ++released_;
+  }
+  release_line_ = released_ + 1 < block_count_ ? blocks_[released_].endLine : kNoLine;
 }
 
 // Moves the live edges to the line and drops the dead ones in one pass; the order is
@@ -302,23 +443,19 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
 }
 
 void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
-  const std::size_t old_count = active_count_;
-  const std::size_t edge_count = edge_count_;
-  std::size_t end = next_ + 1;
-  while (end < edge_count && edges_[end].firstLine <= line)
-    ++end;
-  const std::size_t taken = end - next_;
-  Reserve(old_count + taken);
-  ActiveEdge* const first = active_.get();
-  // A few new edges are moved into place one by one, each written once where it
-  // belongs (behind every entry of smaller or equal x, as insertion would put it):
+  // The first few new edges are moved into place one by one, each written once where
+  // it belongs (behind every entry of smaller or equal x, as insertion would put it):
   // cheaper than sorting and merging while they and the entries they pass are few.
-  // An edge that ended above this line (lines were skipped) never becomes active.
-  const bool one_by_one = taken <= 4 || (taken <= 16 && old_count <= 16);
-  for (; next_ < end; ++next_) {
-    const Edge& edge = edges_[next_];
+  // The rest of a larger batch are sorted among themselves and merged in. The edges
+  // are read once, in order, without counting the batch first. An edge that ended
+  // above this line (lines were skipped) never becomes active.
+  const std::size_t one_by_one = active_count_ <= 16 ? 16 : 4;
+  std::size_t placed = 0;
+  do {
+    const StoredEdge& edge = *take_;
+    AdvanceTake(take_);
     if (edge.endLine <= line) continue;
-    const Edge::Segment* s = segments_ + edge.firstSegment;
+    const Edge::Segment* s = edge.Segments();
     ActiveEdge a{.x = 0.0,
                  .x0 = s->x0,
                  .y0 = s->y0,
@@ -329,22 +466,24 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
                  .remaining = edge.segmentCount - 1,
                  .winding = edge.winding};
     a.MoveTo(ys);
+    Reserve(active_count_ + 1);
+    ActiveEdge* const first = active_.get();
     ActiveEdge* j = first + active_count_++;
-    if (one_by_one) {
+    if (placed++ < one_by_one) {
       while (j > first && a.x < (j - 1)->x) {
         *j = *(j - 1);
         --j;
       }
     }
     *j = a;
-  }
-  if (one_by_one) return;
-  // Otherwise sort the new entries by x and merge them in; on equal x the old ones
-  // come first.
+  } while (take_line_ <= line);
+  if (placed <= one_by_one) return;
+  // The entries placed so far are in order; on equal x they come first.
+  ActiveEdge* const first = active_.get();
   ActiveEdge* const last = first + active_count_;
-  ActiveEdge* const fresh_first = first + old_count;
+  ActiveEdge* const fresh_first = last - (placed - one_by_one);
   std::sort(fresh_first, last, ByX<ActiveEdge>);
-  if (old_count != 0 && fresh_first != last && fresh_first->x < (fresh_first - 1)->x) {
+  if (fresh_first != first && fresh_first->x < (fresh_first - 1)->x) {
     if (scratch_capacity_ < active_capacity_) {
       scratch_ = std::make_unique_for_overwrite<ActiveEdge[]>(active_capacity_);
       scratch_capacity_ = active_capacity_;

@@ -16,12 +16,22 @@
 // most lines of a thin shape. The order among entries of equal x never matters: runs
 // depend only on the winding sums between distinct rounded x. The edges are sorted by
 // first line once, when the builder hands them over; the active array is sized then
-// for a typical line and grows only to its high-water mark, so a line allocates
+// for a few entries and grows only to its high-water mark, so a line allocates
 // nothing in the steady state.
+//
+// Edges are stored with their segments, in the order they are taken, in a few blocks
+// (at most kMaxBlocks + 1, each at least kMinBlockBytes but the last): a block is freed
+// once the lines have passed the end of every edge in it and in the blocks before, so
+// a long outline holds only the edges of the lines still to come. A page of long
+// strokes active together (thousands of outlines on the same lines) peaks at about
+// half of what holding every edge to the end would. Freeing a block is the only
+// allocator call a line can make, once per block.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -45,9 +55,10 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   std::size_t EdgeCount() const { return edge_count_; }
   // The storage of edges and active entries it holds, in bytes: what keeping it
   // for a later Reset keeps.
-  std::size_t StorageBytes() const {
-    return store_capacity_ + (active_capacity_ + scratch_capacity_) * sizeof(ActiveEdge);
-  }
+  std::size_t StorageBytes() const;
+  // The blocks of edges it still holds: fewer once lines have passed the edges of a
+  // long shape.
+  std::size_t HeldBlocks() const;
 
   // Narrows the lines of the box to those the edges cross: no other line can hold a
   // run, so the generator starts at its first crossed line and finishes after its
@@ -56,10 +67,11 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // nothing on the lines it adds. Follows SetEdges, which notes the edges' lines.
   void FitLinesToEdges();
 
-  // Takes a copy of finished edges and their segments in one exactly sized block,
-  // the edges sorted by first line (then in the order built), as the lines need
-  // them.
-  void SetEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments);
+  // Takes a copy of finished edges and their segments, the edges sorted by first
+  // line (then in the order built), as the lines need them. `order` is scratch for
+  // the sort.
+  void SetEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments,
+                std::vector<std::uint32_t>& order);
 
  private:
   friend class PathRunLengthGeneratorBuilder;
@@ -85,7 +97,37 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     void NextSegment(double ys);
   };
 
-  static constexpr std::size_t kActiveReserve = 64;
+  // An edge as stored in a block, its segments, top to bottom, right behind it.
+  struct StoredEdge {
+    long long firstLine;
+    long long endLine;  // exclusive
+    std::uint32_t segmentCount;
+    std::int32_t winding;
+
+    const Edge::Segment* Segments() const {
+      return reinterpret_cast<const Edge::Segment*>(this + 1);
+    }
+    const StoredEdge* Next() const {
+      return reinterpret_cast<const StoredEdge*>(Segments() + segmentCount);
+    }
+  };
+  static_assert(sizeof(StoredEdge) % alignof(Edge::Segment) == 0 &&
+                alignof(StoredEdge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+
+  // Edges in the order taken. `endLine` is the largest end line of its edges and of
+  // every block's before it, so blocks are freed from the front (not set for the last
+  // block, which stays with the generator).
+  struct Block {
+    std::unique_ptr<std::byte[]> bytes;
+    std::size_t capacity = 0;  // bytes allocated
+    std::size_t size = 0;      // bytes used
+    long long endLine = 0;
+  };
+
+  static constexpr long long kNoLine = std::numeric_limits<long long>::max();
+  static constexpr std::size_t kActiveReserve = 8;
+  static constexpr std::size_t kMaxBlocks = 8;
+  static constexpr std::size_t kMinBlockBytes = 1024;
   // Storage kept across Reset up to this much beyond what the next shape needs.
   static constexpr std::size_t kKeptStoreSlack = 4096;
   static constexpr std::size_t kKeptActiveEntries = 1024;
@@ -99,21 +141,39 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   void Grow(std::size_t count);
   void UpdateActiveEdges(long long line, double ys);
   void TakeNewEdges(long long line, double ys);
+  // Moves the cursor of edges to take past `edge`, into the next block at its end.
+  void AdvanceTake(const StoredEdge* edge);
+  // Frees the blocks whose edges all ended by `line` (and were all taken), but the
+  // last.
+  void ReleasePassedBlocks(long long line);
+  void FreeBlocksFrom(std::size_t first);
+  // Storage for the blocks' sizes (the first block's kept when it fits), and then
+  // their reach and the first edge to take, once the edges are written.
+  void AllocateBlocks();
+  void FinishBlocks();
   // The walk with the winding rule fixed, so the loop does not branch on it.
   template <bool kNonZeroRule>
   void EmitRuns();
   template <bool kNonZeroRule>
   void EmitTwo();
 
-  // The edges, by first line, then the segments of every edge (each edge's
-  // contiguous): one allocation per generator, freed with it or reused by Reset.
-  std::unique_ptr<std::byte[]> store_;
-  std::size_t store_capacity_ = 0;  // bytes
-  Edge* edges_ = nullptr;
+  // The edges by first line, in [released_, block_count_) of the blocks; the first
+  // block's storage is kept by Reset while it fits the next shape.
+  std::array<Block, kMaxBlocks + 1> blocks_;
+  std::size_t block_count_ = 0;
+  std::size_t block_bytes_ = 0;  // allocated, over all blocks
+  std::size_t released_ = 0;     // blocks freed as the lines passed them
   std::size_t edge_count_ = 0;
-  const Edge::Segment* segments_ = nullptr;
-  std::size_t next_ = 0;         // the first edge not yet taken
+  long long first_line_ = 0;     // the smallest first line of the edges
   long long last_end_line_ = 0;  // the largest end line of the edges
+  // The next edge to take, in block take_block_ (null when all are taken), and the
+  // first line of that edge (the largest line when there is none).
+  const StoredEdge* take_ = nullptr;
+  std::size_t take_block_ = 0;
+  long long take_line_ = kNoLine;
+  // The line from which ReleasePassedBlocks frees a block (the largest line when
+  // none is left to free).
+  long long release_line_ = kNoLine;
   // The active entries, [0, active_count_) sorted by x, in a plain array: the line
   // loops index it without a vector's checks, and entries are written straight into
   // place without first being value-initialised.

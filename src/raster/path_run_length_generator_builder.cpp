@@ -61,7 +61,7 @@ PathRunLengthGeneratorBuilder::~PathRunLengthGeneratorBuilder() {
 
 std::unique_ptr<PathRunLengthGenerator> PathRunLengthGeneratorBuilder::Release() {
   if (generator_) {
-    generator_->SetEdges(edges_, segments_);
+    generator_->SetEdges(edges_, segments_, chains_.order);
     generator_->FitLinesToEdges();
   }
   ReturnStores();

@@ -488,3 +488,55 @@ TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
   }
   EXPECT_GT(edges, 4000u);
 }
+
+// A long thin curve down a tall box, cut into slanted pieces as a hairline's outline is:
+// its edges are held in blocks freed as the lines pass them, so a generator partway
+// down holds fewer blocks and less storage, and every line (also after lines skipped
+// past several blocks at once, and in a generator reset partway down for the next
+// shape) stays the reference's.
+TEST(PathRunLengthGenerator, LongOutlinesFreeTheirEdgesAsTheLinesPass) {
+  const Box box{0, 0, 120, 1200};
+  std::vector<Polygon> pieces;
+  double x = 60.0, y = 1.3;
+  for (int n = 0; y < 1190.0; ++n) {
+    const double ex = 60.0 + 45.0 * std::sin(0.05 * (n + 1));
+    const double ey = y + 2.0 + 3.0 * std::fabs(std::cos(0.11 * n));
+    const double nx = 0.4, ny = -0.4 * (ex - x) / (ey - y);
+    pieces.push_back({{x + nx, y + ny}, {ex + nx, ey + ny}, {ex - nx, ey - ny}, {x - nx, y - ny}});
+    x = ex;
+    y = ey;
+  }
+  const auto reference = QorScTest::ReferenceRuns(pieces, 1, box);
+
+  auto generator = Build(pieces, 1, box);
+  const std::size_t blocks = generator->HeldBlocks();
+  const std::size_t bytes = generator->StorageBytes();
+  EXPECT_GE(blocks, 8u);
+  for (long long line = box.top; line < box.bottom; ++line) {
+    generator->GenerateRuns(line);
+    ASSERT_EQ(generator->Runs(), reference[line]) << "line " << line;
+    if (line == 600) {
+      EXPECT_LE(generator->HeldBlocks(), blocks / 2 + 1);
+      EXPECT_LT(generator->StorageBytes(), bytes * 2 / 3);
+    }
+  }
+  EXPECT_EQ(generator->HeldBlocks(), 1u);
+
+  // Lines skipped, passing several blocks at a time.
+  auto skipping = Build(pieces, 1, box);
+  for (long long line = 3; line < box.bottom; line += 1 + 97 * (line % 2)) {
+    skipping->GenerateRuns(line);
+    ASSERT_EQ(skipping->Runs(), reference[line]) << "line " << line;
+  }
+
+  // Reset partway down (its first block long freed) and handed the same shape again.
+  QorSc::ScratchChains chains;
+  QorSc::PathRunLengthGeneratorBuilder again(1, box, chains, std::move(skipping));
+  for (const Polygon& p : pieces) {
+    ListEnumerator e(p);
+    again.AddPoints(e);
+  }
+  auto reused = again.Release();
+  EXPECT_EQ(reused->HeldBlocks(), blocks);
+  EXPECT_EQ(Lines(*reused, box), reference);
+}
