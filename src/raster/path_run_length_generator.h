@@ -97,10 +97,11 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     void NextSegment(double ys);
   };
 
-  // An edge as stored in a block, its segments, top to bottom, right behind it.
+  // An edge as stored in a block, its segments, top to bottom, right behind it. Its
+  // lines count from base_line_.
   struct StoredEdge {
-    long long firstLine;
-    long long endLine;  // exclusive
+    std::int32_t firstLine;
+    std::int32_t endLine;  // exclusive
     std::uint32_t segmentCount;
     std::int32_t winding;
 
@@ -111,7 +112,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
       return reinterpret_cast<const StoredEdge*>(Segments() + segmentCount);
     }
   };
-  static_assert(sizeof(StoredEdge) % alignof(Edge::Segment) == 0 &&
+  static_assert(sizeof(StoredEdge) == 16 && sizeof(StoredEdge) % alignof(Edge::Segment) == 0 &&
                 alignof(StoredEdge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 
   // Edges in the order taken. `endLine` is the largest end line of its edges and of
@@ -147,6 +148,14 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // last.
   void ReleasePassedBlocks(long long line);
   void FreeBlocksFrom(std::size_t first);
+  // The least and greatest first line and the greatest end line of edges.
+  struct LineRange {
+    long long low, high, end;
+  };
+  static LineRange LinesOf(const std::vector<Edge>& edges);
+  // SetEdges' work once the edges' lines span at most 2^31 − 1.
+  void StoreEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments,
+                  std::vector<std::uint32_t>& order, const LineRange& span);
   // Storage for the blocks' sizes (the first block's kept when it fits), and then
   // their reach and the first edge to take, once the edges are written.
   void AllocateBlocks();
@@ -164,6 +173,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   std::size_t block_bytes_ = 0;  // allocated, over all blocks
   std::size_t released_ = 0;     // blocks freed as the lines passed them
   std::size_t edge_count_ = 0;
+  long long base_line_ = 0;      // the line stored edges count from
   long long first_line_ = 0;     // the smallest first line of the edges
   long long last_end_line_ = 0;  // the largest end line of the edges
   // The next edge to take, in block take_block_ (null when all are taken), and the

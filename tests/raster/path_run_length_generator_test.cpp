@@ -539,4 +539,12 @@ TEST(PathRunLengthGenerator, LongOutlinesFreeTheirEdgesAsTheLinesPass) {
   auto reused = again.Release();
   EXPECT_EQ(reused->HeldBlocks(), blocks);
   EXPECT_EQ(Lines(*reused, box), reference);
+
+  // Edges are stored with 32-bit lines: edges reaching billions of lines beyond the
+  // box are held by the box's lines, with the same runs.
+  const Box small{0, 0, 100, 100};
+  const std::vector<Polygon> far{{{10.2, -5e9}, {90.7, 50.3}, {40.1, 6e9}},
+                                 {{20.5, 30.5}, {60.2, -3e10}, {70.9, 80.4}, {50.1, 3e10}}};
+  for (std::uint32_t rule : {0u, 1u})
+    EXPECT_EQ(AllLines(far, rule, small), QorScTest::ReferenceRuns(far, rule, small));
 }
