@@ -24,8 +24,9 @@
 // once the lines have passed the end of every edge in it and in the blocks before, so
 // a long outline holds only the edges of the lines still to come. A page of long
 // strokes active together (thousands of outlines on the same lines) peaks at about
-// half of what holding every edge to the end would. Freeing a block is the only
-// allocator call a line can make, once per block.
+// half of what holding every edge to the end would. Besides the active array growing
+// to its high-water mark, freeing a block is the only allocator call a line makes,
+// once per block.
 #pragma once
 
 #include <array>
