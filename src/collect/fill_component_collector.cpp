@@ -92,12 +92,10 @@ class FillComponentCollector {
       return;
     }
     if (!attribute->Paint()) Malformed("an element component with neither picture nor paint");
-    auto record =
-        FillableObjectInfo::Make(attribute->Object(), attribute->ObjectForSelection(), nullptr,
-                                 geometry_, attribute->Paint(), attribute->ContentTransformation(),
-                                 attribute->Transparency(), attribute->DoSelectStroke());
-    record->SetSoftMask(CollectSoftMask(component));
-    level.Append(std::move(record));
+    level.Append(FillableObjectInfo::Make(
+        attribute->Object(), attribute->ObjectForSelection(), nullptr, geometry_,
+        attribute->Paint(), attribute->ContentTransformation(), attribute->Transparency(),
+        attribute->DoSelectStroke(), nullptr, nullptr, CollectSoftMask(component)));
   }
 
   // A record carries one soft mask: the first mask component is it.

@@ -3,6 +3,8 @@
 #include "collect/fillable_object_info.h"
 
 #include <bit>
+#include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -73,13 +75,9 @@ const Morv::DashPattern* DashOf(const QorDoc::StrokeStyle& style) {
 // A record with a shape: the shape follows the common part in the same block.
 class FillableObjectInfo::Shaped final : public FillableObjectInfo {
  public:
-  Shaped(const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
-         std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox, ShapeKind kind,
-         Shape shape, std::shared_ptr<const QorPaint::Paint> paint,
-         const Morv::MilliPointTransformation& paintPlacement,
-         std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
-      : FillableObjectInfo(documentObject, contentObject, std::move(clip), pixelBox, kind,
-                           std::move(paint), paintPlacement, std::move(transparency), stroke),
+  Shaped(const QorDoc::Fillable* documentObject, const QorMath::Rectangle<long long>& pixelBox,
+         ShapeKind kind, bool stroke, Shape shape, HeldParts&& held)
+      : FillableObjectInfo(documentObject, pixelBox, kind, false, stroke, std::move(held)),
         shape(std::move(shape)) {}
 
   const Shape shape;
@@ -88,26 +86,46 @@ class FillableObjectInfo::Shaped final : public FillableObjectInfo {
 // A record whose shape is its path's own compound: only the placement is held.
 class FillableObjectInfo::PathShaped final : public FillableObjectInfo {
  public:
-  PathShaped(const QorDoc::Path* path, const QorDoc::ContentObject* contentObject,
-             std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox,
-             ShapeKind kind, std::shared_ptr<const ShapePlacement> placement,
-             std::shared_ptr<const QorPaint::Paint> paint,
-             const Morv::MilliPointTransformation& paintPlacement,
-             std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
-      : FillableObjectInfo(path, contentObject, std::move(clip), pixelBox, kind, std::move(paint),
-                           paintPlacement, std::move(transparency), stroke),
-        placement(std::move(placement)) {
-    shape_is_path_ = true;
-  }
+  PathShaped(const QorDoc::Path* path, const QorMath::Rectangle<long long>& pixelBox,
+             ShapeKind kind, bool stroke, std::shared_ptr<const ShapePlacement> placement,
+             HeldParts&& held)
+      : FillableObjectInfo(path, pixelBox, kind, true, stroke, std::move(held)),
+        placement(std::move(placement)) {}
 
   const std::shared_ptr<const ShapePlacement> placement;
 };
 
-// With the allocator's 8-byte header a box record of at most 88 bytes takes one
-// 96-byte chunk (a page of 100 000 rectangles holds as many records), and a record
-// with a shape one 128-byte chunk, or 112 when its shape is its path's (see
-// Placement).
-static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 88);
+// With the allocator's 8-byte header a box record of at most 40 bytes takes one
+// 48-byte chunk (a page of 100 000 rectangles holds as many records); a stroke kept
+// by its path with its paint held, 72 bytes, one 80-byte chunk.
+static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 40);
+
+std::byte* FillableObjectInfo::HeldSlot(std::uint8_t bit) const {
+  // The parts follow the record in the order of their bits, each present or not;
+  // every size involved is a multiple of a pointer's, so each part is aligned.
+  std::size_t offset = RecordBytes();
+  if (bit > kHeldPaint && (held_ & kHeldPaint)) {
+    offset += sizeof(std::shared_ptr<const QorPaint::Paint>);
+  }
+  if (bit > kHeldClip && (held_ & kHeldClip)) offset += sizeof(std::shared_ptr<Clip>);
+  return const_cast<std::byte*>(reinterpret_cast<const std::byte*>(this)) + offset;
+}
+
+std::size_t FillableObjectInfo::RecordBytes() const {
+  static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 72);
+  static_assert(sizeof(void*) != 8 || sizeof(PathShaped) <= 56);
+  if (shape_kind_ == ShapeKind::kBox) return sizeof(FillableObjectInfo);
+  return shape_is_path_ ? sizeof(PathShaped) : sizeof(Shaped);
+}
+
+template <class Record, class... Args>
+std::unique_ptr<FillableObjectInfo> FillableObjectInfo::New(HeldParts&& held, Args&&... args) {
+  const std::size_t tail = (held.paint ? sizeof(held.paint) : 0) +
+                           (held.clip ? sizeof(held.clip) : 0) +
+                           (held.rare ? sizeof(held.rare) : 0);
+  auto* record = new (TailBytes{tail}) Record(std::forward<Args>(args)..., std::move(held));
+  return std::unique_ptr<FillableObjectInfo>(record);
+}
 
 std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
@@ -115,7 +133,36 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     std::shared_ptr<const QorPaint::Paint> paint,
     const Morv::MilliPointTransformation& paintPlacement,
     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
-    std::shared_ptr<const ShapePlacement>* sharedPlacement, const QorDoc::Path* path) {
+    std::shared_ptr<const ShapePlacement>* sharedPlacement, const QorDoc::Path* path,
+    std::unique_ptr<SoftMaskRecord> softMask) {
+  if (!paint) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
+  HeldParts held;
+  // A fill in the object's own fill paint reads it from the object: one reference
+  // to it at activation, as the record's own would be, so the flat paint cache tells
+  // shared paints as before. A stroke's paint is held: objects share their stroke
+  // paints through one attribute block, one reference for them all.
+  if (stroke || documentObject == nullptr || documentObject->GetFillPaintAddress() != paint.get()) {
+    held.paint = std::move(paint);
+  }
+  // A scope with no element here or above clips nothing, and a clipping object
+  // opens its scope before the content's painting objects are collected.
+  if (clip != nullptr && clip->HasElements()) held.clip = std::move(clip);
+  const QorPaint::Paint& painting = held.paint ? *held.paint : *paint;
+  auto rare = [&]() -> Rare& {
+    if (!held.rare) held.rare = std::make_unique<Rare>();
+    return *held.rare;
+  };
+  if (painting.GetType() != QorPaint::kFlatPaint) rare().paintPlacement = paintPlacement;
+  if (contentObject != documentObject) {
+    rare().ownContentObject = true;
+    rare().contentObject = contentObject;
+  }
+  if (!transparency) transparency = QorBlend::Transparency::Opaque();
+  if (documentObject == nullptr || transparency != documentObject->GetTransparency()) {
+    rare().transparency = std::move(transparency);
+  }
+  if (softMask) rare().softMask = std::move(softMask);
+
   // The first shape in the order CreateRunLengthGenerator tries them: the one it uses.
   std::shared_ptr<const void> pointer;
   ShapeKind kind = ShapeKind::kBox;
@@ -139,9 +186,8 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     kind = ShapeKind::kMask;
   }
   if (kind == ShapeKind::kBox) {
-    return std::unique_ptr<FillableObjectInfo>(new FillableObjectInfo(
-        documentObject, contentObject, std::move(clip), geometry.pixelBox, kind, std::move(paint),
-        paintPlacement, std::move(transparency), stroke));
+    return New<FillableObjectInfo>(std::move(held), documentObject, geometry.pixelBox, kind, false,
+                                   stroke);
   }
   ShapePlacement own{geometry.transformation};
   if (kind == ShapeKind::kStroke) {
@@ -164,68 +210,76 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
   if (path != nullptr && path == documentObject &&
       (kind == ShapeKind::kCompound || kind == ShapeKind::kStroke) &&
       pointer.get() == &path->GetCompound()) {
-    return std::make_unique<PathShaped>(path, contentObject, std::move(clip), geometry.pixelBox,
-                                        kind, std::move(placement), std::move(paint),
-                                        paintPlacement, std::move(transparency), stroke);
+    return New<PathShaped>(std::move(held), path, geometry.pixelBox, kind, stroke,
+                           std::move(placement));
   }
-  return std::make_unique<Shaped>(documentObject, contentObject, std::move(clip), geometry.pixelBox,
-                                  kind, Shape{std::move(pointer), std::move(placement)},
-                                  std::move(paint), paintPlacement, std::move(transparency),
-                                  stroke);
+  return New<Shaped>(std::move(held), documentObject, geometry.pixelBox, kind, stroke,
+                     Shape{std::move(pointer), std::move(placement)});
 }
 
-FillableObjectInfo::FillableObjectInfo(
-    const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
-    std::shared_ptr<Clip> clip, const QorMath::Rectangle<long long>& pixelBox, ShapeKind shapeKind,
-    std::shared_ptr<const QorPaint::Paint> paint,
-    const Morv::MilliPointTransformation& paintPlacement,
-    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke)
+FillableObjectInfo::FillableObjectInfo(const QorDoc::Fillable* documentObject,
+                                       const QorMath::Rectangle<long long>& pixelBox,
+                                       ShapeKind shapeKind, bool shapeIsPath, bool stroke,
+                                       HeldParts&& held)
     : ObjectInfo(pixelBox),
       stroke_(stroke),
       shape_kind_(shapeKind),
-      document_object_(documentObject),
-      paint_(std::move(paint)),
-      clip_(std::move(clip)) {
-  if (!paint_) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
-  if (paint_->GetType() != QorPaint::kFlatPaint) MakeRare().paintPlacement = paintPlacement;
-  if (contentObject != documentObject) {
-    Rare& rare = MakeRare();
-    rare.ownContentObject = true;
-    rare.contentObject = contentObject;
+      shape_is_path_(shapeIsPath),
+      document_object_(documentObject) {
+  // New allocated the bytes of exactly these parts after the record.
+  held_ = (held.paint ? kHeldPaint : 0) | (held.clip ? kHeldClip : 0) | (held.rare ? kHeldRare : 0);
+  if (held.paint) {
+    new (HeldSlot(kHeldPaint)) std::shared_ptr<const QorPaint::Paint>(std::move(held.paint));
   }
-  if (!transparency) transparency = QorBlend::Transparency::Opaque();
-  if (documentObject == nullptr || transparency != documentObject->GetTransparency()) {
-    MakeRare().transparency = std::move(transparency);
+  if (held.clip) new (HeldSlot(kHeldClip)) std::shared_ptr<Clip>(std::move(held.clip));
+  if (held.rare) new (HeldSlot(kHeldRare)) std::unique_ptr<Rare>(std::move(held.rare));
+}
+
+FillableObjectInfo::~FillableObjectInfo() {
+  if (held_ & kHeldRare) std::destroy_at(HeldPart<std::unique_ptr<Rare>>(kHeldRare));
+  if (held_ & kHeldClip) std::destroy_at(HeldPart<std::shared_ptr<Clip>>(kHeldClip));
+  if (held_ & kHeldPaint) {
+    std::destroy_at(HeldPart<std::shared_ptr<const QorPaint::Paint>>(kHeldPaint));
   }
 }
 
-FillableObjectInfo::~FillableObjectInfo() = default;
+std::shared_ptr<const QorPaint::Paint> FillableObjectInfo::GetPaint() const {
+  std::shared_ptr<const QorPaint::Paint> scratch;
+  return PaintOr(scratch);
+}
 
-FillableObjectInfo::Rare& FillableObjectInfo::MakeRare() {
-  if (!rare_) rare_ = std::make_unique<Rare>();
-  return *rare_;
+const std::shared_ptr<const QorPaint::Paint>& FillableObjectInfo::PaintOr(
+    std::shared_ptr<const QorPaint::Paint>& scratch) const {
+  if (held_ & kHeldPaint) return *HeldPart<std::shared_ptr<const QorPaint::Paint>>(kHeldPaint);
+  scratch = document_object_->GetFillPaint();
+  return scratch;
+}
+
+const std::shared_ptr<Clip>& FillableObjectInfo::GetClip() const {
+  static const std::shared_ptr<Clip> none;
+  return held_ & kHeldClip ? *HeldPart<std::shared_ptr<Clip>>(kHeldClip) : none;
 }
 
 const QorDoc::ContentObject* FillableObjectInfo::GetContentObject() const {
-  return rare_ && rare_->ownContentObject ? rare_->contentObject : document_object_;
+  const Rare* rare = GetRare();
+  return rare != nullptr && rare->ownContentObject ? rare->contentObject : document_object_;
 }
 
 const std::shared_ptr<const QorBlend::Transparency>& FillableObjectInfo::GetTransparency() const {
-  return rare_ && rare_->transparency ? rare_->transparency : document_object_->GetTransparency();
+  const Rare* rare = GetRare();
+  return rare != nullptr && rare->transparency ? rare->transparency
+                                               : document_object_->GetTransparency();
 }
 
 const FillableObjectInfo::ShapePlacement& FillableObjectInfo::Placement() const {
-  static_assert(sizeof(void*) != 8 || sizeof(Shaped) <= 120);
-  static_assert(sizeof(void*) != 8 || sizeof(PathShaped) <= 104);
   // Make gives every record of another kind than kBox one of these layouts.
   return shape_is_path_ ? *static_cast<const PathShaped*>(this)->placement
                         : *static_cast<const Shaped*>(this)->shape.placement;
 }
 
 const void* FillableObjectInfo::ShapePointer() const {
-  return shape_is_path_
-             ? &static_cast<const QorDoc::Path*>(document_object_)->GetCompound()
-             : static_cast<const Shaped*>(this)->shape.pointer.get();
+  return shape_is_path_ ? &static_cast<const QorDoc::Path*>(document_object_)->GetCompound()
+                        : static_cast<const Shaped*>(this)->shape.pointer.get();
 }
 
 std::shared_ptr<const void> FillableObjectInfo::SharedShapePointer() const {
@@ -301,19 +355,13 @@ GeometryRef FillableObjectInfo::GetGeometryRef(std::optional<Morv::StrokeOutline
 
 const Morv::MilliPointTransformation& FillableObjectInfo::GetPaintPlacement() const {
   static const Morv::MilliPointTransformation identity{};
-  return rare_ ? rare_->paintPlacement : identity;
-}
-
-void FillableObjectInfo::SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask) {
-  if (softMask) {
-    MakeRare().softMask = std::move(softMask);
-  } else if (rare_) {
-    rare_->softMask.reset();
-  }
+  const Rare* rare = GetRare();
+  return rare != nullptr ? rare->paintPlacement : identity;
 }
 
 const SoftMaskRecord* FillableObjectInfo::GetSoftMask() const {
-  return rare_ ? rare_->softMask.get() : nullptr;
+  const Rare* rare = GetRare();
+  return rare != nullptr ? rare->softMask.get() : nullptr;
 }
 
 std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
@@ -338,7 +386,10 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
 
 void FillableObjectInfo::Prefetch() const {
   __builtin_prefetch(document_object_);
-  __builtin_prefetch(paint_.get());
+  // A paint read through the document object is its own fill, most often in its block.
+  if (held_ & kHeldPaint) {
+    __builtin_prefetch(HeldPart<std::shared_ptr<const QorPaint::Paint>>(kHeldPaint)->get());
+  }
   // A path's own compound is found through the document object, fetched above.
   if (shape_kind_ != ShapeKind::kBox && !shape_is_path_) __builtin_prefetch(ShapePointer());
 }
@@ -346,18 +397,20 @@ void FillableObjectInfo::Prefetch() const {
 bool FillableObjectInfo::CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const {
   // What CreateFiller would make a filler that copies its paint over every run: no
   // label wraps the paint, and nothing blends or masks the copy.
-  if (paint_->GetType() != QorPaint::kFlatPaint || GetSoftMask() != nullptr ||
+  std::shared_ptr<const QorPaint::Paint> scratch;
+  const std::shared_ptr<const QorPaint::Paint>& paint = PaintOr(scratch);
+  if (paint->GetType() != QorPaint::kFlatPaint || GetSoftMask() != nullptr ||
       renderer.GetOptions().GetHalftoneMode() != kHalftoneNone) {
     return false;
   }
   // Flat getters are opaque wherever they paint (paint kind 1).
-  const bool absent = renderer.Pools().FlatPaints().CopyOf(renderer.GetOptions(), paint_, copy);
+  const bool absent = renderer.Pools().FlatPaints().CopyOf(renderer.GetOptions(), paint, copy);
   return CopiesOpaque(*GetTransparency(), stroke_, 1, absent);
 }
 
 bool FillableObjectInfo::FlatBoxCopy(LineRenderer& renderer, OpaqueFlatCopy& copy) {
   // A filler whose every line is the box's one run, unrestricted.
-  if (shape_kind_ != ShapeKind::kBox || (clip_ != nullptr && clip_->HasElements())) return false;
+  if (shape_kind_ != ShapeKind::kBox || (held_ & kHeldClip)) return false;
   const QorMath::Rectangle<long long> box = GetPixelBox();
   if (box.left >= box.right) return false;
   return CopiesOpaqueFlat(renderer, copy);
@@ -368,19 +421,21 @@ bool FillableObjectInfo::FlatShapeCopy(LineRenderer& renderer, FlatShape& shape)
   std::optional<Morv::StrokeOutline> stroke;
   shape.generator =
       &CreateRunLengthGenerator(GetGeometryRef(stroke), renderer, shape.path, shape.other);
-  shape.clip = clip_ != nullptr && clip_->HasElements() ? clip_.get() : nullptr;
+  shape.clip = GetClip().get();
   return true;
 }
 
 std::unique_ptr<IntervalsFiller> FillableObjectInfo::CreateFiller(LineRenderer& renderer) {
   std::optional<Morv::StrokeOutline> stroke;
   const GeometryRef geometry = GetGeometryRef(stroke);
+  Rare* rare = held_ & kHeldRare ? HeldPart<std::unique_ptr<Rare>>(kHeldRare)->get() : nullptr;
+  std::shared_ptr<const QorPaint::Paint> scratch;
   return CreateElementaryFiller(
-      renderer, MakePaintGetter(paint_, GetPaintPlacement(), renderer),
+      renderer, MakePaintGetter(PaintOr(scratch), GetPaintPlacement(), renderer),
       {document_object_,
        document_object_ != nullptr ? document_object_->GetHalftoneSet().get() : nullptr,
-       GetContentObject(), clip_, GetIndex(), geometry, GetTransparency(), stroke_},
-      rare_ ? std::move(rare_->softMask) : nullptr);
+       GetContentObject(), GetClip(), GetIndex(), geometry, GetTransparency(), stroke_},
+      rare != nullptr ? std::move(rare->softMask) : nullptr);
 }
 
 }  // namespace QorSc

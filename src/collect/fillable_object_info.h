@@ -7,16 +7,21 @@
 // one record per object from collection to its first line, so a record is only as
 // large as its object needs: a box (most objects of pages of many objects) keeps no
 // shape or transformation, a stroke keeps its path and reads its style from the
-// document object, a path's own compound is read through the path, and paint
-// placements and soft masks, which few objects have, go in a block of their own. Activation turns
+// document object, a path's own compound is read through the path, the paint is
+// read through the document object when it is the object's own fill, a clip scope
+// that clips nothing is not kept, and paint placements and soft masks, which few
+// objects have, go in a block of their own. Activation turns
 // it into an ElementaryObjectIntervalsFiller: paint getter (with the halftone label when labels are
 // asked for), run-length generator, filler.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 
+#include "collect/group_object_info.h"
 #include "qorblend/transparency.h"
 #include "qordoc/content.h"
 #include "qorpaint/paint.h"
@@ -27,7 +32,6 @@ namespace QorSc {
 
 class Clip;
 class PaintGetter;
-struct SoftMaskRecord;
 
 // The filler of one painted object, shared by fillable and image records: the paint
 // (labelled with `labelled`'s halftone set when labels are asked for), the object's
@@ -70,6 +74,7 @@ class FillableObjectInfo : public ObjectInfo {
   // otherwise leaves its own there for the next record. `path`, when it is the
   // document object, names the path whose own compound a compound or stroke shape
   // may be: the record then reads it from the path instead of holding it.
+  // `softMask` is the collected content of the object's soft mask, if it has one.
   static std::unique_ptr<FillableObjectInfo> Make(
       const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
       std::shared_ptr<Clip> clip, const GeometrySource& geometry,
@@ -77,7 +82,10 @@ class FillableObjectInfo : public ObjectInfo {
       const Morv::MilliPointTransformation& paintPlacement,
       std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
       std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr,
-      const QorDoc::Path* path = nullptr);
+      const QorDoc::Path* path = nullptr, std::unique_ptr<SoftMaskRecord> softMask = nullptr);
+
+  // Records are made by Make alone, each in one block with the parts it holds.
+  static void operator delete(void* block) { ::operator delete(block); }
 
   ~FillableObjectInfo() override;
 
@@ -95,19 +103,20 @@ class FillableObjectInfo : public ObjectInfo {
   // reference is made in `stroke`, borrowing the path and style.
   GeometryRef GetGeometryRef(std::optional<Morv::StrokeOutline>& stroke) const;
   bool IsStroke() const { return stroke_; }
-  const std::shared_ptr<const QorPaint::Paint>& GetPaint() const { return paint_; }
+  // By value: the document object's own fill paint is read through the object.
+  std::shared_ptr<const QorPaint::Paint> GetPaint() const;
   // The identity for a flat paint, which is the same wherever it is placed.
   const Morv::MilliPointTransformation& GetPaintPlacement() const;
-  const std::shared_ptr<Clip>& GetClip() const { return clip_; }
+  // Null when the object is not clipped (its scope had no element).
+  const std::shared_ptr<Clip>& GetClip() const;
   // The document object's own unless the record was given others.
   const QorDoc::ContentObject* GetContentObject() const;
   const std::shared_ptr<const QorBlend::Transparency>& GetTransparency() const;
 
   // The collected content of the object's soft mask, if it has one.
-  void SetSoftMask(std::unique_ptr<SoftMaskRecord> softMask);
   const SoftMaskRecord* GetSoftMask() const;
 
- protected:
+ private:
   // Which of a source's shapes a record holds; kBox: none, the pixel box is the
   // coverage, and the record is a plain FillableObjectInfo. kStroke: the path of a
   // stroke whose style is the document object's.
@@ -118,16 +127,6 @@ class FillableObjectInfo : public ObjectInfo {
     std::shared_ptr<const ShapePlacement> placement;
   };
 
-  FillableObjectInfo(const QorDoc::Fillable* documentObject,
-                     const QorDoc::ContentObject* contentObject, std::shared_ptr<Clip> clip,
-                     const QorMath::Rectangle<long long>& pixelBox, ShapeKind shapeKind,
-                     std::shared_ptr<const QorPaint::Paint> paint,
-                     const Morv::MilliPointTransformation& paintPlacement,
-                     std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke);
-
- private:
-  class Shaped;
-  class PathShaped;
   // What few records need, in a block of their own: the placement of a paint that
   // varies over the page, a soft mask, and a content object or transparency other
   // than the document object's (fill components, a shading's opaque unit).
@@ -138,7 +137,49 @@ class FillableObjectInfo : public ObjectInfo {
     const QorDoc::ContentObject* contentObject = nullptr;
     std::shared_ptr<const QorBlend::Transparency> transparency;
   };
-  Rare& MakeRare();
+  // What a record holds beyond its fixed fields, each null when not held; placed after
+  // the record in its block, in this order.
+  struct HeldParts {
+    std::shared_ptr<const QorPaint::Paint> paint;
+    std::shared_ptr<Clip> clip;
+    std::unique_ptr<Rare> rare;
+  };
+  // Throws std::out_of_range for a pixel box beyond 32-bit coordinates (ObjectInfo).
+  FillableObjectInfo(const QorDoc::Fillable* documentObject,
+                     const QorMath::Rectangle<long long>& pixelBox, ShapeKind shapeKind,
+                     bool shapeIsPath, bool stroke, HeldParts&& held);
+
+  class Shaped;
+  class PathShaped;
+  // The block of a record and its held parts: the bytes of the parts after the record.
+  struct TailBytes {
+    std::size_t bytes;
+  };
+  static void* operator new(std::size_t size, TailBytes tail) {
+    return ::operator new(size + tail.bytes);
+  }
+  static void operator delete(void* block, TailBytes) { ::operator delete(block); }
+  template <class Record, class... Args>
+  static std::unique_ptr<FillableObjectInfo> New(HeldParts&& held, Args&&... args);
+
+  // Bits of held_: which parts follow the record.
+  static constexpr std::uint8_t kHeldPaint = 1;
+  static constexpr std::uint8_t kHeldClip = 2;
+  static constexpr std::uint8_t kHeldRare = 4;
+  // The size of the record before its held parts: its class's, known from its kind.
+  std::size_t RecordBytes() const;
+  std::byte* HeldSlot(std::uint8_t bit) const;
+  template <class Part>
+  Part* HeldPart(std::uint8_t bit) const {
+    return std::launder(reinterpret_cast<Part*>(HeldSlot(bit)));
+  }
+  // The held paint, or the document object's fill read into `scratch`: either way
+  // one reference for the record, as the flat paint cache counts them.
+  const std::shared_ptr<const QorPaint::Paint>& PaintOr(
+      std::shared_ptr<const QorPaint::Paint>& scratch) const;
+  const Rare* GetRare() const {
+    return held_ & kHeldRare ? HeldPart<std::unique_ptr<Rare>>(kHeldRare)->get() : nullptr;
+  }
   // What FlatBoxCopy and FlatShapeCopy share: whether the object paints an opaque
   // flat copy whatever its coverage, written into `copy` when it does.
   bool CopiesOpaqueFlat(LineRenderer& renderer, OpaqueFlatCopy& copy) const;
@@ -149,20 +190,18 @@ class FillableObjectInfo : public ObjectInfo {
   std::shared_ptr<const void> SharedShapePointer() const;
 
   // Kept small on purpose (a page holds one record per object, all alive at its first
-  // line): the two bytes sit in the base's tail padding, the content object and the
-  // transparency are the document object's (kept apart only when they differ), and
-  // a box record is 80 bytes, one 96-byte allocator chunk. The paint is held, not
-  // read through the document object: its reference count tells the flat paint
-  // cache whether other objects share it (objects share their stroke paints through
-  // one attribute block).
+  // line): the four bytes sit in the base's tail padding and a box record of an
+  // object painted with its own fill, unclipped, is 40 bytes, one 48-byte allocator
+  // chunk. What only some records need (a paint other than the object's fill, which
+  // is held, not read through the document object, since its reference count tells
+  // the flat paint cache whether other objects share it; a clip; the rare parts)
+  // follows in the same block.
   bool stroke_;
   ShapeKind shape_kind_;
   // The shape is the document object's (a path's) own compound, not held.
-  bool shape_is_path_ = false;
+  bool shape_is_path_;
+  std::uint8_t held_ = 0;
   const QorDoc::Fillable* document_object_;
-  std::shared_ptr<const QorPaint::Paint> paint_;
-  std::shared_ptr<Clip> clip_;
-  std::unique_ptr<Rare> rare_;
 };
 
 }  // namespace QorSc

@@ -303,11 +303,9 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
           transparency, stroke));
     }
-    auto record =
-        FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
-                                 transparency, stroke, &last_shape_placement_, path);
-    record->SetSoftMask(CollectSoftMask(transparency));
-    Append(std::move(record));
+    Append(FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
+                                    transparency, stroke, &last_shape_placement_, path,
+                                    CollectSoftMask(transparency)));
     return;
   }
   // Under the object's opacity, blend mode or soft mask, background and shading are
@@ -421,12 +419,11 @@ bool ObjectCollector::VisitTextGroup(const QorDoc::TextGroup& group) {
 bool ObjectCollector::VisitImageMask(const QorDoc::ImageMask& mask) {
   if (!IsSelected(mask) || !mask.GetFillPaint() || TargetBox(mask).IsEmpty()) return false;
   const Transformation t = Morv::Compose(Current(), mask.GetTransformation());
-  auto record = FillableObjectInfo::Make(
+  Append(FillableObjectInfo::Make(
       &mask, &mask, clips_.back(),
       MakeImageMaskGeometrySource(env_, clip_boxes_.back(), mask.GetMask(), t), mask.GetFillPaint(),
-      Current(), mask.GetTransparency(), false, &last_shape_placement_);
-  record->SetSoftMask(CollectSoftMask(mask.GetTransparency()));
-  Append(std::move(record));
+      Current(), mask.GetTransparency(), false, &last_shape_placement_, nullptr,
+      CollectSoftMask(mask.GetTransparency())));
   return false;
 }
 

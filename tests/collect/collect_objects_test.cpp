@@ -409,7 +409,7 @@ TEST(CollectObjects, ClipsOutsideTheBoxEmptyTheScope) {
   const auto c = Collect(page2);
   ASSERT_EQ(c.objects->records.size(), 1u);
   ASSERT_NE(Fillable(c, 0), nullptr);
-  EXPECT_FALSE(Fillable(c, 0)->GetClip()->HasElements());
+  EXPECT_EQ(Fillable(c, 0)->GetClip(), nullptr) << "a scope that clips nothing is not kept";
 }
 
 TEST(CollectObjects, AShadingsBackgroundIsAFlatRecordJustBeforeIt) {

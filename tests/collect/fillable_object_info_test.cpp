@@ -218,8 +218,9 @@ TEST(FillableObjectInfo, FlatBoxesAreOpaqueFlatBoxesWithNothingElseToDraw) {
   EXPECT_FALSE(with(nullptr, multiply, false)->FlatBoxCopy(renderer, copy));
 
   // A soft mask, a shape, a paint that varies.
-  const auto masked = with(nullptr, nullptr, false);
-  masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
+  const auto masked = QorSc::FillableObjectInfo::Make(
+      nullptr, nullptr, nullptr, {box, nullptr, nullptr, {}}, Flat(), {}, nullptr, false, nullptr,
+      nullptr, std::make_unique<QorSc::SoftMaskRecord>());
   EXPECT_FALSE(masked->FlatBoxCopy(renderer, copy));
   const auto compound = Morv::PathBuilder().Rectangle(0, 0, 5, 5).BuildShared();
   EXPECT_FALSE(Record({box, compound, nullptr, {}}, Flat())->FlatBoxCopy(renderer, copy));
@@ -280,8 +281,9 @@ TEST(FillableObjectInfo, FlatShapesAreOpaqueFlatObjectsOfAnyShape) {
       with(nullptr, Flat(),
            std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 0.5f, 0))
           ->FlatShapeCopy(renderer, shape));
-  const auto masked = with(nullptr, Flat(), nullptr);
-  masked->SetSoftMask(std::make_unique<QorSc::SoftMaskRecord>());
+  const auto masked = QorSc::FillableObjectInfo::Make(
+      nullptr, nullptr, nullptr, {box, compound, nullptr, {}}, Flat(), {}, nullptr, false, nullptr,
+      nullptr, std::make_unique<QorSc::SoftMaskRecord>());
   EXPECT_FALSE(masked->FlatShapeCopy(renderer, shape));
   EXPECT_FALSE(with(nullptr, Flat(), nullptr)->FlatShapeCopy(page.labels, shape));
   EXPECT_EQ(shape.generator, nullptr) << "nothing built for an object that is not one";

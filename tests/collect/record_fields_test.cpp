@@ -1,6 +1,7 @@
 // Record pixel boxes are kept in 32 bits: exactly within that range, an empty box
 // far out as the empty box, a box that is not empty far out refused. A record whose
-// shape is its path's own compound reads it from the path instead of holding it.
+// shape is its path's own compound reads it from the path instead of holding it, and
+// a record holds its paint, clip and rarer parts only when the object needs them.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -8,7 +9,10 @@
 #include <stdexcept>
 
 #include "collect/fillable_object_info.h"
+#include "collect/group_object_info.h"
 #include "qordoc/document.h"
+#include "raster/clip.h"
+#include "test_ramp.h"
 
 namespace {
 
@@ -69,4 +73,74 @@ TEST(RecordFields, ShapesThatArePathsOwnCompoundsAreReadFromThePath) {
   EXPECT_EQ(foreign->GetGeometry().compound, triangle);
 }
 
+TEST(RecordFields, PaintsClipsAndRarePartsAreHeldOnlyWhenNeeded) {
+  QorDoc::DocumentBuilder builder;
+  QorDoc::Content& page = builder.AddPage();
+  QorDoc::Fillable::Painting painting;
+  painting.fill = Flat(0.5f);
+  painting.stroke = Flat(0.25f);
+  const auto rectangle = Morv::PathBuilder().Rectangle(0, 0, 3000, 2000).BuildShared();
+  const auto path = builder.AddPath(page, rectangle, painting);
+  const Box box{1, 2, 30, 20};
+  const QorSc::GeometrySource source{box, nullptr, nullptr, {}};
+  const auto open = std::make_shared<QorSc::Clip>(nullptr);
+  const auto nested = std::make_shared<QorSc::Clip>(open);
+  auto clipped = std::make_shared<QorSc::Clip>(nullptr);
+  clipped->AddElement(std::make_unique<QorSc::ClipGroup>());
+  const auto inside = std::make_shared<QorSc::Clip>(clipped);
+
+  // The object's own fill is read through the object: the record adds no reference.
+  const long fill_uses = painting.fill.use_count();
+  const auto fill = QorSc::FillableObjectInfo::Make(path.get(), path.get(), nested, source,
+                                                    path->GetFillPaint(), {}, nullptr, false);
+  EXPECT_EQ(painting.fill.use_count(), fill_uses);
+  EXPECT_EQ(fill->GetPaint(), painting.fill);
+  EXPECT_EQ(fill->GetClip(), nullptr) << "scopes without an element here or above clip nothing";
+  EXPECT_EQ(fill->GetContentObject(), path.get());
+  EXPECT_EQ(fill->GetTransparency(), path->GetTransparency());
+  EXPECT_EQ(fill->GetSoftMask(), nullptr);
+  EXPECT_EQ(fill->GetPixelBox(), box);
+
+  // A stroke's paint is held (objects share stroke paints through one block), and so
+  // is a paint that is not the object's own, and a clip with an element above it.
+  const long stroke_uses = painting.stroke.use_count();
+  const auto stroke = QorSc::FillableObjectInfo::Make(path.get(), path.get(), inside, source,
+                                                      painting.stroke, {}, nullptr, true);
+  EXPECT_EQ(painting.stroke.use_count(), stroke_uses + 1);
+  EXPECT_EQ(stroke->GetPaint(), painting.stroke);
+  EXPECT_EQ(stroke->GetClip(), inside);
+  const auto other = Flat(0.75f);
+  const auto background = QorSc::FillableObjectInfo::Make(path.get(), path.get(), clipped, source,
+                                                          other, {}, nullptr, false);
+  EXPECT_EQ(background->GetPaint(), other);
+  EXPECT_EQ(background->GetClip(), clipped);
+
+  // Every part at once, with a shape: each comes back as given, and all are released
+  // with the record.
+  auto soft = std::make_unique<QorSc::SoftMaskRecord>();
+  const QorSc::SoftMaskRecord* soft_address = soft.get();
+  const auto half = std::make_shared<const QorBlend::Transparency>(QorBlend::kNormal, 0.5f, 0.5f);
+  const auto placement = Morv::MilliPointTransformation::Translation(7.0, 3.0);
+  const std::shared_ptr<const QorPaint::Paint> ramp =
+      QorScTest::AxialRamp({QorPaint::SeparationMapping({{"Cyan", 0}}, false),
+                            {Morv::MilliPointPoint(10, 0), Morv::MilliPointPoint(30, 0)}});
+  const auto copy = std::make_shared<const Morv::Compound>(*rectangle);
+  {
+    const auto all = QorSc::FillableObjectInfo::Make(
+        path.get(), nullptr, clipped, {box, copy, nullptr, placement}, ramp, placement, half, false,
+        nullptr, path.get(), std::move(soft));
+    EXPECT_EQ(all->GetPaint(), ramp);
+    EXPECT_EQ(all->GetClip(), clipped);
+    EXPECT_EQ(all->GetContentObject(), nullptr);
+    EXPECT_EQ(all->GetTransparency(), half);
+    EXPECT_EQ(all->GetSoftMask(), soft_address);
+    EXPECT_EQ(all->GetPaintPlacement().e, 7.0);
+    EXPECT_EQ(all->GetGeometry().compound, copy);
+    EXPECT_EQ(all->GetGeometry().transformation.f, 3.0);
+    EXPECT_EQ(ramp.use_count(), 2);
+    EXPECT_EQ(copy.use_count(), 2);
+  }
+  EXPECT_EQ(ramp.use_count(), 1);
+  EXPECT_EQ(copy.use_count(), 1);
+}
 }  // namespace

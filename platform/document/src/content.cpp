@@ -363,6 +363,10 @@ std::shared_ptr<const QorPaint::Paint> Fillable::OwnFillPaint() const {
   return std::shared_ptr<const QorPaint::Paint>(path.Block(), &path.fill);
 }
 
+const QorPaint::Paint* Fillable::OwnFillPaintAddress() const {
+  return &static_cast<const PathWithFill&>(*this).fill;
+}
+
 Rect Path::GetBoundingBox(int kind) const {
   return PlaceBox(GetCompound().GetBoundingBox(), kind);
 }

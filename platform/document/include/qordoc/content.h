@@ -173,6 +173,11 @@ class Fillable : public ContentObject {
   std::shared_ptr<const QorPaint::Paint> GetFillPaint() const {
     return own_parts_ & kOwnFill ? OwnFillPaint() : fill_;
   }
+  // The same paint's address, without touching its shared count: for a caller that
+  // only needs to know which paint it is.
+  const QorPaint::Paint* GetFillPaintAddress() const {
+    return own_parts_ & kOwnFill ? OwnFillPaintAddress() : fill_.get();
+  }
   ~Fillable() override;
   const std::shared_ptr<const QorPaint::Paint>& GetStrokePaint() const {
     return GetAttributes().stroke;
@@ -218,6 +223,7 @@ class Fillable : public ContentObject {
   static const std::shared_ptr<const Attributes>& NoAttributes();
   const Attributes& GetAttributes() const { return *attributes_; }
   std::shared_ptr<const QorPaint::Paint> OwnFillPaint() const;
+  const QorPaint::Paint* OwnFillPaintAddress() const;
 
   // The fill paint, or (kOwnFill) the way back to the path's own block, which a
   // shared reference would keep alive forever.
