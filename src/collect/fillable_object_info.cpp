@@ -129,10 +129,10 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::New(HeldParts&& held, Ar
 
 std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
-    std::shared_ptr<Clip> clip, const GeometrySource& geometry,
-    std::shared_ptr<const QorPaint::Paint> paint,
+    const std::shared_ptr<Clip>& clip, const GeometrySource& geometry,
+    const std::shared_ptr<const QorPaint::Paint>& paint,
     const Morv::MilliPointTransformation& paintPlacement,
-    std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
+    const std::shared_ptr<const QorBlend::Transparency>& transparency, bool stroke,
     std::shared_ptr<const ShapePlacement>* sharedPlacement, const QorDoc::Path* path,
     std::unique_ptr<SoftMaskRecord> softMask) {
   if (!paint) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
@@ -142,11 +142,11 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
   // shared paints as before. A stroke's paint is held: objects share their stroke
   // paints through one attribute block, one reference for them all.
   if (stroke || documentObject == nullptr || documentObject->GetFillPaintAddress() != paint.get()) {
-    held.paint = std::move(paint);
+    held.paint = paint;
   }
   // A scope with no element here or above clips nothing, and a clipping object
   // opens its scope before the content's painting objects are collected.
-  if (clip != nullptr && clip->HasElements()) held.clip = std::move(clip);
+  if (clip != nullptr && clip->HasElements()) held.clip = clip;
   const QorPaint::Paint& painting = held.paint ? *held.paint : *paint;
   auto rare = [&]() -> Rare& {
     if (!held.rare) held.rare = std::make_unique<Rare>();
@@ -157,9 +157,10 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     rare().ownContentObject = true;
     rare().contentObject = contentObject;
   }
-  if (!transparency) transparency = QorBlend::Transparency::Opaque();
-  if (documentObject == nullptr || transparency != documentObject->GetTransparency()) {
-    rare().transparency = std::move(transparency);
+  const std::shared_ptr<const QorBlend::Transparency>& given =
+      transparency ? transparency : QorBlend::Transparency::Opaque();
+  if (documentObject == nullptr || given != documentObject->GetTransparency()) {
+    rare().transparency = given;
   }
   if (softMask) rare().softMask = std::move(softMask);
 

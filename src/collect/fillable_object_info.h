@@ -77,10 +77,10 @@ class FillableObjectInfo : public ObjectInfo {
   // `softMask` is the collected content of the object's soft mask, if it has one.
   static std::unique_ptr<FillableObjectInfo> Make(
       const QorDoc::Fillable* documentObject, const QorDoc::ContentObject* contentObject,
-      std::shared_ptr<Clip> clip, const GeometrySource& geometry,
-      std::shared_ptr<const QorPaint::Paint> paint,
+      const std::shared_ptr<Clip>& clip, const GeometrySource& geometry,
+      const std::shared_ptr<const QorPaint::Paint>& paint,
       const Morv::MilliPointTransformation& paintPlacement,
-      std::shared_ptr<const QorBlend::Transparency> transparency, bool stroke,
+      const std::shared_ptr<const QorBlend::Transparency>& transparency, bool stroke,
       std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr,
       const QorDoc::Path* path = nullptr, std::unique_ptr<SoftMaskRecord> softMask = nullptr);
 

@@ -111,6 +111,12 @@ bool ObjectCollector::VisitContent(const QorDoc::Content& content) {
     if (IsSelected(*member)) member->Accept(clips);
   }
   if (clip_boxes_.back().IsEmpty()) return false;
+  // A level's first content gives most of its records (a page of many objects is one
+  // content): room for one per member at once, instead of doubling through the page
+  // and keeping up to twice the room. What is culled is never touched, so never
+  // resident.
+  std::vector<std::unique_ptr<ObjectInfo>>& records = container_->records;
+  if (records.empty()) records.reserve(content.GetMembers().size());
   for (const auto& member : content.GetMembers())
     member->Accept(*this);
   return false;
