@@ -102,7 +102,8 @@ static_assert(sizeof(void*) != 8 || sizeof(FillableObjectInfo) <= 40);
 
 std::byte* FillableObjectInfo::HeldSlot(std::uint8_t bit) const {
   // The parts follow the record in the order of their bits, each present or not;
-  // every size involved is a multiple of a pointer's, so each part is aligned.
+  // every size involved is a multiple of a pointer's, so each part is aligned. The
+  // record's classes derive from this one alone, so it starts their block.
   std::size_t offset = RecordBytes();
   if (bit > kHeldPaint && (held_ & kHeldPaint)) {
     offset += sizeof(std::shared_ptr<const QorPaint::Paint>);
