@@ -103,8 +103,6 @@ void ContentInterpreter::RunPage(QPDFObjectHandle page, QorDoc::Content& content
         if (!incomplete_.empty()) return;
         continue;
       }
-      // Streams of one page split only between tokens.
-      data.push_back('\n');
     }
   } catch (const std::bad_alloc&) {
     throw;
@@ -154,6 +152,9 @@ bool ContentInterpreter::ReadContent(QPDFObjectHandle stream, const std::string&
     // rectangles, each page of it touched once more).
     data = std::move(fresh.data);
   } else {
+    // Streams of one page split only between tokens. Nothing follows the last one: a
+    // byte more on a stream taken over would copy it into twice its size.
+    if (!data.empty()) data.push_back('\n');
     data.append(decoded->data);
   }
   return true;
