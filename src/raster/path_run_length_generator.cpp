@@ -206,6 +206,21 @@ void PathRunLengthGenerator::Grow(std::size_t count) {
   active_capacity_ = capacity;
 }
 
+// A long outline needs many entries only on the few lines where it runs level; held to
+// the end, those high-water arrays of every outline active together were a tenth of a
+// page of long strokes' memory. Halving once a quarter is used leaves room to grow
+// back twofold before the next allocation, so a line count that swings does not
+// allocate on every line.
+void PathRunLengthGenerator::Shrink() {
+  const std::size_t capacity = std::max(kActiveReserve, active_capacity_ / 2);
+  auto shrunk = std::make_unique_for_overwrite<ActiveEdge[]>(capacity);
+  std::copy(active_.get(), active_.get() + active_count_, shrunk.get());
+  active_ = std::move(shrunk);
+  active_capacity_ = capacity;
+  scratch_.reset();
+  scratch_capacity_ = 0;
+}
+
 std::size_t PathRunLengthGenerator::StorageBytes() const {
   return block_bytes_ + (active_capacity_ + scratch_capacity_) * sizeof(ActiveEdge);
 }
@@ -473,6 +488,7 @@ void PathRunLengthGenerator::ReleasePassedBlocks(long long line) {
   }
   active_count_ = live;
   if (!sorted) SortNearlySorted(entries, entries, entries + live, ByX<ActiveEdge>);
+  if (live < active_capacity_ / 4 && active_capacity_ > kActiveReserve) Shrink();
 }
 
 void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {

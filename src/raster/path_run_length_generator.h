@@ -141,6 +141,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     if (count > active_capacity_) Grow(count);
   }
   void Grow(std::size_t count);
+  // Halves the active array (at least kActiveReserve entries) and drops the merge
+  // space, once the lines use a quarter of it.
+  void Shrink();
   void UpdateActiveEdges(long long line, double ys);
   void TakeNewEdges(long long line, double ys);
   // Moves the cursor of edges to take past `edge`, into the next block at its end.

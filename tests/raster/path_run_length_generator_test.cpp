@@ -540,6 +540,26 @@ TEST(PathRunLengthGenerator, LongOutlinesFreeTheirEdgesAsTheLinesPass) {
   EXPECT_EQ(reused->HeldBlocks(), blocks);
   EXPECT_EQ(Lines(*reused, box), reference);
 
+  // A row of 60 teeth at the top (120 active entries on its lines) above one thin bar
+  // down the box: the entries the teeth needed are given back once the lines leave
+  // them, and the runs stay the reference's.
+  std::vector<Polygon> comb{{{1.2, 5.3}, {1.7, 5.3}, {1.7, 1190.4}, {1.2, 1190.4}}};
+  for (int t = 0; t < 60; ++t) {
+    const double left = 3.1 + 1.9 * t;
+    comb.push_back({{left, 2.2}, {left + 0.9, 2.2}, {left + 0.9, 40.6}, {left, 40.6}});
+  }
+  const auto comb_reference = QorScTest::ReferenceRuns(comb, 1, box);
+  auto teeth = Build(comb, 1, box);
+  std::size_t among_teeth = 0;
+  for (long long line = box.top; line < box.bottom; ++line) {
+    teeth->GenerateRuns(line);
+    ASSERT_EQ(teeth->Runs(), comb_reference[line]) << "line " << line;
+    if (line == 20) among_teeth = teeth->StorageBytes();
+  }
+  EXPECT_GT(among_teeth, 120 * 64u);
+  // Held to the end, the 128-entry array alone would be 8 KB.
+  EXPECT_LT(teeth->StorageBytes(), 120 * 64u);
+
   // Edges are stored with 32-bit lines: edges reaching billions of lines beyond the
   // box are held by the box's lines, with the same runs.
   const Box small{0, 0, 100, 100};
