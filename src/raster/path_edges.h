@@ -11,10 +11,14 @@
 // storage shared by every generator a conversion builds; it keeps its capacity, so
 // building allocates only the finished edges.
 //
-// Edge: a finished chain stored from smaller to larger y, with the lines it crosses
-// ([firstLine, endLine)) and its winding: −1 where y increases along the path, +1
-// otherwise; its segments live in the generator's segment store. Its x on the current
-// line is kept by the generator's active entry.
+// Edge: a finished chain stored from smaller to larger y as its corners, each segment
+// running from one corner to the next, with the lines it crosses ([firstLine,
+// endLine), the rounded y of its first and last corners) and its winding: −1 where y
+// increases along the path, +1 otherwise; its corners live in the generator's corner
+// store. A side the filter dropped between two of the chain's sides leaves a gap,
+// stored as one more segment when no row of pixel centres can fall on it, else by
+// ending the edge there and starting another. Its x on the current line is kept by the
+// generator's active entry.
 #pragma once
 
 #include <cstdint>
@@ -51,21 +55,75 @@ struct PathSegment {
 };
 
 struct Edge {
-  struct Segment {
-    double x0;    // x at the upper end
-    double y0;    // upper y
-    double y1;    // lower y, at least y0
-    double dxdy;  // x change per unit of y; 0 for a level segment
-  };
-
-  // The edge's segments, top to bottom, are [firstSegment, firstSegment + segmentCount)
-  // of the generator's one segment store: edges and segments are then plain values,
-  // moved by copying their bytes when the stores grow.
-  std::uint32_t firstSegment = 0;
-  std::uint32_t segmentCount = 0;
+  // The edge's corners, top to bottom, are [firstCorner, firstCorner + cornerCount)
+  // of the generator's one corner store (at least two): edges and corners are then
+  // plain values, moved by copying their bytes when the stores grow.
+  std::uint32_t firstCorner = 0;
+  std::uint32_t cornerCount = 0;
   long long firstLine = 0;
   long long endLine = 0;  // exclusive
   std::int32_t winding = 0;
+};
+
+// Writes a chain's sides, handed top to bottom, into an edge store and a corner store
+// as edges: each side's lower corner, behind its upper one where that is not the
+// previous side's lower corner. An edge that crosses no row is not kept.
+class EdgeWriter {
+ public:
+  EdgeWriter(std::vector<Edge>& edges, std::vector<Point<double>>& corners, std::int32_t winding)
+      : edges_(edges), corners_(corners), winding_(winding) {}
+  ~EdgeWriter() { Close(); }
+  EdgeWriter(const EdgeWriter&) = delete;
+  EdgeWriter& operator=(const EdgeWriter&) = delete;
+
+  void Side(const Point<double>& upper, long long upperLine, const Point<double>& lower,
+            long long lowerLine) {
+    if (corners_.size() == start_) {
+      Open(upper, upperLine);
+    } else if (upper.x != last_.x || upper.y != last_.y) {
+      // A gap. A line reads a segment when its row of centres lies below the
+      // segment's upper end and at or above its lower end: a gap going up, or one
+      // within one line that starts at a y of at least −0.5, holds no such row (rounding
+      // halves away from zero), so the lines read the segment after it where they
+      // would have without the gap. Any other gap (left of the origin, beyond the
+      // box's lines, or with coordinates that are not numbers) ends the edge.
+      if (upper.y <= last_.y || (upperLine == last_line_ && last_.y >= -0.5)) {
+        corners_.push_back(upper);
+      } else {
+        Close();
+        Open(upper, upperLine);
+      }
+    }
+    corners_.push_back(lower);
+    last_ = lower;
+    last_line_ = lowerLine;
+  }
+
+ private:
+  void Open(const Point<double>& upper, long long upperLine) {
+    start_ = corners_.size();
+    first_line_ = upperLine;
+    corners_.push_back(upper);
+  }
+  void Close() {
+    if (corners_.size() == start_) return;
+    if (last_line_ > first_line_) {
+      edges_.push_back({static_cast<std::uint32_t>(start_),
+                        static_cast<std::uint32_t>(corners_.size() - start_), first_line_,
+                        last_line_, winding_});
+    } else {
+      corners_.resize(start_);
+    }
+    start_ = corners_.size();
+  }
+
+  std::vector<Edge>& edges_;
+  std::vector<Point<double>>& corners_;
+  std::size_t start_ = corners_.size();
+  long long first_line_ = 0;
+  Point<double> last_{};
+  long long last_line_ = 0;
+  std::int32_t winding_;
 };
 
 struct ScratchChains {
@@ -77,11 +135,11 @@ struct ScratchChains {
   std::vector<PathSegment> sides;
   std::vector<std::uint32_t> firstChain;
   std::vector<std::uint32_t> currentChain;
-  // The edges and segments of the generator being built, lent to its builder and
+  // The edges and corners of the generator being built, lent to its builder and
   // given back with their capacity, so that building a generator allocates only its
-  // exactly sized arrays once it is finished.
+  // blocks of edges once it is finished.
   std::vector<Edge> edges;
-  std::vector<Edge::Segment> segments;
+  std::vector<Point<double>> corners;
   // The order the generator copies the edges in.
   std::vector<std::uint32_t> order;
 };

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <limits>
 #include <new>
-#include <stdexcept>
 
 namespace QorSc {
 namespace {
@@ -45,15 +44,14 @@ void SortNearlySorted(T* first, T* from, T* last, Less less) {
 
 }  // namespace
 
+// The slope is worked out here rather than stored: a corner is half a stored segment,
+// and an edge of a long outline is read once, one segment after another.
 void PathRunLengthGenerator::ActiveEdge::NextSegment(double ys) {
-  while (remaining != 0 && ys > segment->y1) {
-    ++segment;
+  while (remaining != 0 && ys > corner[1].y) {
+    ++corner;
     --remaining;
   }
-  x0 = segment->x0;
-  y0 = segment->y0;
-  y1 = segment->y1;
-  dxdy = segment->dxdy;
+  Load();
 }
 
 PathRunLengthGenerator::PathRunLengthGenerator(std::uint32_t windingRule,
@@ -239,16 +237,26 @@ void PathRunLengthGenerator::FreeBlocksFrom(std::size_t first) {
   }
 }
 
+PathRunLengthGenerator::LineRange PathRunLengthGenerator::LinesOf(const std::vector<Edge>& edges) {
+  LineRange lines{edges[0].firstLine, edges[0].firstLine, edges[0].endLine};
+  for (const Edge& edge : edges) {
+    lines.low = std::min(lines.low, edge.firstLine);
+    lines.high = std::max(lines.high, edge.firstLine);
+    lines.end = std::max(lines.end, edge.endLine);
+  }
+  return lines;
+}
+
 // The edges of an outline are many and their first lines few (a long stroke's
 // pieces start on every line it crosses), so a counting sort by line, which keeps
 // the order built among equals, does in three passes what a comparison sort needs
 // log n for. It counts bytes rather than edges: each line's edges then have their
-// place in a block, and each edge is written there once with its segments. Blocks
+// place in a block, and each edge is written there once with its corners. Blocks
 // close at the end of a line once they hold an eighth of the whole (at least
 // kMinBlockBytes), so there are at most kMaxBlocks + 1 and a small shape has one,
 // reused from a reset generator when it fits.
 void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
-                                      const std::vector<Edge::Segment>& segments,
+                                      const std::vector<Point<double>>& corners,
                                       std::vector<std::uint32_t>& order) {
   const std::size_t count = edges.size();
   FreeBlocksFrom(1);
@@ -264,58 +272,20 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
     last_end_line_ = 0;
     return;
   }
-  const LineRange lines = LinesOf(edges);
-  // Lines are stored in 32 bits, from the first. Edges reaching farther (coordinates
-  // far beyond the box) are clamped to the box's lines first: the lines asked for lie
-  // in the box, and for those the clamped lines compare as the lines do.
-  constexpr auto kMaxSpan =
-      static_cast<unsigned long long>(std::numeric_limits<std::int32_t>::max());
-  if (static_cast<unsigned long long>(lines.end) - static_cast<unsigned long long>(lines.low) >
-      kMaxSpan) {
-    const long long height = std::max(0LL, y1_ - y0_);
-    if (static_cast<unsigned long long>(height) > kMaxSpan)
-      throw std::length_error("a path generator's box of more than 2^31 lines");
-    std::vector<Edge> clamped(edges);
-    for (Edge& edge : clamped) {
-      edge.firstLine = std::clamp(edge.firstLine, y0_, y0_ + height);
-      edge.endLine = std::clamp(edge.endLine, y0_, y0_ + height);
-    }
-    StoreEdges(clamped, segments, order, LinesOf(clamped));
-    return;
-  }
-  StoreEdges(edges, segments, order, lines);
-}
-
-PathRunLengthGenerator::LineRange PathRunLengthGenerator::LinesOf(const std::vector<Edge>& edges) {
-  LineRange lines{edges[0].firstLine, edges[0].firstLine, edges[0].endLine};
-  for (const Edge& edge : edges) {
-    lines.low = std::min(lines.low, edge.firstLine);
-    lines.high = std::max(lines.high, edge.firstLine);
-    lines.end = std::max(lines.end, edge.endLine);
-  }
-  return lines;
-}
-
-void PathRunLengthGenerator::StoreEdges(const std::vector<Edge>& edges,
-                                        const std::vector<Edge::Segment>& segments,
-                                        std::vector<std::uint32_t>& order, const LineRange& span) {
-  const std::size_t count = edges.size();
+  const LineRange span = LinesOf(edges);
   const long long low = span.low;
   const long long high = span.high;
   first_line_ = low;
   last_end_line_ = span.end;
-  base_line_ = low;
-  auto stored_line = [low](long long line) { return static_cast<std::int32_t>(line - low); };
   auto bytes_of = [](const Edge& edge) {
-    return sizeof(StoredEdge) + edge.segmentCount * sizeof(Edge::Segment);
+    return sizeof(StoredEdge) + edge.cornerCount * sizeof(Point<double>);
   };
-  const std::size_t total = count * sizeof(StoredEdge) + segments.size() * sizeof(Edge::Segment);
+  const std::size_t total = count * sizeof(StoredEdge) + corners.size() * sizeof(Point<double>);
   const std::size_t target = std::max(kMinBlockBytes, total / kMaxBlocks);
-  auto write = [&segments, &bytes_of, &stored_line](const Edge& edge, std::byte* out) {
-    auto* stored = ::new (out) StoredEdge{stored_line(edge.firstLine), stored_line(edge.endLine),
-                                          edge.segmentCount, edge.winding};
-    std::memcpy(static_cast<void*>(stored + 1), segments.data() + edge.firstSegment,
-                edge.segmentCount * sizeof(Edge::Segment));
+  auto write = [&corners, &bytes_of](const Edge& edge, std::byte* out) {
+    auto* stored = ::new (out) StoredEdge{edge.cornerCount, edge.winding};
+    std::memcpy(static_cast<void*>(stored + 1), corners.data() + edge.firstCorner,
+                edge.cornerCount * sizeof(Point<double>));
     return out + bytes_of(edge);
   };
   // The lines come from rounded coordinates, so their range may be anything (and
@@ -408,17 +378,17 @@ void PathRunLengthGenerator::AllocateBlocks() {
 // first edge to take. The last block is never freed by the lines, so its reach is not
 // needed.
 void PathRunLengthGenerator::FinishBlocks() {
-  std::int32_t reach = 0;
+  long long reach = std::numeric_limits<long long>::min();
   for (std::size_t b = 0; b + 1 < block_count_; ++b) {
     Block& block = blocks_[b];
     const auto* edge = reinterpret_cast<const StoredEdge*>(block.bytes.get());
     const auto* last = reinterpret_cast<const StoredEdge*>(block.bytes.get() + block.size);
     for (; edge != last; edge = edge->Next())
-      reach = std::max(reach, edge->endLine);
-    block.endLine = base_line_ + reach;
+      reach = std::max(reach, edge->EndLine());
+    block.endLine = reach;
   }
   take_ = reinterpret_cast<const StoredEdge*>(blocks_[0].bytes.get());
-  take_line_ = base_line_ + take_->firstLine;
+  take_line_ = take_->FirstLine();
   release_line_ = block_count_ > 1 ? blocks_[0].endLine : kNoLine;
 }
 
@@ -434,7 +404,7 @@ inline void PathRunLengthGenerator::AdvanceTake(const StoredEdge* edge) {
     next = reinterpret_cast<const StoredEdge*>(blocks_[take_block_].bytes.get());
   }
   take_ = next;
-  take_line_ = base_line_ + next->firstLine;
+  take_line_ = next->FirstLine();
 }
 
 // Runs after the line took its new edges: a block whose edges all ended by this line
@@ -499,22 +469,18 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   // are read once, in order, without counting the batch first. An edge that ended
   // above this line (lines were skipped) never becomes active.
   const std::size_t one_by_one = active_count_ <= 16 ? 16 : 4;
-  const long long stored_line = line - base_line_;
   std::size_t placed = 0;
   do {
     const StoredEdge& edge = *take_;
     AdvanceTake(take_);
-    if (edge.endLine <= stored_line) continue;
-    const Edge::Segment* s = edge.Segments();
-    ActiveEdge a{.x = 0.0,
-                 .x0 = s->x0,
-                 .y0 = s->y0,
-                 .y1 = s->y1,
-                 .dxdy = s->dxdy,
-                 .endLine = base_line_ + edge.endLine,
-                 .segment = s,
-                 .remaining = edge.segmentCount - 1,
-                 .winding = edge.winding};
+    const long long end_line = edge.EndLine();
+    if (end_line <= line) continue;
+    ActiveEdge a;
+    a.endLine = end_line;
+    a.corner = edge.Corners();
+    a.remaining = edge.cornerCount - 2;
+    a.winding = edge.winding;
+    a.Load();
     a.MoveTo(ys);
     Reserve(active_count_ + 1);
     ActiveEdge* const first = active_.get();

@@ -68,10 +68,10 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   // nothing on the lines it adds. Follows SetEdges, which notes the edges' lines.
   void FitLinesToEdges();
 
-  // Takes a copy of finished edges and their segments, the edges sorted by first
+  // Takes a copy of finished edges and their corners, the edges sorted by first
   // line (then in the order built), as the lines need them. `order` is scratch for
   // the sort.
-  void SetEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments,
+  void SetEdges(const std::vector<Edge>& edges, const std::vector<Point<double>>& corners,
                 std::vector<std::uint32_t>& order);
 
  private:
@@ -86,8 +86,8 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     double y1;  // the segment's lower y
     double dxdy;
     long long endLine;
-    const Edge::Segment* segment;  // the current one, in the segment store
-    std::uint32_t remaining;       // segments of the edge below the current one
+    const Point<double>* corner;  // the segment's upper corner, in a block
+    std::uint32_t remaining;      // segments of the edge below the current one
     std::int32_t winding;
 
     // x on the row of centres ys, moving on to the segment that row crosses.
@@ -96,24 +96,31 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
       x = x0 + (ys - y0) * dxdy;
     }
     void NextSegment(double ys);
+    // The segment from `corner` to the next corner.
+    void Load() {
+      x0 = corner[0].x;
+      y0 = corner[0].y;
+      y1 = corner[1].y;
+      dxdy = y1 != y0 ? (corner[1].x - x0) / (y1 - y0) : 0.0;
+    }
   };
 
-  // An edge as stored in a block, its segments, top to bottom, right behind it. Its
-  // lines count from base_line_.
+  // An edge as stored in a block, its corners, top to bottom, right behind it. Its
+  // lines are those its first and last corners round to, as the builder rounded them.
   struct StoredEdge {
-    std::int32_t firstLine;
-    std::int32_t endLine;  // exclusive
-    std::uint32_t segmentCount;
+    std::uint32_t cornerCount;
     std::int32_t winding;
 
-    const Edge::Segment* Segments() const {
-      return reinterpret_cast<const Edge::Segment*>(this + 1);
+    const Point<double>* Corners() const {
+      return reinterpret_cast<const Point<double>*>(this + 1);
     }
     const StoredEdge* Next() const {
-      return reinterpret_cast<const StoredEdge*>(Segments() + segmentCount);
+      return reinterpret_cast<const StoredEdge*>(Corners() + cornerCount);
     }
+    long long FirstLine() const { return RoundToPixel(Corners()[0].y); }
+    long long EndLine() const { return RoundToPixel(Corners()[cornerCount - 1].y); }
   };
-  static_assert(sizeof(StoredEdge) == 16 && sizeof(StoredEdge) % alignof(Edge::Segment) == 0 &&
+  static_assert(sizeof(StoredEdge) == 8 && sizeof(StoredEdge) % alignof(Point<double>) == 0 &&
                 alignof(StoredEdge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 
   // Edges in the order taken. `endLine` is the largest end line of its edges and of
@@ -157,9 +164,6 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     long long low, high, end;
   };
   static LineRange LinesOf(const std::vector<Edge>& edges);
-  // SetEdges' work once the edges' lines span at most 2^31 − 1.
-  void StoreEdges(const std::vector<Edge>& edges, const std::vector<Edge::Segment>& segments,
-                  std::vector<std::uint32_t>& order, const LineRange& span);
   // Storage for the blocks' sizes (the first block's kept when it fits), and then
   // their reach and the first edge to take, once the edges are written.
   void AllocateBlocks();
@@ -177,7 +181,6 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   std::size_t block_bytes_ = 0;  // allocated, over all blocks
   std::size_t released_ = 0;     // blocks freed as the lines passed them
   std::size_t edge_count_ = 0;
-  long long base_line_ = 0;      // the line stored edges count from
   long long first_line_ = 0;     // the smallest first line of the edges
   long long last_end_line_ = 0;  // the largest end line of the edges
   // The next edge to take, in block take_block_ (null when all are taken), and the

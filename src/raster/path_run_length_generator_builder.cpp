@@ -50,9 +50,9 @@ PathRunLengthGeneratorBuilder::PathRunLengthGeneratorBuilder(
     generator_ = std::make_unique<PathRunLengthGenerator>(windingRule, box);
   }
   edges_.swap(chains.edges);
-  segments_.swap(chains.segments);
+  corners_.swap(chains.corners);
   edges_.clear();
-  segments_.clear();
+  corners_.clear();
 }
 
 PathRunLengthGeneratorBuilder::~PathRunLengthGeneratorBuilder() {
@@ -61,7 +61,7 @@ PathRunLengthGeneratorBuilder::~PathRunLengthGeneratorBuilder() {
 
 std::unique_ptr<PathRunLengthGenerator> PathRunLengthGeneratorBuilder::Release() {
   if (generator_) {
-    generator_->SetEdges(edges_, segments_, chains_.order);
+    generator_->SetEdges(edges_, corners_, chains_.order);
     generator_->FitLinesToEdges();
   }
   ReturnStores();
@@ -71,9 +71,9 @@ std::unique_ptr<PathRunLengthGenerator> PathRunLengthGeneratorBuilder::Release()
 void PathRunLengthGeneratorBuilder::ReturnStores() {
   // Of two builders alive at once only one holds the stores: keep the larger.
   edges_.clear();
-  segments_.clear();
+  corners_.clear();
   if (edges_.capacity() > chains_.edges.capacity()) chains_.edges.swap(edges_);
-  if (segments_.capacity() > chains_.segments.capacity()) chains_.segments.swap(segments_);
+  if (corners_.capacity() > chains_.corners.capacity()) chains_.corners.swap(corners_);
 }
 
 void PathRunLengthGeneratorBuilder::AddCompound(const Morv::Compound& compound,
@@ -287,34 +287,22 @@ bool PathRunLengthGeneratorBuilder::IsSpike(const PathSegment& a, const PathSegm
 // `side(i)` gives the chain's i-th segment in path order.
 template <class Side>
 void PathRunLengthGeneratorBuilder::StoreEdge(std::size_t count, bool increasing, Side side) {
-  Edge edge;
-  edge.firstLine = increasing ? side(0).line0 : side(count - 1).line1;
-  edge.endLine = increasing ? side(count - 1).line1 : side(0).line0;
   // An edge that crosses no row of pixel centres never changes a run.
-  if (edge.endLine <= edge.firstLine) return;
-  // Sized once per edge and written in place (the store keeps its capacity).
-  const std::size_t first = segments_.size();
-  segments_.resize(first + count);
-  Edge::Segment* out = segments_.data() + first;
-  auto add = [&out](double xs, double ys, double xe, double ye) {
-    const double dxdy = ye != ys ? (xe - xs) / (ye - ys) : 0.0;
-    *out++ = {xs, ys, ye, dxdy};
-  };
+  const long long first_line = increasing ? side(0).line0 : side(count - 1).line1;
+  const long long end_line = increasing ? side(count - 1).line1 : side(0).line0;
+  if (end_line <= first_line) return;
+  EdgeWriter writer(edges_, corners_, increasing ? -1 : 1);
   if (increasing) {
     for (std::size_t i = 0; i < count; ++i) {
       const PathSegment& s = side(i);
-      add(s.x0, s.y0, s.x1, s.y1);
+      writer.Side({s.x0, s.y0}, s.line0, {s.x1, s.y1}, s.line1);
     }
   } else {
     for (std::size_t i = count; i-- > 0;) {
       const PathSegment& s = side(i);
-      add(s.x1, s.y1, s.x0, s.y0);
+      writer.Side({s.x1, s.y1}, s.line1, {s.x0, s.y0}, s.line0);
     }
   }
-  edge.firstSegment = static_cast<std::uint32_t>(first);
-  edge.segmentCount = static_cast<std::uint32_t>(count);
-  edge.winding = increasing ? -1 : 1;
-  edges_.push_back(edge);
 }
 
 // The segment filter's states over a polygon's sides 0 … count − 1: `merge(a, k)` merges
@@ -600,12 +588,6 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
     order[chains++] = 0;
   }
 
-  // Appended one by one: a resize would value-initialise what is about to be written,
-  // and the stores rarely need to grow.
-  auto add = [this](const Point<double>& s, const Point<double>& e) {
-    const double dxdy = e.y != s.y ? (e.x - s.x) / (e.y - s.y) : 0.0;
-    segments_.push_back({s.x, s.y, e.y, dxdy});
-  };
   for (std::size_t c = 0; c < chains; ++c) {
     const std::uint8_t* chain = committed + run_start[order[c]];
     const std::size_t length = run_length[order[c]];
@@ -617,15 +599,17 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
     // Contiguous sides of one direction always cross rows, but sides that a cancelled
     // spike separated need not: such a chain is no edge, as StoreEdge decides.
     if (end_line <= first_line) continue;
-    edges_.push_back({static_cast<std::uint32_t>(segments_.size()),
-                      static_cast<std::uint32_t>(length), first_line, end_line,
-                      increasing ? -1 : 1});
+    EdgeWriter writer(edges_, corners_, increasing ? -1 : 1);
     if (increasing) {
-      for (std::size_t i = 0; i < length; ++i)
-        add(corners[from[chain[i]]], corners[to[chain[i]]]);
+      for (std::size_t i = 0; i < length; ++i) {
+        const std::size_t p = from[chain[i]], q = to[chain[i]];
+        writer.Side(corners[p], lines[p], corners[q], lines[q]);
+      }
     } else {
-      for (std::size_t i = length; i-- > 0;)
-        add(corners[to[chain[i]]], corners[from[chain[i]]]);
+      for (std::size_t i = length; i-- > 0;) {
+        const std::size_t p = to[chain[i]], q = from[chain[i]];
+        writer.Side(corners[p], lines[p], corners[q], lines[q]);
+      }
     }
   }
 }

@@ -130,7 +130,7 @@ class PathRunLengthGeneratorBuilder {
   // Borrowed from the scratch chains (empty when another builder holds them) and
   // given back with their capacity on Release or when the builder dies.
   std::vector<Edge> edges_;
-  std::vector<Edge::Segment> segments_;
+  std::vector<Point<double>> corners_;
 
   // States of the segment filter of a polygon.
   // kFirst: only the first segment is pending and the next one may merge into it;

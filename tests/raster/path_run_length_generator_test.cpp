@@ -489,6 +489,28 @@ TEST(PathRunLengthGenerator, StrokePiecesBuildTheFilteredEdges) {
   EXPECT_GT(edges, 4000u);
 }
 
+// Sides that cross no row leave gaps in a chain: the edge runs on across such a gap
+// where no row of centres can fall on it, and is cut in two where one may (left of and
+// above the origin, a gap ending on a row centre). Either way every line stays the
+// reference's, through a point enumerator and as corners inside the box.
+TEST(PathRunLengthGenerator, GapsInAChainKeepTheRuns) {
+  const Polygon zigzag{{5.0, 2.2},  {6.0, 4.7},  {7.5, 4.9}, {8.0, 9.3}, {8.4, 9.1},
+                       {9.0, 12.6}, {3.0, 12.6}, {2.5, 7.1}, {2.0, 7.3}, {1.5, 2.2}};
+  Polygon shifted;
+  for (const auto& c : zigzag)
+    shifted.push_back({c.x - 10.0, c.y - 16.0});
+  const Polygon on_row{{-6.2, -8.1}, {-5.3, -3.6}, {-4.1, -3.5}, {-3.3, -1.2}, {-8.4, -1.2}};
+  int round = 0;
+  for (const auto& [polygon, box] :
+       {std::pair{zigzag, Box{0, 0, 20, 20}}, std::pair{shifted, Box{-20, -20, 5, 5}},
+        std::pair{on_row, Box{-20, -20, 5, 5}}}) {
+    QorSc::FlatOutline flat;
+    flat.points = polygon;
+    flat.ends.push_back(polygon.size());
+    EXPECT_GE(ExpectTheGeneralEdges({polygon}, flat, box, round++), 2u);
+  }
+}
+
 // A long thin curve down a tall box, cut into slanted pieces as a hairline's outline is:
 // its edges are held in blocks freed as the lines pass them, so a generator partway
 // down holds fewer blocks and less storage, and every line (also after lines skipped
@@ -560,8 +582,7 @@ TEST(PathRunLengthGenerator, LongOutlinesFreeTheirEdgesAsTheLinesPass) {
   // Held to the end, the 128-entry array alone would be 8 KB.
   EXPECT_LT(teeth->StorageBytes(), 120 * 64u);
 
-  // Edges are stored with 32-bit lines: edges reaching billions of lines beyond the
-  // box are held by the box's lines, with the same runs.
+  // Edges reaching billions of lines beyond the box give the same runs.
   const Box small{0, 0, 100, 100};
   const std::vector<Polygon> far{{{10.2, -5e9}, {90.7, 50.3}, {40.1, 6e9}},
                                  {{20.5, 30.5}, {60.2, -3e10}, {70.9, 80.4}, {50.1, 3e10}}};
