@@ -76,8 +76,9 @@ class EdgeWriter {
   EdgeWriter(const EdgeWriter&) = delete;
   EdgeWriter& operator=(const EdgeWriter&) = delete;
 
-  void Side(const Point<double>& upper, long long upperLine, const Point<double>& lower,
-            long long lowerLine) {
+  // Inlined by force: it is a handful of instructions per side of every stroke piece.
+  [[gnu::always_inline]] void Side(const Point<double>& upper, long long upperLine,
+                                   const Point<double>& lower, long long lowerLine) {
     if (corners_.size() == start_) {
       Open(upper, upperLine);
     } else if (upper.x != last_.x || upper.y != last_.y) {
@@ -100,12 +101,12 @@ class EdgeWriter {
   }
 
  private:
-  void Open(const Point<double>& upper, long long upperLine) {
+  [[gnu::always_inline]] void Open(const Point<double>& upper, long long upperLine) {
     start_ = corners_.size();
     first_line_ = upperLine;
     corners_.push_back(upper);
   }
-  void Close() {
+  [[gnu::always_inline]] void Close() {
     if (corners_.size() == start_) return;
     if (last_line_ > first_line_) {
       edges_.push_back({static_cast<std::uint32_t>(start_),

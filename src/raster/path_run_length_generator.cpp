@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <stdexcept>
 
 namespace QorSc {
 namespace {
@@ -272,18 +273,44 @@ void PathRunLengthGenerator::SetEdges(const std::vector<Edge>& edges,
     last_end_line_ = 0;
     return;
   }
-  const LineRange span = LinesOf(edges);
+  const LineRange lines = LinesOf(edges);
+  // First lines are stored in 32 bits, from the least. Edges starting farther
+  // (coordinates far beyond the box) start at the box's lines instead: the lines asked
+  // for lie in the box, and for those the clamped lines compare as the lines do.
+  constexpr auto kMaxSpan =
+      static_cast<unsigned long long>(std::numeric_limits<std::int32_t>::max());
+  if (static_cast<unsigned long long>(lines.high) - static_cast<unsigned long long>(lines.low) >
+      kMaxSpan) {
+    const long long height = std::max(0LL, y1_ - y0_);
+    if (static_cast<unsigned long long>(height) > kMaxSpan)
+      throw std::length_error("a path generator's box of more than 2^31 lines");
+    std::vector<Edge> clamped(edges);
+    for (Edge& edge : clamped)
+      edge.firstLine = std::clamp(edge.firstLine, y0_, y0_ + height);
+    StoreEdges(clamped, corners, order, LinesOf(clamped));
+    return;
+  }
+  StoreEdges(edges, corners, order, lines);
+}
+
+void PathRunLengthGenerator::StoreEdges(const std::vector<Edge>& edges,
+                                        const std::vector<Point<double>>& corners,
+                                        std::vector<std::uint32_t>& order, const LineRange& span) {
+  const std::size_t count = edges.size();
   const long long low = span.low;
   const long long high = span.high;
   first_line_ = low;
   last_end_line_ = span.end;
+  base_line_ = low;
   auto bytes_of = [](const Edge& edge) {
     return sizeof(StoredEdge) + edge.cornerCount * sizeof(Point<double>);
   };
   const std::size_t total = count * sizeof(StoredEdge) + corners.size() * sizeof(Point<double>);
   const std::size_t target = std::max(kMinBlockBytes, total / kMaxBlocks);
-  auto write = [&corners, &bytes_of](const Edge& edge, std::byte* out) {
-    auto* stored = ::new (out) StoredEdge{edge.cornerCount, edge.winding};
+  auto write = [&corners, &bytes_of, low](const Edge& edge, std::byte* out) {
+    auto* stored = ::new (out)
+        StoredEdge{static_cast<std::int32_t>(edge.firstLine - low),
+                   2 * edge.cornerCount + (edge.winding < 0 ? 1u : 0u)};
     std::memcpy(static_cast<void*>(stored + 1), corners.data() + edge.firstCorner,
                 edge.cornerCount * sizeof(Point<double>));
     return out + bytes_of(edge);
@@ -378,17 +405,22 @@ void PathRunLengthGenerator::AllocateBlocks() {
 // first edge to take. The last block is never freed by the lines, so its reach is not
 // needed.
 void PathRunLengthGenerator::FinishBlocks() {
-  long long reach = std::numeric_limits<long long>::min();
+  // Rounding is monotonic, so the greatest end line is the greatest last y's, rounded
+  // once. A y that is not a number never compares greater; it rounds to the least
+  // line, as the greatest of none does.
+  double reach = -std::numeric_limits<double>::infinity();
   for (std::size_t b = 0; b + 1 < block_count_; ++b) {
     Block& block = blocks_[b];
     const auto* edge = reinterpret_cast<const StoredEdge*>(block.bytes.get());
     const auto* last = reinterpret_cast<const StoredEdge*>(block.bytes.get() + block.size);
-    for (; edge != last; edge = edge->Next())
-      reach = std::max(reach, edge->EndLine());
-    block.endLine = reach;
+    for (; edge != last; edge = edge->Next()) {
+      const double y = edge->LastCorner().y;
+      reach = y > reach ? y : reach;
+    }
+    block.endLine = RoundToPixel(reach);
   }
   take_ = reinterpret_cast<const StoredEdge*>(blocks_[0].bytes.get());
-  take_line_ = take_->FirstLine();
+  take_line_ = base_line_ + take_->firstLine;
   release_line_ = block_count_ > 1 ? blocks_[0].endLine : kNoLine;
 }
 
@@ -404,7 +436,7 @@ inline void PathRunLengthGenerator::AdvanceTake(const StoredEdge* edge) {
     next = reinterpret_cast<const StoredEdge*>(blocks_[take_block_].bytes.get());
   }
   take_ = next;
-  take_line_ = next->FirstLine();
+  take_line_ = base_line_ + next->firstLine;
 }
 
 // Runs after the line took its new edges: a block whose edges all ended by this line
@@ -473,13 +505,13 @@ void PathRunLengthGenerator::TakeNewEdges(long long line, double ys) {
   do {
     const StoredEdge& edge = *take_;
     AdvanceTake(take_);
-    const long long end_line = edge.EndLine();
+    const long long end_line = RoundToPixel(edge.LastCorner().y);
     if (end_line <= line) continue;
     ActiveEdge a;
     a.endLine = end_line;
     a.corner = edge.Corners();
-    a.remaining = edge.cornerCount - 2;
-    a.winding = edge.winding;
+    a.remaining = edge.CornerCount() - 2;
+    a.winding = edge.Winding();
     a.Load();
     a.MoveTo(ys);
     Reserve(active_count_ + 1);

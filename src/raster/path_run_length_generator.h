@@ -106,19 +106,21 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   };
 
   // An edge as stored in a block, its corners, top to bottom, right behind it. Its
-  // lines are those its first and last corners round to, as the builder rounded them.
+  // first line counts from base_line_; its end line is the one its last corner rounds
+  // to, as the builder rounded it.
   struct StoredEdge {
-    std::uint32_t cornerCount;
-    std::int32_t winding;
+    std::int32_t firstLine;
+    std::uint32_t countAndWinding;  // corners times two, plus one for winding −1
 
+    std::uint32_t CornerCount() const { return countAndWinding >> 1; }
+    std::int32_t Winding() const { return (countAndWinding & 1) != 0 ? -1 : 1; }
     const Point<double>* Corners() const {
       return reinterpret_cast<const Point<double>*>(this + 1);
     }
+    const Point<double>& LastCorner() const { return Corners()[CornerCount() - 1]; }
     const StoredEdge* Next() const {
-      return reinterpret_cast<const StoredEdge*>(Corners() + cornerCount);
+      return reinterpret_cast<const StoredEdge*>(Corners() + CornerCount());
     }
-    long long FirstLine() const { return RoundToPixel(Corners()[0].y); }
-    long long EndLine() const { return RoundToPixel(Corners()[cornerCount - 1].y); }
   };
   static_assert(sizeof(StoredEdge) == 8 && sizeof(StoredEdge) % alignof(Point<double>) == 0 &&
                 alignof(StoredEdge) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
@@ -164,6 +166,9 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
     long long low, high, end;
   };
   static LineRange LinesOf(const std::vector<Edge>& edges);
+  // SetEdges' work once the edges' first lines span at most 2^31 − 1.
+  void StoreEdges(const std::vector<Edge>& edges, const std::vector<Point<double>>& corners,
+                  std::vector<std::uint32_t>& order, const LineRange& span);
   // Storage for the blocks' sizes (the first block's kept when it fits), and then
   // their reach and the first edge to take, once the edges are written.
   void AllocateBlocks();
@@ -181,6 +186,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   std::size_t block_bytes_ = 0;  // allocated, over all blocks
   std::size_t released_ = 0;     // blocks freed as the lines passed them
   std::size_t edge_count_ = 0;
+  long long base_line_ = 0;      // the line stored edges count from
   long long first_line_ = 0;     // the smallest first line of the edges
   long long last_end_line_ = 0;  // the largest end line of the edges
   // The next edge to take, in block take_block_ (null when all are taken), and the

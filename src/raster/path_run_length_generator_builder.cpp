@@ -599,6 +599,26 @@ void PathRunLengthGeneratorBuilder::AddSmallInsidePolygon(const Point<double>* c
     // Contiguous sides of one direction always cross rows, but sides that a cancelled
     // spike separated need not: such a chain is no edge, as StoreEdge decides.
     if (end_line <= first_line) continue;
+    // Most chains are sides joined end to end: their corners go straight in. Sides
+    // that a dropped one separates take the writer, which decides on each gap.
+    bool joined = true;
+    for (std::size_t i = 1; i < length; ++i)
+      joined &= from[chain[i]] == to[chain[i - 1]];
+    if (joined) {
+      edges_.push_back({static_cast<std::uint32_t>(corners_.size()),
+                        static_cast<std::uint32_t>(length + 1), first_line, end_line,
+                        increasing ? -1 : 1});
+      if (increasing) {
+        corners_.push_back(corners[head]);
+        for (std::size_t i = 0; i < length; ++i)
+          corners_.push_back(corners[to[chain[i]]]);
+      } else {
+        corners_.push_back(corners[tail]);
+        for (std::size_t i = length; i-- > 0;)
+          corners_.push_back(corners[from[chain[i]]]);
+      }
+      continue;
+    }
     EdgeWriter writer(edges_, corners_, increasing ? -1 : 1);
     if (increasing) {
       for (std::size_t i = 0; i < length; ++i) {
