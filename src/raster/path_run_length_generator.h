@@ -17,16 +17,16 @@
 // depend only on the winding sums between distinct rounded x. The edges are sorted by
 // first line once, when the builder hands them over; the active array is sized then
 // for a few entries and grows only to its high-water mark, so a line allocates
-// nothing in the steady state.
+// nothing in the steady state; once a line uses a quarter of it, it is halved.
 //
-// Edges are stored with their segments, in the order they are taken, in a few blocks
+// Edges are stored as their corners, in the order they are taken, in a few blocks
 // (at most kMaxBlocks + 1, each at least kMinBlockBytes but the last): a block is freed
 // once the lines have passed the end of every edge in it and in the blocks before, so
 // a long outline holds only the edges of the lines still to come. A page of long
 // strokes active together (thousands of outlines on the same lines) peaks at about
 // half of what holding every edge to the end would. Besides the active array growing
-// to its high-water mark, freeing a block is the only allocator call a line makes,
-// once per block.
+// to its high-water mark and halving after it, freeing a block is the only allocator
+// call a line makes, once per block.
 #pragma once
 
 #include <array>
