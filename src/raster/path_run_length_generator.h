@@ -136,7 +136,7 @@ class PathRunLengthGenerator final : public RunLengthGenerator {
   };
 
   static constexpr long long kNoLine = std::numeric_limits<long long>::max();
-  static constexpr std::size_t kActiveReserve = 8;
+  static constexpr std::size_t kActiveReserve = 4;
   static constexpr std::size_t kMaxBlocks = 8;
   static constexpr std::size_t kMinBlockBytes = 1024;
   // Storage kept across Reset up to this much beyond what the next shape needs.
