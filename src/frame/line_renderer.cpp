@@ -20,6 +20,7 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
       options_(options),
       knockout_(objects ? objects->knockout : 0),
       current_line_(pixelBox.top - 1),
+      last_line_(std::max(pixelBox.top, pixelBox.bottom)),
       narrow_(pixelBox.right - pixelBox.left <= static_cast<long long>(kIndexBits)),
       pools_(&pools) {
   for (const auto& entry : options_.GetBlendingSeparations()) {
@@ -30,40 +31,43 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
     // Ordered once, not kept in a heap: a heap's pops reach every record's box
     // again, a cache miss each, while records arrive in painting order and most
     // lines activate few of them.
-    const long long last_line = std::max(pixel_box_.top, pixel_box_.bottom);
-    if (static_cast<std::uint64_t>(last_line - pixel_box_.top) > kIndexBits ||
+    if (static_cast<std::uint64_t>(last_line_ - pixel_box_.top) > kIndexBits ||
         pending_.size() > kIndexBits)
       throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
-    order_.reserve(pending_.size());
     fillers_.resize(pending_.size());
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
-      pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
-      const long long top = std::clamp(pending_[i]->GetPixelBox().top, pixel_box_.top, last_line);
-      order_.push_back(
-          {static_cast<std::uint64_t>(top - pixel_box_.top) << 32 | i, pending_[i].get()});
-    }
-    OrderByKey(static_cast<std::size_t>(last_line - pixel_box_.top));
+    OrderByFirstLine();
   }
 }
 
-void LineRenderer::OrderByKey(std::size_t lastLine) {
-  // Records come in painting order, so counting them into their first lines keeps
-  // each line's records by index: the order of the keys, in two passes instead of
-  // a sort. A box of far more lines than records is sorted instead.
-  if (lastLine > 4 * order_.size() + 4096) {
-    std::sort(order_.begin(), order_.end(),
-              [](const Pending& a, const Pending& b) { return a.key < b.key; });
+void LineRenderer::OrderByFirstLine() {
+  const std::size_t count = pending_.size();
+  const auto last = static_cast<std::size_t>(last_line_ - pixel_box_.top);
+  order_.resize(count);
+  if (last > 4 * count + 4096) {
+    // A box of far more lines than records: sorted by keys made for the sort alone,
+    // the first line above the index.
+    std::vector<std::uint64_t> keys(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
+      keys[i] = std::uint64_t{FirstLine(*pending_[i])} << 32 | i;
+    }
+    std::sort(keys.begin(), keys.end());
+    for (std::size_t i = 0; i < count; ++i)
+      order_[i] = static_cast<std::uint32_t>(keys[i] & kIndexBits);
     return;
   }
-  std::vector<std::uint32_t> first(lastLine + 2, 0);  // by line: its first place
-  for (const Pending& p : order_)
-    ++first[(p.key >> 32) + 1];
+  // Records come in painting order, so counting them into their first lines keeps
+  // each line's records by index, in two passes over the records and no copy of
+  // the order.
+  std::vector<std::uint32_t> first(last + 2, 0);  // by line: its first place
+  for (std::size_t i = 0; i < count; ++i) {
+    pending_[i]->SetIndex(static_cast<std::uint32_t>(i));
+    ++first[FirstLine(*pending_[i]) + 1];
+  }
   for (std::size_t line = 1; line < first.size(); ++line)
     first[line] += first[line - 1];
-  std::vector<Pending> ordered(order_.size());
-  for (const Pending& p : order_)
-    ordered[first[p.key >> 32]++] = p;
-  order_.swap(ordered);
+  for (std::size_t i = 0; i < count; ++i)
+    order_[first[FirstLine(*pending_[i])]++] = static_cast<std::uint32_t>(i);
 }
 
 LineRenderer::~LineRenderer() {
@@ -85,36 +89,43 @@ LineRenderer::Active::Active(IntervalsFiller& f, std::size_t planes)
 
 void LineRenderer::Activate(long long y, bool flatShapes) {
   const std::size_t first_new = active_.size();
-  const auto first_line = static_cast<std::uint64_t>(y - pixel_box_.top) << 32;
-  for (; next_ < order_.size() && order_[next_].key < first_line + (std::uint64_t{1} << 32);
-       ++next_) {
+  const auto line = static_cast<std::uint32_t>(y - pixel_box_.top);
+  for (; next_ < order_.size(); ++next_) {
+    // The first record not due yet ends the walk: read here, it is read again when
+    // it is activated, still in the cache.
+    const std::uint32_t index = order_[next_];
+    ObjectInfo& record = *pending_[index];
+    if (FirstLine(record) > line) break;
     // Records are reached in an order far from the one they were made in: ask for
     // a record ahead (its first few cache lines, where records keep what Prefetch
     // reads), then for what its filler reads, before they are needed.
     if (next_ + kPrefetchRecord < order_.size()) {
-      const auto* ahead = reinterpret_cast<const char*>(order_[next_ + kPrefetchRecord].record);
+      const auto* ahead =
+          reinterpret_cast<const char*>(pending_[order_[next_ + kPrefetchRecord]].get());
       // Records are 16-byte aligned, not 64: their last bytes (a shape's
       // transformation) may lie on one more line than their size fills.
       for (std::size_t offset = 0; offset < kPrefetchRecordBytes; offset += 64)
         __builtin_prefetch(ahead + offset);
       __builtin_prefetch(ahead + kPrefetchRecordBytes - 1);
+      if (next_ + 2 * kPrefetchRecord < order_.size())
+        __builtin_prefetch(&pending_[order_[next_ + 2 * kPrefetchRecord]]);
     }
     if (next_ + kPrefetchReads < order_.size()) {
-      order_[next_ + kPrefetchReads].record->Prefetch();
-      __builtin_prefetch(&fillers_[order_[next_ + kPrefetchReads].key & kIndexBits], 1);
+      const std::uint32_t ahead = order_[next_ + kPrefetchReads];
+      pending_[ahead]->Prefetch();
+      __builtin_prefetch(&fillers_[ahead], 1);
     }
-    ObjectInfo& record = *order_[next_].record;
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
       if (!ActivateFlatBox(record) && !(flatShapes && ActivateFlatShape(record))) {
-        std::unique_ptr<IntervalsFiller>& filler = fillers_[order_[next_].key & kIndexBits];
+        std::unique_ptr<IntervalsFiller>& filler = fillers_[index];
         filler = record.CreateFiller(*this);
         active_.emplace_back(*filler, ColourPlanes() + 3);
       }
     } else {
-      pending_[order_[next_].key & kIndexBits].reset();
+      pending_[index].reset();
     }
   }
   if (active_.size() == first_new) {

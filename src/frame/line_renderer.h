@@ -17,6 +17,7 @@
 // pools.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -85,8 +86,8 @@ class LineRenderer : public LineContext {
 
     bool Retired() const { return filler == nullptr && copy == nullptr; }
   };
-  // Puts order_ in ascending key order; no key's line is past `lastLine`.
-  void OrderByKey(std::size_t lastLine);
+  // Fills order_ with the records' indices by first line, then painting index.
+  void OrderByFirstLine();
   // Adds the records whose first line is `y` to the active list, which then holds
   // no entry retired on an earlier line.
   // `flatShapes`: the line takes flat copies without fillers (ActivateFlatShape).
@@ -134,26 +135,28 @@ class LineRenderer : public LineContext {
   std::vector<QorColor::CmykIndex::Type> cmyk_indexes_;
   std::uint8_t knockout_;
   long long current_line_;
-  bool narrow_;  // the box's pixels can be numbered in 32 bits, as settled runs are
+  long long last_line_;  // the last line a record's first line is clamped to
+  bool narrow_;          // the box's pixels can be numbered in 32 bits, as settled runs are
   // How far ahead of activation a record, then what its filler reads, is prefetched.
   static constexpr std::size_t kPrefetchRecord = 16;
   static constexpr std::size_t kPrefetchReads = 8;
   static constexpr std::size_t kPrefetchRecordBytes = 184;  // fillable records: 120, 184
 
-  // A record's place in the activation order: its first line (from the box's top,
-  // clamped to the box) in the high half of the key, its painting index in the low
-  // half; the record beside the key, so that activation reads one array in order.
-  struct Pending {
-    std::uint64_t key;
-    ObjectInfo* record;
-  };
+  // The line a record is activated on, from the box's first line: its box's top,
+  // clamped to the box.
+  std::uint32_t FirstLine(const ObjectInfo& record) const {
+    const long long top = std::clamp(record.GetPixelBox().top, pixel_box_.top, last_line_);
+    return static_cast<std::uint32_t>(top - pixel_box_.top);
+  }
   static constexpr std::uint64_t kIndexBits = 0xFFFFFFFFu;
 
   // Records by painting index: one dropped unseen is freed at once, the others when
   // the renderer ends.
   std::vector<std::unique_ptr<ObjectInfo>> pending_;
-  std::vector<Pending> order_;  // ascending keys
-  std::size_t next_ = 0;        // the first entry of order_ not yet activated
+  // Painting indices by first line, then index: 4 bytes a record, where the
+  // activation reads the record's first line from the record it activates anyway.
+  std::vector<std::uint32_t> order_;
+  std::size_t next_ = 0;  // the first entry of order_ not yet activated
   // The fillers of the active objects, by painting index; null for records not yet
   // activated, dropped unseen, retired or drawn as flat boxes.
   std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
