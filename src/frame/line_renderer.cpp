@@ -34,7 +34,6 @@ LineRenderer::LineRenderer(const Environment& env, const QorMath::Rectangle<long
     if (static_cast<std::uint64_t>(last_line_ - pixel_box_.top) > kIndexBits ||
         pending_.size() > kIndexBits)
       throw std::length_error("line renderer: more than 2^32 lines or objects on one level");
-    fillers_.resize(pending_.size());
     OrderByFirstLine();
   }
 }
@@ -76,12 +75,13 @@ LineRenderer::~LineRenderer() {
   pools_->FlatPaints().Forget(options_);
 }
 
-LineRenderer::Active::Active(IntervalsFiller& f, std::size_t planes)
+LineRenderer::Active::Active(IntervalsFiller& f, std::uint32_t fillerSlot, std::size_t planes)
     : filler(&f),
       generator(&f.Generator()),
       clip(f.GetClip() && f.GetClip()->HasElements() ? f.GetClip().get() : nullptr),
       copy(f.FlatCopy()),
       index(f.GetIndex()),
+      slot(fillerSlot),
       may_be_hidden(f.MayBeHidden()),
       hides(f.HidesWhatItCovers()),
       steady(copy != nullptr && copy->row.size() == planes && clip == nullptr &&
@@ -113,17 +113,13 @@ void LineRenderer::Activate(long long y, bool flatShapes) {
     if (next_ + kPrefetchReads < order_.size()) {
       const std::uint32_t ahead = order_[next_ + kPrefetchReads];
       pending_[ahead]->Prefetch();
-      __builtin_prefetch(&fillers_[ahead], 1);
     }
     // An activated record stays until the renderer ends, when all are freed in the
     // order they were made: one by one in the order of their first lines, each free
     // missed the cache on the allocator's neighbouring chunks.
     if (y < record.GetPixelBox().bottom) {
-      if (!ActivateFlatBox(record) && !(flatShapes && ActivateFlatShape(record))) {
-        std::unique_ptr<IntervalsFiller>& filler = fillers_[index];
-        filler = record.CreateFiller(*this);
-        active_.emplace_back(*filler, ColourPlanes() + 3);
-      }
+      if (!ActivateFlatBox(record) && !(flatShapes && ActivateFlatShape(record)))
+        active_.push_back(MakeActive(record));
     } else {
       pending_[index].reset();
     }
@@ -209,7 +205,8 @@ bool LineRenderer::ActivateFlatShape(ObjectInfo& record) {
 
 void LineRenderer::Release(const Active& a) {
   if (a.filler != nullptr) {
-    fillers_[a.index].reset();
+    fillers_[a.slot].reset();
+    free_fillers_.push_back(a.slot);
   } else if (a.copy != nullptr) {
     FlatShape& shape = FlatShapeOf(a);
     shape.Finish();
@@ -219,9 +216,22 @@ void LineRenderer::Release(const Active& a) {
 
 void LineRenderer::MakeFiller(Active& a) {
   Release(a);
-  std::unique_ptr<IntervalsFiller>& filler = fillers_[a.index];
-  filler = pending_[a.index]->CreateFiller(*this);
-  a = Active(*filler, ColourPlanes() + 3);
+  a = MakeActive(*pending_[a.index]);
+}
+
+LineRenderer::Active LineRenderer::MakeActive(ObjectInfo& record) {
+  std::unique_ptr<IntervalsFiller> filler = record.CreateFiller(*this);
+  std::uint32_t slot = 0;
+  if (free_fillers_.empty()) {
+    slot = static_cast<std::uint32_t>(fillers_.size());
+    fillers_.emplace_back();
+    free_fillers_.reserve(fillers_.capacity());
+  } else {
+    slot = free_fillers_.back();
+    free_fillers_.pop_back();
+  }
+  fillers_[slot] = std::move(filler);
+  return Active(*fillers_[slot], slot, ColourPlanes() + 3);
 }
 
 void LineRenderer::DropRetired() {
@@ -257,8 +267,6 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
         retired = true;
         continue;
       }
-      // Its owner is far from the entries around it in memory.
-      if (y + 1 == a.bottom && a.filler != nullptr) __builtin_prefetch(&fillers_[a.index], 1);
       if (a.filler != nullptr) {
         a.runs = &a.generator->Runs();
       } else if (fillers_only) {

@@ -57,11 +57,11 @@ class LineRenderer : public LineContext {
  private:
   // One active object: its filler and what the per-line loop reads of it, kept
   // together so that a line crossed by thousands of objects touches one array. The
-  // entry refers to its filler (fillers_ owns it) and is copied freely when the
-  // list is merged.
+  // entry refers to its filler (its slot of fillers_ owns it) and is copied freely
+  // when the list is merged.
   struct Active {
     Active() = default;  // a place in the merge's buffer
-    Active(IntervalsFiller& filler, std::size_t planes);
+    Active(IntervalsFiller& filler, std::uint32_t fillerSlot, std::size_t planes);
     // Null for a flat box or shape (then copy is not) and once retired (then
     // neither is set).
     IntervalsFiller* filler = nullptr;
@@ -76,6 +76,7 @@ class LineRenderer : public LineContext {
     OpaqueFlatBatch::SettledRun run{};
     long long bottom = 0;
     std::uint32_t index = 0;
+    std::uint32_t slot = 0;  // the filler's place in fillers_, when there is a filler
     bool may_be_hidden = false;
     bool hides = false;
     // An unclipped flat copy of this renderer's planes whose runs stay the same on
@@ -113,6 +114,9 @@ class LineRenderer : public LineContext {
     // Every such copy is one of flat_shapes_, which the renderer owns and writes.
     return static_cast<FlatShape&>(const_cast<OpaqueFlatCopy&>(*a.copy));
   }
+  // Makes `record`'s filler, keeps it in a free slot of fillers_ and returns its
+  // entry.
+  Active MakeActive(ObjectInfo& record);
   // Gives a flat box or shape its filler, for a line that needs one (hit lists, or
   // other planes or span): the record's filler, whose generator starts at the
   // line it is first asked for, as the one it replaces would read there.
@@ -157,9 +161,12 @@ class LineRenderer : public LineContext {
   // activation reads the record's first line from the record it activates anyway.
   std::vector<std::uint32_t> order_;
   std::size_t next_ = 0;  // the first entry of order_ not yet activated
-  // The fillers of the active objects, by painting index; null for records not yet
-  // activated, dropped unseen, retired or drawn as flat boxes.
+  // The fillers of the active objects in slots given back when their objects
+  // retire and taken again by the next: as many as objects with fillers cross one
+  // line, not one per record. The free list has room for every slot, so giving
+  // one back never allocates.
   std::vector<std::unique_ptr<IntervalsFiller>> fillers_;
+  std::vector<std::uint32_t> free_fillers_;
   std::vector<Active> active_;  // by painting index
   std::vector<Active> merged_;  // scratch for Activate's merge
   bool has_retired_ = false;    // active_ holds retired entries
