@@ -237,6 +237,51 @@ TEST(ScanConverter, ActivatedRecordsLiveUntilTheEnd) {
   EXPECT_EQ(prefetched, kObjects - 8) << "each record but the last few, once";
 }
 
+// Objects ending and starting on the same lines, out of painting order, each draw
+// with their own filler however the renderer's filler slots are given back and
+// taken again: when every object has a filler, and when flat boxes take fillers
+// only on the lines that list hits.
+TEST(ScanConverter, FillersOfEndingAndStartingObjectsStayTheirOwn) {
+  constexpr int kObjects = 60;
+  constexpr long long kLines = 18;
+  auto top = [](int k) { return (k * 7) % 13; };
+  auto height = [](int k) { return 1 + k % 5; };
+  auto value = [](int k) { return static_cast<float>(k + 1) / 64.0f; };
+  auto covers = [&](int k, long long y) { return y >= top(k) && y < top(k) + height(k); };
+  Scene scene;
+  for (int k = 0; k < kObjects; ++k)
+    scene.Add(Rect(k, top(k) + 0.2, k + 0.8, top(k) + height(k) - 0.3),
+              QorColor::Color{{"Cyan", value(k)}});
+  auto expect_line = [&](const QorColor::Component* line, long long y) {
+    ASSERT_NE(line, nullptr) << y;
+    for (int k = 0; k < kObjects; ++k)
+      EXPECT_EQ(line[k * 3], covers(k, y) ? value(k) : 0.0f) << k << " " << y;
+  };
+
+  QorSc::ObjectCollection wrapped =
+      scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 60, kLines});
+  int prefetched = 0, destroyed = 0;
+  for (auto& record : wrapped.objects->records)
+    record = std::make_unique<Counted>(std::move(record), record->GetPixelBox(), &prefetched,
+                                       &destroyed);
+  QorSc::ScanConverter fillers(std::move(wrapped));
+  QorSc::ScanConverter mixed(scene.Collect(QorSc::Options(kPlates, {}), Box{0, 0, 60, kLines}));
+  for (long long y = 0; y < kLines; ++y) {
+    expect_line(fillers.GetLine(), y);
+    if (y % 2 == 0) {
+      expect_line(mixed.GetLine(), y);
+      continue;
+    }
+    std::vector<std::size_t> expected;
+    for (int k = 0; k < kObjects; ++k) {
+      if (covers(k, y)) expected.push_back(static_cast<std::size_t>(k) + 1);
+    }
+    EXPECT_EQ(mixed.GetObjectsOnNextLine(), expected) << y;
+  }
+  EXPECT_EQ(fillers.GetLine(), nullptr);
+  EXPECT_EQ(mixed.GetLine(), nullptr);
+}
+
 TEST(ScanConverter, BytesConvertInSinglePrecision) {
   EXPECT_EQ(QorSc::ComponentToByte(0.503921568f), 129) << "double arithmetic gives 128";
   EXPECT_EQ(QorSc::ComponentToByte(0.00001f), 1) << "a trace of ink stays visible";
