@@ -35,7 +35,7 @@ struct FlatShape : OpaqueFlatCopy {
 
   // A path generator holding more than this is freed with its object: the long
   // outlines of a page of strokes would otherwise keep their edges in idle shapes.
-  static constexpr std::size_t kKeptGeneratorBytes = 8192;
+  static constexpr std::size_t kKeptGeneratorBytes = 2048;
 
   // Forgets the object, keeping the path generator's storage when it is small.
   void Finish() {
