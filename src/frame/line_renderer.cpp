@@ -173,7 +173,7 @@ bool LineRenderer::ActivateFlatBox(ObjectInfo& record) {
   Active& a = active_.emplace_back();
   a.copy = &copy;
   a.run = OpaqueFlatBatch::Settle(box.left, box.right, pixel_box_.left, pixel_box_.right);
-  a.bottom = box.bottom;
+  a.bottom = SettledBottom(box.bottom);
   a.index = record.GetIndex();
   a.may_be_hidden = true;
   a.hides = true;
@@ -315,7 +315,7 @@ void LineRenderer::RenderLine(long long y, LineBuffer& line, std::vector<std::si
       a.settled = true;
       a.run = OpaqueFlatBatch::Settle(runs->front().start, runs->front().End(), pixel_box_.left,
                                       pixel_box_.right);
-      a.bottom = a.generator->GetPixelBox().bottom;
+      a.bottom = SettledBottom(a.generator->GetPixelBox().bottom);
     }
     ++drawn;
   }

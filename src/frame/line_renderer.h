@@ -18,6 +18,7 @@
 #pragma once
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -72,9 +73,10 @@ class LineRenderer : public LineContext {
     const OpaqueFlatCopy* copy = nullptr;
     const RunList* runs = nullptr;  // on this line, after the clip (null: nothing to draw)
     // A settled object's one run as bits of the batch's union (SettledRun) and the
-    // line its box ends on.
+    // line its box ends on, in 32 bits as record boxes are (SettledBottom), so that
+    // an entry stays 80 bytes with its filler's slot.
     OpaqueFlatBatch::SettledRun run{};
-    long long bottom = 0;
+    std::int32_t bottom = 0;
     std::uint32_t index = 0;
     std::uint32_t slot = 0;  // the filler's place in fillers_, when there is a filler
     bool may_be_hidden = false;
@@ -87,6 +89,7 @@ class LineRenderer : public LineContext {
 
     bool Retired() const { return filler == nullptr && copy == nullptr; }
   };
+  static_assert(sizeof(Active) <= 80, "the merge copies every active entry on most lines");
   // Fills order_ with the records' indices by first line, then painting index.
   void OrderByFirstLine();
   // Adds the records whose first line is `y` to the active list, which then holds
@@ -113,6 +116,11 @@ class LineRenderer : public LineContext {
   static FlatShape& FlatShapeOf(const Active& a) {
     // Every such copy is one of flat_shapes_, which the renderer owns and writes.
     return static_cast<FlatShape&>(const_cast<OpaqueFlatCopy&>(*a.copy));
+  }
+  // A settled entry's bottom: a generator's box lies within its record's, whose
+  // sides are 32-bit; clamped all the same.
+  static std::int32_t SettledBottom(long long bottom) {
+    return static_cast<std::int32_t>(std::clamp<long long>(bottom, INT32_MIN, INT32_MAX));
   }
   // Makes `record`'s filler, keeps it in a free slot of fillers_ and returns its
   // entry.
