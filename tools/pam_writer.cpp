@@ -33,8 +33,7 @@ PamWriter::PamWriter(const std::filesystem::path& path, long long width, long lo
       width_(static_cast<std::size_t>(width)),
       depth_(plates.size() + (label_channel ? 1 : 0)),
       rows_left_(height),
-      block_(std::max<std::size_t>(
-                 1, BufferedStream::kBufferBytes / std::max<std::size_t>(1, width_ * depth_)) *
+      block_(std::max<std::size_t>(1, kBlockBytes / std::max<std::size_t>(1, width_ * depth_)) *
              width_ * depth_),
       stream_(path_, 0) {
   const std::string header = "P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " +

@@ -24,7 +24,7 @@ class PamWriter final : public LineSink {
   PamWriter& operator=(const PamWriter&) = delete;
 
   // Lines come pixel after pixel, as the file stores them. One thread renders them
-  // into the writer's block of lines (about a megabyte), written when full; with
+  // into the writer's block of lines (about kBlockBytes), written when full; with
   // several threads a band is written at once. Either way without a copy.
   bool TakesPixels() const override { return true; }
   unsigned char* NextLine() override;
@@ -37,6 +37,10 @@ class PamWriter final : public LineSink {
   static std::string TupleType(const std::vector<std::string>& plates, bool label_channel);
 
  private:
+  // Half a megabyte: written as fast as a megabyte (a quarter cost 8 % more on a
+  // 1200-dpi page), and a page's peak memory holds the block whole.
+  static constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
+
   [[noreturn]] void Fail(const std::string& what) const;
   // Writes the block's lines.
   void Flush();
