@@ -52,10 +52,13 @@ bool SameBits(double a, double b) {
   return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
-// Whether an outline strokes with the object's own style, so that the record can
-// keep the path alone and take the rest from the object when it is activated.
-bool StrokesWithStyle(const Morv::StrokeOutline& outline, const QorDoc::StrokeStyle& style) {
+// Whether an outline strokes with the object's own style, its width widened by
+// `widening`, so that the record can keep the path alone and take the rest from the
+// object when it is activated.
+bool StrokesWithStyle(const Morv::StrokeOutline& outline, const QorDoc::StrokeStyle& style,
+                      const StrokeWidening& widening) {
   if (outline.GetPath() == nullptr || outline.GetCap() != style.cap ||
+      !SameBits(outline.GetWidth(), widening.Apply(style.width)) ||
       outline.GetJoin() != style.join || !SameBits(outline.GetMiterLimit(), style.miterLimit)) {
     return false;
   }
@@ -135,7 +138,7 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     const Morv::MilliPointTransformation& paintPlacement,
     const std::shared_ptr<const QorBlend::Transparency>& transparency, bool stroke,
     std::shared_ptr<const ShapePlacement>* sharedPlacement, const QorDoc::Path* path,
-    std::unique_ptr<SoftMaskRecord> softMask) {
+    std::unique_ptr<SoftMaskRecord> softMask, const StrokeWidening& widening) {
   if (!paint) throw std::invalid_argument("FillableObjectInfo: an object needs a paint");
   HeldParts held;
   // A fill in the object's own fill paint reads it from the object: one reference
@@ -176,7 +179,7 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     kind = ShapeKind::kFlatCompound;
   } else if (geometry.outline) {
     if (stroke && documentObject != nullptr &&
-        StrokesWithStyle(*geometry.outline, documentObject->GetStrokeStyle())) {
+        StrokesWithStyle(*geometry.outline, documentObject->GetStrokeStyle(), widening)) {
       pointer = geometry.outline->GetPath();
       kind = ShapeKind::kStroke;
     } else {
@@ -191,15 +194,16 @@ std::unique_ptr<FillableObjectInfo> FillableObjectInfo::Make(
     return New<FillableObjectInfo>(std::move(held), documentObject, geometry.pixelBox, kind, false,
                                    stroke);
   }
-  ShapePlacement own{geometry.transformation};
+  ShapePlacement own{geometry.transformation, {}, 0.0};
   if (kind == ShapeKind::kStroke) {
-    own.strokeWidth = geometry.outline->GetWidth();
+    own.widening = widening;
     own.strokeTolerance = geometry.outline->GetTolerance();
   }
-  // Only a stroke kept by reference reads the width and flatness.
+  // Only a stroke kept by reference reads the widening and flatness.
   auto same = [&](const ShapePlacement& p) {
     return Morv::IdenticalBits(p.transformation, own.transformation) &&
-           (kind != ShapeKind::kStroke || (SameBits(p.strokeWidth, own.strokeWidth) &&
+           (kind != ShapeKind::kStroke || (SameBits(p.widening.minimum, own.widening.minimum) &&
+                                           SameBits(p.widening.scale, own.widening.scale) &&
                                            SameBits(p.strokeTolerance, own.strokeTolerance)));
   };
   std::shared_ptr<const ShapePlacement> placement;
@@ -310,8 +314,9 @@ GeometrySource FillableObjectInfo::GetGeometry() const {
     case ShapeKind::kStroke: {
       const QorDoc::StrokeStyle& style = document_object_->GetStrokeStyle();
       source.outline = std::make_shared<const Morv::StrokeOutline>(
-          std::static_pointer_cast<const Morv::Compound>(pointer), placement.strokeWidth, style.cap,
-          style.join, style.miterLimit, DashOf(style), placement.strokeTolerance);
+          std::static_pointer_cast<const Morv::Compound>(pointer),
+          placement.widening.Apply(style.width), style.cap, style.join, style.miterLimit,
+          DashOf(style), placement.strokeTolerance);
       break;
     }
     case ShapeKind::kMask:
@@ -343,8 +348,8 @@ GeometryRef FillableObjectInfo::GetGeometryRef(std::optional<Morv::StrokeOutline
     case ShapeKind::kStroke: {
       const QorDoc::StrokeStyle& style = document_object_->GetStrokeStyle();
       stroke.emplace(Morv::StrokeOutline::Borrowing(
-          *static_cast<const Morv::Compound*>(pointer), placement.strokeWidth, style.cap,
-          style.join, style.miterLimit, DashOf(style), placement.strokeTolerance));
+          *static_cast<const Morv::Compound*>(pointer), placement.widening.Apply(style.width),
+          style.cap, style.join, style.miterLimit, DashOf(style), placement.strokeTolerance));
       ref.outline = &*stroke;
       break;
     }

@@ -51,24 +51,44 @@ std::unique_ptr<IntervalsFiller> CreateElementaryFiller(LineRenderer& renderer,
                                                         const ElementaryFillerParts& parts,
                                                         std::unique_ptr<SoftMaskRecord> softMask);
 
+// How the strokes under one shape transformation are widened to the minimal stroke
+// width: a stroke narrower than `minimum` device units, at `scale` device units per
+// unit of its path, is drawn `minimum` wide; a zero minimum widens nothing. The
+// collector and a stroke's activation work the width out by this one function, so
+// both get the same bits.
+struct StrokeWidening {
+  double minimum = 0.0;
+  double scale = 0.0;
+
+  double Apply(double width) const {
+    if (minimum == 0.0) return width;
+    if (scale != 0.0 && scale * width < minimum) return minimum / scale;
+    return width;
+  }
+};
+
 class FillableObjectInfo : public ObjectInfo {
  public:
   // Where a record's shape is placed, shared by records placed alike (a plot's
-  // strokes hold one): the shape transformation and, for a stroke kept as its
-  // document object's path and style, the width it is stroked with (after the
-  // minimal stroke width) and the flatness of its curves in the path's units.
+  // strokes, a page of strokes of every width, hold one): the shape transformation
+  // and, for a stroke kept as its document object's path and style, how its width is
+  // widened and the flatness of its curves in the path's units. The width itself is
+  // the document object's, widened at activation, so strokes of different widths
+  // share a placement.
   struct ShapePlacement {
     Morv::MilliPointTransformation transformation;
-    double strokeWidth = 0.0;
+    StrokeWidening widening;
     double strokeTolerance = 0.0;
   };
 
   // A record of the size `geometry` needs: a box source (coverage is the pixel box)
   // keeps neither shape nor transformation. Throws std::invalid_argument without a
   // paint.
-  // A stroke outline whose path is shared and whose cap, join, miter limit and dash
-  // are the document object's keeps only its path (and its width and flatness in the
-  // placement): it is stroked again from the document object's style at activation.
+  // A stroke outline whose path is shared, whose cap, join, miter limit and dash are
+  // the document object's and whose width is the object's widened by `widening`
+  // keeps only its path (and the widening and flatness in the placement): it is
+  // stroked again from the document object's style at activation; any other outline
+  // is kept whole.
   // `sharedPlacement`, when given, holds the shape placement of an earlier record (or
   // null): a record with a shape shares it when its own is the same, bit for bit, and
   // otherwise leaves its own there for the next record. `path`, when it is the
@@ -82,7 +102,8 @@ class FillableObjectInfo : public ObjectInfo {
       const Morv::MilliPointTransformation& paintPlacement,
       const std::shared_ptr<const QorBlend::Transparency>& transparency, bool stroke,
       std::shared_ptr<const ShapePlacement>* sharedPlacement = nullptr,
-      const QorDoc::Path* path = nullptr, std::unique_ptr<SoftMaskRecord> softMask = nullptr);
+      const QorDoc::Path* path = nullptr, std::unique_ptr<SoftMaskRecord> softMask = nullptr,
+      const StrokeWidening& widening = {});
 
   // Records are made by Make alone, each in one block with the parts it holds.
   static void operator delete(void* block) { ::operator delete(block); }

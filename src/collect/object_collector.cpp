@@ -81,7 +81,7 @@ double ObjectCollector::MinimalWidthReach(const QorDoc::Fillable& object, const 
   if (!object.GetStrokePaint()) return dropouts;
   const Transformation t = Morv::Compose(Current(), own);
   QorDoc::StrokeStyle style = object.GetStrokeStyle();
-  const double width = StrokeWidth(style.width, t);
+  const double width = Widening(t).Apply(style.width);
   if (!(width > style.width)) return dropouts;  // the visual box already holds the stroke
   style.width = width;
   const double pixels = style.Reach() * LargestStretch(t) *
@@ -181,18 +181,14 @@ std::unique_ptr<SoftMaskRecord> ObjectCollector::CollectSoftMask(
   return std::make_unique<SoftMaskRecord>(SoftMaskRecord{mask, collector.TakeContainer()});
 }
 
-double ObjectCollector::StrokeWidth(double width, const Transformation& t) const {
+StrokeWidening ObjectCollector::Widening(const Transformation& t) const {
   const long long minimum = options_.GetMinimalStrokeWidth();
-  if (minimum == 0) return width;
+  if (minimum == 0) return {};
   const double r = std::sqrt(t.a * t.a + t.b * t.b);
   const double q = r != 0.0 ? (t.a * t.d - t.b * t.c) / r : 1.0;
   const double fx = env_.WorldToInternalXFactor();
   const double fy = env_.WorldToInternalYFactor();
-  const double s = std::max(std::fabs(q), r) * std::sqrt(fx * fx + fy * fy);
-  if (s != 0.0 && s * width < static_cast<double>(minimum)) {
-    return static_cast<double>(minimum) / s;
-  }
-  return width;
+  return {static_cast<double>(minimum), std::max(std::fabs(q), r) * std::sqrt(fx * fx + fy * fy)};
 }
 
 const std::shared_ptr<const Morv::Compound>& ObjectCollector::Outline::Compound() {
@@ -290,7 +286,7 @@ std::vector<Morv::MilliPointPoint> ObjectCollector::DropoutSquares(
 
 void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
                                    const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke,
-                                   const QorDoc::Path* path) {
+                                   const QorDoc::Path* path, const StrokeWidening& widening) {
   // Most objects are flat: their type says so without a cast through the hierarchy.
   const auto* shading = paint->GetType() == QorPaint::kFlatPaint
                             ? nullptr
@@ -307,11 +303,11 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
       Append(FillableObjectInfo::Make(
           &object, &object, clips_.back(), geometry,
           std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(),
-          transparency, stroke));
+          transparency, stroke, nullptr, nullptr, nullptr, widening));
     }
     Append(FillableObjectInfo::Make(&object, &object, clips_.back(), geometry, paint, Current(),
                                     transparency, stroke, &last_shape_placement_, path,
-                                    CollectSoftMask(transparency)));
+                                    CollectSoftMask(transparency), widening));
     return;
   }
   // Under the object's opacity, blend mode or soft mask, background and shading are
@@ -324,9 +320,10 @@ void ObjectCollector::AppendShaded(const QorDoc::Fillable& object, const Geometr
   unit.Append(FillableObjectInfo::Make(
       &object, &object, unit.clips_.back(), geometry,
       std::make_shared<const QorPaint::FlatPaint>(*shading->GetBackground()), Current(), opaque,
-      stroke));
+      stroke, nullptr, nullptr, nullptr, widening));
   unit.Append(FillableObjectInfo::Make(&object, &object, unit.clips_.back(), geometry, paint,
-                                       Current(), opaque, stroke));
+                                       Current(), opaque, stroke, nullptr, nullptr, nullptr,
+                                       widening));
   auto group_transparency =
       std::make_shared<QorBlend::Transparency>(t.GetBlendMode(), alpha, alpha, t.GetAlphaIsShape());
   group_transparency->SetNonSeparableMode(t.GetNonSeparableMode())
@@ -365,8 +362,9 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
     // pieces); any other outline is boxed by its path's box grown by its reach, which
     // may be larger than the outline's own box but never misses a piece, and a larger
     // box changes no run.
+    const StrokeWidening widening = Widening(t);
     const auto stroke = std::make_shared<const Morv::StrokeOutline>(
-        outline.Compound(), StrokeWidth(style.width, t), style.cap, style.join, style.miterLimit,
+        outline.Compound(), widening.Apply(style.width), style.cap, style.join, style.miterLimit,
         style.dash.array.empty() ? nullptr : &style.dash,
         Morv::CurveErrorForTransformation(env_.GetCurveError(), t));
     const GeometrySource geometry =
@@ -374,7 +372,7 @@ void ObjectCollector::AddFillable(const QorDoc::Fillable& object, Outline& outli
             ? MakeGeometrySource(env_, clip_box,
                                  std::make_shared<const Morv::Compound>(stroke->ToCompound()), t)
             : MakeGeometrySource(env_, clip_box, stroke, t);
-    AppendShaded(object, geometry, object.GetStrokePaint(), true, path);
+    AppendShaded(object, geometry, object.GetStrokePaint(), true, path, widening);
   }
 }
 

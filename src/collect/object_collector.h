@@ -72,9 +72,10 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   // goes just before it, or both go in one group when the object has transparency.
   // `path` is the object when it is a path, whose own compound a record may read
   // instead of holding.
+  // `widening` is how a stroke's width was widened to the minimal stroke width.
   void AppendShaded(const QorDoc::Fillable& object, const GeometrySource& geometry,
                     const std::shared_ptr<const QorPaint::Paint>& paint, bool stroke,
-                    const QorDoc::Path* path);
+                    const QorDoc::Path* path, const StrokeWidening& widening = {});
   // The geometry of a fillable object: a compound, or a lone text's glyphs, which
   // are merged into one compound only when something needs it (a stroke, or a fill
   // that the flattened glyphs cannot serve).
@@ -110,7 +111,8 @@ class ObjectCollector final : public QorDoc::ConstVisitorBase {
   std::vector<Morv::MilliPointPoint> DropoutSquares(const Morv::MilliPointTransformation& t,
                                                     const std::vector<DropoutPixel>& pixels,
                                                     FlatOutline& flat) const;
-  double StrokeWidth(double width, const Morv::MilliPointTransformation& t) const;
+  // How strokes under `t` are widened to the minimal stroke width.
+  StrokeWidening Widening(const Morv::MilliPointTransformation& t) const;
   void Append(std::unique_ptr<ObjectInfo> record);
 
   const Environment& env_;

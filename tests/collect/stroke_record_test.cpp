@@ -1,7 +1,8 @@
 // Stroke records keep their object's path and read its style at activation: the
 // runs are those of the stroke's own compound, whatever the cap, join, dash and
-// minimal width; a record given an outline of another style keeps that outline; and
-// records share a placement only when their stroke width and flatness agree too.
+// minimal width; a record given an outline of another style or width keeps that
+// outline; and records share a placement only when their widening and flatness agree
+// too, whatever their own widths.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -149,10 +150,35 @@ TEST(StrokeRecords, KeepAnOutlineOfAnotherStyleAndSharePlacementsOnlyWhenStroked
   EXPECT_EQ(last.get(), first)
       << "an outline kept whole shares any placement of its transformation";
 
-  // Stroked by reference with another width: a placement of its own.
-  const auto wider = make(outline(80.0, Morv::LineCap::kRound), true);
-  EXPECT_NE(last.get(), first);
-  EXPECT_EQ(wider->GetGeometry().outline->GetWidth(), 80.0);
+  // A width the object's style does not give: the outline is kept whole.
+  const auto wider_outline = outline(80.0, Morv::LineCap::kRound);
+  EXPECT_EQ(make(wider_outline, true)->GetGeometry().outline, wider_outline);
+  EXPECT_EQ(last.get(), first);
+
+  // Widened to the minimal width: kept by its path, the width worked out again at
+  // activation; strokes widened alike share the placement whatever their own widths.
+  QorDoc::Fillable::Painting thin_painting;
+  thin_painting.stroke = Flat();
+  thin_painting.strokeStyle.width = 20.0;
+  thin_painting.strokeStyle.cap = Morv::LineCap::kRound;
+  const auto thin = builder.AddPath(page, curve, std::move(thin_painting));
+  const QorSc::StrokeWidening widening{3.0, 0.05};  // at least 60 wide
+  auto make_widened = [&](const QorDoc::Path& object, double width) {
+    QorSc::GeometrySource source{box, nullptr, nullptr, placed};
+    source.outline = outline(width, Morv::LineCap::kRound);
+    return QorSc::FillableObjectInfo::Make(&object, &object, nullptr, source, Flat(), {}, nullptr,
+                                           true, &last, nullptr, nullptr, widening);
+  };
+  const auto widened = make_widened(*thin, 60.0);
+  EXPECT_NE(widened->GetGeometry().outline->GetPath(), nullptr);
+  EXPECT_EQ(widened->GetGeometry().outline->GetWidth(), 60.0);
+  const auto* widened_placement = last.get();
+  EXPECT_NE(widened_placement, first) << "another widening";
+  const auto wide = make_widened(*path, 60.0);  // 50 wide, widened too
+  EXPECT_EQ(wide->GetGeometry().outline->GetWidth(), 60.0);
+  EXPECT_EQ(last.get(), widened_placement) << "widened alike";
+  EXPECT_EQ(make_widened(*thin, 61.0)->GetGeometry().outline->GetWidth(), 61.0)
+      << "a width the widening does not give is kept with its outline";
   EXPECT_EQ(by_path->GetGeometry().outline->GetWidth(), 50.0);
 }
 
