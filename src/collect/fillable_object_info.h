@@ -183,6 +183,8 @@ class FillableObjectInfo : public ObjectInfo {
   template <class Record, class... Args>
   static std::unique_ptr<FillableObjectInfo> New(HeldParts&& held, Args&&... args);
 
+  // How far a path made in one block reaches beyond the path object's address.
+  static constexpr std::size_t kPathBlockBytes = 200;
   // Bits of held_: which parts follow the record.
   static constexpr std::uint8_t kHeldPaint = 1;
   static constexpr std::uint8_t kHeldClip = 2;
