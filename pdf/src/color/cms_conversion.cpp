@@ -91,10 +91,9 @@ cmsHTRANSFORM CmykTransform::TransformFor(int intent) const {
   if (!intents_tried_[slot]) {
     intents_tried_[slot] = true;
     std::lock_guard<std::mutex> profiles(destination_->mutex);
-    intents_[slot] =
-        cmsCreateTransform(source_, format_, destination_->profile,
-                           to_output_ ? TYPE_CMYK_DBL : TYPE_RGB_DBL,
-                           static_cast<cmsUInt32Number>(intent), kFlags);
+    intents_[slot] = cmsCreateTransform(source_, format_, destination_->profile,
+                                        to_output_ ? TYPE_CMYK_DBL : TYPE_RGB_DBL,
+                                        static_cast<cmsUInt32Number>(intent), kFlags);
   }
   return intents_[slot] ? intents_[slot] : transform_;
 }
@@ -201,8 +200,7 @@ void CmykTransform::ToCmyk(const double* in, std::size_t count, double* out, int
   }
 }
 
-CmsConversion::CmsConversion()
-    : srgb_(std::make_shared<CmsDestination>(cmsCreate_sRGBProfile())) {}
+CmsConversion::CmsConversion() = default;
 
 CmsConversion::~CmsConversion() = default;
 
@@ -247,6 +245,9 @@ std::shared_ptr<const CmykTransform> CmsConversion::Make(cmsHPROFILE source,
   }
   const cmsInt32Number channels = cmsChannelsOfColorSpace(cmsGetColorSpace(source));
   const cmsUInt32Number format = cmsFormatterForColorspaceOfProfile(source, 0, TRUE);
+  // The built-in destination is made with the first profile that needs it: most
+  // pages have none, and LittleCMS's tables stay out of their memory.
+  if (!output_ && !srgb_) srgb_ = std::make_shared<CmsDestination>(cmsCreate_sRGBProfile());
   const std::shared_ptr<CmsDestination>& destination = output_ ? output_ : srgb_;
   cmsHTRANSFORM transform = nullptr;
   if (channels > 0 && channels < cmsMAXCHANNELS && format != 0 && destination->profile) {

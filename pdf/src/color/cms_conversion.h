@@ -91,8 +91,7 @@ class CmykTransform {
   // nothing written, for other inputs and where there is no such transform (sRGB
   // without an output profile needs no colour management: it separates exactly).
   // Allocates nothing.
-  bool ToCmykBytes(const std::uint8_t* in, std::size_t count, std::uint8_t* out,
-                   int intent) const;
+  bool ToCmykBytes(const std::uint8_t* in, std::size_t count, std::uint8_t* out, int intent) const;
 
  private:
   cmsHTRANSFORM TransformFor(int intent) const;

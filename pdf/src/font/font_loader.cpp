@@ -77,7 +77,14 @@ std::uint32_t FlagsOf(QPDFObjectHandle descriptor) {
   return static_cast<std::uint32_t>(flags.getIntValue() & 0xFFFFFFFF);
 }
 
-FontLoader::FontLoader() : library_(MakeFreeTypeLibrary()) {}
+FontLoader::FontLoader() = default;
+
+// Started with the first program: a page without text never loads FreeType's modules
+// (half a megabyte of its code and tables resident).
+const FreeTypeLibrary& FontLoader::Library() {
+  if (!library_) library_ = MakeFreeTypeLibrary();
+  return library_;
+}
 
 LoadedProgram FontLoader::Load(const std::string& base_font, QPDFObjectHandle descriptor,
                                bool allow_substitute, std::string& problem) {
@@ -100,7 +107,7 @@ LoadedProgram FontLoader::Load(const std::string& base_font, QPDFObjectHandle de
       auto bytes = StreamBytes(stream, problem);
       if (!bytes) return loaded;
       std::string error;
-      loaded.program = FontProgram::Open(library_, std::move(*bytes), error);
+      loaded.program = FontProgram::Open(Library(), std::move(*bytes), error);
       if (!loaded.program && problem.empty()) problem = "embedded " + loaded.kind + " " + error;
       return loaded;
     }
@@ -170,7 +177,7 @@ std::shared_ptr<FontProgram> FontLoader::Substitute(const std::string& path,
     return it->second;
   }
   std::string error;
-  auto program = FontProgram::OpenFileFace(library_, path, family, error);
+  auto program = FontProgram::OpenFileFace(Library(), path, family, error);
   if (!program && problem.empty()) problem = "substitute " + path + ": " + error;
   substitutes_.emplace(key, program);
   return program;

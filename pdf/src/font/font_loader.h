@@ -60,6 +60,9 @@ class FontLoader {
   std::shared_ptr<FontProgram> Substitute(const std::string& path, const std::string& family,
                                           std::string& problem);
 
+  // The FreeType library, started on first use.
+  const FreeTypeLibrary& Library();
+
   FreeTypeLibrary library_;
   // By path and family (the face of a collection file).
   std::map<std::pair<std::string, std::string>, std::shared_ptr<FontProgram>> substitutes_;
