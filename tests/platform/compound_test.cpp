@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <span>
 #include <utility>
@@ -57,6 +59,55 @@ TEST(Subpath, OneFormPerSubpathReadsBackAsSegments) {
   EXPECT_EQ(empty.Start(), Point(0, 0));
   EXPECT_TRUE(empty.Segments().empty());
   EXPECT_EQ(Points(empty.VectorPoints()), std::vector<Point>{Point(0, 0)});
+}
+
+// A curved subpath of up to four points (a lone cubic, a quadratic and a line) is
+// held without a block of its own and reads back like any other: its segments, its
+// box gathered in the curves' order (an end before its controls, which decides the
+// sign of a zero corner), through copies, moves and transformations.
+TEST(Subpath, ShortCurvesReadBackWhereverTheyAreHeld) {
+  using Kinds = std::vector<std::vector<Segment>>;
+  for (const std::vector<Segment>& segments :
+       Kinds{{Segment::Cubic({0.0, 1}, {9, 9}, {-0.0, 2})},
+             {Segment::Quadratic({7, -3}, {2, 2}), Segment::Line({-0.0, 4})},
+             {Segment::Line({8, 8}), Segment::Quadratic({-0.0, 9}, {0.0, 1})},
+             {Segment::Quadratic({1, 1}, {2, 0})},
+             {Segment::Cubic({1, 1}, {2, 1}, {3, 0}), Segment::Line({5, 5})}}) {
+    const Subpath curve({5, 5}, segments, true);
+    SCOPED_TRACE(segments.size());
+    EXPECT_TRUE(curve.HasCurves());
+    EXPECT_EQ(curve.Segments().size(), segments.size());
+    EXPECT_EQ(Collect(curve), segments);
+    EXPECT_EQ(curve.Segments()[segments.size() - 1], segments.back());
+    double x0 = 5, x1 = 5, y0 = 5, y1 = 5;
+    for (const Segment& seg : segments) {
+      std::vector<Point> points = {seg.end};
+      if (seg.kind != Subpath::SegmentKind::kLine) points.push_back(seg.control1);
+      if (seg.kind == Subpath::SegmentKind::kCubic) points.push_back(seg.control2);
+      for (const Point& p : points) {
+        x0 = std::min(x0, p.x.Value());
+        x1 = std::max(x1, p.x.Value());
+        y0 = std::min(y0, p.y.Value());
+        y1 = std::max(y1, p.y.Value());
+      }
+    }
+    const Morv::MilliPointRectangle box = curve.GetBoundingBox();
+    EXPECT_EQ(box, Morv::MilliPointRectangle(x0, y0, x1 - x0, y1 - y0));
+    EXPECT_EQ(std::signbit(box.X()), std::signbit(x0));
+
+    Subpath copy(curve);
+    const Subpath moved(std::move(copy));
+    EXPECT_EQ(Collect(moved), segments);
+    const Subpath shifted = curve.Transformed(Morv::MilliPointTransformation{1, 0, 0, 1, 10, 0});
+    ASSERT_EQ(shifted.Segments().size(), segments.size());
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      EXPECT_EQ(shifted.Segments()[i].kind, segments[i].kind);
+      EXPECT_EQ(shifted.Segments()[i].end.x.Value(), segments[i].end.x.Value() + 10);
+    }
+    const Morv::Compound compound(std::vector<Subpath>{curve}, Morv::kNonZero);
+    EXPECT_EQ(Collect(compound.GetSubpaths()[0]), segments);
+    EXPECT_EQ(compound.GetBoundingBox(), box);
+  }
 }
 
 // The builder stores a path without curves as points, with no spare room, and a

@@ -30,8 +30,7 @@ struct BoxAccumulator {
 // The box of a subpath with curves, its points taken in the order the box has always
 // been gathered in (start, then each segment's end before its controls): min and max
 // keep the first of equal values, so the order decides the sign of a zero corner.
-MilliPointRectangle CurveBox(const Point* points, const SegmentKind* kinds,
-                             std::size_t segments) {
+MilliPointRectangle CurveBox(const Point* points, const SegmentKind* kinds, std::size_t segments) {
   BoxAccumulator box(points[0]);
   std::size_t p = 1;
   for (std::size_t i = 0; i < segments; ++i) {
@@ -51,6 +50,7 @@ Subpath::Subpath(std::span<const Point> points, std::span<const SegmentKind> kin
   point_count_ = static_cast<std::uint32_t>(points.size());
   if (IsInline()) {
     SetInline(points.data());
+    std::copy(kinds.begin(), kinds.end(), inline_kinds_);
     return;
   }
   const std::size_t bytes = points.size() * sizeof(Point) + kinds.size();
@@ -60,8 +60,8 @@ Subpath::Subpath(std::span<const Point> points, std::span<const SegmentKind> kin
   std::construct_at(&block_);
   block_.points = stored;
   block_.segments = static_cast<std::uint32_t>(kinds.size());
-  block_.box = curves_ ? CurveBox(stored, Kinds(), kinds.size())
-                       : PointsBoundingBox(stored, points.size());
+  block_.box =
+      curves_ ? CurveBox(stored, Kinds(), kinds.size()) : PointsBoundingBox(stored, points.size());
 }
 
 Subpath Subpath::FromSegments(Point start, std::span<const Segment> segments, bool closed) {
@@ -100,6 +100,7 @@ bool Subpath::CopyHeader(const Subpath& other) {
   curves_ = other.curves_;
   if (!other.IsInline()) return false;
   SetInline(other.inline_);
+  std::copy(std::begin(other.inline_kinds_), std::end(other.inline_kinds_), inline_kinds_);
   return true;
 }
 
@@ -121,7 +122,9 @@ void Subpath::Release() {
   if (!IsInline()) ::operator delete(block_.points);
 }
 
-Subpath::Subpath(const Subpath& other) { CopyFrom(other); }
+Subpath::Subpath(const Subpath& other) {
+  CopyFrom(other);
+}
 
 // A subpath whose block is taken is left an empty one at the origin; inline corners
 // are copied and stay.
@@ -134,7 +137,9 @@ void Subpath::StealFrom(Subpath& other) {
   other.SetInline(&origin);
 }
 
-Subpath::Subpath(Subpath&& other) noexcept { StealFrom(other); }
+Subpath::Subpath(Subpath&& other) noexcept {
+  StealFrom(other);
+}
 
 // Copied first, so that a failed allocation leaves this subpath as it was.
 Subpath& Subpath::operator=(const Subpath& other) {
@@ -151,7 +156,9 @@ Subpath& Subpath::operator=(Subpath&& other) noexcept {
 }
 
 MilliPointRectangle Subpath::GetBoundingBox() const {
-  return IsInline() ? PointsBoundingBox(inline_, point_count_) : block_.box;
+  if (!IsInline()) return block_.box;
+  return curves_ ? CurveBox(inline_, inline_kinds_, SegmentCount())
+                 : PointsBoundingBox(inline_, point_count_);
 }
 
 Subpath::Segment Subpath::SegmentView::operator[](std::size_t i) const {

@@ -144,7 +144,11 @@ class Subpath {
  private:
   friend class PathBuilder;
 
+  // Up to four points are held inline, curved or not: a rectangle, a line, a lone
+  // cubic (a plot's or a drawing's stroke). With a curve among them such a subpath has
+  // at most two segments, whose kinds sit in the bytes beside the flags.
   static constexpr std::uint32_t kInlinePoints = 4;
+  static constexpr std::size_t kInlineKinds = 2;
 
   // A block of its own: the points, then (with curves) one kind per segment.
   struct Block {
@@ -157,12 +161,18 @@ class Subpath {
   // segment, empty when every segment is a line.
   Subpath(std::span<const Point> points, std::span<const SegmentKind> kinds, bool closed);
 
-  bool IsInline() const { return !curves_ && point_count_ <= kInlinePoints; }
+  bool IsInline() const { return point_count_ <= kInlinePoints; }
   const Point* Data() const { return IsInline() ? inline_ : block_.points; }
   const SegmentKind* Kinds() const {
-    return reinterpret_cast<const SegmentKind*>(block_.points + point_count_);
+    return IsInline() ? inline_kinds_
+                      : reinterpret_cast<const SegmentKind*>(block_.points + point_count_);
   }
-  std::size_t SegmentCount() const { return curves_ ? block_.segments : point_count_ - 1; }
+  std::size_t SegmentCount() const {
+    if (!curves_) return point_count_ - 1;
+    if (!IsInline()) return block_.segments;
+    // The first segment takes its controls and its end; a second takes the rest.
+    return 1 + static_cast<std::size_t>(inline_kinds_[0]) + 1 < point_count_ ? 2 : 1;
+  }
   // The segment of `kind` whose stored points begin at `p`.
   static Segment MakeSegment(SegmentKind kind, const Point* p) {
     switch (kind) {
@@ -189,6 +199,7 @@ class Subpath {
   std::uint32_t point_count_ = 1;
   bool closed_ = false;
   bool curves_ = false;
+  SegmentKind inline_kinds_[kInlineKinds] = {};
 };
 
 // The box of `count` points as a subpath made of them reports it: the rectangle
