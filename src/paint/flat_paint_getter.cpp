@@ -170,13 +170,16 @@ std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(FlatPaintDescription 
   return slot.getter;
 }
 
-const FlatColorPlan& FlatPaintGetterCache::PlanFor(
-    const Options& options, const std::shared_ptr<const QorPaint::ColorantList>& colorants) {
-  const auto address = reinterpret_cast<std::uintptr_t>(colorants.get());
+const FlatColorPlan& FlatPaintGetterCache::PlanFor(const Options& options,
+                                                   const QorPaint::FlatPaint& paint) {
+  const QorPaint::ColorantList* colorants = &paint.GetColorants();
+  const auto address = reinterpret_cast<std::uintptr_t>(colorants);
   PlanSlot& slot = plans_[(address >> 4) % kPlanSlots];
-  if (slot.plan && slot.colorants == colorants && slot.options == &options) return *slot.plan;
+  if (slot.plan && slot.colorants.get() == colorants && slot.options == &options) {
+    return *slot.plan;
+  }
   slot.plan = std::make_unique<FlatColorPlan>(options, colorants->GetNames());
-  slot.colorants = colorants;
+  slot.colorants = paint.GetSharedColorants();
   slot.options = &options;
   return *slot.plan;
 }
@@ -184,7 +187,7 @@ const FlatColorPlan& FlatPaintGetterCache::PlanFor(
 std::shared_ptr<FlatPaintGetter> FlatPaintGetterCache::Get(const Options& options,
                                                            const QorPaint::FlatPaint& paint,
                                                            bool fullInk) {
-  const FlatColorPlan& plan = PlanFor(options, paint.GetSharedColorants());
+  const FlatColorPlan& plan = PlanFor(options, paint);
   if (!fullInk) {
     return Get(plan.Describe(paint.GetTints(), paint.PaintsNamedColorantsOnly(),
                              paint.PaintsAllColorants()));
@@ -224,7 +227,7 @@ bool FlatPaintGetterCache::CopyOf(const Options& options,
     // value two equal descriptions may hold with different bits.
     const auto& flat = static_cast<const QorPaint::FlatPaint&>(*paint);
     const FlatPaintDescription description =
-        PlanFor(options, flat.GetSharedColorants())
+        PlanFor(options, flat)
             .Describe(flat.GetTints(), flat.PaintsNamedColorantsOnly(), flat.PaintsAllColorants());
     copy.Assign(description.kinds, description.values);
     return description.absent;

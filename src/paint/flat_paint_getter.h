@@ -161,11 +161,10 @@ class FlatPaintGetterCache {
   // A plan holds its list, so that the list's address names it while it is kept.
   struct PlanSlot {
     const Options* options = nullptr;
-    std::shared_ptr<const QorPaint::ColorantList> colorants;
+    QorPaint::ColorantListPtr colorants;
     std::unique_ptr<FlatColorPlan> plan;
   };
-  const FlatColorPlan& PlanFor(const Options& options,
-                               const std::shared_ptr<const QorPaint::ColorantList>& colorants);
+  const FlatColorPlan& PlanFor(const Options& options, const QorPaint::FlatPaint& paint);
 
   struct Slot {
     std::uint64_t hash = 0;

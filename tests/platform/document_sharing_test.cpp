@@ -91,4 +91,50 @@ TEST(DocumentSharing, FlatPaintTintsInlineOrApartReadBackExactly) {
   }
 }
 
+// The two overprint flags ride in the list reference's spare bits: every combination
+// survives copies and moves with its list and tints, and the list lives exactly as
+// long as a paint or a caller holds it.
+TEST(DocumentSharing, FlatPaintFlagsAndListReferenceFollowEveryCopy) {
+  QorPaint::ColorantLists lists;
+  QorColor::Color six{{"Cyan", 0.1f},  {"Magenta", 0.2f}, {"Yellow", 0.3f},
+                      {"Black", 0.4f}, {"Orange", 0.5f},  {"Green", 0.6f}};
+  const QorColor::Color gold{{"Gold", 0.75f}};
+  for (const QorColor::Color& base : {gold, six}) {
+    const QorPaint::ColorantListPtr list = lists.Intern(base);
+    const std::size_t held = list.use_count();  // the interner's and ours
+    for (const int flags : {0, 1, 2, 3}) {
+      QorColor::Color color = base;
+      color.SetPaintsNamedColorantsOnly(flags & 1);
+      color.SetPaintsAllColorants(flags & 2);
+      {
+        QorPaint::FlatPaint paint(list, color);
+        EXPECT_EQ(list.use_count(), held + 1);
+        const QorPaint::FlatPaint copy(paint);
+        const QorPaint::FlatPaint moved(std::move(paint));
+        EXPECT_EQ(list.use_count(), held + 2) << "the moved-from paint gave its reference away";
+        EXPECT_TRUE(paint.GetTints().empty());
+        for (const QorPaint::FlatPaint* p : {&copy, &moved}) {
+          EXPECT_EQ(p->GetColor(), color) << flags;
+          EXPECT_EQ(p->PaintsNamedColorantsOnly(), (flags & 1) != 0);
+          EXPECT_EQ(p->PaintsAllColorants(), (flags & 2) != 0);
+          EXPECT_EQ(&p->GetColorants(), list.get());
+        }
+        const QorPaint::ColorantListPtr shared = copy.GetSharedColorants();
+        EXPECT_EQ(shared, list);
+        EXPECT_EQ(list.use_count(), held + 3);
+      }
+      EXPECT_EQ(list.use_count(), held) << "every paint let go of the list";
+    }
+  }
+  // A paint with a list of its own outlives every other holder of it.
+  QorPaint::ColorantListPtr own;
+  {
+    const QorPaint::FlatPaint paint(six);
+    own = paint.GetSharedColorants();
+    EXPECT_EQ(own.use_count(), 2u);
+  }
+  EXPECT_EQ(own.use_count(), 1u);
+  EXPECT_EQ(own->GetName(5), "Green");
+}
+
 }  // namespace

@@ -49,14 +49,14 @@ bool ColorantList::Names(const QorColor::Color& color) const {
   return true;
 }
 
-std::shared_ptr<const ColorantList> ColorantLists::Intern(const QorColor::Color& color) {
+ColorantListPtr ColorantLists::Intern(const QorColor::Color& color) {
   if (last_ && last_->Names(color)) return last_;
   const std::uint64_t hash = HashOfNames(color);
   const auto [first, end] = lists_.equal_range(hash);
   for (auto it = first; it != end; ++it) {
     if (it->second->Names(color)) return last_ = it->second;
   }
-  last_ = std::make_shared<const ColorantList>(ColorantList::Of(color));
+  last_ = ColorantListPtr::Make(ColorantList::Of(color));
   lists_.emplace(hash, last_);
   return last_;
 }

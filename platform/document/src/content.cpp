@@ -198,7 +198,7 @@ bool SameStyle(const StrokeStyle& a, const StrokeStyle& b) {
 ContentObject::ContentObject(const Morv::MilliPointTransformation& t, bool clipping,
                              ObjectSharing* shareWith)
     : clipping_(clipping) {
-  static const auto identity = std::make_shared<const Morv::MilliPointTransformation>();
+  static const auto identity = QorSys::CountedPtr<const Morv::MilliPointTransformation>::Make();
   if (shareWith != nullptr && shareWith->transformation != nullptr &&
       Morv::IdenticalBits(*shareWith->transformation, t)) {
     transformation_ = shareWith->transformation;
@@ -206,7 +206,7 @@ ContentObject::ContentObject(const Morv::MilliPointTransformation& t, bool clipp
   }
   transformation_ = Morv::IdenticalBits(*identity, t)
                         ? identity
-                        : std::make_shared<const Morv::MilliPointTransformation>(t);
+                        : QorSys::CountedPtr<const Morv::MilliPointTransformation>::Make(t);
   if (shareWith != nullptr) shareWith->transformation = transformation_;
 }
 
@@ -230,14 +230,14 @@ Fillable::Fillable(const Morv::MilliPointTransformation& t, bool clipping, Paint
       return;
     }
   }
-  attributes_ = std::make_shared<const Attributes>(
+  attributes_ = QorSys::CountedPtr<const Attributes>::Make(
       Attributes{std::move(painting.stroke), std::move(painting.strokeStyle),
                  std::move(painting.halftone), std::move(painting.transparency)});
   if (shareWith != nullptr) shareWith->attributes = attributes_;
 }
 
-const std::shared_ptr<const Fillable::Attributes>& Fillable::NoAttributes() {
-  static const auto none = std::make_shared<const Attributes>(
+const QorSys::CountedPtr<const Fillable::Attributes>& Fillable::NoAttributes() {
+  static const auto none = QorSys::CountedPtr<const Attributes>::Make(
       Attributes{nullptr, StrokeStyle{}, nullptr, QorBlend::Transparency::Opaque()});
   return none;
 }
@@ -309,11 +309,11 @@ class PathWithFill final : public Path {
 };
 
 // A rectangle filled with a colour of its own, the most common object of a dense page,
-// is one 224-byte allocator chunk with the block's shared count (three chunks of
-// 112, 112 and 80 bytes apart); a path with its compound alone one of 192.
-static_assert(sizeof(void*) != 8 || sizeof(PathOverShared) <= 88);
-static_assert(sizeof(void*) != 8 || sizeof(PathWithCompound) <= 168);
-static_assert(sizeof(void*) != 8 || sizeof(PathWithFill) <= 200);
+// is one 192-byte allocator chunk with the block's shared count (three chunks of
+// 96, 112 and 64 bytes apart); a path with its compound alone one of 176.
+static_assert(sizeof(void*) != 8 || sizeof(PathOverShared) <= 72);
+static_assert(sizeof(void*) != 8 || sizeof(PathWithCompound) <= 152);
+static_assert(sizeof(void*) != 8 || sizeof(PathWithFill) <= 168);
 
 }  // namespace
 

@@ -1,80 +1,82 @@
 // Flat paints: tints over a shared colorant list.
 
 #include <algorithm>
-#include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "qorpaint/paint.h"
 
 namespace QorPaint {
 
 FlatPaint::FlatPaint(const QorColor::Color& color)
-    : FlatPaint(std::make_shared<const ColorantList>(ColorantList::Of(color)), color) {}
+    : FlatPaint(ColorantListPtr::Make(ColorantList::Of(color)), color) {}
 
-FlatPaint::FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color)
-    : colorants_(std::move(colorants)),
-      named_only_(color.PaintsNamedColorantsOnly()),
-      all_(color.PaintsAllColorants()) {
+FlatPaint::FlatPaint(ColorantListPtr colorants, const QorColor::Color& color) {
   // Counted, not compared name by name: the interner hands out lists made from the
   // very names, and a page makes a paint per object.
-  if (!colorants_ || colorants_->Size() != color.Size()) {
+  if (!colorants || colorants->Size() != color.Size()) {
     throw std::invalid_argument(
         "flat paint: the colorant list does not name the colour's colorants");
-  }
-  if (color.Size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw std::length_error("flat paint: too many colorants");
   }
   QorColor::Component* tints = inline_tints_.data();
   if (color.Size() > kInlineTints) {
     more_tints_ = new QorColor::Component[color.Size()];
     tints = more_tints_;
   }
-  count_ = static_cast<std::uint32_t>(color.Size());
-  for (std::size_t i = 0; i < count_; ++i)
+  for (std::size_t i = 0; i < color.Size(); ++i)
     tints[i] = color.GetTint(i);
+  colorants_ = reinterpret_cast<std::uintptr_t>(colorants.Release()) |
+               (color.PaintsNamedColorantsOnly() ? kNamedOnlyBit : 0) |
+               (color.PaintsAllColorants() ? kAllBit : 0);
 }
 
-FlatPaint::FlatPaint(const FlatPaint& other)
-    : Paint(other), colorants_(other.colorants_), named_only_(other.named_only_), all_(other.all_) {
-  if (other.count_ > kInlineTints) {
-    more_tints_ = new QorColor::Component[other.count_];
-    std::copy(other.more_tints_, other.more_tints_ + other.count_, more_tints_);
+FlatPaint::FlatPaint(const FlatPaint& other) : Paint(other) {
+  const std::span<const QorColor::Component> tints = other.GetTints();
+  if (tints.size() > kInlineTints) {
+    more_tints_ = new QorColor::Component[tints.size()];
+    std::copy(tints.begin(), tints.end(), more_tints_);
   } else {
     inline_tints_ = other.inline_tints_;
   }
-  count_ = other.count_;
+  ColorantListPtr list = other.GetSharedColorants();
+  colorants_ = reinterpret_cast<std::uintptr_t>(list.Release()) | (other.colorants_ & kFlagBits);
 }
 
-// The source is left without tints, so that it frees nothing.
+// The source is left without its list, and so without tints: it frees nothing.
 FlatPaint::FlatPaint(FlatPaint&& other) noexcept
-    : Paint(other),
-      colorants_(std::move(other.colorants_)),
-      count_(other.count_),
-      named_only_(other.named_only_),
-      all_(other.all_) {
-  if (count_ > kInlineTints) {
+    : Paint(other), colorants_(std::exchange(other.colorants_, 0)) {
+  if (Count() > kInlineTints) {
     more_tints_ = other.more_tints_;
   } else {
     inline_tints_ = other.inline_tints_;
   }
-  other.count_ = 0;
 }
 
 FlatPaint::~FlatPaint() {
-  if (count_ > kInlineTints) delete[] more_tints_;
+  if (Count() > kInlineTints) delete[] more_tints_;
+  if (colorants_) ColorantListPtr::Adopt(ListAddress());
+}
+
+ColorantListPtr FlatPaint::GetSharedColorants() const {
+  if (!colorants_) return nullptr;
+  // Taken back and handed out again: the paint's own reference stays.
+  ColorantListPtr own = ColorantListPtr::Adopt(ListAddress());
+  ColorantListPtr copy = own;
+  own.Release();
+  return copy;
 }
 
 // With the shared count's 16 bytes and the allocator's 8-byte header, one 64-byte
-// chunk per paint.
-static_assert(sizeof(void*) != 8 || sizeof(FlatPaint) <= 48);
+// chunk per paint; inside a rectangle's own block, 32 bytes.
+static_assert(sizeof(void*) != 8 || sizeof(FlatPaint) <= 32);
 
 QorColor::Color FlatPaint::GetColor() const {
   QorColor::Color color;
   const std::span<const QorColor::Component> tints = GetTints();
   for (std::size_t i = 0; i < tints.size(); ++i)
-    color.Add(colorants_->GetName(i), tints[i]);
-  color.SetPaintsNamedColorantsOnly(named_only_);
-  color.SetPaintsAllColorants(all_);
+    color.Add(GetColorants().GetName(i), tints[i]);
+  color.SetPaintsNamedColorantsOnly(PaintsNamedColorantsOnly());
+  color.SetPaintsAllColorants(PaintsAllColorants());
   return color;
 }
 

@@ -26,6 +26,7 @@
 #include "qorimg/painted_picture.h"
 #include "qorimg/picture_buffer.h"
 #include "qorpaint/paint.h"
+#include "qorsys/counted_ptr.h"
 
 namespace QorDoc {
 
@@ -129,7 +130,7 @@ class ContentObject {
   const Content* content_ = nullptr;
   // Shared, never null: the objects of a page are mostly placed alike (every path
   // under one matrix), and six doubles were a third of a rectangle's path object.
-  std::shared_ptr<const Morv::MilliPointTransformation> transformation_;
+  QorSys::CountedPtr<const Morv::MilliPointTransformation> transformation_;
   // 32 bits (the builder refuses more objects) beside the flag: pages of many small
   // objects hold one of these per object.
   std::uint32_t id_ = 0;
@@ -220,7 +221,7 @@ class Fillable : public ContentObject {
 
  private:
   // The one block of every object without attributes of its own.
-  static const std::shared_ptr<const Attributes>& NoAttributes();
+  static const QorSys::CountedPtr<const Attributes>& NoAttributes();
   const Attributes& GetAttributes() const { return *attributes_; }
   std::shared_ptr<const QorPaint::Paint> OwnFillPaint() const;
   const QorPaint::Paint* OwnFillPaintAddress() const;
@@ -233,7 +234,7 @@ class Fillable : public ContentObject {
   };
   // Never null; NoAttributes() for the usual fill-only object: most objects of a page
   // are fills, and the style with its dash vector would be the largest part of each.
-  std::shared_ptr<const Attributes> attributes_;
+  QorSys::CountedPtr<const Attributes> attributes_;
 };
 
 // A path is made either over a compound shared with others (Make), or (MakeInOneBlock)
@@ -304,9 +305,9 @@ class TextGroup final : public ContentObject {
 // What the builder keeps of the last objects it made, for the next ones to share
 // when equal to the bit.
 struct ObjectSharing {
-  std::shared_ptr<const Morv::MilliPointTransformation> transformation;
+  QorSys::CountedPtr<const Morv::MilliPointTransformation> transformation;
   // The last fillable object's attributes that were not the empty block.
-  std::shared_ptr<const Fillable::Attributes> attributes;
+  QorSys::CountedPtr<const Fillable::Attributes> attributes;
 };
 
 // A 1-bit mask painted with the fill paint where its samples are set; the own

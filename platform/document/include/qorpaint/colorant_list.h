@@ -4,8 +4,8 @@
 // Yellow, Black again and again), so each list is made once per document and every
 // flat paint points at it: a paint holds its tints and a pointer, not a string per
 // colorant, and a renderer can plan the conversion of a list once and find the plan
-// again by the list's identity. Lists are immutable and shared by
-// std::shared_ptr<const>. ColorantLists interns them: equal names in equal order
+// again by the list's identity. Lists are immutable and shared by ColorantListPtr,
+// one word per paint. ColorantLists interns them: equal names in equal order
 // give the same list. Not thread-safe; one per document being built.
 #pragma once
 
@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "qorcolor/color_list.h"
+#include "qorsys/counted_ptr.h"
 
 namespace QorPaint {
 
@@ -40,17 +41,19 @@ class ColorantList {
   std::vector<std::string> names_;
 };
 
+using ColorantListPtr = QorSys::CountedPtr<const ColorantList>;
+
 class ColorantLists {
  public:
   // The shared list of `color`'s colorant names.
-  std::shared_ptr<const ColorantList> Intern(const QorColor::Color& color);
+  ColorantListPtr Intern(const QorColor::Color& color);
   // Distinct lists made so far.
   std::size_t Size() const { return lists_.size(); }
 
  private:
   // Consecutive colours mostly name the same colorants: checked before hashing.
-  std::shared_ptr<const ColorantList> last_;
-  std::unordered_multimap<std::uint64_t, std::shared_ptr<const ColorantList>> lists_;
+  ColorantListPtr last_;
+  std::unordered_multimap<std::uint64_t, ColorantListPtr> lists_;
 };
 
 }  // namespace QorPaint

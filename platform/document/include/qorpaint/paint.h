@@ -33,8 +33,8 @@ class Paint {
 // colour list. The colorant names live in a shared ColorantList (interned by the
 // importer, so the many paints of one colour space point at one list); the paint
 // keeps the tints, inline for up to four colorants. A page may hold a paint per
-// object, so the paint is 48 bytes: with its shared count, one 64-byte allocator
-// chunk, and less still inside a path's own block.
+// object, so the paint is 32 bytes: the list's reference carries the two flags in
+// its low bits, and the tints' count is the list's size.
 class FlatPaint final : public Paint {
  public:
   // A colour with a colorant list of its own.
@@ -42,7 +42,7 @@ class FlatPaint final : public Paint {
   // A colour whose colorant names are `colorants`, which must name the colour's
   // colorants in its order (as ColorantLists::Intern gives); a list of another
   // length is std::invalid_argument.
-  FlatPaint(std::shared_ptr<const ColorantList> colorants, const QorColor::Color& color);
+  FlatPaint(ColorantListPtr colorants, const QorColor::Color& color);
   FlatPaint(const FlatPaint& other);
   FlatPaint(FlatPaint&& other) noexcept;
   FlatPaint& operator=(const FlatPaint&) = delete;
@@ -50,30 +50,39 @@ class FlatPaint final : public Paint {
 
   int GetType() const override { return kFlatPaint; }
 
-  const ColorantList& GetColorants() const { return *colorants_; }
-  const std::shared_ptr<const ColorantList>& GetSharedColorants() const { return colorants_; }
+  const ColorantList& GetColorants() const { return ColorantListPtr::Peek(ListAddress()); }
+  // A reference of the caller's own to the list, whose address names it.
+  ColorantListPtr GetSharedColorants() const;
   // One tint per colorant, in the list's order.
   std::span<const QorColor::Component> GetTints() const {
-    return {count_ <= kInlineTints ? inline_tints_.data() : more_tints_, count_};
+    const std::size_t count = Count();
+    return {count <= kInlineTints ? inline_tints_.data() : more_tints_, count};
   }
-  bool PaintsNamedColorantsOnly() const { return named_only_; }
-  bool PaintsAllColorants() const { return all_; }
+  bool PaintsNamedColorantsOnly() const { return colorants_ & kNamedOnlyBit; }
+  bool PaintsAllColorants() const { return colorants_ & kAllBit; }
 
   // The colour as a list of names and tints, made on each call.
   QorColor::Color GetColor() const;
 
  private:
   static constexpr std::size_t kInlineTints = 4;
+  static constexpr std::uintptr_t kNamedOnlyBit = 1;
+  static constexpr std::uintptr_t kAllBit = 2;
+  static constexpr std::uintptr_t kFlagBits = kNamedOnlyBit | kAllBit;
 
-  std::shared_ptr<const ColorantList> colorants_;
-  // Up to four tints inline, more in a block of their own (owned; count_ tells which).
+  const void* ListAddress() const { return reinterpret_cast<const void*>(colorants_ & ~kFlagBits); }
+  // Zero once moved from: the paint then frees nothing.
+  std::size_t Count() const { return colorants_ ? GetColorants().Size() : 0; }
+  void TakeTints(const QorColor::Component* tints, std::size_t count);
+
+  // The list's reference, released into its block's address, with the flags.
+  std::uintptr_t colorants_ = 0;
+  // Up to four tints inline, more in a block of their own (owned; the count tells
+  // which).
   union {
     std::array<QorColor::Component, kInlineTints> inline_tints_{};
     QorColor::Component* more_tints_;
   };
-  std::uint32_t count_ = 0;
-  bool named_only_ = false;
-  bool all_ = false;
 };
 
 }  // namespace QorPaint
