@@ -38,8 +38,8 @@ FlatPaint::FlatPaint(const FlatPaint& other) : Paint(other) {
   } else {
     inline_tints_ = other.inline_tints_;
   }
-  ColorantListPtr list = other.GetSharedColorants();
-  colorants_ = reinterpret_cast<std::uintptr_t>(list.Release()) | (other.colorants_ & kFlagBits);
+  colorants_ = reinterpret_cast<std::uintptr_t>(other.GetSharedColorants().Release()) |
+               (other.colorants_ & kFlagBits);
 }
 
 // The source is left without its list, and so without tints: it frees nothing.
@@ -54,16 +54,12 @@ FlatPaint::FlatPaint(FlatPaint&& other) noexcept
 
 FlatPaint::~FlatPaint() {
   if (Count() > kInlineTints) delete[] more_tints_;
-  if (colorants_) ColorantListPtr::Adopt(ListAddress());
+  // The reference taken back, and so dropped.
+  if (colorants_) ColorantListPtr::Adopt(ListAddress()).reset();
 }
 
 ColorantListPtr FlatPaint::GetSharedColorants() const {
-  if (!colorants_) return nullptr;
-  // Taken back and handed out again: the paint's own reference stays.
-  ColorantListPtr own = ColorantListPtr::Adopt(ListAddress());
-  ColorantListPtr copy = own;
-  own.Release();
-  return copy;
+  return colorants_ ? ColorantListPtr::Share(ListAddress()) : nullptr;
 }
 
 // With the shared count's 16 bytes and the allocator's 8-byte header, one 64-byte

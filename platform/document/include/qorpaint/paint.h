@@ -73,7 +73,6 @@ class FlatPaint final : public Paint {
   const void* ListAddress() const { return reinterpret_cast<const void*>(colorants_ & ~kFlagBits); }
   // Zero once moved from: the paint then frees nothing.
   std::size_t Count() const { return colorants_ ? GetColorants().Size() : 0; }
-  void TakeTints(const QorColor::Component* tints, std::size_t count);
 
   // The list's reference, released into its block's address, with the flags.
   std::uintptr_t colorants_ = 0;

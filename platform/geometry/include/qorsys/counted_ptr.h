@@ -69,10 +69,16 @@ class CountedPtr {
   }
 
   // The reference handed over as a bare block address (for a holder that keeps flag
-  // bits beside it), and taken back; Peek reads the value of a held address.
+  // bits beside it) and taken back (Adopt); Share makes another reference to a held
+  // address, Peek reads its value.
   const void* Release() noexcept { return std::exchange(block_, nullptr); }
   static CountedPtr Adopt(const void* block) noexcept {
     return CountedPtr(static_cast<Block*>(const_cast<void*>(block)));
+  }
+  static CountedPtr Share(const void* block) noexcept {
+    CountedPtr shared = Adopt(block);
+    shared.Retain();
+    return shared;
   }
   static T& Peek(const void* block) noexcept {
     return static_cast<Block*>(const_cast<void*>(block))->value;
